@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# Installs the Debian packages Jorvane needs to build, test and run, when they
+# are missing. Usage: scripts/deps.sh [build|test|run]...
+set -euo pipefail
+
+build=(cmake ninja-build g++ pkg-config libutf8proc-dev nlohmann-json3-dev
+       qt6-base-dev libxcb1-dev libxcb-xinput-dev libxcb-xtest0-dev libxcb-xkb-dev
+       libxcb-ewmh-dev libxcb-icccm4-dev libxkbcommon-dev libxkbcommon-x11-dev libatspi2.0-dev)
+test=(libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev)
+desktop=(xvfb xauth openbox thunar dbus-x11 at-spi2-core libglib2.0-bin xfconf x11-utils xdotool imagemagick)
+
+want=()
+for set in "${@:-build}"; do
+  case "$set" in
+    build) want+=("${build[@]}") ;;
+    test) want+=("${build[@]}" "${test[@]}" "${desktop[@]}") ;;
+    run) want+=("${build[@]}" "${desktop[@]}") ;;
+    *) echo "deps.sh: unknown set '$set'" >&2; exit 2 ;;
+  esac
+done
+
+missing=()
+for pkg in "${want[@]}"; do
+  dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q 'install ok installed' || missing+=("$pkg")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "Installing: ${missing[*]}"
+sudo=""
+[ "$(id -u)" -eq 0 ] || sudo="sudo"
+export DEBIAN_FRONTEND=noninteractive
+$sudo apt-get update -qq
+$sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"

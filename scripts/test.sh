@@ -1,0 +1,74 @@
+#!/usr/bin/env bash
+# Builds Jorvane and runs every test: the unit suite in a plain build, again
+# under AddressSanitizer + UndefinedBehaviorSanitizer, the queue and timer
+# tests under ThreadSanitizer, and the end-to-end suite under Xvfb.
+# Installs the Debian packages it needs first.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/deps.sh test
+
+jobs=$(nproc)
+summary=()
+passed_total=0
+failed_total=0
+
+configure() { # dir, extra cmake args...
+  local dir=$1; shift
+  cmake -S . -B "$dir" -G Ninja -DJORVANE_WERROR=ON "$@" >"$dir.configure.log" 2>&1 \
+    || { cat "$dir.configure.log"; exit 1; }
+}
+
+run_ctest() { # name, dir, ctest args...
+  local name=$1 dir=$2; shift 2
+  local log="$dir/ctest-$name.log" status=0
+  ctest --test-dir "$dir" --output-on-failure -j"$jobs" "$@" 2>&1 | tee "$log" || status=$?
+  local line passed failed total
+  line=$(grep -E 'tests passed, [0-9]+ tests? failed out of [0-9]+' "$log" | tail -n 1 || true)
+  if [ -z "$line" ]; then
+    echo "test.sh: ctest ran no tests for '$name'" >&2
+    summary+=("$name: no tests")
+    failed_total=$((failed_total + 1))
+    return
+  fi
+  failed=$(sed -E 's/.* ([0-9]+) tests? failed out of ([0-9]+).*/\1/' <<<"$line")
+  total=$(sed -E 's/.* failed out of ([0-9]+).*/\1/' <<<"$line")
+  passed=$((total - failed))
+  passed_total=$((passed_total + passed))
+  failed_total=$((failed_total + failed))
+  summary+=("$name: $passed passed, $failed failed")
+  [ "$status" -eq 0 ] || [ "$failed" -gt 0 ] || failed_total=$((failed_total + 1))
+}
+
+mkdir -p build build-asan build-tsan
+
+echo "== plain build"
+configure build -DCMAKE_BUILD_TYPE=RelWithDebInfo
+cmake --build build -j"$jobs"
+run_ctest unit build -L unit
+
+echo "== AddressSanitizer + UndefinedBehaviorSanitizer"
+configure build-asan -DCMAKE_BUILD_TYPE=Debug -DJORVANE_SANITIZE=address,undefined \
+  -DJORVANE_BUILD_APP=OFF -DJORVANE_BUILD_BENCH=OFF
+cmake --build build-asan -j"$jobs"
+ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+  run_ctest asan build-asan -L unit
+
+echo "== ThreadSanitizer (queues and timers)"
+configure build-tsan -DCMAKE_BUILD_TYPE=Debug -DJORVANE_SANITIZE=thread \
+  -DJORVANE_BUILD_APP=OFF -DJORVANE_BUILD_BENCH=OFF
+cmake --build build-tsan -j"$jobs" --target jorvane_concurrency_tests
+# TSan needs a fixed address layout on recent kernels.
+TSAN_OPTIONS=halt_on_error=1 setarch "$(uname -m)" -R \
+  ctest --test-dir build-tsan -N -L concurrency >/dev/null
+TSAN_OPTIONS=halt_on_error=1 run_ctest tsan build-tsan -L concurrency
+
+if [ "$(ctest --test-dir build -N -L e2e 2>/dev/null | sed -nE 's/^Total Tests: ([0-9]+)/\1/p')" != "0" ]; then
+  echo "== end-to-end (Xvfb, openbox, Thunar)"
+  run_ctest e2e build -L e2e -j1
+fi
+
+echo
+printf '%s\n' "${summary[@]}"
+echo "total: $passed_total passed, $failed_total failed"
+[ "$failed_total" -eq 0 ]

@@ -1,0 +1,1 @@
+#error "The core is platform-neutral: use a port, and put xcb/xinput.h code in an adapter under src/platform or src/ui."

@@ -1,0 +1,214 @@
+#include "util/Dispatch.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <latch>
+#include <mutex>
+#include <vector>
+
+using namespace std::chrono_literals;
+using namespace jorvane::dispatch;
+
+namespace {
+
+// Installs virtual time for one test.
+struct VirtualTime {
+    ManualTimeSource clock;
+    VirtualTime() { setTimeSource(&clock); }
+    ~VirtualTime() { setTimeSource(nullptr); }
+};
+
+}  // namespace
+
+TEST(MainQueue, RunsTasksInOrderOnTheDrainingThreadOnly) {
+    std::vector<int> seen;
+    std::thread producer([&] {
+        for (int i = 0; i < 100; ++i) mainQueue().async([&seen, i] { seen.push_back(i); });
+    });
+    producer.join();
+    EXPECT_TRUE(seen.empty());
+    mainQueue().drain();
+    ASSERT_EQ(seen.size(), 100u);
+    for (int i = 0; i < 100; ++i) EXPECT_EQ(seen[i], i);
+}
+
+TEST(MainQueue, TaskQueuedByATaskWaitsForTheNextDrain) {
+    int runs = 0;
+    mainQueue().async([&] {
+        ++runs;
+        mainQueue().async([&] { ++runs; });
+    });
+    EXPECT_EQ(mainQueue().drain(), 1u);
+    EXPECT_EQ(runs, 1);
+    EXPECT_EQ(mainQueue().drain(), 1u);
+    EXPECT_EQ(runs, 2);
+}
+
+TEST(MainQueue, WakesItsLoopOncePerBatch) {
+    std::atomic<int> wakes{0};
+    mainQueue().setWakeUp([&] { ++wakes; });
+    mainQueue().async([] {});
+    mainQueue().async([] {});
+    mainQueue().setWakeUp(nullptr);
+    EXPECT_EQ(wakes.load(), 1);
+    mainQueue().drain();
+}
+
+TEST(MainQueue, KnowsTheMainThread) {
+    EXPECT_TRUE(isMainThread());
+    bool onWorker = true;
+    std::thread([&] { onWorker = isMainThread(); }).join();
+    EXPECT_FALSE(onWorker);
+}
+
+TEST(GlobalQueue, ABlockedTaskDoesNotHoldUpTheOthers) {
+    std::latch release(1);
+    std::atomic<int> done{0};
+    globalQueue().async([&] {
+        release.wait();
+        ++done;
+    });
+    for (int i = 0; i < 10; ++i) globalQueue().async([&] { ++done; });
+    EXPECT_TRUE(mainQueue().runUntil([&] { return done.load() == 10; }, 10s));
+    release.count_down();
+    EXPECT_TRUE(mainQueue().runUntil([&] { return done.load() == 11; }, 10s));
+}
+
+TEST(OperationQueue, SerialQueueRunsOneAtATimeInOrder) {
+    OperationQueue queue(1);
+    std::mutex m;
+    std::vector<int> order;
+    std::atomic<int> active{0}, maxActive{0};
+    for (int i = 0; i < 20; ++i) {
+        queue.addOperation([&, i] {
+            const int now = ++active;
+            maxActive = std::max(maxActive.load(), now);
+            {
+                std::lock_guard lock(m);
+                order.push_back(i);
+            }
+            --active;
+        });
+    }
+    queue.waitUntilAllOperationsAreFinished();
+    EXPECT_EQ(maxActive.load(), 1);
+    ASSERT_EQ(order.size(), 20u);
+    for (int i = 0; i < 20; ++i) EXPECT_EQ(order[i], i);
+}
+
+TEST(OperationQueue, CancelAllDropsTheWaitingAndLetsTheRunningOneFinish) {
+    OperationQueue queue(1);
+    std::latch started(1), release(1);
+    std::atomic<bool> firstSawCancel{false}, secondRan{false}, thirdRan{false};
+    auto first = queue.addOperation([&](const OperationQueue::Operation& op) {
+        started.count_down();
+        release.wait();
+        firstSawCancel = op.isCancelled();
+    });
+    started.wait();
+    auto second = queue.addOperation([&] { secondRan = true; });
+    queue.cancelAllOperations();
+    auto third = queue.addOperation([&] { thirdRan = true; });
+    release.count_down();
+    queue.waitUntilAllOperationsAreFinished();
+    EXPECT_FALSE(firstSawCancel.load()) << "the running operation is left alone";
+    EXPECT_TRUE(first->isFinished());
+    EXPECT_FALSE(secondRan.load());
+    EXPECT_TRUE(second->isCancelled());
+    EXPECT_TRUE(thirdRan.load());
+}
+
+TEST(OperationQueue, DestroyingAQueueWaitsForItsRunningOperation) {
+    std::atomic<bool> finished{false};
+    {
+        OperationQueue queue(1);
+        std::latch started(1);
+        queue.addOperation([&] {
+            started.count_down();
+            std::this_thread::sleep_for(20ms);
+            finished = true;
+        });
+        started.wait();
+    }
+    EXPECT_TRUE(finished.load());
+}
+
+TEST(TimerSource, FiresOnceOnItsQueueAtTheDeadline) {
+    VirtualTime time;
+    int fired = 0;
+    TimerSource timer(mainQueue(), [&] { ++fired; });
+    timer.setTimer(seconds(0.3), 1ms);
+    time.clock.advance(299ms);
+    mainQueue().drain();
+    EXPECT_EQ(fired, 0);
+    EXPECT_TRUE(timer.isArmed());
+    time.clock.advance(1ms);
+    EXPECT_EQ(fired, 0) << "the handler runs on the queue, not in the clock";
+    mainQueue().drain();
+    EXPECT_EQ(fired, 1);
+    EXPECT_FALSE(timer.isArmed());
+    time.clock.advance(10s);
+    mainQueue().drain();
+    EXPECT_EQ(fired, 1);
+}
+
+TEST(TimerSource, RearmingReplacesTheDeadline) {
+    VirtualTime time;
+    int fired = 0;
+    TimerSource timer(mainQueue(), [&] { ++fired; });
+    for (int i = 0; i < 5; ++i) {
+        timer.setTimer(300ms, 1ms);
+        time.clock.advance(100ms);
+        mainQueue().drain();
+    }
+    EXPECT_EQ(fired, 0);
+    time.clock.advance(200ms);
+    mainQueue().drain();
+    EXPECT_EQ(fired, 1);
+    EXPECT_EQ(time.clock.scheduledCount(), 0u);
+}
+
+TEST(TimerSource, DisarmDropsAFireAlreadyHandedToTheQueue) {
+    VirtualTime time;
+    int fired = 0;
+    TimerSource timer(mainQueue(), [&] { ++fired; });
+    timer.setTimer(10ms, 1ms);
+    time.clock.advance(10ms);  // the fire is queued now
+    timer.disarm();
+    mainQueue().drain();
+    EXPECT_EQ(fired, 0);
+}
+
+TEST(TimerSource, DestroyedTimerNeverRuns) {
+    VirtualTime time;
+    int fired = 0;
+    {
+        TimerSource timer(mainQueue(), [&] { ++fired; });
+        timer.setTimer(10ms, 1ms);
+        time.clock.advance(10ms);
+    }
+    mainQueue().drain();
+    EXPECT_EQ(fired, 0);
+}
+
+TEST(TimerSource, RealTimeFiresWithinGenerousBounds) {
+    std::atomic<int> fired{0};
+    TimerSource timer(globalQueue(), [&] { ++fired; });
+    const auto start = std::chrono::steady_clock::now();
+    timer.setTimer(50ms, 1ms);
+    EXPECT_TRUE(mainQueue().runUntil([&] { return fired.load() == 1; }, 10s));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 50ms);
+}
+
+TEST(TimerSource, ZeroAndNegativeDelaysFireAsSoonAsPossibleButNotInline) {
+    VirtualTime time;
+    int fired = 0;
+    TimerSource timer(mainQueue(), [&] { ++fired; });
+    timer.setTimer(seconds(-1.0), 1ms);
+    time.clock.advance(0ms);
+    EXPECT_EQ(fired, 0);
+    mainQueue().drain();
+    EXPECT_EQ(fired, 1);
+}

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace jorvane::test {
+
+// A temporary folder removed with everything in it when the object goes.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+
+    const std::filesystem::path& path() const { return path_; }
+    std::string str() const { return path_.string(); }
+    // Creates a file (and its parents) holding the given text.
+    std::filesystem::path file(const std::string& relative, const std::string& contents = {}) const;
+    std::filesystem::path dir(const std::string& relative) const;
+    std::filesystem::path symlink(const std::string& relative, const std::string& target) const;
+
+private:
+    std::filesystem::path path_;
+};
+
+}  // namespace jorvane::test
