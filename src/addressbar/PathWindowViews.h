@@ -1,0 +1,110 @@
+#pragma once
+
+// The address bar's views as the controller sees them: passive objects that
+// show what they are told and report nothing on their own. The Qt adapter
+// implements them; tests record what the controller asked for.
+//
+// Text is UTF-8 bytes as the file system gives them (names need not be valid
+// UTF-8: the adapter must hand back exactly the bytes it was given). Ranges
+// are byte offsets into that text.
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "util/Geometry.h"
+
+namespace jorvane {
+
+struct TextRange {
+    std::size_t location = 0;
+    std::size_t length = 0;
+    friend bool operator==(const TextRange&, const TextRange&) = default;
+};
+
+// The icon at the left of the field.
+struct BarImage {
+    enum class Kind { none, search, fileIcon };
+    Kind kind = Kind::none;
+    std::string path;  // for fileIcon: the item whose icon is shown
+    static BarImage search() { return {Kind::search, {}}; }
+    static BarImage iconForFile(std::string p) { return {Kind::fileIcon, std::move(p)}; }
+    friend bool operator==(const BarImage&, const BarImage&) = default;
+};
+
+// The floating panel over the file manager's title bar. Frames are in the
+// bottom-left screen system.
+class PathPanelView {
+public:
+    virtual ~PathPanelView() = default;
+    virtual Rect frame() const = 0;
+    virtual void setFrame(const Rect& frame, bool display, bool animate) = 0;
+    virtual bool isVisible() const = 0;
+    virtual void orderFrontRegardless() = 0;
+    virtual void makeKeyWindow() = 0;
+    virtual void orderOut() = 0;
+    virtual void close() = 0;
+};
+
+// The path text field together with its field editor.
+class PathFieldView {
+public:
+    virtual ~PathFieldView() = default;
+    virtual std::string stringValue() const = 0;
+    virtual void setStringValue(const std::string& text) = 0;
+    // The field editor's selection; inline completion leaves the added tail
+    // selected.
+    virtual TextRange selectedRange() const = 0;
+    virtual void setSelectedRange(TextRange range) = 0;
+    virtual void selectAll() = 0;
+    // Width of the text in the default font, not the field's.
+    virtual double textWidth(const std::string& text) const = 0;
+    // In the panel's content coordinates (bottom-left origin).
+    virtual Rect frame() const = 0;
+    virtual void noteNumberOfItemsChanged() = 0;
+    virtual void setImage(const BarImage& image) = 0;
+};
+
+class SpinnerView {
+public:
+    virtual ~SpinnerView() = default;
+    virtual void startAnimation() = 0;
+    virtual void setHidden(bool hidden) = 0;
+    virtual bool isHidden() const = 0;
+    virtual Point frameOrigin() const = 0;
+    virtual void setFrameOrigin(Point origin) = 0;
+};
+
+// The completion list's panel and its table, whose content is the list of
+// candidates.
+class CompletionsListView {
+public:
+    virtual ~CompletionsListView() = default;
+    virtual bool isVisible() const = 0;
+    virtual void setFrame(const Rect& frame, bool display) = 0;
+    virtual void orderFrontRegardless() = 0;
+    // Makes the list look active while the bar keeps the keyboard.
+    virtual void becomeKeyWindow() = 0;
+    virtual void orderOut() = 0;
+    virtual void close() = 0;
+    virtual void setContent(const std::vector<std::string>& candidates) = 0;
+    virtual double rowHeight() const = 0;
+    // -1 when no row is selected.
+    virtual int selectedRow() const = 0;
+    virtual void selectRow(int row) = 0;
+    virtual void deselectAll() = 0;
+    virtual void scrollRowToVisible(int row) = 0;
+};
+
+// Everything one address bar shows.
+struct PathWindowViews {
+    std::unique_ptr<PathPanelView> panel;
+    std::unique_ptr<PathFieldView> field;
+    std::unique_ptr<SpinnerView> spinner;
+    std::unique_ptr<CompletionsListView> completions;
+};
+
+}  // namespace jorvane
