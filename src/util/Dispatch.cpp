@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <cstdio>
 #include <exception>
 
@@ -27,6 +28,9 @@ void runGuarded(const Task& task) {
 }  // namespace
 
 Duration seconds(double s) {
+    // NaN compares false with everything and its conversion to an integer is
+    // undefined: treat it as "now".
+    if (std::isnan(s)) return Duration::zero();
     const double ns = s * 1e9;
     if (ns >= 9.2e18) return Duration::max();
     if (ns <= -9.2e18) return Duration::min();
@@ -171,6 +175,7 @@ OperationQueue::~OperationQueue() {
         for (auto& op : waiting_) {
             std::lock_guard opLock(op->mutex_);
             op->cancelled_ = true;
+            op->finished_ = true;
         }
         waiting_.clear();
     }
@@ -184,7 +189,10 @@ std::shared_ptr<OperationQueue::Operation> OperationQueue::addOperation(std::fun
     {
         std::lock_guard lock(mutex_);
         waiting_.push_back(op);
-        if (idle_ == 0 && threads_.size() < maxConcurrent_) threads_.emplace_back([this] { work(); });
+        // Idle workers count only until they wake, so compare them with the
+        // operations that wait: two operations added back to back while one
+        // worker idles must still run side by side.
+        if (idle_ < waiting_.size() && threads_.size() < maxConcurrent_) threads_.emplace_back([this] { work(); });
     }
     changed_.notify_all();
     return op;

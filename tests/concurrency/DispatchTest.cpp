@@ -4,7 +4,10 @@
 
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <latch>
+#include <limits>
+#include <semaphore>
 #include <mutex>
 #include <vector>
 
@@ -133,6 +136,26 @@ TEST(OperationQueue, DestroyingAQueueWaitsForItsRunningOperation) {
         started.wait();
     }
     EXPECT_TRUE(finished.load());
+}
+
+TEST(OperationQueue, TwoOperationsAddedWhileAWorkerIdlesRunSideBySide) {
+    OperationQueue queue(2);
+    queue.addOperation([] {});
+    queue.waitUntilAllOperationsAreFinished();  // its one worker idles now
+    std::binary_semaphore secondStarted(0);
+    std::atomic<bool> firstSawSecond{false};
+    queue.addOperation([&] { firstSawSecond = secondStarted.try_acquire_for(10s); });
+    queue.addOperation([&] { secondStarted.release(); });
+    queue.waitUntilAllOperationsAreFinished();
+    EXPECT_TRUE(firstSawSecond.load());
+}
+
+TEST(Seconds, TruncatesTowardsZeroAndSaturates) {
+    EXPECT_EQ(seconds(0.3), 300ms);
+    EXPECT_EQ(seconds(-1.5), -1500ms);
+    EXPECT_EQ(seconds(1e300), Duration::max());
+    EXPECT_EQ(seconds(-1e300), Duration::min());
+    EXPECT_EQ(seconds(std::numeric_limits<double>::quiet_NaN()), Duration::zero());
 }
 
 TEST(TimerSource, FiresOnceOnItsQueueAtTheDeadline) {
