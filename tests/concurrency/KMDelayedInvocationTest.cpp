@@ -1,0 +1,208 @@
+#include "util/KMDelayedInvocation.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <limits>
+#include <thread>
+#include <vector>
+
+using namespace std::chrono_literals;
+using namespace jorvane;
+using namespace jorvane::dispatch;
+
+namespace {
+
+struct VirtualTime {
+    ManualTimeSource clock;
+    VirtualTime() { setTimeSource(&clock); }
+    ~VirtualTime() { setTimeSource(nullptr); }
+    // Moves time forward and runs what the timers handed to the main queue.
+    void pass(Duration by) {
+        clock.advance(by);
+        mainQueue().drain();
+    }
+};
+
+}  // namespace
+
+TEST(KMDelayedInvocation, PauseBeforeTheDeadlineDropsTheAction) {
+    VirtualTime time;
+    int runs = 0;
+    auto invocation = KMDelayedInvocation::invocationOnMainQueueWithBlock([&] { ++runs; });
+    invocation->fireIn(0.3);
+    time.pass(200ms);
+    EXPECT_TRUE(invocation->isActive());
+    invocation->pause();
+    EXPECT_FALSE(invocation->isActive());
+    time.pass(10s);
+    EXPECT_EQ(runs, 0);
+}
+
+TEST(KMDelayedInvocation, RearmingDebouncesToOneRunAfterTheLastCall) {
+    VirtualTime time;
+    int runs = 0;
+    auto invocation = KMDelayedInvocation::invocationOnMainQueueWithBlock([&] { ++runs; });
+    for (int i = 0; i < 5; ++i) {
+        invocation->fireIn(0.3);
+        time.pass(100ms);
+    }
+    EXPECT_EQ(runs, 0);
+    time.pass(199ms);  // 299 ms after the last call
+    EXPECT_EQ(runs, 0);
+    time.pass(1ms);
+    EXPECT_EQ(runs, 1);
+    time.pass(10s);
+    EXPECT_EQ(runs, 1);
+}
+
+class KMDelayedInvocationNoDelay : public testing::TestWithParam<double> {};
+
+TEST_P(KMDelayedInvocationNoDelay, RunsAsSoonAsPossibleButNeverInline) {
+    VirtualTime time;
+    int runs = 0;
+    auto invocation = KMDelayedInvocation::invocationOnMainQueueWithBlock([&] { ++runs; });
+    invocation->fireIn(GetParam());
+    EXPECT_EQ(runs, 0);
+    time.pass(0ms);
+    EXPECT_EQ(runs, 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Delays, KMDelayedInvocationNoDelay,
+                         testing::Values(0.0, -1.0, std::numeric_limits<double>::quiet_NaN()),
+                         [](const testing::TestParamInfo<double>& row) -> std::string {
+                             if (std::isnan(row.param)) return "WithANaNDelay";
+                             return row.param == 0.0 ? "WithAZeroDelay" : "WithANegativeDelay";
+                         });
+
+TEST(KMDelayedInvocation, FlagsFollowTheRun) {
+    VirtualTime time;
+    std::shared_ptr<KMDelayedInvocation> invocation;
+    bool executingInside = false, scheduledInside = true;
+    invocation = KMDelayedInvocation::invocationOnMainQueueWithBlock([&] {
+        executingInside = invocation->isExecuting();
+        scheduledInside = invocation->isScheduled();
+    });
+    EXPECT_EQ(invocation->leeway(), 1'000'000u);
+    EXPECT_FALSE(invocation->isScheduled());
+    invocation->fireNow();
+    EXPECT_TRUE(invocation->isScheduled());
+    time.pass(0ms);
+    EXPECT_TRUE(executingInside);
+    EXPECT_FALSE(scheduledInside);
+    EXPECT_FALSE(invocation->isExecuting());
+    EXPECT_FALSE(invocation->isScheduled());
+    invocation.reset();  // the block refers to it
+}
+
+TEST(KMDelayedInvocation, ArmingFromTheActionSchedulesTheNextRun) {
+    VirtualTime time;
+    int runs = 0;
+    std::weak_ptr<KMDelayedInvocation> weak;
+    auto invocation = KMDelayedInvocation::invocationOnMainQueueWithBlock([&] {
+        if (++runs == 1) weak.lock()->fireIn(1.0);
+    });
+    weak = invocation;
+    invocation->fire();
+    invocation.reset();
+    time.pass(0ms);
+    EXPECT_EQ(runs, 1);
+    EXPECT_FALSE(weak.expired()) << "armed again, so still alive";
+    EXPECT_TRUE(weak.lock()->isScheduled());
+    time.pass(1s);
+    EXPECT_EQ(runs, 2);
+    EXPECT_TRUE(weak.expired());
+}
+
+TEST(KMDelayedInvocation, KeepsItselfAliveOnlyWhileArmed) {
+    VirtualTime time;
+    int runs = 0;
+    auto fired = KMDelayedInvocation::invocationOnMainQueueWithBlock([&] { ++runs; });
+    auto paused = KMDelayedInvocation::invocationOnMainQueueWithBlock([&] { ++runs; });
+    std::weak_ptr<KMDelayedInvocation> firedWeak = fired, pausedWeak = paused;
+    fired->fireIn(0.3);
+    paused->fireIn(0.3);
+    fired.reset();
+    EXPECT_FALSE(firedWeak.expired());
+    pausedWeak.lock()->pause();
+    paused.reset();
+    EXPECT_TRUE(pausedWeak.expired()) << "a paused instance is not held by its timer";
+    time.pass(300ms);
+    EXPECT_EQ(runs, 1);
+    EXPECT_TRUE(firedWeak.expired());
+}
+
+TEST(KMDelayedInvocation, CallsAMemberOfItsTarget) {
+    VirtualTime time;
+    struct Spinner {
+        int shown = 0;
+        void show() { ++shown; }
+    } spinner;
+    auto invocation = KMDelayedInvocation::invocationOnMainQueueWithTarget(&spinner, &Spinner::show);
+    invocation->fireIn(0.3);
+    time.pass(300ms);
+    EXPECT_EQ(spinner.shown, 1);
+    EXPECT_THROW(KMDelayedInvocation::invocationOnMainQueueWithTarget<Spinner>(nullptr, &Spinner::show),
+                 std::invalid_argument);
+}
+
+TEST(KMDelayedInvocation, AnUnsharedInstanceIsAPlainTimerThatDiesDisarmed) {
+    VirtualTime time;
+    int runs = 0;
+    {
+        KMDelayedInvocation timer(mainQueue(), [&] { ++runs; });
+        timer.fireIn(0.1);
+        time.pass(100ms);
+        EXPECT_EQ(runs, 1);
+        timer.fireIn(0.1);
+        time.clock.advance(100ms);  // handed to the queue, not run yet
+    }
+    mainQueue().drain();
+    EXPECT_EQ(runs, 1);
+    KMDelayedInvocation empty;  // no action: fires and does nothing
+    empty.fireNow();
+    time.pass(0ms);
+    EXPECT_FALSE(empty.isScheduled());
+}
+
+TEST(KMDelayedInvocation, ForgottenArmedInstancesRunOnceEachAndAreFreed) {
+    constexpr int count = 50;
+    std::atomic<int> runs{0};
+    std::vector<std::weak_ptr<KMDelayedInvocation>> weak;
+    for (int i = 0; i < count; ++i) {
+        auto invocation = KMDelayedInvocation::invocationOnQueue(globalQueue(), [&] { ++runs; });
+        invocation->fireIn(0.001 * (i % 5));
+        weak.push_back(invocation);
+    }
+    EXPECT_TRUE(mainQueue().runUntil(
+        [&] {
+            return runs.load() == count &&
+                   std::all_of(weak.begin(), weak.end(), [](const auto& w) { return w.expired(); });
+        },
+        10s));
+}
+
+TEST(KMDelayedInvocation, ArmingPausingAndReadingFromManyThreadsIsSafe) {
+    std::atomic<int> runs{0};
+    auto invocation = KMDelayedInvocation::invocationOnQueue(globalQueue(), [&] { ++runs; });
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < 200; ++i) {
+                if ((i + t) % 3 == 0) invocation->pause();
+                else invocation->fireIn(0.0001 * (i % 4));
+                (void)invocation->isActive();
+                (void)invocation->isExecuting();
+            }
+        });
+    }
+    for (auto& thread : threads) thread.join();
+    const int before = runs.load();
+    invocation->fireNow();
+    EXPECT_TRUE(mainQueue().runUntil([&] { return runs.load() > before && !invocation->isExecuting(); }, 10s));
+    std::weak_ptr<KMDelayedInvocation> weak = invocation;
+    invocation.reset();
+    EXPECT_TRUE(mainQueue().runUntil([&] { return weak.expired(); }, 10s));
+}
