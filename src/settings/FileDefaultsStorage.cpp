@@ -1,0 +1,244 @@
+#include "settings/FileDefaultsStorage.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <vector>
+
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace jorvane::settings {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string errorText(int error) { return std::strerror(error); }
+
+// nlohmann's messages start with "[json.exception.parse_error.101] ".
+std::string parseMessage(const char* what) {
+    std::string_view text(what);
+    if (text.starts_with('[')) {
+        if (auto end = text.find("] "); end != std::string_view::npos) text.remove_prefix(end + 2);
+    }
+    return std::string(text);
+}
+
+std::string timestampNow() {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    char buffer[32];
+    std::strftime(buffer, sizeof buffer, "%Y%m%d-%H%M%S", &local);
+    return buffer;
+}
+
+bool writeAll(int fd, const std::string& text) {
+    std::size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t n = ::write(fd, text.data() + done, text.size() - done);
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        done += static_cast<std::size_t>(n);
+    }
+    return true;
+}
+
+// Renames without ever replacing an existing file: renameat2's NOREPLACE,
+// or a look first where the file system does not support it.
+bool renameNoReplace(const fs::path& from, const fs::path& to) {
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+    if (errno != EINVAL && errno != ENOSYS) return false;
+    std::error_code ec;
+    if (fs::exists(fs::symlink_status(to, ec))) {
+        errno = EEXIST;
+        return false;
+    }
+    return ::rename(from.c_str(), to.c_str()) == 0;
+}
+
+}  // namespace
+
+fs::path settingsDirectory() {
+    if (const char* config = std::getenv("XDG_CONFIG_HOME"); config && config[0] == '/') {
+        return fs::path(config) / "jorvane";
+    }
+    std::string home;
+    if (const char* env = std::getenv("HOME"); env && *env) {
+        home = env;
+    } else {
+        std::vector<char> buffer(16384);
+        passwd entry{};
+        passwd* found = nullptr;
+        if (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found &&
+            found->pw_dir) {
+            home = found->pw_dir;
+        }
+    }
+    if (home.empty()) home = ".";
+    return fs::path(home) / ".config" / "jorvane";
+}
+
+fs::path defaultSettingsFile() { return settingsDirectory() / "settings.json"; }
+
+FileDefaultsStorage::FileDefaultsStorage(fs::path file) : file_(std::move(file)) {}
+
+fs::path FileDefaultsStorage::target() const {
+    std::error_code ec;
+    if (fs::is_symlink(file_, ec)) {
+        fs::path resolved = fs::weakly_canonical(file_, ec);
+        if (!ec) return resolved;
+    }
+    return file_;
+}
+
+FileDefaultsStorage::Stamp FileDefaultsStorage::stamp() const {
+    struct stat st {};
+    if (::stat(file_.c_str(), &st) != 0) return Stamp{};
+    return stampOf(st);
+}
+
+FileDefaultsStorage::Stamp FileDefaultsStorage::stampOf(const struct stat& st) {
+    return Stamp{true,
+                 static_cast<std::uint64_t>(st.st_dev),
+                 static_cast<std::uint64_t>(st.st_ino),
+                 static_cast<std::uint64_t>(st.st_size),
+                 static_cast<std::int64_t>(st.st_mtim.tv_sec) * 1'000'000'000 + st.st_mtim.tv_nsec,
+                 static_cast<std::int64_t>(st.st_ctim.tv_sec) * 1'000'000'000 + st.st_ctim.tv_nsec};
+}
+
+bool FileDefaultsStorage::changedSinceLastSync() { return !synced_ || stamp() != lastSync_; }
+
+DefaultsStorage::Loaded FileDefaultsStorage::load() {
+    Loaded result;
+    const fs::path path = target();
+    synced_ = true;
+
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        const int error = errno;
+        lastSync_ = stamp();
+        if (error == ENOENT) {
+            refuseSaves_.clear();  // nothing there to protect
+            return result;
+        }
+        result.warnings.push_back(setAside(path, "cannot be read (" + errorText(error) + ")"));
+        lastSync_ = stamp();
+        return result;
+    }
+    // The stamp of the version being read: a change made while reading is
+    // seen at the next check.
+    struct stat st {};
+    lastSync_ = ::fstat(fd, &st) == 0 ? stampOf(st) : stamp();
+    std::string text;
+    int readError = S_ISDIR(st.st_mode) ? EISDIR : 0;
+    char buffer[8192];
+    while (readError == 0) {
+        const ssize_t n = ::read(fd, buffer, sizeof buffer);
+        if (n == 0) break;
+        if (n < 0) {
+            if (errno != EINTR) readError = errno;
+            continue;
+        }
+        text.append(buffer, static_cast<std::size_t>(n));
+    }
+    ::close(fd);
+
+    std::string damage;
+    Value parsed;
+    if (readError != 0) {
+        damage = "cannot be read (" + errorText(readError) + ")";
+    } else {
+        try {
+            parsed = Value::parse(text);
+            if (!parsed.is_object()) damage = "does not hold a JSON object";
+        } catch (const nlohmann::json::parse_error& e) {
+            damage = "is not valid JSON (" + parseMessage(e.what()) + ")";
+        }
+    }
+    if (!damage.empty()) {
+        result.warnings.push_back(setAside(path, damage));
+        lastSync_ = stamp();
+        return result;
+    }
+    refuseSaves_.clear();
+    result.values = std::move(parsed.get_ref<Dictionary&>());
+    return result;
+}
+
+std::string FileDefaultsStorage::setAside(const fs::path& damaged, const std::string& why) {
+    const std::string base = damaged.string() + ".corrupt-" + timestampNow();
+    int error = 0;
+    for (int n = 1; n <= 1000; ++n) {
+        const fs::path candidate = n == 1 ? base : base + "-" + std::to_string(n);
+        if (renameNoReplace(damaged, candidate)) {
+            refuseSaves_.clear();
+            return damaged.string() + " " + why + "; it was set aside as " + candidate.filename().string() +
+                   " and the default settings are used";
+        }
+        error = errno;
+        if (error != EEXIST) break;
+    }
+    refuseSaves_ = damaged.string() + " " + why + " and could not be set aside (" + errorText(error) +
+                   "); settings are not saved until it is repaired or removed";
+    return refuseSaves_ + "; the default settings are used";
+}
+
+DefaultsStorage::Saved FileDefaultsStorage::save(const Dictionary& values) {
+    if (!refuseSaves_.empty()) return {false, refuseSaves_};
+    const fs::path path = target();
+    const fs::path folder = path.parent_path().empty() ? fs::path(".") : path.parent_path();
+
+    std::error_code ec;
+    fs::create_directories(folder, ec);
+    if (ec) return {false, "cannot create the folder " + folder.string() + ": " + ec.message()};
+
+    // Strings that are not valid UTF-8 (characters of an odd key) are written
+    // with replacement characters rather than failing the whole save.
+    const std::string text = Value(values).dump(4, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+
+    static std::atomic<unsigned> counter{0};
+    const fs::path temporary = folder / ("." + path.filename().string() + ".tmp-" + std::to_string(::getpid()) +
+                                         "-" + std::to_string(counter.fetch_add(1)));
+    const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (fd < 0) return {false, "cannot create " + temporary.string() + ": " + errorText(errno)};
+
+    auto fail = [&](const std::string& what, int error) {
+        ::unlink(temporary.c_str());
+        return Saved{false, what + ": " + errorText(error)};
+    };
+    // Keep the permissions the user gave the file.
+    struct stat old {};
+    if (::stat(path.c_str(), &old) == 0) ::fchmod(fd, old.st_mode & 07777);
+    if (!writeAll(fd, text)) {
+        const int error = errno;
+        ::close(fd);
+        return fail("cannot write " + temporary.string(), error);
+    }
+    if (::fsync(fd) != 0) {
+        const int error = errno;
+        ::close(fd);
+        return fail("cannot flush " + temporary.string(), error);
+    }
+    if (::close(fd) != 0) return fail("cannot write " + temporary.string(), errno);
+    if (::rename(temporary.c_str(), path.c_str()) != 0) return fail("cannot replace " + path.string(), errno);
+
+    // Make the rename itself durable; failing that is not worth an error.
+    if (const int dir = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); dir >= 0) {
+        ::fsync(dir);
+        ::close(dir);
+    }
+    lastSync_ = stamp();
+    synced_ = true;
+    return {};
+}
+
+}  // namespace jorvane::settings

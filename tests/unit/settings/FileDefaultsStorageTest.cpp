@@ -1,0 +1,261 @@
+#include "settings/FileDefaultsStorage.h"
+#include "settings/UserDefaults.h"
+
+#include "fakes/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <optional>
+#include <sstream>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace jorvane::settings;
+using jorvane::test::TempDir;
+namespace fs = std::filesystem;
+
+namespace {
+
+// Sets an environment variable (or unsets it, for nullopt) for one scope.
+class ScopedEnv {
+public:
+    ScopedEnv(const char* name, std::optional<std::string> value) : name_(name) {
+        if (const char* old = std::getenv(name)) old_ = old;
+        if (value) {
+            ::setenv(name, value->c_str(), 1);
+        } else {
+            ::unsetenv(name);
+        }
+    }
+    ~ScopedEnv() {
+        if (old_) {
+            ::setenv(name_, old_->c_str(), 1);
+        } else {
+            ::unsetenv(name_);
+        }
+    }
+
+private:
+    const char* name_;
+    std::optional<std::string> old_;
+};
+
+std::string slurp(const fs::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+std::vector<std::string> filesIn(const fs::path& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+class FileDefaultsTest : public ::testing::Test {
+protected:
+    fs::path settingsFile() const { return dir_.path() / "config" / "jorvane" / "settings.json"; }
+
+    std::unique_ptr<UserDefaults> open() {
+        auto defaults = std::make_unique<UserDefaults>(std::make_unique<FileDefaultsStorage>(settingsFile()),
+                                                       [this](const std::string& line) { warnings_.push_back(line); });
+        defaults->registerDefaults(shippedDefaults());
+        return defaults;
+    }
+    void writeSettings(const std::string& text) { dir_.file("config/jorvane/settings.json", text); }
+
+    TempDir dir_;
+    std::vector<std::string> warnings_;
+};
+
+}  // namespace
+
+TEST(SettingsDirectory, FollowsXdgConfigHomeThenHome) {
+    ScopedEnv home("HOME", "/home/ann");
+    {
+        ScopedEnv xdg("XDG_CONFIG_HOME", "/srv/conf");
+        EXPECT_EQ(defaultSettingsFile(), fs::path("/srv/conf/jorvane/settings.json"));
+    }
+    {
+        ScopedEnv xdg("XDG_CONFIG_HOME", "relative/conf");  // not absolute: ignored
+        EXPECT_EQ(settingsDirectory(), fs::path("/home/ann/.config/jorvane"));
+    }
+    {
+        ScopedEnv xdg("XDG_CONFIG_HOME", std::nullopt);
+        EXPECT_EQ(settingsDirectory(), fs::path("/home/ann/.config/jorvane"));
+    }
+}
+
+TEST_F(FileDefaultsTest, FirstSetCreatesTheFolderAndAReadableFileOfStoredValuesOnly) {
+    auto defaults = open();
+    EXPECT_FALSE(fs::exists(settingsFile().parent_path()));  // reading creates nothing
+    defaults->setBool(true, keys::notFirstLaunch);
+    defaults->setObject(HotkeyRecorderEntry{5, 0x100000, 0x100, "g", "g"}.toDictionary(),
+                        keys::hotkeyRecorder("hotkey"));
+    EXPECT_EQ(slurp(settingsFile()), R"({
+    "HotkeyRecorder hotkey": {
+        "keyChars": "g",
+        "keyCharsIgnoringModifiers": "g",
+        "keyCode": 5,
+        "modifierFlags": 1048576,
+        "modifiers": 256
+    },
+    "notfirstlaunch": true
+}
+)");
+    // Nothing but the file itself is left in the folder.
+    EXPECT_EQ(filesIn(settingsFile().parent_path()), std::vector<std::string>{"settings.json"});
+    EXPECT_TRUE(warnings_.empty());
+}
+
+TEST_F(FileDefaultsTest, ValuesSurviveIntoTheNextRun) {
+    const auto key = keys::hotkeyRecorder("hotkey");
+    const HotkeyRecorderEntry entry{-1, 0, 0, std::nullopt, std::nullopt};
+    {
+        auto defaults = open();
+        defaults->setInteger(0x120000, keys::hotkeyFlags);
+        defaults->setObject(entry.toDictionary(), key);
+        defaults->setObject(std::string("caf\xc3\xa9 \xe2\x8c\x98"), keys::version);
+    }
+    auto defaults = open();
+    EXPECT_EQ(defaults->integerForKey(keys::hotkeyFlags), 0x120000);
+    EXPECT_EQ(HotkeyRecorderEntry::fromDictionary(defaults->dictionaryForKey(key)), entry);
+    EXPECT_EQ(defaults->stringForKey(keys::version), "caf\xc3\xa9 \xe2\x8c\x98");
+}
+
+TEST_F(FileDefaultsTest, SaveReplacesTheFileWholeAndKeepsItsPermissions) {
+    writeSettings(R"({"version": "1"})");
+    ::chmod(settingsFile().c_str(), 0600);
+    auto defaults = open();
+    for (int i = 0; i < 20; ++i) defaults->setInteger(i, keys::hotkeyKeycode);
+    // A complete document (a torn write would not parse) with every value.
+    const Value saved = Value::parse(slurp(settingsFile()));
+    EXPECT_EQ(saved, Value::parse(R"({"version": "1", "hotkey_keycode": 19})"));
+    EXPECT_EQ(fs::status(settingsFile()).permissions() & fs::perms::all, fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(filesIn(settingsFile().parent_path()), std::vector<std::string>{"settings.json"});
+}
+
+TEST_F(FileDefaultsTest, SavingThroughASymbolicLinkWritesTheLinkedFile) {
+    const fs::path real = dir_.file("dotfiles/jorvane.json", R"({"version": "1"})");
+    dir_.symlink("config/jorvane/settings.json", real.string());
+    auto defaults = open();
+    defaults->setInteger(3, keys::hotkeyKeycode);
+    EXPECT_TRUE(fs::is_symlink(settingsFile()));
+    EXPECT_EQ(Value::parse(slurp(real)), Value::parse(R"({"version": "1", "hotkey_keycode": 3})"));
+}
+
+TEST_F(FileDefaultsTest, WrongTypedValueIsNotCorruption) {
+    writeSettings(R"({"hotkey_keycode": "G", "notfirstlaunch": true})");
+    auto defaults = open();
+    EXPECT_EQ(defaults->integerForKey(keys::hotkeyKeycode), 5);
+    EXPECT_TRUE(defaults->boolForKey(keys::notFirstLaunch));
+    ASSERT_EQ(warnings_.size(), 1u);
+    EXPECT_NE(warnings_[0].find("\"hotkey_keycode\" should be an integer but is a string"), std::string::npos);
+    EXPECT_EQ(filesIn(settingsFile().parent_path()), std::vector<std::string>{"settings.json"});
+}
+
+struct Damage {
+    const char* name;
+    const char* contents;
+    const char* described;
+};
+
+class DamagedSettingsFile : public FileDefaultsTest, public ::testing::WithParamInterface<Damage> {};
+
+TEST_P(DamagedSettingsFile, IsSetAsideIntactAndTheDefaultsAreUsed) {
+    writeSettings(GetParam().contents);
+    auto defaults = open();
+    EXPECT_EQ(defaults->integerForKey(keys::hotkeyKeycode), 5);
+    ASSERT_EQ(warnings_.size(), 1u);
+    EXPECT_NE(warnings_[0].find(settingsFile().string() + " " + GetParam().described), std::string::npos)
+        << warnings_[0];
+    EXPECT_NE(warnings_[0].find("set aside as settings.json.corrupt-"), std::string::npos) << warnings_[0];
+
+    const auto files = filesIn(settingsFile().parent_path());
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_EQ(slurp(settingsFile().parent_path() / files[0]), GetParam().contents);
+
+    // Saving now starts a fresh file beside the one set aside.
+    defaults->setInteger(7, keys::hotkeyKeycode);
+    EXPECT_EQ(filesIn(settingsFile().parent_path()).size(), 2u);
+    EXPECT_EQ(slurp(settingsFile().parent_path() / files[0]), GetParam().contents);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, DamagedSettingsFile,
+    ::testing::Values(Damage{"ThatIsTruncatedJson", "{\"hotkey_keycode\": 5,\n  \"hotk", "is not valid JSON"},
+                      Damage{"ThatIsEmpty", "", "is not valid JSON"},
+                      Damage{"ThatIsNotUtf8", "{\"version\": \"caf\xe9\"}", "is not valid JSON"},
+                      Damage{"ThatHoldsAList", "[\"hotkey_keycode\", 5]", "does not hold a JSON object"}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST_F(FileDefaultsTest, SecondDamagedFileDoesNotReplaceTheFirstOneSetAside) {
+    writeSettings("first {");
+    open();
+    writeSettings("second {");
+    auto defaults = open();
+    ASSERT_EQ(warnings_.size(), 2u);
+    std::vector<std::string> contents;
+    for (const std::string& name : filesIn(settingsFile().parent_path())) {
+        contents.push_back(slurp(settingsFile().parent_path() / name));
+    }
+    std::sort(contents.begin(), contents.end());
+    EXPECT_EQ(contents, (std::vector<std::string>{"first {", "second {"}));
+}
+
+TEST_F(FileDefaultsTest, UnreadableFileIsSetAside) {
+    if (::geteuid() == 0) GTEST_SKIP() << "root reads a file whatever its mode";
+    writeSettings(R"({"hotkey_keycode": 3})");
+    ::chmod(settingsFile().c_str(), 0);
+    auto defaults = open();
+    EXPECT_EQ(defaults->integerForKey(keys::hotkeyKeycode), 5);
+    ASSERT_EQ(warnings_.size(), 1u);
+    EXPECT_NE(warnings_[0].find("cannot be read (Permission denied)"), std::string::npos) << warnings_[0];
+    EXPECT_FALSE(fs::exists(settingsFile()));
+}
+
+TEST_F(FileDefaultsTest, DamagedFileThatCannotBeSetAsideIsNeverWrittenOver) {
+    if (::geteuid() == 0) GTEST_SKIP() << "root renames in a read-only folder";
+    writeSettings("{ broken");
+    ::chmod(settingsFile().parent_path().c_str(), 0500);
+    auto defaults = open();
+    defaults->setInteger(7, keys::hotkeyKeycode);
+    EXPECT_FALSE(defaults->synchronize());
+    EXPECT_EQ(defaults->integerForKey(keys::hotkeyKeycode), 7);  // still in effect for this run
+    ::chmod(settingsFile().parent_path().c_str(), 0700);
+    EXPECT_EQ(slurp(settingsFile()), "{ broken");
+    ASSERT_EQ(warnings_.size(), 2u);
+    EXPECT_NE(warnings_[0].find("could not be set aside"), std::string::npos) << warnings_[0];
+    EXPECT_NE(warnings_[1].find("settings not saved"), std::string::npos) << warnings_[1];
+}
+
+TEST_F(FileDefaultsTest, EditOfTheFileIsPickedUp) {
+    auto defaults = open();
+    defaults->setInteger(7, keys::hotkeyKeycode);
+    // An editor that writes a new file and renames it into place.
+    dir_.file("config/jorvane/settings.json.new", R"({"hotkey_keycode": 8, "inactive_shortcuts": true})");
+    fs::rename(settingsFile().string() + ".new", settingsFile());
+    EXPECT_TRUE(defaults->synchronize());
+    EXPECT_EQ(defaults->integerForKey(keys::hotkeyKeycode), 8);
+    EXPECT_TRUE(defaults->boolForKey(keys::inactiveShortcuts));
+    // One that rewrites it in place: reload() reads it whatever its stamp.
+    std::ofstream(settingsFile(), std::ios::trunc) << R"({"hotkey_keycode": 9, "inactive_shortcuts": true})";
+    defaults->reload();
+    EXPECT_EQ(defaults->integerForKey(keys::hotkeyKeycode), 9);
+}
+
+TEST_F(FileDefaultsTest, ConfigHomeFromTheEnvironmentIsWhereTheDefaultStorageWrites) {
+    ScopedEnv xdg("XDG_CONFIG_HOME", (dir_.path() / "xdg").string());
+    {
+        UserDefaults defaults(std::make_unique<FileDefaultsStorage>(), [](const std::string&) {});
+        defaults.setBool(true, keys::notFirstLaunch);
+    }
+    EXPECT_EQ(Value::parse(slurp(dir_.path() / "xdg" / "jorvane" / "settings.json")),
+              Value::parse(R"({"notfirstlaunch": true})"));
+}
