@@ -56,24 +56,44 @@ void KMDelayedInvocation::pause() {
 void KMDelayedInvocation::fired() {
     {
         std::lock_guard lock(mutex_);
-        isExecuting_ = true;
         // A fireIn() from another thread may have re-armed the timer since it
         // handed this fire to the queue; then the instance stays scheduled.
         if (!timer_->isArmed()) isScheduled_ = false;
-    }
-    // Runs when the action returns or throws (the queue reports the throw).
-    struct Finish {
-        KMDelayedInvocation& self;
-        ~Finish() {
-            // The caller of fired() holds its own reference, so dropping the
-            // timer's reference here never destroys the instance under us.
-            std::shared_ptr<KMDelayedInvocation> release;
-            std::lock_guard lock(self.mutex_);
-            self.isExecuting_ = false;
-            if (!self.timer_->isArmed()) release = std::move(self.selfWhileArmed_);
+        // Like a dispatch source's handler, the action never overlaps itself:
+        // on a concurrent queue a fire that arrives while it runs is run by
+        // the worker already running it, right after.
+        if (isExecuting_) {
+            rerun_ = true;
+            return;
         }
-    } finish{*this};
-    if (block_) block_();
+        isExecuting_ = true;
+    }
+    // Released after the lock. The caller of fired() holds its own reference,
+    // so dropping the timer's reference never destroys the instance under us.
+    std::shared_ptr<KMDelayedInvocation> release;
+    const auto finishLocked = [&] {
+        isExecuting_ = false;
+        rerun_ = false;
+        if (!timer_->isArmed()) release = std::move(selfWhileArmed_);
+    };
+    for (;;) {
+        try {
+            if (block_) block_();
+        } catch (...) {
+            // The queue reports the exception; a fire deferred meanwhile is
+            // dropped with the failed run.
+            std::lock_guard lock(mutex_);
+            finishLocked();
+            throw;
+        }
+        std::lock_guard lock(mutex_);
+        if (rerun_) {
+            rerun_ = false;
+            continue;
+        }
+        finishLocked();
+        return;
+    }
 }
 
 }  // namespace jorvane

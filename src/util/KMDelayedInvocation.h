@@ -7,7 +7,8 @@
 // States: idle (never armed, or already fired), scheduled (isScheduled()),
 // executing (isExecuting()). fireIn() takes idle or scheduled to scheduled,
 // the timer takes scheduled to executing and back to idle, pause() takes
-// scheduled to idle. fireIn() while executing schedules the next run.
+// scheduled to idle. fireIn() while executing schedules the next run; the
+// action never runs twice at once, even on a concurrent queue.
 //
 // Ownership: an instance created through the factories (any instance owned by
 // a std::shared_ptr) keeps itself alive while it is armed. The pending timer
@@ -96,6 +97,7 @@ private:
     // reference, so it can never run on a destroyed instance.
     std::unique_ptr<dispatch::TimerSource> timer_;
     std::shared_ptr<KMDelayedInvocation> selfWhileArmed_;
+    bool rerun_ = false;  // a fire arrived while the action ran
 };
 
 }  // namespace jorvane

@@ -184,6 +184,28 @@ TEST(KMDelayedInvocation, ForgottenArmedInstancesRunOnceEachAndAreFreed) {
         10s));
 }
 
+TEST(KMDelayedInvocation, OnAConcurrentQueueTheActionNeverOverlapsItself) {
+    std::atomic<int> runs{0}, active{0}, maxActive{0};
+    std::atomic<bool> hold{true};
+    auto invocation = KMDelayedInvocation::invocationOnQueue(globalQueue(), [&] {
+        const int now = ++active;
+        maxActive = std::max(maxActive.load(), now);
+        if (++runs == 1) {
+            while (hold.load()) std::this_thread::yield();
+        }
+        --active;
+    });
+    invocation->fireNow();
+    ASSERT_TRUE(mainQueue().runUntil([&] { return runs.load() == 1; }, 10s));
+    invocation->fireNow();
+    // The second fire has been delivered once the instance is no longer scheduled.
+    EXPECT_TRUE(mainQueue().runUntil([&] { return !invocation->isScheduled(); }, 10s));
+    EXPECT_EQ(runs.load(), 1);
+    hold = false;
+    EXPECT_TRUE(mainQueue().runUntil([&] { return runs.load() == 2 && !invocation->isExecuting(); }, 10s));
+    EXPECT_EQ(maxActive.load(), 1);
+}
+
 TEST(KMDelayedInvocation, ArmingPausingAndReadingFromManyThreadsIsSafe) {
     std::atomic<int> runs{0};
     auto invocation = KMDelayedInvocation::invocationOnQueue(globalQueue(), [&] { ++runs; });
