@@ -1,0 +1,100 @@
+#include "bridges/VJASWrapper.h"
+
+#include <filesystem>
+#include <mutex>
+#include <system_error>
+
+namespace jorvane {
+
+struct VJASWrapper::Core {
+    mutable std::mutex mutex;
+    std::shared_ptr<HandlerCatalogue> catalogue;
+
+    std::shared_ptr<HandlerCatalogue> current() const {
+        std::lock_guard lock(mutex);
+        return catalogue;
+    }
+
+    std::optional<std::string> call(std::string_view name, const std::vector<std::string>& params) const {
+        // A copy, so that a catalogue replaced meanwhile stays alive until
+        // this call is over. The call itself runs unlocked: calls from
+        // several threads proceed side by side, as the catalogue allows.
+        const std::shared_ptr<HandlerCatalogue> handlers = current();
+        if (!handlers) return std::nullopt;
+        // Handler names are ASCII.
+        std::string lowered(name);
+        for (char& c : lowered)
+            if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+        try {
+            return handlers->call(lowered, params);
+        } catch (...) {
+            // A catalogue must not throw; if one does, the call failed like
+            // any other and its caller goes on without an answer.
+            return std::nullopt;
+        }
+    }
+};
+
+VJASWrapper::VJASWrapper(std::shared_ptr<HandlerCatalogue> catalogue) : core_(std::make_shared<Core>()) {
+    core_->catalogue = std::move(catalogue);
+}
+
+VJASWrapper::~VJASWrapper() = default;
+
+VJASWrapper& VJASWrapper::sharedVJASWrapper() {
+    // Never destroyed: its queues may still be working while the process exits.
+    static VJASWrapper* shared = new VJASWrapper();
+    return *shared;
+}
+
+void VJASWrapper::setSharedCatalogue(std::shared_ptr<HandlerCatalogue> catalogue) {
+    sharedVJASWrapper().setCatalogue(std::move(catalogue));
+}
+
+void VJASWrapper::setCatalogue(std::shared_ptr<HandlerCatalogue> catalogue) {
+    std::lock_guard lock(core_->mutex);
+    core_->catalogue = std::move(catalogue);
+}
+
+std::shared_ptr<HandlerCatalogue> VJASWrapper::catalogue() const { return core_->current(); }
+
+std::optional<std::string> VJASWrapper::callVJMethod(std::string_view name) const { return core_->call(name, {}); }
+
+std::optional<std::string> VJASWrapper::callVJMethod(std::string_view name,
+                                                     const std::vector<std::string>& params) const {
+    return core_->call(name, params);
+}
+
+void VJASWrapper::finderSetPathAsync(std::string path, FinishedBlock finishedBlock) {
+    finderSetPathQueue_.cancelAllOperations();
+    finderSetPathQueue_.addOperation([core = core_, path = std::move(path), finished = std::move(finishedBlock)] {
+        // A file opens rather than shows in the file manager's location,
+        // so only a directory is navigated to; everything else, missing
+        // paths included, is revealed in its folder.
+        std::error_code ec;
+        const bool isDirectory = std::filesystem::is_directory(path, ec);
+        core->call(isDirectory ? handlers::finderSetPath : handlers::finderReveal, {path});
+        // The caller's spinner waits for this, so it comes in every case.
+        if (finished) dispatch::performOnMainThread(finished);
+    });
+}
+
+void VJASWrapper::finderGetPathAsync(PathBlock completion) {
+    finderGetPathQueue_.cancelAllOperations();
+    finderGetPathQueue_.addOperation([core = core_, completion = std::move(completion)] {
+        std::optional<std::string> path = core->call(handlers::finderGetPath, {});
+        if (completion) dispatch::performOnMainThread([completion, path = std::move(path)] { completion(path); });
+    });
+}
+
+void VJASWrapper::openTerminal(std::string path) {
+    dispatch::globalQueue().async(
+        [core = core_, path = std::move(path)] { core->call(handlers::openTerminal, {path}); });
+}
+
+void VJASWrapper::waitUntilIdle() {
+    finderSetPathQueue_.waitUntilAllOperationsAreFinished();
+    finderGetPathQueue_.waitUntilAllOperationsAreFinished();
+}
+
+}  // namespace jorvane

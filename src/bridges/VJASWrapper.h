@@ -1,0 +1,107 @@
+#pragma once
+
+// The one way to query or command the file manager. Callers name a handler of
+// the handler catalogue, pass a list of strings and get a string or nothing
+// back; they never talk to the file manager themselves.
+//
+// Time-outs: every handler call is bounded by the catalogue's own time-out
+// (the Thunar adapter enforces it). The wrapper adds none, so a synchronous
+// call blocks its caller at most for the catalogue's bound.
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "bridges/HandlerCatalogue.h"
+#include "util/Dispatch.h"
+
+namespace jorvane {
+
+// Every handler the program calls, with the parameters it is given.
+namespace handlers {
+inline constexpr std::string_view finderGetPath = "finder_get_path";                  // none -> folder of the front window
+inline constexpr std::string_view finderGetSelection = "finder_get_selection";        // none -> selected item's path
+inline constexpr std::string_view isFinderWin = "is_finder_win";                      // none -> isFinderWinNo or other
+inline constexpr std::string_view finderSetPath = "finder_set_path";                  // [directory]
+inline constexpr std::string_view finderReveal = "finder_reveal";                     // [path]
+inline constexpr std::string_view finderRevealInCurrent = "finder_reveal_in_current";  // [name]
+inline constexpr std::string_view finderSelect2 = "finder_select2";                   // [directory, names joined]
+inline constexpr std::string_view finderMount = "finder_mount";                       // [URL]
+inline constexpr std::string_view finderNewWin = "finder_new_win";                    // [text of the path field]
+inline constexpr std::string_view closeFinderWin = "close_finder_win";                // none
+inline constexpr std::string_view reload = "reload";                                  // none
+inline constexpr std::string_view finderIconview = "finder_iconview";                 // none
+inline constexpr std::string_view finderListview = "finder_listview";                 // none
+inline constexpr std::string_view finderColumnview = "finder_columnview";             // none
+inline constexpr std::string_view finderFlowview = "finder_flowview";                 // none
+inline constexpr std::string_view openTerminal = "open_terminal";                     // [path]
+
+inline constexpr std::array all = {
+    finderGetPath, finderGetSelection, isFinderWin,    finderSetPath,  finderReveal,     finderRevealInCurrent,
+    finderSelect2, finderMount,        finderNewWin,   closeFinderWin, reload,           finderIconview,
+    finderListview, finderColumnview,  finderFlowview, openTerminal,
+};
+
+// Joins the names of the second parameter of "finder_select2".
+inline constexpr std::string_view itemSeparator = "|!|";
+// The only answer of "is_finder_win" that means "not a browser window"; any
+// other answer, nothing included, means it is one.
+inline constexpr std::string_view isFinderWinNo = "NO";
+}  // namespace handlers
+
+class VJASWrapper {
+public:
+    using FinishedBlock = std::function<void()>;
+    using PathBlock = std::function<void(std::optional<std::string> path)>;
+
+    // Without a catalogue every call answers nothing.
+    explicit VJASWrapper(std::shared_ptr<HandlerCatalogue> catalogue = nullptr);
+    // Drops the requests that wait and waits for the running ones.
+    ~VJASWrapper();
+    VJASWrapper(const VJASWrapper&) = delete;
+    VJASWrapper& operator=(const VJASWrapper&) = delete;
+
+    // The process-wide instance, created on first use and never destroyed.
+    static VJASWrapper& sharedVJASWrapper();
+    // Installs the shared instance's catalogue: main does so once at start,
+    // tests put in fakes. nullptr takes it away again.
+    static void setSharedCatalogue(std::shared_ptr<HandlerCatalogue> catalogue);
+
+    void setCatalogue(std::shared_ptr<HandlerCatalogue> catalogue);
+    std::shared_ptr<HandlerCatalogue> catalogue() const;
+
+    // Synchronous: returns when the handler has answered, on the caller's
+    // thread. The name is lower-cased; the parameters go in order.
+    std::optional<std::string> callVJMethod(std::string_view name) const;
+    std::optional<std::string> callVJMethod(std::string_view name, const std::vector<std::string>& params) const;
+
+    // Navigation on the serial set-path queue: the newest request replaces
+    // those still waiting, a running one finishes. An existing directory
+    // (links followed) is shown with "finder_set_path", anything else is
+    // revealed with "finder_reveal". Then `finishedBlock` runs on the main
+    // queue, whatever the handler answered.
+    void finderSetPathAsync(std::string path, FinishedBlock finishedBlock);
+    // "finder_get_path" on the serial get-path queue, same replacement rule;
+    // `completion` gets the answer (maybe nothing) on the main queue.
+    void finderGetPathAsync(PathBlock completion);
+    // "open_terminal" [path] on the global queue; nothing is reported back.
+    void openTerminal(std::string path);
+
+    // Waits until both serial queues are empty (tests, shutdown).
+    void waitUntilIdle();
+
+private:
+    struct Core;
+    // Shared with the queued work, so that a task on the global queue never
+    // outlives what it calls.
+    std::shared_ptr<Core> core_;
+    // Declared last: destroyed first, so no operation runs on a dead core.
+    dispatch::OperationQueue finderSetPathQueue_{1};
+    dispatch::OperationQueue finderGetPathQueue_{1};
+};
+
+}  // namespace jorvane

@@ -1,0 +1,147 @@
+#pragma once
+
+// An accessibility interface for tests: a tree of nodes with free-form
+// attributes, built by the test, plus the screen around it (a window stack
+// that yields the window list, the element at a position, the mouse).
+//
+//     auto ax = std::make_shared<test::FakeAccessibility>();
+//     AXNode thunar = ax->addApplication(4242);
+//     AXNode win = ax->addWindow(thunar, "/home/me - Thunar", {{100, 50}, {800, 600}});
+//     AXNode title = ax->addStaticText(win, "/home/me - Thunar", {{400, 55}, {160, 18}});
+//     ax->setMouseLocation({410, 60});
+//     test::ScopedAccessibility installed(ax);            // AXUtils now asks it
+//     EXPECT_EQ(ax->nodeOf(AXUtils::AXWindowUnderMouse()), win);
+//
+// Every query returns a new element object; two objects of the same node are
+// isEqual. A destroyed node's elements answer nothing. Thread-safe.
+//
+// Element at a position: the latest placeElement() area containing it wins;
+// otherwise the window stack is searched front to back: another program's
+// window (addForeignWindow) there means nothing of ours; an on-screen
+// window whose frame contains the point gives its deepest descendant that
+// contains it (later children lie above earlier ones; elements without a
+// frame are neither hit nor searched).
+//
+// Window list: unless replaced with setWindowList(), the window stack front
+// to back, on-screen windows only, each with its application's name and pid,
+// its current "AXTitle" and its frame rounded to whole points.
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "bridges/Accessibility.h"
+#include "util/Geometry.h"
+
+namespace jorvane::test {
+
+// A node of the fake tree. The default value is no node.
+struct AXNode {
+    int id = 0;
+    explicit operator bool() const { return id != 0; }
+    friend bool operator==(AXNode, AXNode) = default;
+    friend std::ostream& operator<<(std::ostream& os, AXNode n) { return os << "AXNode#" << n.id; }
+};
+
+// An attribute value as the test writes it: elements are named by node.
+using FakeAXValue = std::variant<std::string, Point, Size, AXNode, std::vector<AXNode>, bool, std::int64_t>;
+
+class FakeAccessibility final : public AccessibilityAPI {
+public:
+    FakeAccessibility();
+    ~FakeAccessibility() override;
+
+    // ---- building the tree
+    // The system-wide element; its "AXFocusedApplication" is set by setFocusedWindow().
+    AXNode systemWide() const;
+    // "AXRole" "AXApplication", "AXTitle" name, empty "AXWindows" and
+    // "AXChildren". The name is also the window list's owner name.
+    AXNode addApplication(std::int32_t pid, std::string name = "Thunar");
+    AXNode application(std::int32_t pid) const;
+    // "AXRole" "AXWindow", "AXTitle", "AXPosition", "AXSize", "AXParent" the
+    // application, empty "AXChildren"; appended to the application's
+    // "AXWindows" and "AXChildren"; on screen, in front of every window.
+    AXNode addWindow(AXNode application, std::string title, Rect frame);
+    // A child of `parent` (or a free element when parent is no node): "AXRole",
+    // "AXParent", "AXWindow" when a window is among its ancestors, "AXChildren",
+    // and the frame when given; appended to the parent's "AXChildren".
+    AXNode addElement(AXNode parent, std::string role, std::optional<Rect> frame = std::nullopt);
+    // An "AXStaticText" child whose "AXValue" is the text.
+    AXNode addStaticText(AXNode parent, std::string text, Rect frame);
+    // A chain of `length` elements of the role below `top`, each the parent of
+    // the next; returns the deepest (or `top` for length 0).
+    AXNode addChain(AXNode top, std::size_t length, std::string role = "AXGroup");
+
+    void setAttribute(AXNode node, std::string attribute, FakeAXValue value);
+    void removeAttribute(AXNode node, std::string_view attribute);
+    std::optional<FakeAXValue> attribute(AXNode node, std::string_view attribute) const;
+    // "AXPosition" and "AXSize".
+    void setFrame(AXNode node, Rect frame);
+    void setTitle(AXNode node, std::string title);
+    // The node goes away: its elements answer nothing, it leaves its parent's
+    // "AXChildren" and "AXWindows", the window stack and the placements.
+    void destroy(AXNode node);
+    bool isDestroyed(AXNode node) const;
+
+    // ---- the screen
+    void setMouseLocation(Point location);
+    // Moves a window to the front of the stack.
+    void raise(AXNode window);
+    // Off screen (minimised, hidden): out of the window list and hit tests.
+    void setOnScreen(AXNode window, bool onScreen);
+    // Another program's window, in front of every window so far. Owner "Dock"
+    // plays a panel.
+    void addForeignWindow(AXWindowInfo info);
+    // Replaces the derived window list; nullopt derives it again.
+    void setWindowList(std::optional<std::vector<AXWindowInfo>> list);
+    // Whatever lies in `area` is `node` (no node: nothing at all), above
+    // everything placed before and above the window stack.
+    void placeElement(Rect area, AXNode node);
+    void clearPlacements();
+    // The system-wide "AXFocusedApplication" becomes the window's application
+    // and the application's "AXFocusedWindow" the window; no node clears both.
+    void setFocusedWindow(AXNode window);
+
+    // ---- looking at elements and what was asked
+    AXUIElementRef element(AXNode node) const;
+    // The node of one of this fake's elements; no node for null or foreign ones.
+    AXNode nodeOf(const AXUIElementRef& element) const;
+    // Attribute reads so far, by attribute name (missing ones included).
+    std::size_t readCount(std::string_view attribute) const;
+    std::size_t elementAtPositionCount() const;
+    void resetCounts();
+
+    // ---- AccessibilityAPI
+    AXUIElementRef systemWideElement() override;
+    // Null for a pid without an application node.
+    AXUIElementRef applicationElement(std::int32_t pid) override;
+    AXUIElementRef elementAtPosition(float x, float y) override;
+    std::vector<AXWindowInfo> windowList() override;
+    Point mouseLocation() override;
+
+    struct World;  // shared with the element objects, which may outlive the fake
+
+private:
+    std::shared_ptr<World> world_;
+};
+
+// Installs an accessibility interface for AXUtils for one scope and puts the
+// previous one back on leaving.
+class ScopedAccessibility {
+public:
+    explicit ScopedAccessibility(std::shared_ptr<AccessibilityAPI> api);
+    ~ScopedAccessibility();
+    ScopedAccessibility(const ScopedAccessibility&) = delete;
+    ScopedAccessibility& operator=(const ScopedAccessibility&) = delete;
+
+private:
+    std::shared_ptr<AccessibilityAPI> previous_;
+};
+
+}  // namespace jorvane::test
