@@ -133,7 +133,13 @@ TEST_F(FileDefaultsTest, SaveReplacesTheFileWholeAndKeepsItsPermissions) {
     writeSettings(R"({"version": "1"})");
     ::chmod(settingsFile().c_str(), 0600);
     auto defaults = open();
+    // A reader that opened the file before the save keeps reading the old
+    // version whole: the new one replaces it, it is not written into it.
+    std::ifstream reader(settingsFile());
     for (int i = 0; i < 20; ++i) defaults->setInteger(i, keys::hotkeyKeycode);
+    std::stringstream before;
+    before << reader.rdbuf();
+    EXPECT_EQ(before.str(), R"({"version": "1"})");
     // A complete document (a torn write would not parse) with every value.
     const Value saved = Value::parse(slurp(settingsFile()));
     EXPECT_EQ(saved, Value::parse(R"({"version": "1", "hotkey_keycode": 19})"));
