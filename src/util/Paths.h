@@ -3,7 +3,8 @@
 // The path toolkit that completion and navigation rely on. Paths are byte
 // strings, as on Linux: nothing here requires valid UTF-8. The semantics are
 // those of the classic Cocoa path methods of the same names (standardizing,
-// tilde expansion, components and joining).
+// tilde expansion, components and joining). None of them touches the file
+// system; only tilde expansion reads the environment and the password file.
 
 #include <string>
 #include <string_view>
@@ -11,30 +12,40 @@
 
 namespace jorvane::paths {
 
-// "~" and "~/x" expand to the home folder ($HOME, else the password entry);
-// "~user" and "~user/x" to that user's home. An unknown user, or text that
-// does not start with "~", is returned unchanged. A trailing "/" is dropped
-// from the result, except for "/" itself.
+// "~" and "~/x" expand to the home folder ($HOME when set and not empty, else
+// the password entry of the real user); "~user" and "~user/x" to that user's
+// home. When something was expanded, doubled slashes in the result are folded
+// and a trailing "/" is dropped (except for "/" itself). An unknown user, or
+// text that does not start with "~", is returned unchanged.
 std::string stringByExpandingTildeInPath(std::string_view path);
 
-// Tilde expanded, "." components removed, ".." resolved against the
-// preceding component for absolute paths, doubled and trailing slashes
-// removed. A leading "/private" is not special on Linux.
+// Tilde expanded, "." components removed, doubled and trailing slashes
+// removed, and for absolute paths ".." resolved against the preceding
+// component (lexically: the file system is not consulted, "/.." is "/").
+// In relative paths ".." components are kept, since there is nothing to
+// resolve them against. A relative path made only of "." gives ".".
+// A leading "/private" is not special on Linux.
 std::string stringByStandardizingPath(std::string_view path);
 
-// "/a/b/" gives {"/", "a", "b", "/"}; "a//b" gives {"a", "b"}; "" gives {}.
+// "/a/b/" gives {"/", "a", "b", "/"}; "a//b" gives {"a", "b"}; "/" and "//"
+// give {"/"}; "" gives {}. No component is empty, and "/" appears only first
+// (absolute path) or last (trailing slash).
 std::vector<std::string> pathComponents(std::string_view path);
-// The inverse: {"/", "a", "b"} gives "/a/b"; a "/" component anywhere but first
-// contributes a trailing slash only when it is last.
+// The inverse: components joined with one "/" between them. A "/" or empty
+// component contributes a trailing slash when it is last and nothing
+// elsewhere (except a leading "/", which makes the path absolute); doubled
+// slashes are folded. So pathWithComponents(pathComponents(p)) is p with its
+// runs of slashes folded, a trailing slash kept.
 std::string pathWithComponents(const std::vector<std::string>& components);
 
-// "/a" + "b" gives "/a/b"; "/a/" + "b" gives "/a/b"; "" + "b" gives "b";
-// "/a" + "" gives "/a"; doubled slashes in the result are folded and a
-// trailing slash dropped (except for "/").
+// "/a" + "b" gives "/a/b"; "/a/" + "b" gives "/a/b"; "/" + "b" gives "/b";
+// "" + "b" gives "b"; "/a" + "" gives "/a"; doubled slashes in the result are
+// folded and a trailing slash dropped (except for "/").
 std::string stringByAppendingPathComponent(std::string_view path, std::string_view component);
-// "/a/b" gives "/a"; "/a" gives "/"; "/" gives "/"; "a" gives ""; "a/" gives "".
+// "/a/b" gives "/a"; "/a/b/" gives "/a"; "/a" gives "/"; "/" gives "/";
+// "a" gives ""; "a/" gives ""; "" gives "".
 std::string stringByDeletingLastPathComponent(std::string_view path);
-// "/a/b/" gives "b"; "/" gives "/"; "" gives "".
+// "/a/b" gives "b"; "/a/b/" gives "b"; "b///" gives "b"; "/" gives "/"; "" gives "".
 std::string lastPathComponent(std::string_view path);
 
 // A leading "/" or "~".
@@ -42,12 +53,15 @@ bool isAbsolutePath(std::string_view path);
 
 // Whole-string match of `text` against `pattern`, where "*" matches any run
 // of characters and "?" exactly one character, ignoring case (Unicode simple
-// case folding). Runs in O(|text| * |pattern|) at worst, never exponential.
-// Bytes that are not valid UTF-8 count as one character each and match only
-// themselves (or "?" / "*").
+// case folding, one code point to one code point, so "ß" does not match "ss").
+// There is no escape: "*" and "?" in the pattern are always wildcards.
+// Runs in O(|text| * |pattern|) at worst, never exponential. Bytes that are not
+// valid UTF-8 count as one character each and match only themselves (or "?"
+// and "*").
 bool isCaseInsensitiveLike(std::string_view text, std::string_view pattern);
 
-// Case-insensitive prefix test with the same folding as isCaseInsensitiveLike.
+// Whether `text` begins with `prefix`, character by character with the same
+// folding as isCaseInsensitiveLike ("*" and "?" are ordinary characters here).
 bool hasCaseInsensitivePrefix(std::string_view text, std::string_view prefix);
 
 }  // namespace jorvane::paths
