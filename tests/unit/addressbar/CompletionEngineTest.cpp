@@ -1,0 +1,250 @@
+#include "addressbar/CompletionEngine.h"
+
+#include "fakes/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <set>
+#include <string>
+#include <vector>
+
+using jorvane::CompletionEngine;
+using jorvane::TextRange;
+using jorvane::test::TempDir;
+using Strings = std::vector<std::string>;
+
+namespace {
+
+std::string replaceAll(std::string text, const std::string& from, const std::string& to) {
+    for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+        text.replace(at, from.size(), to);
+    return text;
+}
+
+// A folder with directories, files differing in case, links and names that
+// are not UTF-8. "{T}" in texts and expectations stands for its path.
+class CompletionEngineTest : public testing::Test {
+protected:
+    void SetUp() override {
+        tmp_.dir("Documents/Subfolder");
+        tmp_.dir("Downloads");
+        tmp_.file("notes.txt");
+        tmp_.file("Notes.md");
+        tmp_.file("report.TXT");
+        tmp_.file(".hidden");
+        tmp_.file("a");
+        tmp_.file("ab");
+        tmp_.file("abc/x");
+        tmp_.file("caf\xE9.txt");  // Latin-1, not UTF-8
+        tmp_.file("\xFF\xFE");
+        tmp_.symlink("linkToDocs", "Documents");
+        tmp_.symlink("linkToNotes", "notes.txt");
+        ::mkfifo((tmp_.str() + "/fifo").c_str(), 0600);
+        if (const char* home = std::getenv("HOME")) savedHome_ = home;
+    }
+    void TearDown() override {
+        if (savedHome_) ::setenv("HOME", savedHome_->c_str(), 1);
+        else ::unsetenv("HOME");
+    }
+
+    std::string t(const std::string& text) const { return replaceAll(text, "{T}", tmp_.str()); }
+    Strings t(const Strings& texts) const {
+        Strings out;
+        for (const auto& text : texts) out.push_back(t(text));
+        return out;
+    }
+    const Strings& complete(const std::string& text) {
+        engine_.updateCompletions(t(text), location_, fetch_);
+        return engine_.currentCompletions();
+    }
+
+    TempDir tmp_;
+    std::optional<std::string> savedHome_;
+    int notes_ = 0;
+    int published_ = 0;
+    int fetches_ = 0;
+    std::optional<std::string> location_;
+    CompletionEngine::FetchFinderLocation fetch_ = [this] { ++fetches_; };
+    CompletionEngine engine_{{[this] { ++notes_; }, [this](const Strings&) { ++published_; }}};
+};
+
+struct Row {
+    const char* name;
+    const char* text;
+    bool atLocation;  // relative text is completed in {T}
+    Strings expected;
+};
+
+class CompletionTable : public CompletionEngineTest, public testing::WithParamInterface<Row> {};
+
+TEST_P(CompletionTable, GivesTheseCandidatesInThisOrder) {
+    if (GetParam().atLocation) location_ = tmp_.str();
+    EXPECT_EQ(complete(GetParam().text), t(GetParam().expected));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    CompletionEngine, CompletionTable,
+    testing::Values(
+        Row{"PrefixIgnoresCase", "{T}/doc", false, {"{T}/Documents/"}},
+        Row{"UpperCasePrefixFindsLowerCaseNames", "{T}/NOTES.", false, {"{T}/Notes.md", "{T}/notes.txt"}},
+        Row{"TrailingSlashListsTheFolder", "{T}/abc/", false, {"{T}/abc/x"}},
+        Row{"ShorterCandidatesComeFirst", "{T}/a", false, {"{T}/a", "{T}/ab", "{T}/abc/"}},
+        Row{"HiddenFilesAreOffered", "{T}/.h", false, {"{T}/.hidden"}},
+        Row{"LinkToADirectoryGetsASlash", "{T}/linkToD", false, {"{T}/linkToDocs/"}},
+        Row{"LinkToAFileGetsNone", "{T}/linkToN", false, {"{T}/linkToNotes"}},
+        Row{"FifoIsNotADirectory", "{T}/fi", false, {"{T}/fifo"}},
+        Row{"NoMatchGivesNothing", "{T}/zz", false, {}},
+        Row{"MissingFolderGivesNothing", "{T}/missing/x", false, {}},
+        Row{"FileAsFolderGivesNothing", "{T}/notes.txt/x", false, {}},
+        Row{"StarPatternOffersItselfAndSortsByLength", "{T}/*.txt", false,
+            {"{T}/*.txt", "{T}/caf\xE9.txt", "{T}/notes.txt", "{T}/report.TXT"}},
+        Row{"QuestionMarkTakesOneCharacter", "{T}/a?", false, {"{T}/a?", "{T}/ab"}},
+        Row{"PatternWithoutMatchesOffersItself", "{T}/*.zip", false, {"{T}/*.zip"}},
+        Row{"LatinOneNameMatchesAnAsciiPrefix", "{T}/CAF", false, {"{T}/caf\xE9.txt"}},
+        Row{"LatinOneNameMatchesItsOwnBytes", "{T}/caf\xE9", false, {"{T}/caf\xE9.txt"}},
+        Row{"InvalidBytesMatchAPattern", "{T}/?\xFE", false, {"{T}/?\xFE", "{T}/\xFF\xFE"}},
+        Row{"RelativeNameGivesBareNames", "doc", true, {"Documents/"}},
+        Row{"RelativeNamesSortByLength", "a", true, {"a", "ab", "abc/"}},
+        Row{"RelativeTextWithASlashGivesNothing", "Documents/Sub", true, {}},
+        Row{"RelativePatternGivesBareNames", "*.md", true, {"*.md", "Notes.md"}},
+        Row{"UnknownUserStaysRelative", "~nosuchuser0/x", true, {}}),
+    [](const testing::TestParamInfo<Row>& row) { return std::string(row.param.name); });
+
+TEST_F(CompletionEngineTest, RootListsEveryEntryAsAFullPathWithSlashesOnDirectories) {
+    std::set<std::string> expected;
+    for (const auto& entry : std::filesystem::directory_iterator("/")) {
+        std::error_code ec;
+        expected.insert(entry.path().string() + (std::filesystem::is_directory(entry.path(), ec) ? "/" : ""));
+    }
+    const Strings& got = complete("/");
+    EXPECT_EQ(std::set<std::string>(got.begin(), got.end()), expected);
+    EXPECT_TRUE(std::is_sorted(got.begin(), got.end(), [](auto& a, auto& b) { return a.size() < b.size(); }));
+}
+
+TEST_F(CompletionEngineTest, TildeGivesAbsoluteCandidatesUnderHome) {
+    ::setenv("HOME", tmp_.str().c_str(), 1);
+    EXPECT_EQ(complete("~/Doc"), t(Strings{"{T}/Documents/"}));
+    EXPECT_EQ(complete("~/Documents/"), t(Strings{"{T}/Documents/Subfolder/"}));
+    EXPECT_EQ(engine_.currentCompletionsDirectoryPath(), t("{T}/Documents"));
+}
+
+TEST_F(CompletionEngineTest, UnknownLocationIsFetchedAndTheTextAloneIsCompletedInTheWorkingDirectory) {
+    tmp_.file("box/boxes.txt");
+    const auto cwd = std::filesystem::current_path();
+    std::filesystem::current_path(tmp_.path());
+    // One component names both the folder and the prefix.
+    EXPECT_EQ(complete("box"), Strings{"boxes.txt"});
+    std::filesystem::current_path(cwd);
+    EXPECT_EQ(fetches_, 1);
+    location_ = tmp_.str();
+    EXPECT_EQ(complete("box"), Strings{"box/"});
+    location_.reset();
+    complete("/");
+    EXPECT_EQ(fetches_, 1);
+}
+
+TEST_F(CompletionEngineTest, FolderIsReadOnceUntilTheDirectoryPartChanges) {
+    EXPECT_EQ(complete("{T}/ne"), Strings{});
+    tmp_.file("new.txt");
+    EXPECT_EQ(complete("{T}/new"), Strings{});
+    complete("{T}/abc/");
+    EXPECT_EQ(complete("{T}/new"), t(Strings{"{T}/new.txt"}));
+}
+
+TEST_F(CompletionEngineTest, FailedListingIsCachedAsNothing) {
+    EXPECT_EQ(complete("{T}/later/x"), Strings{});
+    EXPECT_EQ(engine_.currentCompletionsDirectoryPath(), t("{T}/later"));
+    EXPECT_FALSE(engine_.currentCompletionsDirectoryContent());
+    tmp_.file("later/xy");
+    EXPECT_EQ(complete("{T}/later/x"), Strings{});
+    complete("{T}/");
+    EXPECT_EQ(complete("{T}/later/x"), t(Strings{"{T}/later/xy"}));
+}
+
+TEST_F(CompletionEngineTest, DanglingLinkTakesTheFlagOfTheAcceptedEntryBeforeIt) {
+    for (const char* d : {"dirs/d0", "dirs/d1", "dirs/d2", "dirs/d3", "dirs/d4", "dirs/d5"}) tmp_.dir(d);
+    tmp_.symlink("dirs/zlink", "nowhere");
+    tmp_.file("dirs/zfile");
+    complete("{T}/dirs/");
+    const auto& listing = *engine_.currentCompletionsDirectoryContent();
+    std::size_t link = 0;
+    std::size_t file = 0;
+    for (std::size_t i = 0; i < listing.size(); ++i) {
+        if (listing.name(i) == "zlink") link = i;
+        if (listing.name(i) == "zfile") file = i;
+    }
+    // Behind a directory it looks like one; first, or behind the file, it does not.
+    const bool behindDirectory = link > 0 && link != file + 1;
+    const std::string zlink = t("{T}/dirs/zlink") + (behindDirectory ? "/" : "");
+    EXPECT_EQ(std::count(engine_.currentCompletions().begin(), engine_.currentCompletions().end(), zlink), 1);
+    // The skipped directories do not count.
+    Strings got = complete("{T}/dirs/z");
+    std::sort(got.begin(), got.end());
+    EXPECT_EQ(got, t(Strings{"{T}/dirs/zfile", "{T}/dirs/zlink"}));
+}
+
+TEST_F(CompletionEngineTest, EmptyTextEmptiesTheListWithoutNotifying) {
+    complete("{T}/a");
+    EXPECT_EQ(notes_, 1);
+    EXPECT_EQ(complete(""), Strings{});
+    EXPECT_EQ(notes_, 1);
+}
+
+TEST(CompletionEngineDataSource, UncompletedStringDropsTheSelectedTail) {
+    EXPECT_EQ(CompletionEngine::uncompletedString("/usr/share", {7, 3}), "/usr/sh");
+    EXPECT_EQ(CompletionEngine::uncompletedString("/usr/share", {10, 0}), "/usr/share");
+    EXPECT_EQ(CompletionEngine::uncompletedString("/usr/share", {1, 3}), "//share");
+    EXPECT_EQ(CompletionEngine::uncompletedString("/usr", {2, 99}), "/u");
+    EXPECT_EQ(CompletionEngine::uncompletedString("/usr", {99, 1}), "/usr");
+}
+
+TEST_F(CompletionEngineTest, NumberOfItemsRecomputesUnlessTheTextIsEmptyOrTheCachedFolder) {
+    EXPECT_EQ(engine_.numberOfItems("", location_, fetch_), 0u);
+    EXPECT_EQ(engine_.numberOfItems(t("{T}/a"), location_, fetch_), 3u);
+    EXPECT_EQ(published_, 1);
+    EXPECT_EQ(engine_.numberOfItems(tmp_.str(), location_, fetch_), 3u);
+    EXPECT_EQ(engine_.numberOfItems("", location_, fetch_), 3u);
+    EXPECT_EQ(published_, 1);
+    EXPECT_EQ(engine_.numberOfItems(t("{T}/"), location_, fetch_), 14u);
+    EXPECT_EQ(published_, 2);
+    EXPECT_EQ(notes_, 2);
+}
+
+TEST_F(CompletionEngineTest, ItemsAreReadByIndexAndFoundByValue) {
+    complete("{T}/a");
+    EXPECT_EQ(engine_.objectValueForItemAtIndex(2), t("{T}/abc/"));
+    EXPECT_EQ(engine_.objectValueForItemAtIndex(3), std::nullopt);
+    EXPECT_EQ(engine_.indexOfItemWithStringValue(t("{T}/ab")), 1u);
+    EXPECT_EQ(engine_.indexOfItemWithStringValue(t("{T}/abc")), CompletionEngine::notFound);
+}
+
+TEST_F(CompletionEngineTest, CompletedStringIsTheShortestCandidateButNeverForAPattern) {
+    EXPECT_EQ(engine_.completedString(t("{T}/a"), location_, fetch_).completion, t("{T}/a"));
+    EXPECT_EQ(published_, 1);
+    const auto pattern = engine_.completedString(t("{T}/*.txt"), location_, fetch_);
+    EXPECT_EQ(pattern.completion, std::nullopt);
+    EXPECT_EQ(engine_.currentCompletions().size(), 3u);  // untouched
+    EXPECT_EQ(published_, 1);
+    EXPECT_EQ(engine_.completedString(t("{T}/zz"), location_, fetch_).completion, std::nullopt);
+    EXPECT_EQ(engine_.searchModeLastRevealedText(), std::nullopt);  // absolute text reveals nothing
+}
+
+TEST_F(CompletionEngineTest, SearchAsYouTypeRevealsEachNewFirstCandidateOnce) {
+    location_ = tmp_.str();
+    const auto reveal = [this](const char* s) { return engine_.completedString(s, location_, fetch_).revealName; };
+    EXPECT_EQ(reveal("doc"), "Documents/");
+    EXPECT_EQ(reveal("docu"), std::nullopt);
+    EXPECT_EQ(reveal("documents"), std::nullopt);
+    EXPECT_EQ(reveal("dow"), "Downloads/");
+    EXPECT_EQ(reveal("doc"), "Documents/");
+    EXPECT_EQ(reveal("zz"), std::nullopt);
+    EXPECT_EQ(engine_.searchModeLastRevealedText(), "Documents/");
+}
+
+}  // namespace
