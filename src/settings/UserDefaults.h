@@ -41,7 +41,8 @@ public:
 
     // `storage` may be null: values then live in memory for the run only.
     // `warn` hears about damaged or unreadable stores, ignored values and
-    // failed saves; by default it prints to standard error.
+    // failed saves; by default it prints to standard error. It is called on
+    // whichever thread read or wrote, with no lock of the domain held.
     explicit UserDefaults(std::unique_ptr<DefaultsStorage> storage, Warn warn = {});
     // Makes a last attempt to save changes that could not be saved before.
     ~UserDefaults();
