@@ -1,0 +1,152 @@
+#pragma once
+
+// The event tap on the file manager's process, as the core sees it: every
+// mouse and key event that the file manager's windows are about to receive
+// comes up as a TapEvent in the Quartz vocabulary, and a callback decides
+// whether the file manager still gets it. The same port posts synthetic
+// events and reads the mouse location. The X11 adapter implements it with
+// XInput2, passive key grabs and XTEST; tests use a fake.
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include "app/VirtualKeyCodes.h"
+#include "util/Geometry.h"
+
+namespace jorvane {
+
+using CGEventType = std::uint32_t;
+
+inline constexpr CGEventType kCGEventNull = 0;
+inline constexpr CGEventType kCGEventLeftMouseDown = 1;
+inline constexpr CGEventType kCGEventLeftMouseUp = 2;
+inline constexpr CGEventType kCGEventRightMouseDown = 3;
+inline constexpr CGEventType kCGEventRightMouseUp = 4;
+inline constexpr CGEventType kCGEventMouseMoved = 5;
+inline constexpr CGEventType kCGEventLeftMouseDragged = 6;
+inline constexpr CGEventType kCGEventRightMouseDragged = 7;
+inline constexpr CGEventType kCGEventKeyDown = 10;
+inline constexpr CGEventType kCGEventKeyUp = 11;
+inline constexpr CGEventType kCGEventFlagsChanged = 12;
+inline constexpr CGEventType kCGEventScrollWheel = 22;
+inline constexpr CGEventType kCGEventOtherMouseDown = 25;
+inline constexpr CGEventType kCGEventOtherMouseUp = 26;
+inline constexpr CGEventType kCGEventOtherMouseDragged = 27;
+// Notices, not input: the tap was switched off because the callback took too
+// long (it stays off until setEnabled(true)), or by the user.
+inline constexpr CGEventType kCGEventTapDisabledByTimeout = 0xFFFFFFFE;
+inline constexpr CGEventType kCGEventTapDisabledByUserInput = 0xFFFFFFFF;
+
+// The integer fields of an event, by their Quartz numbers.
+using CGEventField = std::uint32_t;
+inline constexpr CGEventField kCGMouseEventClickState = 1;
+inline constexpr CGEventField kCGMouseEventButtonNumber = 3;
+inline constexpr CGEventField kCGKeyboardEventAutorepeat = 8;
+inline constexpr CGEventField kCGKeyboardEventKeycode = 9;
+
+// Button numbers: 0 left, 1 right, 2 middle, 3 and up the extra buttons.
+inline constexpr std::int64_t kCGMouseButtonLeft = 0;
+inline constexpr std::int64_t kCGMouseButtonRight = 1;
+inline constexpr std::int64_t kCGMouseButtonCenter = 2;
+
+struct TapEvent {
+    CGEventType type = kCGEventNull;
+    // Key events: the virtual key code of the key (US positions).
+    CGKeyCode keyCode = 0;
+    // Device-independent flags (VirtualKeyCodes.h). For mouse events the
+    // modifiers held; for key events also the implied keypad and function
+    // bits; for kCGEventFlagsChanged the modifiers after the change.
+    CGEventFlags flags = 0;
+    // Key downs: the key is held and this press is the system's repetition.
+    bool autorepeat = false;
+    // Global position, origin at the top left of the first screen.
+    Point location;
+    // Mouse events: the button (0 left, 1 right, 2 middle).
+    std::int64_t buttonNumber = 0;
+    // Mouse events: 1 for a single click, 2 for the second of a double click …
+    std::int64_t clickState = 0;
+
+    // CGEventGetIntegerValueField for the fields above; 0 for any other field.
+    std::int64_t integerValueField(CGEventField field) const {
+        switch (field) {
+            case kCGMouseEventClickState: return clickState;
+            case kCGMouseEventButtonNumber: return buttonNumber;
+            case kCGKeyboardEventAutorepeat: return autorepeat ? 1 : 0;
+            case kCGKeyboardEventKeycode: return keyCode;
+            default: return 0;
+        }
+    }
+
+    // CGEventCreateMouseEvent: a mouse event of `type` at `location`.
+    static TapEvent mouseEvent(CGEventType type, Point location, std::int64_t button = kCGMouseButtonLeft,
+                               std::int64_t clickState = 1, CGEventFlags flags = 0) {
+        TapEvent event;
+        event.type = type;
+        event.location = location;
+        event.buttonNumber = button;
+        event.clickState = clickState;
+        event.flags = flags;
+        return event;
+    }
+    // CGEventCreateKeyboardEvent: a key down or up of `keyCode` with `flags`.
+    static TapEvent keyboardEvent(CGKeyCode keyCode, bool keyDown, CGEventFlags flags = 0) {
+        TapEvent event;
+        event.type = keyDown ? kCGEventKeyDown : kCGEventKeyUp;
+        event.keyCode = keyCode;
+        event.flags = flags;
+        return event;
+    }
+
+    friend bool operator==(const TapEvent&, const TapEvent&) = default;
+};
+
+class EventTap {
+public:
+    enum class Decision { Pass, Swallow };
+    // Runs on the tap's own thread for every event; it must decide quickly
+    // (hand slow work to a queue). While it runs the keyboard may be frozen:
+    // a callback that takes too long gets its key passed on and the tap
+    // switched off, announced by a kCGEventTapDisabledByTimeout event.
+    using Callback = std::function<Decision(const TapEvent&)>;
+
+    // A key with exactly these modifiers (the kShortcutModifierMask bits;
+    // Caps Lock and the keypad and function bits are ignored).
+    struct KeyCombo {
+        CGKeyCode keyCode = 0;
+        CGEventFlags flags = 0;
+        friend bool operator==(const KeyCombo&, const KeyCombo&) = default;
+    };
+
+    virtual ~EventTap() = default;
+
+    // Taps the events that go to the windows of process `pid`, replacing any
+    // earlier tap; the tap starts enabled. False when no tap can be made
+    // (the callback is then never called).
+    virtual bool install(std::int32_t pid, Callback callback) = 0;
+    // Removes the tap. When called from another thread than the tap's, the
+    // callback is not running and will not run again once this returns.
+    virtual void uninstall() = 0;
+    virtual bool isInstalled() const = 0;
+
+    // CGEventTapEnable: a disabled tap sees nothing and passes everything.
+    virtual void setEnabled(bool enabled) = 0;
+    virtual bool isEnabled() const = 0;
+
+    // The key combinations the callback may want to swallow. Some platforms
+    // (X11) only show the tap keys they were told about beforehand: every
+    // other key goes to the file manager without a callback. Mouse events
+    // always reach the callback.
+    virtual void setSwallowableKeys(std::vector<KeyCombo> keys) = 0;
+
+    // CGEventPost at the session: mouse downs, ups, moves and drags at the
+    // event's location with its button and flags; key downs and ups with
+    // their flags. False when the event could not be posted (unknown key,
+    // no connection, the user kept holding modifiers).
+    virtual bool post(const TapEvent& event) = 0;
+
+    // The mouse's global position (origin at the top left).
+    virtual Point mouseLocation() = 0;
+};
+
+}  // namespace jorvane
