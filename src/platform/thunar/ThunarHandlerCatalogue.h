@@ -1,0 +1,93 @@
+#pragma once
+
+// The handler catalogue for Thunar 4.18 on X11: every named handler the
+// address bar calls, acting on "the front window", which is the Thunar
+// browser window the bar belongs to.
+//
+// Mechanisms, chosen from measurements against Thunar 4.18:
+// - the folder of a window is read from its title, which names the full path
+//   once xfconf thunar /misc-full-path-in-window-title is true ("file://" URI
+//   for paths that are not UTF-8), with the toolbar's location text (AT-SPI)
+//   as the fallback;
+// - navigation in place types the folder into the toolbar's location entry
+//   through AT-SPI and activates it (no focus needed); a folder whose path is
+//   not UTF-8 is entered by opening its row in the Details view;
+// - selections go through the Details view's table (AT-SPI); in the Icon and
+//   Compact views, which AT-SPI cannot see into, the window switches to the
+//   Details view for the moment and back, and Thunar scrolls to the selection
+//   on the way back;
+// - views and reload press the toolbar's hidden buttons through AT-SPI;
+// - closing asks the window manager (_NET_CLOSE_WINDOW);
+// - new windows, mounts and terminals start programs without a shell.
+//
+// Every call runs on one worker thread that owns the X connection and
+// libatspi (neither is thread-safe), and is bounded by a time-out enforced
+// here: the caller gets nothing once it passes, even while Thunar hangs.
+// Create one catalogue per process: libatspi is process-wide.
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "bridges/HandlerCatalogue.h"
+
+namespace jorvane {
+
+class ThunarHandlerCatalogue : public HandlerCatalogue {
+public:
+    struct Options {
+        // "finder_get_path", "finder_get_selection", "is_finder_win".
+        std::chrono::milliseconds queryTimeout{2000};
+        // Navigation, selection, views, reload, closing, new windows, terminals.
+        std::chrono::milliseconds commandTimeout{5000};
+        // "finder_mount" when it runs `gio mount` itself.
+        std::chrono::milliseconds mountTimeout{30000};
+        // The bound of each single AT-SPI call inside a handler.
+        int atspiCallTimeoutMs = 750;
+        // Whether a handler may activate Thunar's window and type Ctrl+L when
+        // the window shows path buttons instead of a location entry.
+        bool allowFocusFallback = true;
+    };
+
+    ThunarHandlerCatalogue();
+    explicit ThunarHandlerCatalogue(Options options);
+    ~ThunarHandlerCatalogue() override;
+    ThunarHandlerCatalogue(const ThunarHandlerCatalogue&) = delete;
+    ThunarHandlerCatalogue& operator=(const ThunarHandlerCatalogue&) = delete;
+
+    // Commands answer "" when done; queries answer their text ("finder_get_path"
+    // a folder without trailing "/", "finder_get_selection" a path with "/"
+    // after a folder or "" for no selection, "is_finder_win" "YES" or "NO").
+    std::optional<std::string> call(std::string_view name, const std::vector<std::string>& params) override;
+
+    // Tells the catalogue which Thunar window the bar belongs to. Without it
+    // the front window is the Thunar browser window that was active last
+    // (windows of other programs and our own panel do not count), or the
+    // topmost Thunar browser window.
+    void setFrontWindow(std::uint32_t xid);
+    // The window set or seen last; 0 when there was none.
+    std::uint32_t frontWindow() const;
+
+    // The bound a handler's call is given.
+    std::chrono::milliseconds timeoutFor(std::string_view name) const;
+
+    // Every handler name the catalogue answers.
+    static const std::vector<std::string>& handlerNames();
+
+    // Sets xfconf thunar /misc-full-path-in-window-title, which the fast
+    // folder query relies on (windows pick it up at their next folder
+    // change). Runs xfconf-query; false when that fails.
+    static bool enableFullPathInTitle(std::chrono::milliseconds timeout = std::chrono::milliseconds(3000));
+
+    class Worker;
+
+private:
+    Options options_;
+    std::unique_ptr<Worker> worker_;
+};
+
+}  // namespace jorvane
