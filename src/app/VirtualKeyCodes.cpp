@@ -151,6 +151,7 @@ std::optional<VirtualKey> virtualKey(CGKeyCode code) {
 }
 
 std::optional<VirtualKey> virtualKeyForUSCharacter(char32_t character) {
+    if (character == 0) return std::nullopt;  // the mark of keys that type nothing
     if (character >= U'A' && character <= U'Z') character += U'a' - U'A';
     for (const VirtualKey& key : kTable) {
         // The keypad repeats digits and signs of the main block; the main key wins.

@@ -1,0 +1,269 @@
+// Key and modifier translation of the X11 adapter, over keymaps compiled from
+// layout names (no display needed).
+#include <gtest/gtest.h>
+#include <xkbcommon/xkbcommon.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/x11/X11Keys.h"
+
+namespace jorvane::x11 {
+namespace {
+
+class Keymap {
+public:
+    explicit Keymap(const char* layout) : context_(xkb_context_new(XKB_CONTEXT_NO_FLAGS)) {
+        const xkb_rule_names names{"evdev", "pc105", layout, "", nullptr};
+        keymap_ = xkb_keymap_new_from_names(context_, &names, XKB_KEYMAP_COMPILE_NO_FLAGS);
+    }
+    ~Keymap() {
+        xkb_keymap_unref(keymap_);
+        xkb_context_unref(context_);
+    }
+    xkb_keycode_t key(const char* name) const { return xkb_keymap_key_by_name(keymap_, name); }
+
+    // What an X server makes of the layout's modifier keys.
+    ModifierMap serverModifierMap(bool withSuper = true, bool withNumLock = true) const {
+        ModifierMap map;
+        auto add = [&](int index, std::initializer_list<const char*> names) {
+            for (const char* name : names) {
+                if (xkb_keycode_t k = key(name); k != XKB_KEYCODE_INVALID) map[index].push_back(k);
+            }
+        };
+        add(0, {"LFSH", "RTSH"});
+        add(1, {"CAPS"});
+        add(2, {"LCTL", "RCTL"});
+        add(3, {"LALT", "META"});
+        if (withNumLock) add(4, {"NMLK"});
+        if (withSuper) add(6, {"LWIN", "RWIN"});
+        add(7, {"LVL3", "MDSW"});
+        return map;
+    }
+    std::unique_ptr<X11Keys> keys(bool withSuper = true, bool withNumLock = true) const {
+        return std::make_unique<X11Keys>(keymap_, serverModifierMap(withSuper, withNumLock));
+    }
+    bool valid() const { return keymap_ != nullptr; }
+    xkb_keymap* get() const { return keymap_; }
+
+private:
+    xkb_context* context_;
+    xkb_keymap* keymap_ = nullptr;
+};
+
+// ---- X key -> virtual key code.
+
+struct CodeRow {
+    const char* name;
+    const char* layout;
+    const char* keyName;
+    std::uint32_t group;
+    std::optional<CGKeyCode> expected;
+};
+
+class KeyToCode : public testing::TestWithParam<CodeRow> {};
+
+TEST_P(KeyToCode, translatesTheKey) {
+    const CodeRow& row = GetParam();
+    const Keymap keymap(row.layout);
+    ASSERT_TRUE(keymap.valid()) << row.layout;
+    EXPECT_EQ(keymap.keys()->virtualKeyCode(keymap.key(row.keyName), row.group), row.expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Layouts, KeyToCode,
+    testing::Values(
+        CodeRow{"USLetterGIsG", "us", "AC05", 0, kVK_ANSI_G},
+        CodeRow{"USDigitKeyNamesItsDigit", "us", "AE01", 0, kVK_ANSI_1},
+        CodeRow{"GermanZSitsWhereUSHasY", "de", "AD06", 0, kVK_ANSI_Z},
+        CodeRow{"GermanYSitsWhereUSHasZ", "de", "AB01", 0, kVK_ANSI_Y},
+        CodeRow{"GermanSharpSHasNoUSKeyAndTakesItsPositionMinus", "de", "AE11", 0, kVK_ANSI_Minus},
+        CodeRow{"FrenchAIsWhereUSHasQ", "fr", "AD01", 0, kVK_ANSI_A},
+        CodeRow{"FrenchAmpersandKeyTakesItsPositionOne", "fr", "AE01", 0, kVK_ANSI_1},
+        CodeRow{"RussianLettersTakeTheirPositions", "ru", "AC05", 0, kVK_ANSI_G},
+        CodeRow{"SecondGroupOfUsRuTakesPositions", "us,ru", "AC05", 1, kVK_ANSI_G},
+        CodeRow{"SecondGroupOfUsDeUsesGermanLetters", "us,de", "AD06", 1, kVK_ANSI_Z},
+        CodeRow{"AGroupBeyondTheLayoutsWrapsAround", "us", "AD06", 2, kVK_ANSI_Y},
+        CodeRow{"ReturnIsReturn", "us", "RTRN", 0, kVK_Return},
+        CodeRow{"BackspaceIsDelete", "us", "BKSP", 0, kVK_Delete},
+        CodeRow{"DeleteIsForwardDelete", "us", "DELE", 0, kVK_ForwardDelete},
+        CodeRow{"InsertIsHelp", "us", "INS", 0, kVK_Help},
+        CodeRow{"EscapeIsEscape", "us", "ESC", 0, kVK_Escape},
+        CodeRow{"KeypadSevenIsKeypad7WithNumLockOff", "us", "KP7", 0, kVK_ANSI_Keypad7},
+        CodeRow{"KeypadEnterIsNotReturn", "us", "KPEN", 0, kVK_ANSI_KeypadEnter},
+        CodeRow{"NumLockIsKeypadClear", "us", "NMLK", 0, kVK_ANSI_KeypadClear},
+        CodeRow{"LeftCtrlIsCommand", "us", "LCTL", 0, kVK_Command},
+        CodeRow{"RightCtrlIsRightCommand", "us", "RCTL", 0, kVK_RightCommand},
+        CodeRow{"SuperIsControl", "us", "LWIN", 0, kVK_Control},
+        CodeRow{"AltIsOption", "us", "LALT", 0, kVK_Option},
+        CodeRow{"F5IsF5", "us", "FK05", 0, kVK_F5},
+        CodeRow{"UpIsUpArrow", "us", "UP", 0, kVK_UpArrow},
+        CodeRow{"MuteIsMute", "us", "MUTE", 0, kVK_Mute},
+        CodeRow{"AltGrHasNoCode", "de", "RALT", 0, std::nullopt}),
+    [](const testing::TestParamInfo<CodeRow>& row) { return std::string(row.param.name); });
+
+// ---- Virtual key code -> X keys (grabs and synthetic keys).
+
+struct KeysRow {
+    const char* name;
+    const char* layout;
+    CGKeyCode code;
+    std::uint32_t group;
+    std::vector<const char*> expectedKeyNames;
+};
+
+class CodeToKeys : public testing::TestWithParam<KeysRow> {};
+
+TEST_P(CodeToKeys, findsTheKeys) {
+    const KeysRow& row = GetParam();
+    const Keymap keymap(row.layout);
+    std::vector<xkb_keycode_t> expected;
+    for (const char* name : row.expectedKeyNames) expected.push_back(keymap.key(name));
+    EXPECT_EQ(keymap.keys()->keycodes(row.code, row.group), expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Layouts, CodeToKeys,
+    testing::Values(KeysRow{"USGIsItsKey", "us", kVK_ANSI_G, 0, {"AC05"}},
+                    KeysRow{"GermanZIsTheKeyThatTypesZ", "de", kVK_ANSI_Z, 0, {"AD06"}},
+                    KeysRow{"GermanMinusIsTheKeyThatTypesMinusNotSharpS", "de", kVK_ANSI_Minus, 0, {"AB10"}},
+                    KeysRow{"RussianGIsThePosition", "ru", kVK_ANSI_G, 0, {"AC05"}},
+                    KeysRow{"SecondGroupOfUsRuIsThePosition", "us,ru", kVK_ANSI_G, 1, {"AC05"}},
+                    KeysRow{"FrenchOneIsThePosition", "fr", kVK_ANSI_1, 0, {"AE01"}},
+                    KeysRow{"ReturnIsReturn", "us", kVK_Return, 0, {"RTRN"}},
+                    KeysRow{"Keypad7IsTheKeypadKey", "us", kVK_ANSI_Keypad7, 0, {"KP7"}},
+                    KeysRow{"ISOSectionIsTheExtraKey", "us", kVK_ISO_Section, 0, {"LSGT"}},
+                    KeysRow{"FunctionKeyOfAMacHasNoKey", "us", kVK_Function, 0, {}},
+                    KeysRow{"ACodeBeyondTheTableHasNoKey", "us", 0x200, 0, {}}),
+    [](const testing::TestParamInfo<KeysRow>& row) { return std::string(row.param.name); });
+
+// ---- Modifier states <-> flags.
+
+struct FlagsRow {
+    const char* name;
+    std::uint16_t state;
+    CGEventFlags flags;
+};
+
+class StateToFlags : public testing::TestWithParam<FlagsRow> {};
+
+TEST_P(StateToFlags, mapsTheModifiers) {
+    const Keymap keymap("us");
+    EXPECT_EQ(keymap.keys()->flagsForState(GetParam().state), GetParam().flags);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    CoreModifiers, StateToFlags,
+    testing::Values(FlagsRow{"NothingIsNothing", 0, 0}, FlagsRow{"ShiftIsShift", 0x01, kCGEventFlagMaskShift},
+                    FlagsRow{"LockIsCapsLock", 0x02, kCGEventFlagMaskAlphaShift},
+                    FlagsRow{"CtrlIsCommand", 0x04, kCGEventFlagMaskCommand},
+                    FlagsRow{"AltIsOption", 0x08, kCGEventFlagMaskAlternate},
+                    FlagsRow{"NumLockAddsNothing", 0x10, 0}, FlagsRow{"SuperIsControl", 0x40, kCGEventFlagMaskControl},
+                    FlagsRow{"LevelThreeShiftAddsNothing", 0x80, 0},
+                    FlagsRow{"GroupBitsAndButtonsAreIgnored", 0x2000 | 0x100 | 0x05,
+                             kCGEventFlagMaskCommand | kCGEventFlagMaskShift},
+                    FlagsRow{"AllFourTogether", 0x4d, 0x1E0000}),
+    [](const testing::TestParamInfo<FlagsRow>& row) { return std::string(row.param.name); });
+
+TEST(X11Keys, flagsBecomeTheXModifiersOfTheKeyboard) {
+    const Keymap keymap("us");
+    const auto keys = keymap.keys();
+    EXPECT_EQ(keys->stateForFlags(kCGEventFlagMaskCommand | kCGEventFlagMaskShift), 0x05);
+    EXPECT_EQ(keys->stateForFlags(kCGEventFlagMaskAlternate), 0x08);
+    EXPECT_EQ(keys->stateForFlags(kCGEventFlagMaskControl), 0x40);
+    EXPECT_EQ(keys->stateForFlags(kCGEventFlagMaskAlphaShift | kCGEventFlagMaskNumericPad | kCGEventFlagMaskSecondaryFn),
+              0);
+    EXPECT_EQ(keymap.keys(/*withSuper=*/false)->stateForFlags(kCGEventFlagMaskControl), std::nullopt)
+        << "a keyboard without Super cannot give Control";
+}
+
+TEST(X11Keys, grabsCoverEveryLockVariant) {
+    const Keymap keymap("us");
+    EXPECT_EQ(keymap.keys()->lockVariants(), (std::vector<std::uint16_t>{0, 0x02, 0x10, 0x12}));
+    EXPECT_EQ(keymap.keys(true, /*withNumLock=*/false)->lockVariants(), (std::vector<std::uint16_t>{0, 0x02}));
+}
+
+TEST(X11Keys, modifierBitsComeFromTheServersMapNotFromFixedMods) {
+    const Keymap keymap("us");
+    ModifierMap map = keymap.serverModifierMap();
+    std::swap(map[3], map[5]);  // Alt on Mod3 instead of Mod1
+    const X11Keys keys(keymap.get(), map);
+    EXPECT_EQ(keys.modifierBits().alt, 0x20);
+    EXPECT_EQ(keys.flagsForState(0x20), kCGEventFlagMaskAlternate);
+    EXPECT_EQ(keys.flagsForState(0x08), 0u);
+    EXPECT_EQ(keys.stateForFlags(kCGEventFlagMaskAlternate), 0x20);
+    EXPECT_EQ(keys.keyForModifier(0x20), keymap.key("LALT"));
+    EXPECT_EQ(keys.modifierBitsOfKey(keymap.key("LALT")), 0x20);
+}
+
+// ---- Whole key events.
+
+TEST(X11Keys, shiftedDigitIsStillTheDigitWithShift) {
+    const Keymap keymap("us");
+    const std::optional<TapEvent> event = keymap.keys()->keyEvent(keymap.key("AE01"), 0x01, true, false, {3, 4});
+    ASSERT_TRUE(event);
+    EXPECT_EQ(event->type, kCGEventKeyDown);
+    EXPECT_EQ(event->keyCode, kVK_ANSI_1);
+    EXPECT_EQ(event->flags, kCGEventFlagMaskShift);
+    EXPECT_EQ(event->location, (Point{3, 4}));
+}
+
+TEST(X11Keys, arrowsCarryTheKeypadAndFunctionBits) {
+    const Keymap keymap("us");
+    const std::optional<TapEvent> event = keymap.keys()->keyEvent(keymap.key("UP"), 0x04, false, false, {});
+    ASSERT_TRUE(event);
+    EXPECT_EQ(event->type, kCGEventKeyUp);
+    EXPECT_EQ(event->flags, kCGEventFlagMaskCommand | kCGEventFlagMaskNumericPad | kCGEventFlagMaskSecondaryFn);
+    EXPECT_EQ(event->flags & kShortcutModifierMask, kCGEventFlagMaskCommand);
+}
+
+TEST(X11Keys, autorepeatIsOnlyEverAPress) {
+    const Keymap keymap("us");
+    const auto keys = keymap.keys();
+    EXPECT_TRUE(keys->keyEvent(keymap.key("AC05"), 0, true, true, {})->autorepeat);
+    EXPECT_FALSE(keys->keyEvent(keymap.key("AC05"), 0, false, true, {})->autorepeat);
+}
+
+TEST(X11Keys, modifierKeysChangeFlagsWithTheStateAfterTheChange) {
+    const Keymap keymap("us");
+    const auto keys = keymap.keys();
+    const std::optional<TapEvent> press = keys->keyEvent(keymap.key("LCTL"), 0x01, true, false, {});
+    ASSERT_TRUE(press);
+    EXPECT_EQ(press->type, kCGEventFlagsChanged);
+    EXPECT_EQ(press->keyCode, kVK_Command);
+    EXPECT_EQ(press->flags, kCGEventFlagMaskCommand | kCGEventFlagMaskShift);
+    const std::optional<TapEvent> release = keys->keyEvent(keymap.key("LCTL"), 0x05, false, false, {});
+    ASSERT_TRUE(release);
+    EXPECT_EQ(release->flags, kCGEventFlagMaskShift);
+    // Caps Lock toggles on its press.
+    EXPECT_EQ(keys->keyEvent(keymap.key("CAPS"), 0, true, false, {})->flags, kCGEventFlagMaskAlphaShift);
+    EXPECT_EQ(keys->keyEvent(keymap.key("CAPS"), 0x02, true, false, {})->flags, 0u);
+}
+
+TEST(X11Keys, theGroupInTheStateChoosesTheLayout) {
+    const Keymap keymap("us,de");
+    const auto keys = keymap.keys();
+    EXPECT_EQ(keys->keyEvent(keymap.key("AD06"), 0x0000, true, false, {})->keyCode, kVK_ANSI_Y);
+    EXPECT_EQ(keys->keyEvent(keymap.key("AD06"), 0x2000, true, false, {})->keyCode, kVK_ANSI_Z);
+}
+
+TEST(X11Keys, keysWithoutACodeGiveNoEvent) {
+    const Keymap keymap("de");
+    EXPECT_FALSE(keymap.keys()->keyEvent(keymap.key("RALT"), 0, true, false, {}));
+    EXPECT_FALSE(keymap.keys()->keyEvent(255, 0, true, false, {}));
+}
+
+TEST(X11Keys, keysymsWithoutAUSKeyHaveNoCode) {
+    // ß has no upper case keysym: the lookup must not rely on one.
+    EXPECT_EQ(virtualKeyCodeForKeysym(XKB_KEY_ssharp), std::nullopt);
+    EXPECT_EQ(virtualKeyCodeForKeysym(XKB_KEY_A), kVK_ANSI_A);
+    EXPECT_EQ(virtualKeyCodeForKeysym(XKB_KEY_ISO_Left_Tab), kVK_Tab);
+    EXPECT_EQ(virtualKeyCodeForKeysym(XKB_KEY_KP_Home), kVK_ANSI_Keypad7);
+    EXPECT_EQ(virtualKeyCodeForKeyName("XXXX"), std::nullopt);
+    EXPECT_EQ(virtualKeyCodeForKeyName(nullptr), std::nullopt);
+}
+
+}  // namespace
+}  // namespace jorvane::x11

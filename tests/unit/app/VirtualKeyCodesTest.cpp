@@ -1,0 +1,63 @@
+// The core's key vocabulary: the table that the adapters, the address bar and
+// the shortcut recorder look keys up in.
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "app/EventTap.h"
+#include "app/VirtualKeyCodes.h"
+
+namespace jorvane {
+namespace {
+
+TEST(VirtualKeyCodes, everyCodeAndNameIsListedOnce) {
+    std::set<CGKeyCode> codes;
+    std::set<std::string_view> names;
+    for (const VirtualKey& key : virtualKeyTable()) {
+        EXPECT_TRUE(codes.insert(key.code).second) << key.name;
+        EXPECT_TRUE(names.insert(key.name).second) << key.name;
+        EXPECT_EQ(virtualKey(key.code)->name, key.name);
+        EXPECT_EQ(virtualKeyNamed(key.name)->code, key.code);
+    }
+}
+
+TEST(VirtualKeyCodes, holesAndUnknownNamesFindNothing) {
+    EXPECT_FALSE(virtualKey(0x34));
+    EXPECT_FALSE(virtualKey(0x7F));
+    EXPECT_FALSE(virtualKey(0xFFFF));
+    EXPECT_FALSE(virtualKeyNamed("G"));
+}
+
+TEST(VirtualKeyCodes, charactersFindTheirMainKeyInEitherCase) {
+    EXPECT_EQ(virtualKeyForUSCharacter(U'g')->code, kVK_ANSI_G);
+    EXPECT_EQ(virtualKeyForUSCharacter(U'G')->code, kVK_ANSI_G);
+    EXPECT_EQ(virtualKeyForUSCharacter(U'.')->code, kVK_ANSI_Period) << "not the keypad's decimal point";
+    EXPECT_EQ(virtualKeyForUSCharacter(U'1')->code, kVK_ANSI_1) << "not the keypad's 1";
+    EXPECT_EQ(virtualKeyForUSCharacter(U' ')->code, kVK_Space);
+    EXPECT_FALSE(virtualKeyForUSCharacter(U'!')) << "Shift+1 is not a key of its own";
+    EXPECT_FALSE(virtualKeyForUSCharacter(U'ß'));
+    EXPECT_FALSE(virtualKeyForUSCharacter(0));
+}
+
+TEST(VirtualKeyCodes, impliedFlagsNeverTouchTheShortcutModifiers) {
+    for (const VirtualKey& key : virtualKeyTable()) EXPECT_EQ(key.impliedFlags & kShortcutModifierMask, 0u) << key.name;
+    EXPECT_EQ(virtualKey(kVK_UpArrow)->impliedFlags, kCGEventFlagMaskNumericPad | kCGEventFlagMaskSecondaryFn);
+    EXPECT_EQ(virtualKey(kVK_ANSI_Keypad5)->impliedFlags, kCGEventFlagMaskNumericPad);
+    EXPECT_EQ(virtualKey(kVK_F1)->impliedFlags, kCGEventFlagMaskSecondaryFn);
+    EXPECT_EQ(virtualKey(kVK_ANSI_G)->impliedFlags, 0u);
+}
+
+TEST(TapEvent, integerFieldsReadByTheirQuartzNumbers) {
+    TapEvent key = TapEvent::keyboardEvent(kVK_ANSI_G, true, kCGEventFlagMaskCommand);
+    key.autorepeat = true;
+    EXPECT_EQ(key.type, kCGEventKeyDown);
+    EXPECT_EQ(key.integerValueField(kCGKeyboardEventKeycode), kVK_ANSI_G);
+    EXPECT_EQ(key.integerValueField(kCGKeyboardEventAutorepeat), 1);
+    const TapEvent click = TapEvent::mouseEvent(kCGEventOtherMouseUp, {5, 6}, kCGMouseButtonCenter, 2);
+    EXPECT_EQ(click.integerValueField(kCGMouseEventButtonNumber), 2);
+    EXPECT_EQ(click.integerValueField(kCGMouseEventClickState), 2);
+    EXPECT_EQ(click.integerValueField(42), 0);
+}
+
+}  // namespace
+}  // namespace jorvane
