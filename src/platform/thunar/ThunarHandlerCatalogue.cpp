@@ -29,6 +29,8 @@ using std::chrono::milliseconds;
 namespace {
 
 constexpr const char* kLogDomain = "Thunar";
+// The catalogue's own call behind selectedItems(); no handler of that name.
+constexpr std::string_view kSelectedItemsCall = "#selected_items";
 constexpr std::uint32_t kKeysymL = 0x006c;
 constexpr std::uint32_t kKeysymControlL = 0xffe3;
 
@@ -206,7 +208,8 @@ private:
     std::vector<int> findRows(DetailsTable& table, const std::string& folder, const std::vector<std::string>& names,
                               Clock::time_point deadline);
     bool selectItems(Window& window, const std::string& folder, const std::vector<std::string>& names, Clock::time_point deadline);
-    std::optional<std::string> selectedName(Window& window, const std::string& folder, Clock::time_point deadline);
+    std::optional<std::vector<std::string>> selectedNames(Window& window, const std::string& folder,
+                                                          Clock::time_point deadline);
 
     // Handlers.
     std::optional<std::string> getPath(Call& call);
@@ -319,7 +322,7 @@ void ThunarHandlerCatalogue::Worker::execute(Call& call) {
 std::optional<std::string> ThunarHandlerCatalogue::Worker::dispatch(Call& call) {
     const std::string& name = call.name;
     if (name == "finder_get_path") return getPath(call);
-    if (name == "finder_get_selection") return getSelection(call);
+    if (name == "finder_get_selection" || name == kSelectedItemsCall) return getSelection(call);
     if (name == "is_finder_win") return isFinderWindow(call);
     if (name == "finder_set_path") return setPath(call);
     if (name == "finder_reveal") return reveal(call);
@@ -585,32 +588,37 @@ bool ThunarHandlerCatalogue::Worker::selectItems(Window& window, const std::stri
     return selected;
 }
 
-std::optional<std::string> ThunarHandlerCatalogue::Worker::selectedName(Window& window, const std::string& folder,
-                                                                        Clock::time_point deadline) {
+std::optional<std::vector<std::string>> ThunarHandlerCatalogue::Worker::selectedNames(Window& window,
+                                                                                     const std::string& folder,
+                                                                                     Clock::time_point deadline) {
     const ThunarView original = atspi_.currentView();
     if (original != ThunarView::Details) {
         // The status bar names a single selected item; only for several (or
         // an unreadable status) look at the Details view.
         if (std::optional<std::string> status = atspi_.statusText()) {
             if (status->rfind(ThunarAtspi::selectionStatusPrefix(), 0) != 0 && status->rfind("Selection: ", 0) != 0) {
-                if (std::optional<std::string> name = selectedNameFromStatus(*status, entriesOf(folder))) return name;
-                return std::string();
+                if (std::optional<std::string> name = selectedNameFromStatus(*status, entriesOf(folder)))
+                    return std::vector<std::string>{*name};
+                return std::vector<std::string>{};
             }
         }
         if (!switchView(window, ThunarView::Details, deadline)) return std::nullopt;
     }
-    std::optional<std::string> result;
+    std::optional<std::vector<std::string>> result;
     if (std::optional<DetailsTable> table = waitForTable(deadline)) {
-        std::vector<int> rows = table->selectedRows();
-        if (rows.empty()) {
-            result = std::string();
-        } else if (std::optional<std::string> shown = table->nameAt(rows.front())) {
-            result = rawNameFor(folder, *shown);
+        result.emplace();
+        for (int row : table->selectedRows()) {
+            std::optional<std::string> shown = table->nameAt(row);
+            std::optional<std::string> raw = shown ? rawNameFor(folder, *shown) : std::nullopt;
+            if (!raw) {
+                result.reset();
+                break;
+            }
+            result->push_back(*raw);
         }
     }
-    if (original != ThunarView::Details && original != ThunarView::Unknown) {
+    if (original != ThunarView::Details && original != ThunarView::Unknown)
         switchView(window, original, std::max(deadline, Clock::now() + milliseconds(500)));
-    }
     return result;
 }
 
@@ -630,12 +638,20 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::getSelection(Call& ca
     std::optional<std::string> folder = folderOf(*window);
     if (!folder) return fail(call, "the window shows no local folder");
     if (!useWindow(*window)) return fail(call, "the window cannot be reached through AT-SPI");
-    std::optional<std::string> name = selectedName(*window, *folder, call.deadline);
-    if (!name) return fail(call, "the selection cannot be read");
-    if (name->empty()) return std::string();
-    std::string path = joinPath(*folder, *name);
-    if (isDirectory(path)) path += '/';
-    return path;
+    std::optional<std::vector<std::string>> names = selectedNames(*window, *folder, call.deadline);
+    if (!names) return fail(call, "the selection cannot be read");
+    // The first selected item (Thunar lists them in the view's order), or
+    // every one, separated by NUL, for selectedItems().
+    const bool all = call.name == kSelectedItemsCall;
+    std::string answer;
+    for (const std::string& name : *names) {
+        std::string path = joinPath(*folder, name);
+        if (isDirectory(path)) path += '/';
+        if (!all) return path;
+        answer += path;
+        answer.push_back('\0');
+    }
+    return answer;
 }
 
 std::optional<std::string> ThunarHandlerCatalogue::Worker::isFinderWindow(Call&) {
@@ -814,6 +830,16 @@ std::optional<std::string> ThunarHandlerCatalogue::call(std::string_view name, c
         return std::nullopt;
     }
     return worker_->call(name, params, timeoutFor(name));
+}
+
+std::optional<std::vector<std::string>> ThunarHandlerCatalogue::selectedItems() {
+    std::optional<std::string> answer = worker_->call(kSelectedItemsCall, {}, options_.queryTimeout);
+    if (!answer) return std::nullopt;
+    std::vector<std::string> paths;
+    std::size_t start = 0;
+    for (std::size_t end; (end = answer->find('\0', start)) != std::string::npos; start = end + 1)
+        paths.push_back(answer->substr(start, end - start));
+    return paths;
 }
 
 void ThunarHandlerCatalogue::setFrontWindow(std::uint32_t xid) { worker_->front.store(xid); }

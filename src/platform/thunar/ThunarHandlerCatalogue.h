@@ -64,6 +64,10 @@ public:
     // after a folder or "" for no selection, "is_finder_win" "YES" or "NO").
     std::optional<std::string> call(std::string_view name, const std::vector<std::string>& params) override;
 
+    // Every selected item of the front window, as "finder_get_selection"
+    // writes them; nothing when the selection cannot be read in time.
+    std::optional<std::vector<std::string>> selectedItems();
+
     // Tells the catalogue which Thunar window the bar belongs to. Without it
     // the front window is the Thunar browser window that was active last
     // (windows of other programs and our own panel do not count), or the

@@ -1,0 +1,715 @@
+#include "Desktop.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+#include <poll.h>
+#include <spawn.h>
+#include <stdexcept>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+#include <xcb/xcb.h>
+#include <xcb/xtest.h>
+
+#include "ProcessSweep.h"
+
+extern char** environ;
+
+namespace jorvane::e2e {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+struct FreeDeleter {
+    void operator()(void* p) const { std::free(p); }
+};
+template <class T>
+using Reply = std::unique_ptr<T, FreeDeleter>;
+
+std::unique_ptr<Desktop>& sharedInstance() {
+    static std::unique_ptr<Desktop> instance;
+    return instance;
+}
+
+std::string& sharedError() {
+    static std::string error;
+    return error;
+}
+
+// Moves a descriptor above the standard ones and the ones a child gets, so
+// that dup2 onto 3 always clears close-on-exec.
+int highDescriptor(int fd) {
+    const int moved = fcntl(fd, F_DUPFD_CLOEXEC, 10);
+    close(fd);
+    return moved;
+}
+
+std::vector<char*> pointers(const std::vector<std::string>& strings) {
+    std::vector<char*> out;
+    out.reserve(strings.size() + 1);
+    for (const std::string& s : strings) out.push_back(const_cast<char*>(s.c_str()));
+    out.push_back(nullptr);
+    return out;
+}
+
+// Reads one line from a descriptor within the time-out.
+std::optional<std::string> readLine(int fd, milliseconds timeout) {
+    std::string line;
+    const auto deadline = Clock::now() + timeout;
+    while (Clock::now() < deadline) {
+        const auto left = std::chrono::duration_cast<milliseconds>(deadline - Clock::now()).count();
+        pollfd entry{fd, POLLIN, 0};
+        const int ready = poll(&entry, 1, static_cast<int>(std::max<long long>(left, 1)));
+        if (ready < 0 && errno == EINTR) continue;
+        if (ready <= 0) continue;
+        char c = 0;
+        const ssize_t n = read(fd, &c, 1);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return line.empty() ? std::nullopt : std::optional<std::string>(line);
+        if (c == '\n') return line;
+        line.push_back(c);
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+bool waitUntil(const std::function<bool()>& condition, milliseconds timeout, milliseconds interval) {
+    const auto deadline = Clock::now() + timeout;
+    for (;;) {
+        if (condition()) return true;
+        if (Clock::now() >= deadline) return false;
+        std::this_thread::sleep_for(interval);
+    }
+}
+
+// ---- Life cycle
+
+Desktop::Desktop(DesktopOptions options) : options_(std::move(options)) {
+    try {
+        start();
+    } catch (...) {
+        stop();
+        throw;
+    }
+}
+
+Desktop::~Desktop() { stop(); }
+
+Desktop& Desktop::shared() {
+    std::unique_ptr<Desktop>& instance = sharedInstance();
+    if (instance) return *instance;
+    if (!sharedError().empty()) throw std::runtime_error(sharedError());
+    try {
+        instance = std::make_unique<Desktop>();
+    } catch (const std::exception& error) {
+        sharedError() = error.what();
+        throw;
+    }
+    return *instance;
+}
+
+Desktop* Desktop::sharedIfRunning() { return sharedInstance().get(); }
+
+void Desktop::stopShared() { sharedInstance().reset(); }
+
+void Desktop::start() {
+    std::string pattern = (fs::temp_directory_path() / "jorvane-e2e-XXXXXX").string();
+    if (!mkdtemp(pattern.data())) throw std::runtime_error("cannot create the temporary folder");
+    root_ = pattern;
+    marker_ = root_.filename().string();
+    for (const char* dir : {"home", "home/.config", "home/.cache", "home/.local/share", "run", "data"})
+        fs::create_directories(root_ / dir);
+    fs::permissions(root_ / "run", fs::perms::owner_all, fs::perm_options::replace);
+#ifdef JORVANE_E2E_OUTPUT_DIR
+    outputDir_ = options_.outputDir.empty() ? fs::path(JORVANE_E2E_OUTPUT_DIR) : options_.outputDir;
+#else
+    outputDir_ = options_.outputDir.empty() ? root_ / "output" : options_.outputDir;
+#endif
+    fs::create_directories(outputDir_);
+
+    startReaper();
+    setSessionFolders();
+    startXvfb();
+    setVariable("DISPLAY", display_);
+    startSessionBus();
+    setVariable("DBUS_SESSION_BUS_ADDRESS", busAddress_);
+    startAccessibilityBus();
+    startWindowManager();
+    configureThunar();
+    if (options_.startThunar) startThunar();
+}
+
+void Desktop::stop() {
+    if (stopped_) return;
+    stopped_ = true;
+    for (auto it = atStop_.rbegin(); it != atStop_.rend(); ++it) (*it)();
+    atStop_.clear();
+    if (connection_) {
+        xcb_disconnect(connection_);
+        connection_ = nullptr;
+    }
+    // Thunar first, so that it does not see its services vanish; then the
+    // rest in reverse start order, and everything D-Bus started for us.
+    std::vector<pid_t> order(pids_.rbegin(), pids_.rend());
+    if (thunarPid_ > 0) {
+        stopSessionProcesses({thunarPid_}, {}, {getpid(), reaperPid_}, milliseconds(2000));
+    }
+    stopSessionProcesses(order, marker_, {getpid(), reaperPid_}, milliseconds(3000));
+    restoreProcessEnvironment();
+    if (reaperPipe_ >= 0) {
+        close(reaperPipe_);  // the reaper finds nothing left and ends
+        reaperPipe_ = -1;
+    }
+    if (reaperPid_ > 0) {
+        const auto deadline = Clock::now() + milliseconds(5000);
+        while (waitpid(reaperPid_, nullptr, WNOHANG) == 0 && Clock::now() < deadline)
+            std::this_thread::sleep_for(milliseconds(10));
+        if (processAlive(reaperPid_)) {
+            kill(reaperPid_, SIGKILL);
+            waitpid(reaperPid_, nullptr, 0);
+        }
+        reaperPid_ = -1;
+    }
+    removeSessionRoot(root_);
+}
+
+// ---- Processes
+
+std::vector<std::string> Desktop::childEnvironment() const {
+    static const std::vector<std::string> dropped = {"NO_AT_BRIDGE", "AT_SPI_BUS_ADDRESS", "SESSION_MANAGER",
+                                                     "WAYLAND_DISPLAY", "LC_ALL", "LANGUAGE", "XDG_SESSION_TYPE",
+                                                     "XAUTHORITY", "DESKTOP_AUTOSTART_ID"};
+    std::vector<std::string> env;
+    for (char** entry = environ; entry && *entry; ++entry) {
+        const std::string text = *entry;
+        const std::string name = text.substr(0, text.find('='));
+        if (std::find(dropped.begin(), dropped.end(), name) != dropped.end()) continue;
+        if (name == "LANG" || name == "GDK_BACKEND") continue;
+        env.push_back(text);
+    }
+    // English texts and UTF-8 file names, whatever the machine's locale.
+    env.push_back("LANG=C.UTF-8");
+    env.push_back("GDK_BACKEND=x11");
+    return env;
+}
+
+void Desktop::track(pid_t pid) {
+    pids_.push_back(pid);
+    if (reaperPipe_ >= 0) {
+        const std::string line = std::to_string(pid) + "\n";
+        [[maybe_unused]] const ssize_t written = write(reaperPipe_, line.data(), line.size());
+    }
+}
+
+pid_t Desktop::spawnWithPipe(const std::vector<std::string>& argv, const std::string& logName, int* readEnd) {
+    int fds[2] = {-1, -1};
+    if (readEnd) {
+        if (pipe2(fds, O_CLOEXEC) != 0) throw std::runtime_error("pipe failed");
+        fds[0] = highDescriptor(fds[0]);
+        fds[1] = highDescriptor(fds[1]);
+    }
+    const std::string log = (outputDir_ / (logName + ".log")).string();
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
+    if (readEnd) posix_spawn_file_actions_adddup2(&actions, fds[1], 3);
+    posix_spawn_file_actions_addclosefrom_np(&actions, readEnd ? 4 : 3);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    // A session of its own: the terminal's signals are for the tests.
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    sigset_t none, all;
+    sigemptyset(&none);
+    sigfillset(&all);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setsigdefault(&attributes, &all);
+    const std::vector<std::string> env = childEnvironment();
+    std::vector<char*> args = pointers(argv);
+    std::vector<char*> envp = pointers(env);
+    pid_t pid = -1;
+    const int error = posix_spawnp(&pid, args[0], &actions, &attributes, args.data(), envp.data());
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    if (readEnd) close(fds[1]);
+    if (error != 0) {
+        if (readEnd) close(fds[0]);
+        throw std::runtime_error("cannot start " + argv.front() + ": " + std::strerror(error));
+    }
+    track(pid);
+    if (readEnd) *readEnd = fds[0];
+    return pid;
+}
+
+pid_t Desktop::spawn(const std::vector<std::string>& argv, const std::string& logName,
+                     const std::optional<fs::path>& workingDirectory) {
+    if (!workingDirectory) return spawnWithPipe(argv, logName, nullptr);
+    // posix_spawn has no portable chdir; glibc's extension does it.
+    const std::string log = (outputDir_ / (logName + ".log")).string();
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
+    posix_spawn_file_actions_addclosefrom_np(&actions, 3);
+    posix_spawn_file_actions_addchdir_np(&actions, workingDirectory->c_str());
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+    const std::vector<std::string> env = childEnvironment();
+    std::vector<char*> args = pointers(argv);
+    std::vector<char*> envp = pointers(env);
+    pid_t pid = -1;
+    const int error = posix_spawnp(&pid, args[0], &actions, &attributes, args.data(), envp.data());
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    if (error != 0) throw std::runtime_error("cannot start " + argv.front() + ": " + std::strerror(error));
+    track(pid);
+    return pid;
+}
+
+RunResult Desktop::run(const std::vector<std::string>& argv, milliseconds timeout) {
+    RunResult result;
+    int fds[2];
+    if (pipe2(fds, O_CLOEXEC) != 0) return result;
+    fds[0] = highDescriptor(fds[0]);
+    fds[1] = highDescriptor(fds[1]);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_adddup2(&actions, fds[1], STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, fds[1], STDERR_FILENO);
+    posix_spawn_file_actions_addclosefrom_np(&actions, 3);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+    posix_spawnattr_setpgroup(&attributes, 0);
+    const std::vector<std::string> env = childEnvironment();
+    std::vector<char*> args = pointers(argv);
+    std::vector<char*> envp = pointers(env);
+    pid_t pid = -1;
+    const int error = posix_spawnp(&pid, args[0], &actions, &attributes, args.data(), envp.data());
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    close(fds[1]);
+    if (error != 0) {
+        close(fds[0]);
+        result.output = std::strerror(error);
+        return result;
+    }
+    result.started = true;
+    const auto deadline = Clock::now() + timeout;
+    for (;;) {
+        const auto left = std::chrono::duration_cast<milliseconds>(deadline - Clock::now()).count();
+        if (left <= 0) {
+            result.timedOut = true;
+            break;
+        }
+        pollfd entry{fds[0], POLLIN, 0};
+        const int ready = poll(&entry, 1, static_cast<int>(left));
+        if (ready <= 0) continue;
+        char buffer[4096];
+        const ssize_t n = read(fds[0], buffer, sizeof buffer);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) break;
+        result.output.append(buffer, static_cast<std::size_t>(n));
+    }
+    close(fds[0]);
+    int status = 0;
+    while (!result.timedOut) {
+        const pid_t done = waitpid(pid, &status, WNOHANG);
+        if (done == pid) {
+            result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+            return result;
+        }
+        if (Clock::now() >= deadline) result.timedOut = true;
+        else std::this_thread::sleep_for(milliseconds(2));
+    }
+    kill(-pid, SIGKILL);
+    waitpid(pid, &status, 0);
+    return result;
+}
+
+void Desktop::stopProcess(pid_t pid, milliseconds grace) {
+    stopSessionProcesses({pid}, {}, {getpid(), reaperPid_}, grace);
+    if (pid == thunarPid_) thunarPid_ = -1;
+}
+
+bool Desktop::suspend(pid_t pid) { return pid > 1 && kill(pid, SIGSTOP) == 0; }
+
+bool Desktop::resume(pid_t pid) { return pid > 1 && kill(pid, SIGCONT) == 0; }
+
+// ---- Start-up steps
+
+void Desktop::startReaper() {
+#ifdef JORVANE_E2E_REAPER
+    int fds[2];
+    if (pipe2(fds, O_CLOEXEC) != 0) throw std::runtime_error("pipe failed");
+    fds[0] = highDescriptor(fds[0]);
+    fds[1] = highDescriptor(fds[1]);
+    const std::string log = (outputDir_ / "reaper.log").string();
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, fds[0], STDIN_FILENO);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
+    posix_spawn_file_actions_addclosefrom_np(&actions, 3);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+    std::vector<std::string> argv = {JORVANE_E2E_REAPER, marker_, root_.string()};
+    std::vector<char*> args = pointers(argv);
+    pid_t pid = -1;
+    const int error = posix_spawn(&pid, args[0], &actions, &attributes, args.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    close(fds[0]);
+    if (error != 0) {
+        close(fds[1]);
+        throw std::runtime_error(std::string("cannot start the reaper: ") + std::strerror(error));
+    }
+    reaperPid_ = pid;
+    reaperPipe_ = fds[1];
+#endif
+}
+
+void Desktop::startXvfb() {
+    int readEnd = -1;
+    // -displayfd: Xvfb picks a free display itself and says which.
+    spawnWithPipe({"Xvfb", "-displayfd", "3", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-noreset"}, "xvfb",
+                  &readEnd);
+    std::optional<std::string> number = readLine(readEnd, options_.startTimeout);
+    close(readEnd);
+    if (!number || number->empty()) throw std::runtime_error("Xvfb did not start");
+    display_ = ":" + *number;
+    int screen = 0;
+    connection_ = xcb_connect(display_.c_str(), &screen);
+    if (!connection_ || xcb_connection_has_error(connection_)) throw std::runtime_error("cannot connect to " + display_);
+    rootWindow_ = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root;
+}
+
+void Desktop::startSessionBus() {
+    int readEnd = -1;
+    const std::string address = "unix:path=" + (root_ / "run" / "bus").string();
+    spawnWithPipe({"dbus-daemon", "--session", "--nofork", "--nopidfile", "--address=" + address, "--print-address=3"},
+                  "dbus-session", &readEnd);
+    std::optional<std::string> printed = readLine(readEnd, options_.startTimeout);
+    close(readEnd);
+    if (!printed || printed->empty()) throw std::runtime_error("the D-Bus session bus did not start");
+    busAddress_ = *printed;
+}
+
+void Desktop::setVariable(const std::string& name, const std::optional<std::string>& value) {
+    const char* old = std::getenv(name.c_str());
+    savedEnvironment_.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
+    if (value)
+        setenv(name.c_str(), value->c_str(), 1);
+    else
+        unsetenv(name.c_str());
+}
+
+void Desktop::setSessionFolders() {
+    // Before any program starts: D-Bus hands its own environment to the
+    // services it activates (xfconfd writes its settings under XDG_CONFIG_HOME).
+    setVariable("HOME", home().string());
+    setVariable("XDG_CONFIG_HOME", (home() / ".config").string());
+    setVariable("XDG_CACHE_HOME", (home() / ".cache").string());
+    setVariable("XDG_DATA_HOME", (home() / ".local/share").string());
+    setVariable("XDG_RUNTIME_DIR", (root_ / "run").string());
+    // Programs that the code under test starts belong to the desktop too.
+    setVariable(kSessionMarkerVariable, marker_);
+    // GTK's accessibility bridge must load, and find the bus on its own.
+    setVariable("NO_AT_BRIDGE", std::nullopt);
+    setVariable("AT_SPI_BUS_ADDRESS", std::nullopt);
+    setVariable("DBUS_SESSION_BUS_ADDRESS", std::nullopt);
+}
+
+void Desktop::restoreProcessEnvironment() {
+    for (auto it = savedEnvironment_.rbegin(); it != savedEnvironment_.rend(); ++it) {
+        if (it->second)
+            setenv(it->first.c_str(), it->second->c_str(), 1);
+        else
+            unsetenv(it->first.c_str());
+    }
+    savedEnvironment_.clear();
+}
+
+bool Desktop::nameHasOwner(const std::string& name) {
+    RunResult result = run({"dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.DBus",
+                            "/org/freedesktop/DBus", "org.freedesktop.DBus.NameHasOwner", "string:" + name},
+                           milliseconds(3000));
+    return result.exitCode == 0 && result.output.find("boolean true") != std::string::npos;
+}
+
+void Desktop::startAccessibilityBus() {
+    // GTK's accessibility bridge asks the session bus for org.a11y.Bus and
+    // talks to the registry on the bus that the launcher starts. Starting the
+    // launcher ourselves (rather than through activation) gives its pid and
+    // has the bus up before Thunar.
+    const fs::path launcher = "/usr/libexec/at-spi-bus-launcher";
+    if (!fs::exists(launcher)) throw std::runtime_error("at-spi-bus-launcher is missing (install at-spi2-core)");
+    spawn({launcher.string(), "--launch-immediately"}, "at-spi-bus-launcher");
+    const bool up = waitUntil([this] { return rootWindowProperty("AT_SPI_BUS", XCB_ATOM_STRING).has_value(); },
+                              options_.startTimeout, milliseconds(20));
+    if (!up || !nameHasOwner("org.a11y.Bus")) throw std::runtime_error("the accessibility bus did not start");
+}
+
+void Desktop::startWindowManager() {
+    if (options_.windowManager.empty()) return;
+    std::vector<std::string> argv;
+    if (options_.windowManager == "openbox")
+        argv = {"openbox", "--sm-disable"};
+    else if (options_.windowManager == "xfwm4")
+        argv = {"xfwm4", "--compositor=off", "--sm-client-disable"};
+    else
+        throw std::runtime_error("unknown window manager " + options_.windowManager);
+    spawn(argv, options_.windowManager);
+    const bool up = waitUntil(
+        [this] { return rootWindowProperty("_NET_SUPPORTING_WM_CHECK", XCB_ATOM_WINDOW).value_or(0) != 0; },
+        options_.startTimeout, milliseconds(20));
+    if (!up) throw std::runtime_error(options_.windowManager + " did not start");
+}
+
+void Desktop::configureThunar() {
+    if (!options_.fullPathInTitle) return;
+    // xfconfd starts through D-Bus activation on our bus, with our XDG folders.
+    if (!setXfconf("thunar", "/misc-full-path-in-window-title", "bool", "true") ||
+        xfconf("thunar", "/misc-full-path-in-window-title") != "true")
+        throw std::runtime_error("xfconf cannot be reached on the private bus");
+}
+
+void Desktop::startThunar() {
+    thunarPid_ = spawn({"thunar", "--daemon"}, "thunar");
+    const bool up = waitUntil([this] { return nameHasOwner("org.xfce.FileManager"); }, options_.startTimeout,
+                              milliseconds(50));
+    if (!up) throw std::runtime_error("Thunar did not take org.xfce.FileManager");
+}
+
+void Desktop::restartThunar() {
+    if (thunarPid_ > 0) stopProcess(thunarPid_);
+    waitUntil([this] { return !nameHasOwner("org.xfce.FileManager"); }, milliseconds(5000), milliseconds(50));
+    startThunar();
+}
+
+// ---- X11
+
+std::uint32_t Desktop::atom(const char* name) {
+    if (!connection_) return XCB_ATOM_NONE;
+    Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
+        connection_, xcb_intern_atom(connection_, 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr));
+    return reply ? reply->atom : XCB_ATOM_NONE;
+}
+
+std::optional<std::uint32_t> Desktop::rootWindowProperty(const char* name, std::uint32_t type) {
+    if (!connection_) return std::nullopt;
+    Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+        connection_, xcb_get_property(connection_, 0, rootWindow_, atom(name), type, 0, 1024), nullptr));
+    if (!reply || reply->type == XCB_ATOM_NONE) return std::nullopt;
+    if (reply->format == 32 && xcb_get_property_value_length(reply.get()) >= 4)
+        return *static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
+    return 0u;  // present, not a number
+}
+
+std::vector<std::uint32_t> Desktop::clientWindows() {
+    std::vector<std::uint32_t> windows;
+    if (!connection_) return windows;
+    Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+        connection_, xcb_get_property(connection_, 0, rootWindow_, atom("_NET_CLIENT_LIST"), XCB_ATOM_WINDOW, 0, 4096),
+        nullptr));
+    if (!reply || reply->format != 32) return windows;
+    const auto* values = static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
+    windows.assign(values, values + xcb_get_property_value_length(reply.get()) / 4);
+    return windows;
+}
+
+std::string Desktop::title(std::uint32_t window) {
+    if (!connection_) return {};
+    for (auto [property, type] : {std::pair{atom("_NET_WM_NAME"), atom("UTF8_STRING")},
+                                  std::pair{static_cast<std::uint32_t>(XCB_ATOM_WM_NAME),
+                                            static_cast<std::uint32_t>(XCB_ATOM_STRING)}}) {
+        Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+            connection_, xcb_get_property(connection_, 0, window, property, type, 0, 16384), nullptr));
+        if (reply && reply->type == type && reply->format == 8)
+            return std::string(static_cast<const char*>(xcb_get_property_value(reply.get())),
+                               static_cast<std::size_t>(xcb_get_property_value_length(reply.get())));
+    }
+    return {};
+}
+
+std::string Desktop::wmClass(std::uint32_t window) {
+    if (!connection_) return {};
+    Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+        connection_, xcb_get_property(connection_, 0, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, 1024), nullptr));
+    if (!reply || reply->format != 8) return {};
+    const std::string value(static_cast<const char*>(xcb_get_property_value(reply.get())),
+                            static_cast<std::size_t>(xcb_get_property_value_length(reply.get())));
+    const std::size_t nul = value.find('\0');
+    if (nul == std::string::npos) return value;
+    const std::string rest = value.substr(nul + 1);
+    return rest.substr(0, rest.find('\0'));
+}
+
+std::optional<pid_t> Desktop::windowPid(std::uint32_t window) {
+    if (!connection_) return std::nullopt;
+    Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+        connection_, xcb_get_property(connection_, 0, window, atom("_NET_WM_PID"), XCB_ATOM_CARDINAL, 0, 1), nullptr));
+    if (!reply || reply->format != 32 || xcb_get_property_value_length(reply.get()) < 4) return std::nullopt;
+    return static_cast<pid_t>(*static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get())));
+}
+
+std::optional<WindowGeometry> Desktop::geometry(std::uint32_t window) {
+    if (!connection_) return std::nullopt;
+    Reply<xcb_get_geometry_reply_t> size(xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, window), nullptr));
+    Reply<xcb_translate_coordinates_reply_t> origin(xcb_translate_coordinates_reply(
+        connection_, xcb_translate_coordinates(connection_, window, rootWindow_, 0, 0), nullptr));
+    if (!size || !origin) return std::nullopt;
+    return WindowGeometry{origin->dst_x, origin->dst_y, size->width, size->height};
+}
+
+std::uint32_t Desktop::activeWindow() { return rootWindowProperty("_NET_ACTIVE_WINDOW", XCB_ATOM_WINDOW).value_or(0); }
+
+std::vector<std::uint32_t> Desktop::thunarWindows() {
+    std::vector<std::uint32_t> windows;
+    for (std::uint32_t window : clientWindows())
+        if (wmClass(window) == "Thunar") windows.push_back(window);
+    return windows;
+}
+
+std::optional<std::uint32_t> Desktop::waitForWindow(const std::function<bool(std::uint32_t)>& predicate,
+                                                    milliseconds timeout) {
+    std::optional<std::uint32_t> found;
+    waitUntil(
+        [&] {
+            for (std::uint32_t window : clientWindows()) {
+                if (predicate(window)) {
+                    found = window;
+                    return true;
+                }
+            }
+            return false;
+        },
+        timeout, milliseconds(20));
+    return found;
+}
+
+std::optional<std::uint32_t> Desktop::openThunarWindow(const fs::path& folder, milliseconds timeout) {
+    const std::vector<std::uint32_t> before = thunarWindows();
+    const RunResult client = run({"thunar", folder.string()}, timeout);
+    if (client.exitCode != 0) return std::nullopt;
+    const std::string expected = folder.string() + " - Thunar";
+    return waitForWindow(
+        [&](std::uint32_t window) {
+            if (std::find(before.begin(), before.end(), window) != before.end()) return false;
+            if (wmClass(window) != "Thunar") return false;
+            const std::string shown = title(window);
+            // Paths that are not UTF-8 appear as file:// URIs.
+            return shown == expected || shown.rfind("file://", 0) == 0;
+        },
+        timeout);
+}
+
+bool Desktop::waitForWindowGone(std::uint32_t window, milliseconds timeout) {
+    return waitUntil(
+        [&] {
+            const std::vector<std::uint32_t> windows = clientWindows();
+            return std::find(windows.begin(), windows.end(), window) == windows.end();
+        },
+        timeout, milliseconds(20));
+}
+
+bool Desktop::waitForTitle(std::uint32_t window, const std::string& expected, milliseconds timeout) {
+    return waitUntil([&] { return title(window) == expected; }, timeout, milliseconds(5));
+}
+
+namespace {
+
+void sendRootMessage(xcb_connection_t* connection, std::uint32_t root, std::uint32_t window, std::uint32_t type,
+                     std::uint32_t d0, std::uint32_t d1) {
+    xcb_client_message_event_t event{};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = window;
+    event.type = type;
+    event.data.data32[0] = d0;
+    event.data.data32[1] = d1;
+    xcb_send_event(connection, 0, root, XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                   reinterpret_cast<const char*>(&event));
+    xcb_flush(connection);
+}
+
+}  // namespace
+
+bool Desktop::activate(std::uint32_t window, milliseconds timeout) {
+    if (!connection_) return false;
+    sendRootMessage(connection_, rootWindow_, window, atom("_NET_ACTIVE_WINDOW"), 2, XCB_CURRENT_TIME);
+    return waitUntil([&] { return activeWindow() == window; }, timeout, milliseconds(10));
+}
+
+bool Desktop::closeWindow(std::uint32_t window, milliseconds timeout) {
+    if (!connection_) return false;
+    sendRootMessage(connection_, rootWindow_, window, atom("_NET_CLOSE_WINDOW"), XCB_CURRENT_TIME, 2);
+    return waitForWindowGone(window, timeout);
+}
+
+void Desktop::closeThunarWindows() {
+    for (std::uint32_t window : thunarWindows()) closeWindow(window, milliseconds(3000));
+}
+
+void Desktop::moveMouse(int x, int y) {
+    if (!connection_) return;
+    xcb_test_fake_input(connection_, XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, rootWindow_, static_cast<std::int16_t>(x),
+                        static_cast<std::int16_t>(y), 0);
+    Reply<xcb_get_input_focus_reply_t> sync(
+        xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
+}
+
+void Desktop::click(int x, int y, int button) {
+    if (!connection_) return;
+    moveMouse(x, y);
+    const auto detail = static_cast<std::uint8_t>(button);
+    xcb_test_fake_input(connection_, XCB_BUTTON_PRESS, detail, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+    xcb_test_fake_input(connection_, XCB_BUTTON_RELEASE, detail, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+    Reply<xcb_get_input_focus_reply_t> sync(
+        xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
+}
+
+bool Desktop::key(const std::string& combination) {
+    // xdotool sends keys through XTEST when no window is named.
+    return run({"xdotool", "key", "--", combination}, milliseconds(5000)).exitCode == 0;
+}
+
+bool Desktop::type(const std::string& text) {
+    return run({"xdotool", "type", "--", text}, milliseconds(10000)).exitCode == 0;
+}
+
+bool Desktop::screenshot(const fs::path& file) {
+    std::error_code error;
+    fs::create_directories(file.parent_path(), error);
+    return run({"import", "-display", display_, "-window", "root", file.string()}, milliseconds(15000)).exitCode == 0;
+}
+
+bool Desktop::setXfconf(const std::string& channel, const std::string& property, const std::string& type,
+                        const std::string& value) {
+    return run({"xfconf-query", "-c", channel, "-p", property, "-n", "-t", type, "-s", value}, milliseconds(5000))
+               .exitCode == 0;
+}
+
+std::optional<std::string> Desktop::xfconf(const std::string& channel, const std::string& property) {
+    RunResult result = run({"xfconf-query", "-c", channel, "-p", property}, milliseconds(5000));
+    if (result.exitCode != 0) return std::nullopt;
+    while (!result.output.empty() && result.output.back() == '\n') result.output.pop_back();
+    return result.output;
+}
+
+}  // namespace jorvane::e2e

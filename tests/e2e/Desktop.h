@@ -1,0 +1,186 @@
+#pragma once
+
+// The end-to-end desktop: a private X server (Xvfb), a private D-Bus session
+// bus with the accessibility bus, a window manager, xfconf and Thunar, all in
+// a temporary HOME so that the user's settings are never touched, plus the
+// helpers the tests need to look at windows and drive them.
+//
+// Every process is started without a shell and remembered by pid; stop()
+// (and the destructor) stops them all, and a reaper process does the same if
+// the test process dies without stopping them. Works without a prior X
+// session, without input, as root.
+//
+// One desktop per test process: Desktop::shared() creates it on first use,
+// and the end-to-end main stops it when the tests are over. While it runs,
+// this process's DISPLAY, DBUS_SESSION_BUS_ADDRESS, HOME and XDG_* point at it,
+// so code under test talks to it as it would to a real session.
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+struct xcb_connection_t;
+
+namespace jorvane::e2e {
+
+using std::chrono::milliseconds;
+
+struct DesktopOptions {
+    // "openbox", "xfwm4", or "" for no window manager.
+    std::string windowManager = "openbox";
+    // Start `thunar --daemon` (its windows open with openThunarWindow).
+    bool startThunar = true;
+    // Set xfconf thunar /misc-full-path-in-window-title before Thunar starts.
+    bool fullPathInTitle = true;
+    // Logs of the desktop's programs and screenshots; the build's e2e output
+    // folder when empty.
+    std::filesystem::path outputDir;
+    milliseconds startTimeout{20000};
+};
+
+struct WindowGeometry {
+    int x = 0, y = 0, width = 0, height = 0;  // the client window, root coordinates
+};
+
+struct RunResult {
+    bool started = false;
+    bool timedOut = false;
+    int exitCode = -1;
+    std::string output;  // stdout and stderr together
+};
+
+class Desktop {
+public:
+    // Starts everything; throws std::runtime_error naming the step that failed
+    // (after stopping what had started).
+    explicit Desktop(DesktopOptions options = {});
+    ~Desktop();
+    Desktop(const Desktop&) = delete;
+    Desktop& operator=(const Desktop&) = delete;
+
+    // Stops every process of the desktop, restores this process's
+    // environment and removes the temporary folder. Idempotent.
+    void stop();
+    // Runs before stop() stops anything (last added first): for code under
+    // test that must let go of the desktop first.
+    void atStop(std::function<void()> action) { atStop_.push_back(std::move(action)); }
+
+    // The desktop of this test process, started on first use; throws when it
+    // cannot start (and again on each later call).
+    static Desktop& shared();
+    static Desktop* sharedIfRunning();
+    static void stopShared();
+
+    const std::string& display() const { return display_; }
+    const std::string& sessionBusAddress() const { return busAddress_; }
+    const std::filesystem::path& root() const { return root_; }
+    std::filesystem::path home() const { return root_ / "home"; }
+    // A folder for the tests' files, inside the temporary root.
+    std::filesystem::path dataDir() const { return root_ / "data"; }
+    const std::filesystem::path& outputDir() const { return outputDir_; }
+    pid_t thunarPid() const { return thunarPid_; }
+
+    // ---- Processes (no shell; argv goes to the program as it is)
+
+    // Starts a program that the desktop stops at the end; its output goes to
+    // <outputDir>/<logName>.log. Throws when it cannot start.
+    pid_t spawn(const std::vector<std::string>& argv, const std::string& logName,
+                const std::optional<std::filesystem::path>& workingDirectory = std::nullopt);
+    // Runs a program to its end, at most for `timeout`.
+    RunResult run(const std::vector<std::string>& argv, milliseconds timeout = milliseconds(10000));
+    // SIGTERM, then SIGKILL after `grace`; for processes of this desktop.
+    void stopProcess(pid_t pid, milliseconds grace = milliseconds(2000));
+    // SIGSTOP / SIGCONT, to make a program hang and recover.
+    bool suspend(pid_t pid);
+    bool resume(pid_t pid);
+    // Starts Thunar again after a test stopped it.
+    void restartThunar();
+
+    // ---- Windows
+
+    // Managed client windows (_NET_CLIENT_LIST).
+    std::vector<std::uint32_t> clientWindows();
+    std::vector<std::uint32_t> thunarWindows();
+    // Opens a Thunar window on the folder (`thunar FOLDER`) and waits for the
+    // new window that shows it; nothing when none came in time.
+    std::optional<std::uint32_t> openThunarWindow(const std::filesystem::path& folder,
+                                                  milliseconds timeout = milliseconds(10000));
+    // The first client window for which the predicate holds, polled until the
+    // time-out.
+    std::optional<std::uint32_t> waitForWindow(const std::function<bool(std::uint32_t)>& predicate,
+                                               milliseconds timeout);
+    bool waitForWindowGone(std::uint32_t window, milliseconds timeout);
+    bool waitForTitle(std::uint32_t window, const std::string& title, milliseconds timeout);
+
+    std::string title(std::uint32_t window);  // _NET_WM_NAME, else WM_NAME
+    std::string wmClass(std::uint32_t window);  // the class part ("Thunar")
+    std::optional<pid_t> windowPid(std::uint32_t window);
+    std::optional<WindowGeometry> geometry(std::uint32_t window);
+    std::uint32_t activeWindow();
+    bool activate(std::uint32_t window, milliseconds timeout = milliseconds(3000));
+    // Asks the window manager to close the window and waits until it is gone.
+    bool closeWindow(std::uint32_t window, milliseconds timeout = milliseconds(5000));
+    // Closes every Thunar window (between tests).
+    void closeThunarWindows();
+
+    // ---- Input through XTEST (raw events, as a user's devices make them)
+
+    void moveMouse(int x, int y);
+    void click(int x, int y, int button = 1);
+    // A key combination in xdotool's notation ("ctrl+l", "Return", "F5").
+    bool key(const std::string& combination);
+    bool type(const std::string& text);
+
+    // ---- Evidence and settings
+
+    bool screenshot(const std::filesystem::path& file);
+    bool setXfconf(const std::string& channel, const std::string& property, const std::string& type,
+                   const std::string& value);
+    std::optional<std::string> xfconf(const std::string& channel, const std::string& property);
+    // Whether a D-Bus name has an owner on the session bus.
+    bool nameHasOwner(const std::string& name);
+
+private:
+    void start();
+    void startReaper();
+    void startXvfb();
+    void startSessionBus();
+    void startAccessibilityBus();
+    void startWindowManager();
+    void configureThunar();
+    void startThunar();
+    void setSessionFolders();
+    void setVariable(const std::string& name, const std::optional<std::string>& value);
+    void restoreProcessEnvironment();
+    std::vector<std::string> childEnvironment() const;
+    pid_t spawnWithPipe(const std::vector<std::string>& argv, const std::string& logName, int* readEnd);
+    void track(pid_t pid);
+    std::optional<std::uint32_t> rootWindowProperty(const char* name, std::uint32_t type);
+    std::uint32_t atom(const char* name);
+
+    DesktopOptions options_;
+    std::filesystem::path root_;
+    std::filesystem::path outputDir_;
+    std::string marker_;
+    std::string display_;
+    std::string busAddress_;
+    pid_t reaperPid_ = -1;
+    int reaperPipe_ = -1;
+    pid_t thunarPid_ = -1;
+    std::vector<pid_t> pids_;  // in start order
+    std::vector<std::pair<std::string, std::optional<std::string>>> savedEnvironment_;
+    xcb_connection_t* connection_ = nullptr;
+    std::uint32_t rootWindow_ = 0;
+    bool stopped_ = false;
+    std::vector<std::function<void()>> atStop_;
+};
+
+// Polls the condition every `interval` until it holds or the time-out passes.
+bool waitUntil(const std::function<bool()>& condition, milliseconds timeout, milliseconds interval = milliseconds(10));
+
+}  // namespace jorvane::e2e

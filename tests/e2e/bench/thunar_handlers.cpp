@@ -1,0 +1,109 @@
+// Latency of the Thunar handlers against the real Thunar, on the end-to-end
+// desktop (Xvfb, openbox, a private session): "finder_get_path" (the title),
+// "finder_set_path" (the location entry through AT-SPI, until the title shows
+// the folder), "finder_reveal_in_current" in the Details and Icon views.
+//
+// Run: bench_thunar_handlers --benchmark_repetitions=20 (medians are printed
+// with the aggregates).
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <optional>
+
+#include "Desktop.h"
+#include "platform/thunar/ThunarHandlerCatalogue.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using jorvane::ThunarHandlerCatalogue;
+using jorvane::e2e::Desktop;
+
+struct Fixture {
+    std::unique_ptr<Desktop> desktop;
+    std::unique_ptr<ThunarHandlerCatalogue> catalogue;
+    fs::path a, b;
+};
+
+Fixture& fixture() {
+    static Fixture f = [] {
+        Fixture made;
+        made.desktop = std::make_unique<Desktop>();
+        made.a = made.desktop->dataDir() / "bench a";
+        made.b = made.desktop->dataDir() / "bench b";
+        fs::create_directories(made.a);
+        fs::create_directories(made.b);
+        for (int i = 0; i < 100; ++i) std::ofstream(made.a / ("file" + std::to_string(i) + ".txt")) << i;
+        std::optional<std::uint32_t> window = made.desktop->openThunarWindow(made.a);
+        if (!window) throw std::runtime_error("no Thunar window");
+        made.catalogue = std::make_unique<ThunarHandlerCatalogue>();
+        made.catalogue->setFrontWindow(*window);
+        // Warm up: AT-SPI's first contact finds the window's elements.
+        made.catalogue->call("finder_set_path", {made.b.string()});
+        made.catalogue->call("finder_set_path", {made.a.string()});
+        return made;
+    }();
+    return f;
+}
+
+void BM_GetPath(benchmark::State& state) {
+    Fixture& f = fixture();
+    for (auto _ : state) {
+        std::optional<std::string> path = f.catalogue->call("finder_get_path", {});
+        if (!path) state.SkipWithError("finder_get_path answered nothing");
+        benchmark::DoNotOptimize(path);
+    }
+}
+BENCHMARK(BM_GetPath)->Unit(benchmark::kMillisecond)->Iterations(20);
+
+void BM_SetPath(benchmark::State& state) {
+    Fixture& f = fixture();
+    bool toB = true;
+    for (auto _ : state) {
+        std::optional<std::string> done = f.catalogue->call("finder_set_path", {(toB ? f.b : f.a).string()});
+        if (!done) state.SkipWithError("finder_set_path answered nothing");
+        toB = !toB;
+    }
+    f.catalogue->call("finder_set_path", {f.a.string()});
+}
+BENCHMARK(BM_SetPath)->Unit(benchmark::kMillisecond)->Iterations(20)->UseRealTime();
+
+void revealInView(benchmark::State& state, const char* view) {
+    Fixture& f = fixture();
+    f.catalogue->call("finder_set_path", {f.a.string()});
+    f.catalogue->call(view, {});
+    int i = 0;
+    for (auto _ : state) {
+        std::optional<std::string> done =
+            f.catalogue->call("finder_reveal_in_current", {"file" + std::to_string((i++ * 37) % 100) + ".txt"});
+        if (!done) state.SkipWithError("finder_reveal_in_current answered nothing");
+    }
+    f.catalogue->call("finder_iconview", {});
+}
+
+void BM_RevealInCurrentDetailsView(benchmark::State& state) { revealInView(state, "finder_listview"); }
+BENCHMARK(BM_RevealInCurrentDetailsView)->Unit(benchmark::kMillisecond)->Iterations(10)->UseRealTime();
+
+void BM_RevealInCurrentIconView(benchmark::State& state) { revealInView(state, "finder_iconview"); }
+BENCHMARK(BM_RevealInCurrentIconView)->Unit(benchmark::kMillisecond)->Iterations(10)->UseRealTime();
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    try {
+        benchmark::RunSpecifiedBenchmarks();
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "bench_thunar_handlers: %s\n", error.what());
+        return 1;
+    }
+    fixture().catalogue.reset();
+    fixture().desktop->stop();
+    benchmark::Shutdown();
+    return 0;
+}
