@@ -179,6 +179,7 @@ struct X11EventTap::Impl {
         Callback callback;
         bool enabled = true;
         std::vector<KeyCombo> keys;
+        std::uint64_t syncs = 0;
     };
     mutable std::mutex stateMutex;
     std::condition_variable appliedChanged;
@@ -207,6 +208,7 @@ struct X11EventTap::Impl {
 
     // ---- Tap thread only.
     std::int32_t pid = 0;
+    std::uint64_t syncs = 0;
     Callback callback;
     bool enabled = true;
     std::vector<KeyCombo> swallowKeys;
@@ -364,7 +366,7 @@ struct X11EventTap::Impl {
                 std::lock_guard lock(stateMutex);
                 if (stopping) break;
             }
-            applyDesired();
+            applyDesired(/*mayDrain=*/true);
             const bool healthy = !xcb_connection_has_error(conn);
             if (healthy) {
                 drainEvents();
@@ -421,7 +423,8 @@ struct X11EventTap::Impl {
         if (grabsDirty) regrabAll();
     }
 
-    void applyDesired() {
+    // `mayDrain`: called from the loop, not from inside an event's handling.
+    void applyDesired(bool mayDrain) {
         Desired next;
         std::uint64_t generation = 0;
         {
@@ -450,6 +453,13 @@ struct X11EventTap::Impl {
         }
         selectRaw();
         xcb_flush(conn);
+        if (next.syncs != syncs && mayDrain && !xcb_connection_has_error(conn)) {
+            // A round trip puts every event the server sent before it in the
+            // queue; handle them all before answering.
+            std::free(xcb_get_input_focus_reply(conn, xcb_get_input_focus(conn), nullptr));
+            drainEvents();
+        }
+        syncs = next.syncs;
         {
             std::lock_guard lock(stateMutex);
             applied = generation;
@@ -694,7 +704,7 @@ struct X11EventTap::Impl {
             desired.enabled = false;
             ++requested;
         }
-        applyDesired();
+        applyDesired(/*mayDrain=*/false);
         TapEvent notice;
         notice.type = kCGEventTapDisabledByTimeout;
         deliver(notice, false, nullptr);
@@ -1131,6 +1141,10 @@ void X11EventTap::setSwallowableKeys(std::vector<KeyCombo> keys) {
 bool X11EventTap::post(const TapEvent& event) { return impl_->connected && impl_->post(event); }
 
 Point X11EventTap::mouseLocation() { return impl_->connected ? impl_->mouseLocation() : Point{}; }
+
+void X11EventTap::sync() {
+    impl_->request([](Impl::Desired& desired) { ++desired.syncs; });
+}
 
 std::vector<std::uint32_t> X11EventTap::tappedWindows() const {
     std::lock_guard lock(impl_->stateMutex);

@@ -108,6 +108,10 @@ public:
     // The client windows of the tapped process that carry the key grabs now
     // (diagnostics and tests).
     std::vector<std::uint32_t> tappedWindows() const;
+    // Returns once every input event the server had sent the tap before the
+    // call has been through the callback (tests: the pointer must not move
+    // before the tap has read the position of a click). Not from the callback.
+    void sync();
 
     struct Impl;
 
