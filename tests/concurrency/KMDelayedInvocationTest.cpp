@@ -109,8 +109,11 @@ TEST(KMDelayedInvocation, ArmingFromTheActionSchedulesTheNextRun) {
     invocation.reset();
     time.pass(0ms);
     EXPECT_EQ(runs, 1);
-    EXPECT_FALSE(weak.expired()) << "armed again, so still alive";
-    EXPECT_TRUE(weak.lock()->isScheduled());
+    {
+        auto again = weak.lock();
+        ASSERT_TRUE(again) << "armed again, so still alive";
+        EXPECT_TRUE(again->isScheduled());
+    }
     time.pass(1s);
     EXPECT_EQ(runs, 2);
     EXPECT_TRUE(weak.expired());
