@@ -15,9 +15,36 @@
 #include <string>
 #include <vector>
 
+#include "app/VirtualKeyCodes.h"
 #include "util/Geometry.h"
 
 namespace jorvane {
+
+// A key press as the bar receives it: the key's virtual key code (US
+// positions, VirtualKeyCodes.h), the device-independent modifier flags and
+// the text the key types (empty for keys that type nothing).
+struct KeyEvent {
+    CGKeyCode keyCode = 0;
+    CGEventFlags modifierFlags = 0;
+    std::string characters;
+    friend bool operator==(const KeyEvent&, const KeyEvent&) = default;
+};
+
+// The editing commands the text field hands to its controller before it
+// performs them itself (Down, Up, Return, Tab, Shift-Tab, Ctrl-Up,
+// Ctrl-Down, Escape). `other` stands for every command the bar leaves to
+// the field.
+enum class TextCommand {
+    moveDown,
+    moveUp,
+    insertNewline,
+    insertTab,
+    insertBacktab,
+    moveToBeginningOfDocument,
+    moveToEndOfDocument,
+    cancelOperation,
+    other,
+};
 
 struct TextRange {
     std::size_t location = 0;
@@ -36,11 +63,14 @@ struct BarImage {
 };
 
 // The floating panel over the file manager's title bar. Frames are in the
-// bottom-left screen system.
+// bottom-left screen system (origin at the bottom left of the first screen).
+// The adapter tells the controller when the panel loses key status
+// (PathWindowController::windowDidResignKey).
 class PathPanelView {
 public:
     virtual ~PathPanelView() = default;
     virtual Rect frame() const = 0;
+    // `animate`: move and resize smoothly rather than jump.
     virtual void setFrame(const Rect& frame, bool display, bool animate) = 0;
     virtual bool isVisible() const = 0;
     virtual void orderFrontRegardless() = 0;
@@ -49,7 +79,8 @@ public:
     virtual void close() = 0;
 };
 
-// The path text field together with its field editor.
+// The path text field together with its field editor. Setting the text puts
+// the caret at its end.
 class PathFieldView {
 public:
     virtual ~PathFieldView() = default;
@@ -91,9 +122,11 @@ public:
     virtual void orderOut() = 0;
     virtual void close() = 0;
     virtual void setContent(const std::vector<std::string>& candidates) = 0;
+    // Height of row 0, the height of every row.
     virtual double rowHeight() const = 0;
     // -1 when no row is selected.
     virtual int selectedRow() const = 0;
+    // Rows outside the content are ignored.
     virtual void selectRow(int row) = 0;
     virtual void deselectAll() = 0;
     virtual void scrollRowToVisible(int row) = 0;

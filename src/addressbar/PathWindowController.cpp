@@ -1,0 +1,592 @@
+#include "addressbar/PathWindowController.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+
+#include "addressbar/PathWindowDelegate.h"
+#include "addressbar/Screens.h"
+#include "addressbar/Workspace.h"
+#include "app/VirtualKeyCodes.h"
+#include "bridges/AXUtils.h"
+#include "bridges/VJASWrapper.h"
+#include "settings/UserDefaults.h"
+#include "util/KMDelayedInvocation.h"
+#include "util/Paths.h"
+
+namespace jorvane {
+
+namespace {
+
+// Server addresses that are mounted rather than navigated to. Case matters:
+// "FTP://" and "https://" are names like any other.
+constexpr std::array<std::string_view, 4> kMountPrefixes = {"ftp://", "afp://", "http://", "smb://"};
+
+constexpr CGEventFlags kCommand = kCGEventFlagMaskCommand;
+constexpr CGEventFlags kCommandShift = kCGEventFlagMaskCommand | kCGEventFlagMaskShift;
+
+bool hasWildcard(std::string_view text) { return text.find_first_of("*?") != std::string_view::npos; }
+
+bool isMountURL(std::string_view text) {
+    return std::any_of(kMountPrefixes.begin(), kMountPrefixes.end(),
+                       [text](std::string_view prefix) { return text.starts_with(prefix); });
+}
+
+void removeAll(std::string& text, std::string_view what) {
+    if (what.empty()) return;
+    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at)) text.erase(at, what.size());
+}
+
+std::string join(const std::vector<std::string>& items, std::string_view separator) {
+    std::string joined;
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        if (i > 0) joined.append(separator);
+        joined.append(items[i]);
+    }
+    return joined;
+}
+
+PathWindowViews checked(PathWindowViews views) {
+    if (!views.panel || !views.field || !views.spinner || !views.completions)
+        throw std::invalid_argument("PathWindowController: the panel, field, spinner and completion list are required");
+    return views;
+}
+
+}  // namespace
+
+PathWindowController::PathWindowController(AXUIElementRef axWindow, PathWindowViews views, Dependencies dependencies)
+    : axWindow_(std::move(axWindow)),
+      views_(checked(std::move(views))),
+      bridge_(dependencies.bridge),
+      defaults_(dependencies.defaults),
+      workspace_(dependencies.workspace),
+      screens_(dependencies.screens),
+      delegate_(dependencies.delegate),
+      pathFieldEditor_(dependencies.delegate),
+      engine_(CompletionEngine::Hooks{
+          [field = views_.field.get()] { field->noteNumberOfItemsChanged(); },
+          [list = views_.completions.get()](const std::vector<std::string>& candidates) {
+              list->setContent(candidates);
+          }}),
+      self_(std::make_shared<PathWindowController*>(this)) {}
+
+PathWindowController::~PathWindowController() {
+    // A spinner showing still pending must not reach the views that go now.
+    if (spinnerTimer_) spinnerTimer_->pause();
+}
+
+AXUIElementRef PathWindowController::axTitleElement() const { return AXUtils::AXTitleElementForWindow(axWindow_); }
+
+// ---- opening, hiding, placement
+
+void PathWindowController::show() { show(true); }
+
+void PathWindowController::show(bool fill) {
+    // The bar appears before the file manager is asked anything: the calls
+    // below block, and the spinner tells the user why.
+    startSpinnerTimer();
+    updateSize();
+    views_.panel->orderFrontRegardless();
+    views_.panel->makeKeyWindow();
+
+    // Only this exact answer means "not a browser window"; no answer at all
+    // leaves the bar open. The spinner stays armed: it shows in the hidden
+    // panel, and the next show hides it again.
+    if (bridge_.callVJMethod(handlers::isFinderWin) == handlers::isFinderWinNo) {
+        hide();
+        return;
+    }
+
+    BarImage image = BarImage::search();
+    if (fill) {
+        setFinderLocation(bridge_.callVJMethod(handlers::finderGetPath));
+        std::optional<std::string> text;
+        if (defaults_.integerForKey(settings::keys::activationPathBehaviour) == 1)
+            text = finderLocation_;
+        else
+            text = bridge_.callVJMethod(handlers::finderGetSelection);
+        views_.field->setStringValue(text.value_or(std::string{}));
+        stopSpinner();
+        if (finderLocation_) image = BarImage::iconForFile(*finderLocation_);
+    } else {
+        views_.field->setStringValue({});
+        stopSpinner();
+    }
+    setCurrentImage(std::move(image));
+    // The text has changed, so the width may have too.
+    updateSize();
+    views_.panel->orderFrontRegardless();
+    views_.panel->makeKeyWindow();
+}
+
+void PathWindowController::hide() {
+    views_.panel->orderOut();
+    hideCompletions();
+}
+
+void PathWindowController::windowDidResignKey() { hide(); }
+
+void PathWindowController::close() {
+    views_.panel->close();
+    views_.completions->setContent({});
+    engine_.clear();
+    closed_ = true;
+}
+
+void PathWindowController::updateSize() {
+    // Accessibility frames have their origin at the top left of the first
+    // screen, panel frames at its bottom left. Frames that cannot be read
+    // stay zero.
+    const double textWidth = views_.field->textWidth(views_.field->stringValue());
+    Rect frame = views_.panel->frame();
+    Rect windowFrame;
+    AXUtils::AXWindowGetFrame(axWindow_, windowFrame);
+    const bool wasVisible = views_.panel->isVisible();
+
+    double width = std::trunc(textWidth + kTextMargin);
+    // While the user types the bar only ever grows, about its centre: a bar
+    // that shrank and jumped with every deleted character would be hard to
+    // look at. It takes its natural width again when it is next shown.
+    if (wasVisible) {
+        if (width > frame.size.width) {
+            frame.origin.x = frame.origin.x + frame.size.width / 2 - std::trunc(width / 2);
+            frame.size.width = width;
+        } else if (frame.size.width > width) {
+            width = std::trunc(frame.size.width);
+        }
+    }
+
+    const AXUIElementRef title = axTitleElement();
+    if (!title) return;
+
+    // At least a third of the window and wider than the title text, at most
+    // the window less room for its buttons; the upper bound wins, even when
+    // it is negative (a very narrow window).
+    double lower = std::trunc(windowFrame.size.width / 3);
+    const double upper = std::trunc(windowFrame.size.width - kWindowMargin);
+    Rect titleFrame;
+    AXUtils::AXWindowGetFrame(title, titleFrame);
+    if (titleFrame.size.width + kTitleMargin > lower) lower = std::trunc(titleFrame.size.width + kTitleMargin);
+    width = std::max(width, lower);
+    width = std::min(width, upper);
+
+    frame.size.width = width;
+    frame.origin.x = windowFrame.origin.x + windowFrame.size.width / 2 - std::trunc(width / 2);
+    // The top edge lies one point above the window's top edge. The flip
+    // always uses the first screen, whatever screen the window is on.
+    const std::vector<Rect> screens = screens_.screenFrames();
+    const double firstScreenHeight = screens.empty() ? 0 : screens.front().size.height;
+    frame.origin.y = firstScreenHeight - windowFrame.origin.y - frame.size.height + 1;
+    views_.panel->setFrame(frame, true, wasVisible);
+
+    Point spinnerOrigin = views_.spinner->frameOrigin();
+    spinnerOrigin.x = width - kSpinnerInset;
+    views_.spinner->setFrameOrigin(spinnerOrigin);
+}
+
+// ---- spinner
+
+void PathWindowController::startSpinnerTimer() {
+    if (!spinnerTimer_) {
+        spinnerTimer_ = KMDelayedInvocation::invocationOnMainQueueWithBlock([weak = std::weak_ptr(self_)] {
+            const auto self = weak.lock();
+            if (!self) return;
+            SpinnerView& spinner = *(*self)->views_.spinner;
+            spinner.startAnimation();
+            spinner.setHidden(false);
+        });
+    }
+    // Re-arming postpones the showing: only work that lasts shows it.
+    spinnerTimer_->fireIn(kSpinnerDelay);
+}
+
+void PathWindowController::stopSpinner() {
+    if (spinnerTimer_) spinnerTimer_->pause();
+    // Hidden, not stopped: the next showing finds it animating.
+    views_.spinner->setHidden(true);
+}
+
+// ---- the window's folder
+
+void PathWindowController::fetchFinderLocation() {
+    bridge_.finderGetPathAsync([weak = std::weak_ptr(self_)](std::optional<std::string> path) {
+        if (const auto self = weak.lock()) (*self)->fetchFinderLocationOperationFinished(std::move(path));
+    });
+}
+
+void PathWindowController::fetchFinderLocationOperationFinished(std::optional<std::string> path) {
+    stopSpinner();
+    setFinderLocation(path);
+    views_.field->setStringValue(path.value_or(std::string{}));
+    // No folder has no icon of its own: the search image stands in.
+    setCurrentImage(path ? BarImage::iconForFile(*path) : BarImage::search());
+}
+
+const std::optional<std::string>& PathWindowController::finderLocation() {
+    if (!finderLocation_) finderLocation_ = bridge_.callVJMethod(handlers::finderGetPath);
+    return finderLocation_;
+}
+
+void PathWindowController::setCurrentImage(BarImage image) {
+    currentImage_ = std::move(image);
+    views_.field->setImage(currentImage_);
+}
+
+const std::optional<std::string>& PathWindowController::searchModeLastRevealedText() const {
+    return engine_.searchModeLastRevealedText();
+}
+
+void PathWindowController::setSearchModeLastRevealedText(std::optional<std::string> text) {
+    engine_.setSearchModeLastRevealedText(std::move(text));
+}
+
+// ---- small commands
+
+void PathWindowController::about() { delegate_.about(); }
+
+void PathWindowController::showPreferences() { delegate_.openPreferences(); }
+
+// ---- keyboard
+
+bool PathWindowController::handleKeyDown(const KeyEvent& event) {
+    // Only the four shortcut modifiers count, and all of them: Ctrl+Alt+W is
+    // not Ctrl+W.
+    const CGEventFlags flags = event.modifierFlags & kShortcutModifierMask;
+    const CGKeyCode key = event.keyCode;
+    const bool command = flags == kCommand;
+    const bool commandShift = flags == kCommandShift;
+
+    // The order matters: a hot key recorded as Ctrl+Return or Ctrl+O opens
+    // the item, and one equal to any later row closes the bar instead.
+    if (command && (key == kVK_Return || key == kVK_ANSI_O)) {
+        openFieldItem();
+        return true;
+    }
+    // Read now rather than kept: the preferences may have changed it.
+    if (static_cast<std::int64_t>(key) == defaults_.integerForKey(settings::keys::hotkeyKeycode) &&
+        static_cast<std::int64_t>(flags) == defaults_.integerForKey(settings::keys::hotkeyFlags)) {
+        // The hot key again closes the bar; the list is left alone.
+        views_.panel->orderOut();
+        return true;
+    }
+    if (command && key == kVK_ANSI_H) {
+        std::string home = paths::stringByExpandingTildeInPath("~/");
+        if (home.empty() || home.back() != '/') home.push_back('/');
+        views_.field->setStringValue(home);
+        pathEditorEnter();
+        return true;
+    }
+    if (command && key == kVK_ANSI_N) {
+        hide();
+        bridge_.callVJMethod(handlers::finderNewWin, fieldTextParams());
+        // The new window is now the focused one: give it its bar.
+        delegate_.show();
+        return true;
+    }
+    if (command && key == kVK_ANSI_W) {
+        hide();
+        bridge_.callVJMethod(handlers::closeFinderWin);
+        return true;
+    }
+    if (command && key == kVK_ANSI_T) {
+        hide();
+        bridge_.openTerminal(views_.field->stringValue());
+        return true;
+    }
+    if (command && key == kVK_ANSI_R) {
+        bridge_.callVJMethod(handlers::reload);
+        return true;
+    }
+    if (commandShift && key == kVK_ANSI_F) {
+        setPath({});
+        show(false);
+        return true;
+    }
+    if (commandShift && key == kVK_ANSI_Period) {
+        hide();
+        delegate_.finderToggleShowHidden();
+        return true;
+    }
+    if (command) {
+        switch (key) {
+            case kVK_ANSI_1: bridge_.callVJMethod(handlers::finderIconview); return true;
+            case kVK_ANSI_2: bridge_.callVJMethod(handlers::finderListview); return true;
+            case kVK_ANSI_3: bridge_.callVJMethod(handlers::finderColumnview); return true;
+            case kVK_ANSI_4: bridge_.callVJMethod(handlers::finderFlowview); return true;
+            default: break;
+        }
+    }
+    return false;
+}
+
+bool PathWindowController::doCommandBySelector(TextCommand command) {
+    CompletionsListView& list = *views_.completions;
+    const bool listVisible = list.isVisible();
+    const int row = list.selectedRow();
+    const std::size_t count = engine_.currentCompletions().size();
+    const TextRange selection = views_.field->selectedRange();
+
+    switch (command) {
+        case TextCommand::moveDown:
+            if (listVisible) {
+                // Compared unsigned, so that "no row" (-1) is never below the
+                // last row.
+                const auto unsignedRow = static_cast<std::uint64_t>(static_cast<std::int64_t>(row));
+                if (unsignedRow < static_cast<std::uint64_t>(count) - 1) {
+                    list.scrollRowToVisible(row + 1);
+                    list.selectRow(row + 1);
+                } else if (row < 0 && count > 0) {
+                    list.selectRow(0);
+                }
+            } else {
+                // A caret at the very start would leave the list's first
+                // choice hard to reach: go to the end first.
+                if (selection.location == 0) moveCaretToEnd();
+                showPopup();
+            }
+            return true;
+        case TextCommand::moveUp:
+            if (listVisible && row > 0) {
+                list.scrollRowToVisible(row - 1);
+                list.selectRow(row - 1);
+            } else if (listVisible && row == 0) {
+                list.deselectAll();
+            } else {
+                navigateToParentDirectory();
+            }
+            return true;
+        case TextCommand::insertNewline:
+            if (listVisible) {
+                // The chosen candidate; nothing chosen empties the field,
+                // which then shows the window's folder again.
+                const std::vector<std::string>& candidates = engine_.currentCompletions();
+                const bool chosen = row >= 0 && static_cast<std::size_t>(row) < candidates.size();
+                views_.field->setStringValue(chosen ? candidates[static_cast<std::size_t>(row)] : std::string{});
+                pathEditorEnter();
+            } else if (selection.length != 0) {
+                pathEditorEnter();
+            } else {
+                // Return on the folder the window already shows closes the
+                // bar (and shows the folder again). A pattern stays open, so
+                // that Return repeats its selection.
+                const std::string text = views_.field->stringValue();
+                if (!isSearchString(text) && finderLocation_ == text) hide();
+                pathEditorEnter();
+            }
+            return true;
+        case TextCommand::insertTab:
+            if (selection.length != 0) {
+                // Accepts the inline completion and goes there.
+                pathEditorEnter();
+            } else if (!listVisible) {
+                showPopup();
+            } else {
+                doCommandBySelector(TextCommand::moveDown);
+            }
+            return true;
+        case TextCommand::insertBacktab:
+            doCommandBySelector(listVisible ? TextCommand::moveUp : TextCommand::moveToBeginningOfDocument);
+            return true;
+        case TextCommand::moveToBeginningOfDocument:
+            navigateToParentDirectory();
+            return true;
+        case TextCommand::moveToEndOfDocument:
+            openFieldItem();
+            return true;
+        case TextCommand::cancelOperation:
+            // Escape closes the list first and the bar second.
+            if (listVisible)
+                hideCompletions();
+            else
+                hide();
+            return true;
+        case TextCommand::other:
+            break;
+    }
+    return false;
+}
+
+void PathWindowController::controlTextDidChange() {
+    if (views_.field->stringValue().empty()) setCurrentImage(BarImage::search());
+}
+
+// ---- path entry and navigation
+
+void PathWindowController::pathEditorEnter() {
+    hideCompletions();
+    // Accepts whatever inline completion is selected.
+    moveCaretToEnd();
+    const std::string text = views_.field->stringValue();
+    std::optional<std::string> shown = text;
+
+    if (isMountURL(text)) {
+        finderMount(text);
+    } else if (text.empty()) {
+        // Shows the window's folder again and puts it back into the field.
+        shown = finderLocation();
+        if (shown) finderSetPath(*shown);
+        finderLocation_ = shown;
+    } else if (text.front() == '/' && !hasWildcard(text)) {
+        // A folder is shown, anything else revealed in its folder.
+        finderSetPath(text);
+        finderLocation_ = text;
+    } else if (!hasWildcard(text)) {
+        // A name in the window's folder, "~" included as it stands.
+        if (const std::optional<std::string>& base = finderLocation()) {
+            std::string path = paths::stringByAppendingPathComponent(*base, text);
+            if (isDir(path)) path.push_back('/');
+            finderReveal(path);
+            shown = path;
+        }
+    } else {
+        // A pattern: select everything it matches, in its own folder when it
+        // names one.
+        if (paths::isAbsolutePath(text)) finderLocation_ = paths::stringByDeletingLastPathComponent(text);
+        const std::optional<std::string> base = finderLocation();
+        updateCompletions(text);
+        std::vector<std::string> names;
+        for (const std::string& candidate : engine_.currentCompletions()) {
+            if (candidate == text) continue;
+            std::string name = candidate;
+            if (base && paths::isAbsolutePath(name)) removeAll(name, *base);
+            names.push_back(std::move(name));
+        }
+        // Without a folder the handler gets no parameters at all.
+        std::vector<std::string> params;
+        if (base) params = {*base, join(names, handlers::itemSeparator)};
+        bridge_.callVJMethod(handlers::finderSelect2, params);
+    }
+
+    views_.field->setStringValue(shown.value_or(std::string{}));
+    updateSize();
+}
+
+bool PathWindowController::isSearchString(std::string_view text) const {
+    if (text.empty() || text.front() == '/') return false;
+    const std::optional<std::string>& revealed = engine_.searchModeLastRevealedText();
+    return hasWildcard(text) && !(revealed && *revealed == text);
+}
+
+bool PathWindowController::isDir(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::is_directory(path, error);
+}
+
+void PathWindowController::finderSetPath(const std::string& path) {
+    startSpinnerTimer();
+    bridge_.finderSetPathAsync(path, [weak = std::weak_ptr(self_)] {
+        if (const auto self = weak.lock()) (*self)->stopSpinner();
+    });
+}
+
+void PathWindowController::finderReveal(const std::string& path) {
+    bridge_.callVJMethod(handlers::finderReveal, {path});
+}
+
+void PathWindowController::finderMount(const std::string& url) { bridge_.callVJMethod(handlers::finderMount, {url}); }
+
+void PathWindowController::navigateToParentDirectory() {
+    const std::string text = views_.field->stringValue();
+    std::string parent;
+    if (text.empty() || text == "/") {
+        // Nothing above: the field empties (showing the search image) and
+        // entering the empty text brings the window's folder back.
+        views_.field->setStringValue({});
+        controlTextDidChange();
+    } else {
+        parent = paths::stringByDeletingLastPathComponent(text);
+        if (parent != "/") parent.push_back('/');
+    }
+    views_.field->setStringValue(parent);
+    pathEditorEnter();
+}
+
+void PathWindowController::setPath(const std::string& path) { views_.field->setStringValue(path); }
+
+// ---- completion
+
+void PathWindowController::updateCompletions(std::string_view text) {
+    engine_.updateCompletions(text, finderLocation_, [this] { finderLocation(); });
+}
+
+std::string PathWindowController::uncompletedString() const {
+    return CompletionEngine::uncompletedString(views_.field->stringValue(), views_.field->selectedRange());
+}
+
+std::size_t PathWindowController::numberOfItemsInComboBox() {
+    return engine_.numberOfItems(uncompletedString(), finderLocation_, [this] { finderLocation(); });
+}
+
+std::optional<std::string> PathWindowController::objectValueForItemAtIndex(std::size_t index) const {
+    return engine_.objectValueForItemAtIndex(index);
+}
+
+std::size_t PathWindowController::indexOfItemWithStringValue(std::string_view value) const {
+    return engine_.indexOfItemWithStringValue(value);
+}
+
+std::optional<std::string> PathWindowController::completedString(std::string_view typed) {
+    CompletionEngine::Completion completion =
+        engine_.completedString(typed, finderLocation_, [this] { finderLocation(); });
+    // Search as you type: the first match is selected in the window.
+    if (completion.revealName) bridge_.callVJMethod(handlers::finderRevealInCurrent, {*completion.revealName});
+    return completion.completion;
+}
+
+// ---- completion list
+
+void PathWindowController::showPopup() {
+    updateCompletions(uncompletedString());
+    const std::vector<std::string>& candidates = engine_.currentCompletions();
+    // The list shows what was just computed.
+    views_.completions->setContent(candidates);
+
+    const Rect panelFrame = views_.panel->frame();
+    const std::size_t rows = std::min(candidates.size(), kMaxPopupRows);
+    const double height =
+        rows == 0 ? kEmptyPopupHeight : std::trunc(static_cast<double>(rows) * views_.completions->rowHeight());
+    // Hangs from the field's bottom edge, as wide as the field.
+    const Rect fieldFrame = views_.field->frame();
+    const Rect frame{{panelFrame.origin.x + fieldFrame.origin.x, panelFrame.origin.y + fieldFrame.origin.y - height},
+                     {fieldFrame.size.width, height}};
+    views_.completions->setFrame(frame, true);
+    views_.completions->orderFrontRegardless();
+    // Looks active, yet the bar keeps the keyboard: the bar's keys move the
+    // list's selection.
+    views_.completions->becomeKeyWindow();
+}
+
+void PathWindowController::popupButtonClicked() {
+    if (views_.completions->isVisible()) {
+        hideCompletions();
+        return;
+    }
+    moveCaretToEnd();
+    showPopup();
+}
+
+void PathWindowController::completionsTableViewSelector() {
+    const int row = views_.completions->selectedRow();
+    const std::vector<std::string>& candidates = engine_.currentCompletions();
+    if (row < 0 || static_cast<std::size_t>(row) >= candidates.size()) return;
+    views_.field->setStringValue(candidates[static_cast<std::size_t>(row)]);
+    pathEditorEnter();
+}
+
+// ---- helpers
+
+void PathWindowController::hideCompletions() { views_.completions->orderOut(); }
+
+void PathWindowController::openFieldItem() { workspace_.openFile(views_.field->stringValue()); }
+
+void PathWindowController::moveCaretToEnd() {
+    views_.field->setSelectedRange({views_.field->stringValue().size(), 0});
+}
+
+std::vector<std::string> PathWindowController::fieldTextParams() const { return {views_.field->stringValue()}; }
+
+}  // namespace jorvane

@@ -1,0 +1,215 @@
+#pragma once
+
+// One address bar: the floating panel laid over the title bar of one
+// file-manager window, with its path field, icon, spinner and completion
+// list. The controller knows the window only by its accessibility element,
+// talks to the file manager only through the VJASWrapper and to the screen
+// only through the passive views, so every decision below is made here.
+//
+// Life cycle: created hidden by the registry of bars for a window that has
+// been activated; shown (show) and hidden (hide, loss of key status, the hot
+// key again, Escape, a window that turns out not to be a browser window)
+// many times; closed when the window goes away.
+//
+// Keys reach the bar at three stations, each of which may consume them:
+// handleKeyDown (the panel offers every key press first: Ctrl shortcuts),
+// the field editor's keyDown filter (pathFieldEditor()), and the editing
+// commands of the text field (doCommandBySelector: Return, Tab, arrows,
+// Escape).
+//
+// Everything runs on the main thread. The file-manager calls made here are
+// synchronous, except navigation to a folder (finderSetPath), which runs on
+// the bridge's navigation queue and reports back on the main queue; the
+// spinner shows when the work takes longer than kSpinnerDelay.
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "addressbar/CompletionEngine.h"
+#include "addressbar/JVPathFieldEditor.h"
+#include "addressbar/PathWindowViews.h"
+#include "bridges/Accessibility.h"
+
+namespace jorvane {
+
+class KMDelayedInvocation;
+class PathWindowDelegate;
+class Screens;
+class VJASWrapper;
+class Workspace;
+namespace settings {
+class UserDefaults;
+}
+
+class PathWindowController {
+public:
+    // What the bar uses besides its views; all must outlive the controller.
+    struct Dependencies {
+        VJASWrapper& bridge;
+        settings::UserDefaults& defaults;
+        Workspace& workspace;
+        Screens& screens;
+        PathWindowDelegate& delegate;
+    };
+
+    // Seconds of work before the spinner shows.
+    static constexpr double kSpinnerDelay = 0.3;
+    // The panel is this much wider than its text.
+    static constexpr double kTextMargin = 150;
+    // The spinner sits this far left of the panel's right edge.
+    static constexpr double kSpinnerInset = 50;
+    // The panel is at least this much narrower than its window...
+    static constexpr double kWindowMargin = 160;
+    // ...and at least this much wider than the window's title text.
+    static constexpr double kTitleMargin = 50;
+    // The completion list shows at most this many rows at once (it scrolls).
+    static constexpr std::size_t kMaxPopupRows = 6;
+    // Height of the completion list when there is no candidate.
+    static constexpr double kEmptyPopupHeight = 20;
+
+    // initWithFinderAxWindow: the bar of the window `axWindow`. The views
+    // must all be given (std::invalid_argument otherwise).
+    PathWindowController(AXUIElementRef axWindow, PathWindowViews views, Dependencies dependencies);
+    ~PathWindowController();
+    PathWindowController(const PathWindowController&) = delete;
+    PathWindowController& operator=(const PathWindowController&) = delete;
+
+    // ---- identity and views
+    const AXUIElementRef& axWindow() const { return axWindow_; }
+    // The title text of the window's title bar, or null.
+    AXUIElementRef axTitleElement() const;
+    PathPanelView& window() { return *views_.panel; }
+    PathFieldView& pathEditor() { return *views_.field; }
+    SpinnerView& spinner() { return *views_.spinner; }
+    CompletionsListView& completionsWindow() { return *views_.completions; }
+    const JVPathFieldEditor& pathFieldEditor() const { return pathFieldEditor_; }
+
+    // ---- opening, hiding, placement
+    // show(true).
+    void show();
+    // Opens the bar at once, then asks the file manager whether the window is
+    // a browser window (hides again if it answers "NO"). With `fill` the
+    // field shows the window's folder (or the selection, by preference) and
+    // the folder's icon; without it the field is empty, in search form.
+    void show(bool fill);
+    // Orders out the panel and the completion list.
+    void hide();
+    // The panel lost key status: the bar disappears.
+    void windowDidResignKey();
+    // The window went away: closes the panel and drops the completion data.
+    void close();
+    bool isClosed() const { return closed_; }
+    // Centres the panel over the window's title bar, as wide as its text
+    // needs within the window's bounds, never narrower while visible.
+    void updateSize();
+
+    // ---- spinner
+    // (Re)arms the timer that shows the spinner after kSpinnerDelay.
+    void startSpinnerTimer();
+    // Drops a pending showing and hides the spinner.
+    void stopSpinner();
+
+    // ---- the window's folder
+    // Asks the file manager for the folder in the background; the answer goes
+    // to fetchFinderLocationOperationFinished on the main queue.
+    void fetchFinderLocation();
+    void fetchFinderLocationOperationFinished(std::optional<std::string> path);
+    // The folder the window shows; when none is stored, asks the file manager
+    // ("finder_get_path") and stores its answer, which may again be none.
+    const std::optional<std::string>& finderLocation();
+    // The stored folder, without asking anyone.
+    const std::optional<std::string>& storedFinderLocation() const { return finderLocation_; }
+    void setFinderLocation(std::optional<std::string> location) { finderLocation_ = std::move(location); }
+
+    // The icon left of the text.
+    const BarImage& currentImage() const { return currentImage_; }
+    void setCurrentImage(BarImage image);
+
+    // The candidate last revealed by search as you type; a text equal to it
+    // is not a search pattern.
+    const std::optional<std::string>& searchModeLastRevealedText() const;
+    void setSearchModeLastRevealedText(std::optional<std::string> text);
+
+    // ---- small commands
+    void about();
+    void showPreferences();
+
+    // ---- keyboard
+    // The panel's shortcuts; true when the key press was handled (and must
+    // go no further).
+    bool handleKeyDown(const KeyEvent& event);
+    // The text field's editing commands; true when handled here, false to let
+    // the field perform the command itself.
+    bool doCommandBySelector(TextCommand command);
+    // The field's text changed.
+    void controlTextDidChange();
+
+    // ---- path entry and navigation
+    // Turns the field's text into one file-manager action: mount a server,
+    // show a folder, reveal an item or select every match of a pattern.
+    void pathEditorEnter();
+    // A relative text with "*" or "?" that search as you type has not
+    // produced. Empty text is not a pattern.
+    bool isSearchString(std::string_view text) const;
+    // Whether the path is a directory, links followed; false when missing.
+    static bool isDir(const std::string& path);
+    // Shows the folder (or reveals the item) in the background, with the
+    // spinner.
+    void finderSetPath(const std::string& path);
+    void finderReveal(const std::string& path);
+    void finderMount(const std::string& url);
+    // The parent folder of the field's path (Up, Ctrl-Up, Shift-Tab).
+    void navigateToParentDirectory();
+    void setPath(const std::string& path);
+
+    // ---- completion (the field's data source)
+    void updateCompletions(std::string_view text);
+    // The field's text without the tail that inline completion selected.
+    std::string uncompletedString() const;
+    std::size_t numberOfItemsInComboBox();
+    std::optional<std::string> objectValueForItemAtIndex(std::size_t index) const;
+    // CompletionEngine::notFound when absent.
+    std::size_t indexOfItemWithStringValue(std::string_view value) const;
+    // The inline completion of the typed text; reveals the first candidate of
+    // a relative text in the file manager ("finder_reveal_in_current").
+    std::optional<std::string> completedString(std::string_view typed);
+    const std::vector<std::string>& currentCompletions() const { return engine_.currentCompletions(); }
+    const CompletionEngine& completionEngine() const { return engine_; }
+
+    // ---- completion list
+    // Recomputes the candidates and shows the list under the field.
+    void showPopup();
+    // The field's arrow button: shows or hides the list.
+    void popupButtonClicked();
+    // A row of the list was chosen: it goes into the field and is entered.
+    void completionsTableViewSelector();
+
+private:
+    void hideCompletions();
+    void openFieldItem();
+    void moveCaretToEnd();
+    std::vector<std::string> fieldTextParams() const;
+
+    AXUIElementRef axWindow_;
+    PathWindowViews views_;
+    VJASWrapper& bridge_;
+    settings::UserDefaults& defaults_;
+    Workspace& workspace_;
+    Screens& screens_;
+    PathWindowDelegate& delegate_;
+    JVPathFieldEditor pathFieldEditor_;
+    CompletionEngine engine_;
+    std::optional<std::string> finderLocation_;
+    BarImage currentImage_;
+    std::shared_ptr<KMDelayedInvocation> spinnerTimer_;
+    // Blocks that come back on the main queue check it: the controller may
+    // be gone by then.
+    std::shared_ptr<PathWindowController*> self_;
+    bool closed_ = false;
+};
+
+}  // namespace jorvane

@@ -1,0 +1,211 @@
+#include "fakes/FakePathWindowViews.h"
+
+#include <sstream>
+
+namespace jorvane::test {
+
+namespace {
+
+std::string number(double value) {
+    std::ostringstream out;
+    out << value;
+    return out.str();
+}
+
+}  // namespace
+
+// ---- EventLog
+
+void EventLog::add(std::string entry) {
+    std::lock_guard lock(mutex_);
+    entries_.push_back(std::move(entry));
+}
+
+std::vector<std::string> EventLog::entries() const {
+    std::lock_guard lock(mutex_);
+    return entries_;
+}
+
+std::vector<std::string> EventLog::entriesStartingWith(std::string_view prefix) const {
+    std::lock_guard lock(mutex_);
+    std::vector<std::string> matching;
+    for (const std::string& entry : entries_)
+        if (entry.starts_with(prefix)) matching.push_back(entry);
+    return matching;
+}
+
+std::size_t EventLog::indexOf(std::string_view entry, std::size_t from) const {
+    std::lock_guard lock(mutex_);
+    for (std::size_t i = from; i < entries_.size(); ++i)
+        if (entries_[i] == entry) return i;
+    return npos;
+}
+
+void EventLog::clear() {
+    std::lock_guard lock(mutex_);
+    entries_.clear();
+}
+
+std::string describe(const Rect& rect) {
+    return number(rect.origin.x) + "," + number(rect.origin.y) + " " + number(rect.size.width) + "x" +
+           number(rect.size.height);
+}
+
+std::string describe(const BarImage& image) {
+    switch (image.kind) {
+        case BarImage::Kind::none: return "none";
+        case BarImage::Kind::search: return "search";
+        case BarImage::Kind::fileIcon: return "icon:" + image.path;
+    }
+    return "?";
+}
+
+// ---- FakePathPanel
+
+void FakePathPanel::setFrame(const Rect& frame, bool display, bool animate) {
+    frame_ = frame;
+    frameChanges_.push_back({frame, display, animate});
+    log_->add("panel.setFrame " + describe(frame) + (animate ? " animated" : ""));
+}
+
+void FakePathPanel::orderFrontRegardless() {
+    visible_ = true;
+    log_->add("panel.orderFrontRegardless");
+}
+
+void FakePathPanel::makeKeyWindow() {
+    key_ = true;
+    log_->add("panel.makeKeyWindow");
+}
+
+void FakePathPanel::orderOut() {
+    visible_ = false;
+    key_ = false;
+    log_->add("panel.orderOut");
+}
+
+void FakePathPanel::close() {
+    visible_ = false;
+    key_ = false;
+    closed_ = true;
+    log_->add("panel.close");
+}
+
+// ---- FakePathField
+
+void FakePathField::setStringValue(const std::string& text) {
+    text_ = text;
+    selection_ = {text_.size(), 0};
+    log_->add("field.setStringValue " + text);
+}
+
+void FakePathField::setSelectedRange(TextRange range) {
+    selection_ = range;
+    log_->add("field.setSelectedRange " + std::to_string(range.location) + "," + std::to_string(range.length));
+}
+
+void FakePathField::selectAll() {
+    selection_ = {0, text_.size()};
+    log_->add("field.selectAll");
+}
+
+double FakePathField::textWidth(const std::string& text) const {
+    if (measure_) return measure_(text);
+    return static_cast<double>(text.size()) * characterWidth_;
+}
+
+void FakePathField::noteNumberOfItemsChanged() {
+    ++notes_;
+    log_->add("field.noteNumberOfItemsChanged");
+}
+
+void FakePathField::setImage(const BarImage& image) {
+    image_ = image;
+    log_->add("field.setImage " + describe(image));
+}
+
+void FakePathField::type(std::string text, TextRange selection) {
+    text_ = std::move(text);
+    selection_ = selection;
+}
+
+// ---- FakeSpinner
+
+void FakeSpinner::startAnimation() {
+    animating_ = true;
+    log_->add("spinner.startAnimation");
+}
+
+void FakeSpinner::setHidden(bool hidden) {
+    hidden_ = hidden;
+    log_->add(hidden ? "spinner.hide" : "spinner.unhide");
+}
+
+void FakeSpinner::setFrameOrigin(Point origin) {
+    origin_ = origin;
+    log_->add("spinner.setFrameOrigin " + number(origin.x) + "," + number(origin.y));
+}
+
+// ---- FakeCompletionsList
+
+void FakeCompletionsList::setFrame(const Rect& frame, bool /*display*/) {
+    frame_ = frame;
+    log_->add("list.setFrame " + describe(frame));
+}
+
+void FakeCompletionsList::orderFrontRegardless() {
+    visible_ = true;
+    log_->add("list.orderFrontRegardless");
+}
+
+void FakeCompletionsList::becomeKeyWindow() { log_->add("list.becomeKeyWindow"); }
+
+void FakeCompletionsList::orderOut() {
+    visible_ = false;
+    log_->add("list.orderOut");
+}
+
+void FakeCompletionsList::close() {
+    visible_ = false;
+    closed_ = true;
+    log_->add("list.close");
+}
+
+void FakeCompletionsList::setContent(const std::vector<std::string>& candidates) {
+    content_ = candidates;
+    selectedRow_ = -1;
+    log_->add("list.setContent " + std::to_string(candidates.size()));
+}
+
+void FakeCompletionsList::selectRow(int row) {
+    if (row >= 0 && static_cast<std::size_t>(row) < content_.size()) selectedRow_ = row;
+    log_->add("list.selectRow " + std::to_string(row));
+}
+
+void FakeCompletionsList::deselectAll() {
+    selectedRow_ = -1;
+    log_->add("list.deselectAll");
+}
+
+void FakeCompletionsList::scrollRowToVisible(int row) {
+    scrolled_.push_back(row);
+    log_->add("list.scrollRowToVisible " + std::to_string(row));
+}
+
+// ---- FakePathWindowViews
+
+FakePathWindowViews::FakePathWindowViews(std::shared_ptr<EventLog> log) : log_(std::move(log)) {
+    auto panel = std::make_unique<FakePathPanel>(log_);
+    auto field = std::make_unique<FakePathField>(log_);
+    auto spinner = std::make_unique<FakeSpinner>(log_);
+    auto completions = std::make_unique<FakeCompletionsList>(log_);
+    panel_ = panel.get();
+    field_ = field.get();
+    spinner_ = spinner.get();
+    completions_ = completions.get();
+    views_ = PathWindowViews{std::move(panel), std::move(field), std::move(spinner), std::move(completions)};
+}
+
+PathWindowViews FakePathWindowViews::take() { return std::move(views_); }
+
+}  // namespace jorvane::test

@@ -1,0 +1,272 @@
+// What the bar does with the entered text: the decision table of Return,
+// the search-pattern rule, the parent-folder command and the small
+// file-manager actions.
+
+#include "PathWindowControllerFixture.h"
+
+#include <gmock/gmock.h>
+
+namespace jorvane::test {
+namespace {
+
+using test::PrintTo;
+
+using testing::ElementsAre;
+
+// ---- pathEditorEnter
+
+struct EnterRow {
+    const char* name;
+    const char* text;
+    // The stored folder before; when none, what "finder_get_path" answers.
+    std::optional<std::string> location;
+    std::optional<std::string> locationAnswer;
+    // Every handler call, in order ("name [param] ...").
+    std::vector<std::string> calls;
+    std::optional<std::string> locationAfter;
+    const char* fieldAfter;
+};
+
+class PathEditorEnter : public PathWindowControllerTable<EnterRow> {};
+
+TEST_P(PathEditorEnter, Row) {
+    const EnterRow& row = GetParam();
+    if (row.locationAnswer) finder_->answer(handlers::finderGetPath, t(*row.locationAnswer));
+    if (row.location) bar().setFinderLocation(t(*row.location));
+    views_.completions().setVisible(true);
+    views_.field().type(t(row.text), {0, 2});
+
+    bar().pathEditorEnter();
+    settle();
+
+    EXPECT_EQ(handlerCalls(), t(row.calls));
+    EXPECT_EQ(bar().storedFinderLocation(), row.locationAfter ? std::optional(t(*row.locationAfter)) : std::nullopt);
+    EXPECT_EQ(views_.field().stringValue(), t(row.fieldAfter));
+    // Every entry closes the list and accepts the inline completion first.
+    EXPECT_FALSE(views_.completions().isVisible());
+    EXPECT_EQ(log_->entriesStartingWith("field.setSelectedRange").front(),
+              "field.setSelectedRange " + std::to_string(t(row.text).size()) + ",0");
+}
+
+const std::nullopt_t none = std::nullopt;
+
+const EnterRow kEnterRows[] = {
+    {"an ftp address is mounted", "ftp://host/pub", "{T}", none, {"finder_mount [ftp://host/pub]"}, "{T}",
+     "ftp://host/pub"},
+    {"an afp address is mounted", "afp://host", "{T}", none, {"finder_mount [afp://host]"}, "{T}", "afp://host"},
+    {"an http address is mounted", "http://host/dav", "{T}", none, {"finder_mount [http://host/dav]"}, "{T}",
+     "http://host/dav"},
+    {"an smb address is mounted", "smb://host/share", "{T}", none, {"finder_mount [smb://host/share]"}, "{T}",
+     "smb://host/share"},
+    {"an upper case FTP address is a name in the folder", "FTP://host", "{T}", none,
+     {"finder_reveal [{T}/FTP:/host]"}, "{T}", "{T}/FTP:/host"},
+    {"an https address is a name in the folder", "https://host", "{T}", none, {"finder_reveal [{T}/https:/host]"},
+     "{T}", "{T}/https:/host"},
+    {"empty text shows the folder again", "", "{T}", none, {"finder_set_path [{T}]"}, "{T}", "{T}"},
+    {"empty text with the folder unknown asks for it and shows it", "", none, "{T}",
+     {"finder_get_path", "finder_set_path [{T}]"}, "{T}", "{T}"},
+    {"empty text with no folder at all goes nowhere", "", none, none, {"finder_get_path"}, none, ""},
+    {"an absolute folder is shown", "{T}/docs", "{T}", none, {"finder_set_path [{T}/docs]"}, "{T}/docs",
+     "{T}/docs"},
+    {"an absolute file is revealed by the navigation", "{T}/notes.txt", "{T}", none,
+     {"finder_reveal [{T}/notes.txt]"}, "{T}/notes.txt", "{T}/notes.txt"},
+    {"a missing absolute path is revealed by the navigation", "{T}/gone", "{T}", none, {"finder_reveal [{T}/gone]"},
+     "{T}/gone", "{T}/gone"},
+    {"a relative folder is revealed with a trailing slash", "docs", "{T}", none, {"finder_reveal [{T}/docs/]"},
+     "{T}", "{T}/docs/"},
+    {"a relative file is revealed", "notes.txt", "{T}", none, {"finder_reveal [{T}/notes.txt]"}, "{T}",
+     "{T}/notes.txt"},
+    {"a relative path joins without a doubled slash", "docs/sub", "{T}/", none, {"finder_reveal [{T}/docs/sub/]"},
+     "{T}/", "{T}/docs/sub/"},
+    {"a tilde name is joined to the folder as it stands", "~/docs", "{T}", none, {"finder_reveal [{T}/~/docs]"},
+     "{T}", "{T}/~/docs"},
+    {"a relative name with the folder unknown asks for it", "docs", none, "{T}",
+     {"finder_get_path", "finder_reveal [{T}/docs/]"}, "{T}", "{T}/docs/"},
+    {"a relative name with no folder at all does nothing", "docs", none, none, {"finder_get_path"}, none, "docs"},
+    {"a star pattern selects its matches in the folder", "*.log", "{T}", none,
+     {"finder_select2 [{T}] [a.log|!|bb.log]"}, "{T}", "*.log"},
+    {"a question mark pattern selects its matches", "?.log", "{T}", none, {"finder_select2 [{T}] [a.log]"}, "{T}",
+     "?.log"},
+    {"a pattern without matches selects nothing in the folder", "*.zip", "{T}", none, {"finder_select2 [{T}] []"},
+     "{T}", "*.zip"},
+    {"an absolute pattern moves to its folder and selects there", "{T}/*.log", "/elsewhere", none,
+     {"finder_select2 [{T}] [/a.log|!|/bb.log]"}, "{T}", "{T}/*.log"},
+    {"a pattern with no folder at all selects with no parameters", "*.log", none, none,
+     {"finder_get_path", "finder_get_path", "finder_select2"}, none, "*.log"},
+};
+INSTANTIATE_TEST_SUITE_P(PathWindowController, PathEditorEnter, testing::ValuesIn(kEnterRows), SentenceName{});
+
+TEST_F(PathWindowControllerTest, EnteringEndsByPlacingThePanelForTheNewText) {
+    bar().setFinderLocation("/");
+    views_.panel().setVisible(true);
+    views_.field().type(std::string(60, 'x'));
+    bar().pathEditorEnter();
+    settle();
+    // 60 characters of 7 points and the margin: 570, capped at 440.
+    ASSERT_FALSE(views_.panel().frameChanges().empty());
+    EXPECT_EQ(views_.panel().frameChanges().back().frame.size.width, 440);
+}
+
+// ---- isSearchString
+
+struct SearchStringRow {
+    const char* name;
+    const char* text;
+    std::optional<std::string> lastRevealed;
+    bool isSearch;
+};
+
+class IsSearchString : public PathWindowControllerTable<SearchStringRow> {};
+
+TEST_P(IsSearchString, Row) {
+    bar().setSearchModeLastRevealedText(GetParam().lastRevealed);
+    EXPECT_EQ(bar().isSearchString(GetParam().text), GetParam().isSearch);
+}
+
+const SearchStringRow kSearchStringRows[] = {
+    {"empty text is not a pattern", "", none, false},
+    {"a star name is a pattern", "*.txt", none, true},
+    {"a question mark name is a pattern", "a?c", none, true},
+    {"a tilde pattern is a pattern", "~/*.txt", none, true},
+    {"an absolute pattern is a path", "/tmp/*.txt", none, false},
+    {"a plain name is not a pattern", "notes", none, false},
+    {"the name search as you type revealed is not a pattern", "*.txt", "*.txt", false},
+    {"another revealed name does not matter", "*.txt", "notes.txt", true},
+};
+INSTANTIATE_TEST_SUITE_P(PathWindowController, IsSearchString, testing::ValuesIn(kSearchStringRows),
+                         SentenceName{});
+
+// ---- navigateToParentDirectory
+
+struct ParentRow {
+    const char* name;
+    const char* text;
+    const char* entered;  // the text handed to pathEditorEnter
+    std::vector<std::string> calls;
+    const char* fieldAfter;
+};
+
+class NavigateToParentDirectory : public PathWindowControllerTable<ParentRow> {};
+
+TEST_P(NavigateToParentDirectory, Row) {
+    const ParentRow& row = GetParam();
+    bar().setFinderLocation(t("{T}"));
+    views_.field().type(t(row.text));
+
+    bar().navigateToParentDirectory();
+    settle();
+
+    const std::vector<std::string> texts = log_->entriesStartingWith("field.setStringValue ");
+    ASSERT_GE(texts.size(), 2u);
+    EXPECT_EQ(texts[texts.size() - 2], "field.setStringValue " + t(row.entered));
+    EXPECT_EQ(handlerCalls(), t(row.calls));
+    EXPECT_EQ(views_.field().stringValue(), t(row.fieldAfter));
+}
+
+const ParentRow kParentRows[] = {
+    {"a folder with a trailing slash goes to its parent with one", "{T}/docs/sub/", "{T}/docs/",
+     {"finder_set_path [{T}/docs/]"}, "{T}/docs/"},
+    {"a file goes to its folder", "{T}/notes.txt", "{T}/", {"finder_set_path [{T}/]"}, "{T}/"},
+    {"a top folder goes to the root without a second slash", "/tmp", "/", {"finder_set_path [/]"}, "/"},
+    {"the root re-enters the empty text and shows the folder again", "/", "", {"finder_set_path [{T}]"}, "{T}"},
+    {"empty text re-enters the empty text and shows the folder again", "", "", {"finder_set_path [{T}]"}, "{T}"},
+};
+INSTANTIATE_TEST_SUITE_P(PathWindowController, NavigateToParentDirectory, testing::ValuesIn(kParentRows),
+                         SentenceName{});
+
+TEST_F(PathWindowControllerTest, UpOnTheRootShowsTheSearchImageBeforeTheFolderComesBack) {
+    bar().setFinderLocation(t("{T}"));
+    views_.field().type("/");
+    bar().navigateToParentDirectory();
+    settle();
+    const std::size_t cleared = log_->indexOf("field.setStringValue ");
+    const std::size_t searchImage = log_->indexOf("field.setImage search");
+    ASSERT_NE(searchImage, EventLog::npos);
+    EXPECT_LT(cleared, searchImage);
+    EXPECT_LT(searchImage, log_->indexOf("field.setStringValue " + t("{T}")));
+}
+
+// ---- the small actions
+
+TEST_F(PathWindowControllerTest, IsDirFollowsLinksAndSaysNoForMissingPaths) {
+    tmp_.symlink("linkToDocs", "docs");
+    tmp_.symlink("dangling", "nowhere");
+    EXPECT_TRUE(PathWindowController::isDir(t("{T}/docs")));
+    EXPECT_TRUE(PathWindowController::isDir(t("{T}/linkToDocs")));
+    EXPECT_FALSE(PathWindowController::isDir(t("{T}/notes.txt")));
+    EXPECT_FALSE(PathWindowController::isDir(t("{T}/dangling")));
+    EXPECT_FALSE(PathWindowController::isDir(t("{T}/missing")));
+    EXPECT_FALSE(PathWindowController::isDir(""));
+}
+
+TEST_F(PathWindowControllerTest, NavigationShowsTheSpinnerOnlyWhenItLastsAndHidesItWhenDone) {
+    finder_->hold(handlers::finderSetPath);
+    bar().finderSetPath(t("{T}/docs"));
+    ASSERT_TRUE(finder_->waitForHeld(handlers::finderSetPath, 1));
+    advance(0.29);
+    EXPECT_TRUE(views_.spinner().isHidden());
+    advance(0.01);
+    EXPECT_FALSE(views_.spinner().isHidden());
+    EXPECT_TRUE(views_.spinner().isAnimating());
+
+    finder_->release(handlers::finderSetPath);
+    settle();
+    EXPECT_TRUE(views_.spinner().isHidden());
+}
+
+TEST_F(PathWindowControllerTest, ANavigationFinishingAfterTheBarIsGoneIsHarmless) {
+    finder_->hold(handlers::finderSetPath);
+    bar().finderSetPath(t("{T}/docs"));
+    ASSERT_TRUE(finder_->waitForHeld(handlers::finderSetPath, 1));
+    controller_.reset();
+    finder_->release(handlers::finderSetPath);
+    settle();
+    advance(1);
+}
+
+TEST_F(PathWindowControllerTest, TheFolderIsAskedForOnlyWhileUnknown) {
+    finder_->answerOnce(handlers::finderGetPath, std::nullopt);
+    finder_->answer(handlers::finderGetPath, "/srv");
+    EXPECT_EQ(bar().finderLocation(), std::nullopt);
+    EXPECT_EQ(bar().finderLocation(), "/srv");
+    EXPECT_EQ(bar().finderLocation(), "/srv");
+    EXPECT_EQ(finder_->callCount(handlers::finderGetPath), 2u);
+}
+
+TEST_F(PathWindowControllerTest, TheFolderFetchedInTheBackgroundFillsTheField) {
+    finder_->answer(handlers::finderGetPath, "/srv");
+    bar().startSpinnerTimer();
+    bar().fetchFinderLocation();
+    settle();
+    EXPECT_EQ(bar().storedFinderLocation(), "/srv");
+    EXPECT_EQ(views_.field().stringValue(), "/srv");
+    EXPECT_EQ(views_.field().image(), BarImage::iconForFile("/srv"));
+    advance(1);
+    EXPECT_TRUE(views_.spinner().isHidden());
+}
+
+TEST_F(PathWindowControllerTest, SearchAsYouTypeRevealsEachFirstCandidateOnce) {
+    bar().setFinderLocation(t("{T}"));
+    EXPECT_EQ(bar().completedString("do"), "docs/");
+    EXPECT_EQ(bar().completedString("doc"), "docs/");
+    EXPECT_EQ(bar().completedString("no"), "notes.txt");
+    EXPECT_EQ(bar().completedString("*.log"), std::nullopt);
+    EXPECT_EQ(bar().completedString(t("{T}/d")), t("{T}/docs/"));
+    EXPECT_THAT(handlerCalls(),
+                ElementsAre("finder_reveal_in_current [docs/]", "finder_reveal_in_current [notes.txt]"));
+    EXPECT_EQ(views_.completions().content(), std::vector<std::string>{t("{T}/docs/")});
+}
+
+TEST_F(PathWindowControllerTest, TheDataSourceCountsWhatWasTypedWithoutTheCompletedTail) {
+    bar().setFinderLocation(t("{T}"));
+    views_.field().type(t("{T}/threeXYZ"), {t("{T}/three").size(), 3});
+    EXPECT_EQ(bar().uncompletedString(), t("{T}/three"));
+    EXPECT_EQ(bar().numberOfItemsInComboBox(), 1u);
+    EXPECT_EQ(bar().objectValueForItemAtIndex(0), t("{T}/three/"));
+    EXPECT_EQ(bar().indexOfItemWithStringValue(t("{T}/three/")), 0u);
+    EXPECT_EQ(bar().indexOfItemWithStringValue("nothing"), CompletionEngine::notFound);
+    EXPECT_GE(views_.field().noteNumberOfItemsChangedCount(), 1);
+}
+
+}  // namespace
+}  // namespace jorvane::test

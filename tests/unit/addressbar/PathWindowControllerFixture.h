@@ -1,0 +1,189 @@
+#pragma once
+
+// One address bar over one fake file-manager window, with every port faked:
+// the views and the application record into one EventLog, the handler
+// catalogue answers what the test scripts, time is virtual.
+//
+// The window is 600 x 400 points at (100, 50) with a 120-point title text;
+// the only screen is 1440 x 900. Texts may hold "{T}", which stands for a
+// temporary folder holding: docs/ (with sub/), notes.txt, a.log, bb.log,
+// c.txt, empty/, three/ (a, bb, ccc) and nine/ (nine files of one length).
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <ostream>
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "addressbar/PathWindowController.h"
+#include "bridges/VJASWrapper.h"
+#include "fakes/FakeAccessibility.h"
+#include "fakes/FakeHandlerCatalogue.h"
+#include "fakes/FakePathWindowDelegate.h"
+#include "fakes/FakePathWindowViews.h"
+#include "fakes/MemoryDefaults.h"
+#include "fakes/TestSupport.h"
+#include "util/Dispatch.h"
+
+namespace jorvane::test {
+
+// Forwards to a FakeHandlerCatalogue and logs the calls made on the main
+// thread as "vj <name> [<param>] ...". Calls from the bridge's queues are
+// left out of the log (their moment is not the test's to fix); the fake
+// catalogue records them all.
+class LoggingCatalogue final : public HandlerCatalogue {
+public:
+    LoggingCatalogue(std::shared_ptr<FakeHandlerCatalogue> inner, std::shared_ptr<EventLog> log)
+        : inner_(std::move(inner)), log_(std::move(log)) {}
+
+    std::optional<std::string> call(std::string_view name, const std::vector<std::string>& params) override {
+        if (dispatch::isMainThread()) {
+            std::string entry = "vj " + std::string(name);
+            for (const std::string& param : params) entry += " [" + param + "]";
+            log_->add(std::move(entry));
+        }
+        return inner_->call(name, params);
+    }
+
+private:
+    std::shared_ptr<FakeHandlerCatalogue> inner_;
+    std::shared_ptr<EventLog> log_;
+};
+
+inline std::string replaceAll(std::string text, const std::string& from, const std::string& to) {
+    for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+        text.replace(at, from.size(), to);
+    return text;
+}
+
+class PathWindowControllerFixture {
+public:
+    static constexpr Rect kWindowFrame{{100, 50}, {600, 400}};
+    static constexpr Rect kTitleFrame{{340, 53}, {120, 16}};
+    static constexpr Rect kScreen{{0, 0}, {1440, 900}};
+    static constexpr double kPanelHeight = 22;
+
+    PathWindowControllerFixture() {
+        dispatch::mainQueue().bindToCurrentThread();
+        dispatch::mainQueue().drain();
+        dispatch::setTimeSource(&time_);
+        application_ = ax_->addApplication(4242);
+        window_ = ax_->addWindow(application_, "folder - Thunar", kWindowFrame);
+        title_ = ax_->addStaticText(window_, "folder - Thunar", kTitleFrame);
+        views_.panel().setFrameSilently({{0, 0}, {0, kPanelHeight}});
+        views_.spinner().setOriginSilently({0, 3});
+
+        tmp_.dir("docs/sub");
+        tmp_.file("notes.txt");
+        tmp_.file("a.log");
+        tmp_.file("bb.log");
+        tmp_.file("c.txt");
+        tmp_.dir("empty");
+        for (const char* name : {"a", "bb", "ccc"}) tmp_.file(std::string("three/") + name);
+        for (int i = 1; i <= 9; ++i) tmp_.file("nine/file" + std::to_string(i));
+    }
+
+    virtual ~PathWindowControllerFixture() {
+        finder_->releaseAll();
+        bridge_.waitUntilIdle();
+        controller_.reset();
+        dispatch::mainQueue().drain();
+        dispatch::setTimeSource(nullptr);
+    }
+
+    PathWindowController& bar() {
+        if (!controller_)
+            controller_ = std::make_unique<PathWindowController>(
+                ax_->element(window_), views_.take(),
+                PathWindowController::Dependencies{bridge_, *defaults_, workspace_, screens_, delegate_});
+        return *controller_;
+    }
+
+    // Lets the bridge's background work finish and runs what it queued.
+    void settle() {
+        bridge_.waitUntilIdle();
+        dispatch::mainQueue().drain();
+    }
+
+    void advance(double seconds) {
+        time_.advance(dispatch::seconds(seconds));
+        dispatch::mainQueue().drain();
+    }
+
+    std::string t(const std::string& text) const { return replaceAll(text, "{T}", tmp_.str()); }
+    std::vector<std::string> t(const std::vector<std::string>& texts) const {
+        std::vector<std::string> out;
+        for (const std::string& text : texts) out.push_back(t(text));
+        return out;
+    }
+
+    // The log, keeping only entries that begin with one of the prefixes.
+    std::vector<std::string> logged(const std::vector<std::string>& prefixes) const {
+        std::vector<std::string> out;
+        for (const std::string& entry : log_->entries())
+            for (const std::string& prefix : prefixes)
+                if (entry.starts_with(prefix)) {
+                    out.push_back(entry);
+                    break;
+                }
+        return out;
+    }
+
+    // Every handler call so far as "name [param] ..." (queues included).
+    std::vector<std::string> handlerCalls() const {
+        std::vector<std::string> out;
+        for (const FakeHandlerCatalogue::Call& call : finder_->calls()) {
+            std::string entry = call.name;
+            for (const std::string& param : call.params) entry += " [" + param + "]";
+            out.push_back(std::move(entry));
+        }
+        return out;
+    }
+
+    dispatch::ManualTimeSource time_;
+    std::shared_ptr<EventLog> log_ = std::make_shared<EventLog>();
+    std::shared_ptr<FakeAccessibility> ax_ = std::make_shared<FakeAccessibility>();
+    AXNode application_, window_, title_;
+    std::shared_ptr<FakeHandlerCatalogue> finder_ = std::make_shared<FakeHandlerCatalogue>();
+    VJASWrapper bridge_{std::make_shared<LoggingCatalogue>(finder_, log_)};
+    std::unique_ptr<settings::UserDefaults> defaults_ = makeMemoryDefaults();
+    FakeWorkspace workspace_{log_};
+    FakeScreens screens_{{kScreen}};
+    FakePathWindowDelegate delegate_{log_};
+    FakePathWindowViews views_{log_};
+    TempDir tmp_;
+    std::unique_ptr<PathWindowController> controller_;
+};
+
+// For plain tests.
+class PathWindowControllerTest : public PathWindowControllerFixture, public testing::Test {};
+
+// For table tests: TEST_P over rows of type Row.
+template <class Row>
+class PathWindowControllerTable : public PathWindowControllerFixture, public testing::TestWithParam<Row> {};
+
+// Rows print as their sentence.
+template <class Row>
+    requires std::is_convertible_v<decltype(Row::name), const char*>
+void PrintTo(const Row& row, std::ostream* out) {
+    *out << row.name;
+}
+
+// Row names: the row's sentence with spaces as underscores.
+struct SentenceName {
+    template <class Info>
+    std::string operator()(const Info& info) const {
+        std::string name;
+        for (char c : std::string(info.param.name)) {
+            const bool keep = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+            name.push_back(keep ? c : '_');
+        }
+        return name;
+    }
+};
+
+}  // namespace jorvane::test

@@ -1,0 +1,366 @@
+// The bar's panel: placement over the window, opening and hiding, the
+// delayed spinner, the completion list's popup and closing.
+
+#include "PathWindowControllerFixture.h"
+
+#include <gmock/gmock.h>
+
+#include <stdexcept>
+
+namespace jorvane::test {
+namespace {
+
+using test::PrintTo;
+
+using testing::ElementsAre;
+
+// ---- updateSize
+
+struct GeometryRow {
+    const char* name;
+    Rect window;
+    // Title text width; none: the window has no title element.
+    std::optional<double> titleWidth;
+    double textWidth;
+    bool visible;
+    double panelWidthBefore;
+    std::vector<Rect> screens;
+    // None: the panel is neither moved nor resized.
+    std::optional<Rect> expected;
+};
+
+class UpdateSize : public PathWindowControllerTable<GeometryRow> {};
+
+TEST_P(UpdateSize, Row) {
+    const GeometryRow& row = GetParam();
+    ax_->setFrame(window_, row.window);
+    if (row.titleWidth)
+        ax_->setFrame(title_, {{row.window.origin.x + 10, row.window.origin.y + 3}, {*row.titleWidth, 16}});
+    else
+        ax_->destroy(title_);
+    screens_.setScreenFrames(row.screens);
+    views_.panel().setFrameSilently({{500, 500}, {row.panelWidthBefore, kPanelHeight}});
+    views_.panel().setVisible(row.visible);
+    views_.field().setTextWidthMeasure([w = row.textWidth](const std::string&) { return w; });
+
+    bar().updateSize();
+
+    if (!row.expected) {
+        EXPECT_TRUE(views_.panel().frameChanges().empty());
+        EXPECT_EQ(views_.spinner().frameOrigin(), (Point{0, 3}));
+        return;
+    }
+    ASSERT_EQ(views_.panel().frameChanges().size(), 1u);
+    const FakePathPanel::FrameChange& change = views_.panel().frameChanges().front();
+    EXPECT_EQ(describe(change.frame), describe(*row.expected));
+    EXPECT_TRUE(change.display);
+    EXPECT_EQ(change.animate, row.visible);
+    EXPECT_EQ(views_.spinner().frameOrigin(), (Point{row.expected->size.width - 50, 3}));
+}
+
+constexpr Rect kWindow{{100, 50}, {600, 400}};
+const std::vector<Rect> kOneScreen{{{0, 0}, {1440, 900}}};
+const std::vector<Rect> kTwoScreens{{{0, 0}, {1440, 900}}, {{1440, -300}, {1920, 1200}}};
+// y for a window at 50 on the 900-point screen: 900 - 50 - 22 + 1.
+constexpr double kY = 829;
+constexpr double kPanelHeight = PathWindowControllerFixture::kPanelHeight;
+
+const GeometryRow kGeometryRows[] = {
+    {"an empty field over a 600 point window takes a third of the window", kWindow, 120, 0, false, 0, kOneScreen,
+     Rect{{300, kY}, {200, kPanelHeight}}},
+    {"a long path is capped 160 points short of the window", kWindow, 120, 1000, false, 0, kOneScreen,
+     Rect{{180, kY}, {440, kPanelHeight}}},
+    {"a text between the bounds gets its width plus 150 truncated", kWindow, 120, 123.7, false, 0, kOneScreen,
+     Rect{{264, kY}, {273, kPanelHeight}}},
+    {"a wide title raises the lower bound to the title plus 50", kWindow, 300, 0, false, 0, kOneScreen,
+     Rect{{225, kY}, {350, kPanelHeight}}},
+    {"a window narrower than 240 points takes the upper bound even when negative", {{100, 50}, {150, 300}}, 0, 0,
+     false, 0, kOneScreen, Rect{{180, kY}, {-10, kPanelHeight}}},
+    {"a window 200 points wide takes its upper bound of 40", {{100, 50}, {200, 300}}, 0, 0, false, 0, kOneScreen,
+     Rect{{180, kY}, {40, kPanelHeight}}},
+    {"a visible panel wider than its text keeps its width", kWindow, 120, 0, true, 400, kOneScreen,
+     Rect{{200, kY}, {400, kPanelHeight}}},
+    {"a visible panel narrower than its text grows", kWindow, 120, 200, true, 210, kOneScreen,
+     Rect{{225, kY}, {350, kPanelHeight}}},
+    {"a visible panel wider than the upper bound is cut to it", kWindow, 120, 0, true, 500, kOneScreen,
+     Rect{{180, kY}, {440, kPanelHeight}}},
+    {"a hidden panel shrinks to its text", kWindow, 120, 0, false, 400, kOneScreen,
+     Rect{{300, kY}, {200, kPanelHeight}}},
+    {"a window on the second screen is flipped with the first screen's height", {{1600, 100}, {600, 400}}, 120, 0,
+     false, 0, kTwoScreens, Rect{{1800, 779}, {200, kPanelHeight}}},
+    {"with no screen known the flip uses a height of zero", kWindow, 120, 0, false, 0, {},
+     Rect{{300, -71}, {200, kPanelHeight}}},
+    {"a window without a title element is not placed", kWindow, std::nullopt, 0, true, 300, kOneScreen,
+     std::nullopt},
+};
+INSTANTIATE_TEST_SUITE_P(PathWindowController, UpdateSize, testing::ValuesIn(kGeometryRows), SentenceName{});
+
+TEST_F(PathWindowControllerTest, FramesThatCannotBeReadPlaceThePanelFromZeros) {
+    ax_->removeAttribute(window_, "AXPosition");
+    ax_->removeAttribute(title_, "AXSize");
+    bar().updateSize();
+    ASSERT_EQ(views_.panel().frameChanges().size(), 1u);
+    // m = 0 + 50 for the title, M = 0 - 160: the upper bound wins; the window
+    // counts as 0 x 0 at 0,0.
+    EXPECT_EQ(describe(views_.panel().frameChanges().front().frame), describe({{80, 879}, {-160, kPanelHeight}}));
+}
+
+TEST_F(PathWindowControllerTest, TypingOnlyWidensTheOpenBarUntilItIsShownAgain) {
+    bar().show();
+    views_.field().type(std::string(40, 'x'));
+    bar().updateSize();
+    EXPECT_EQ(views_.panel().frame().size.width, 430);
+    views_.field().type("x");
+    bar().updateSize();
+    EXPECT_EQ(views_.panel().frame().size.width, 430);
+    bar().hide();
+    bar().show();
+    EXPECT_EQ(views_.panel().frame().size.width, 200);
+}
+
+// ---- show
+
+struct ShowRow {
+    const char* name;
+    bool fill;
+    std::int64_t behaviour;
+    std::optional<std::string> folder;
+    std::optional<std::string> selection;
+    std::vector<std::string> calls;
+    const char* field;
+    BarImage image;
+};
+
+class Show : public PathWindowControllerTable<ShowRow> {};
+
+TEST_P(Show, Row) {
+    const ShowRow& row = GetParam();
+    defaults_->setInteger(row.behaviour, settings::keys::activationPathBehaviour);
+    finder_->answer(handlers::finderGetPath, row.folder);
+    finder_->answer(handlers::finderGetSelection, row.selection);
+    views_.field().type("left over");
+
+    bar().show(row.fill);
+
+    EXPECT_EQ(handlerCalls(), row.calls);
+    EXPECT_EQ(views_.field().stringValue(), row.field);
+    EXPECT_EQ(views_.field().image(), row.image);
+    EXPECT_EQ(bar().currentImage(), row.image);
+    EXPECT_TRUE(views_.panel().isVisible());
+    EXPECT_TRUE(views_.panel().isKey());
+    EXPECT_TRUE(views_.spinner().isHidden());
+    EXPECT_EQ(bar().storedFinderLocation(), row.fill ? row.folder : std::nullopt);
+}
+
+const ShowRow kShowRows[] = {
+    {"behaviour 1 fills the field with the folder and its icon", true, 1, "/srv/data", "/srv/data/file",
+     {"is_finder_win", "finder_get_path"}, "/srv/data", BarImage::iconForFile("/srv/data")},
+    {"behaviour 0 fills the field with the selection and the folder's icon", true, 0, "/srv/data", "/srv/data/file",
+     {"is_finder_win", "finder_get_path", "finder_get_selection"}, "/srv/data/file",
+     BarImage::iconForFile("/srv/data")},
+    {"behaviour 2 also fills the field with the selection", true, 2, "/srv/data", "/srv/data/file",
+     {"is_finder_win", "finder_get_path", "finder_get_selection"}, "/srv/data/file",
+     BarImage::iconForFile("/srv/data")},
+    {"no selection leaves the field empty", true, 0, "/srv/data", std::nullopt,
+     {"is_finder_win", "finder_get_path", "finder_get_selection"}, "", BarImage::iconForFile("/srv/data")},
+    {"no folder shows an empty field and the search image", true, 1, std::nullopt, "/x",
+     {"is_finder_win", "finder_get_path"}, "", BarImage::search()},
+    {"no folder with behaviour 0 shows the selection and the search image", true, 0, std::nullopt, "/x",
+     {"is_finder_win", "finder_get_path", "finder_get_selection"}, "/x", BarImage::search()},
+    {"without filling the field is empty in search form", false, 1, "/srv/data", "/x", {"is_finder_win"}, "",
+     BarImage::search()},
+};
+INSTANTIATE_TEST_SUITE_P(PathWindowController, Show, testing::ValuesIn(kShowRows), SentenceName{});
+
+TEST_F(PathWindowControllerTest, ShowOpensTheBarBeforeAskingAndAgainAfterFilling) {
+    finder_->answer(handlers::finderGetPath, "/srv");
+    bar().show();
+    EXPECT_THAT(logged({"panel.orderFrontRegardless", "panel.makeKeyWindow", "panel.setFrame", "vj ",
+                        "field.setStringValue", "field.setImage", "spinner.hide"}),
+                ElementsAre("panel.setFrame 300,829 200x22", "panel.orderFrontRegardless", "panel.makeKeyWindow",
+                            "vj is_finder_win", "vj finder_get_path", "field.setStringValue /srv", "spinner.hide",
+                            "field.setImage icon:/srv", "panel.setFrame 300,829 200x22 animated",
+                            "panel.orderFrontRegardless", "panel.makeKeyWindow"));
+}
+
+struct IsFinderWinRow {
+    const char* name;
+    std::optional<std::string> answer;
+    bool hides;
+};
+
+class IsFinderWin : public PathWindowControllerTable<IsFinderWinRow> {};
+
+TEST_P(IsFinderWin, Row) {
+    finder_->answer(handlers::isFinderWin, GetParam().answer);
+    bar().show();
+    EXPECT_EQ(views_.panel().isVisible(), !GetParam().hides);
+    EXPECT_EQ(finder_->callCount(handlers::finderGetPath), GetParam().hides ? 0u : 1u);
+    // The spinner armed on opening is only stopped by a bar that stays; in a
+    // hidden bar it shows after the delay, and the next opening hides it.
+    advance(0.3);
+    EXPECT_EQ(views_.spinner().isHidden(), !GetParam().hides);
+    finder_->answer(handlers::isFinderWin, "YES");
+    bar().show();
+    EXPECT_TRUE(views_.spinner().isHidden());
+}
+
+const IsFinderWinRow kIsFinderWinRows[] = {
+    {"NO hides the bar", "NO", true},
+    {"no does not hide the bar", "no", false},
+    {"No does not hide the bar", "No", false},
+    {"no answer does not hide the bar", std::nullopt, false},
+    {"YES keeps the bar", "YES", false},
+};
+INSTANTIATE_TEST_SUITE_P(PathWindowController, IsFinderWin, testing::ValuesIn(kIsFinderWinRows), SentenceName{});
+
+// ---- spinner
+
+TEST_F(PathWindowControllerTest, TheSpinnerShowsAfterTheDelayAndReArmingPostponesIt) {
+    bar().startSpinnerTimer();
+    advance(0.2);
+    bar().startSpinnerTimer();
+    advance(0.2);
+    EXPECT_TRUE(views_.spinner().isHidden());
+    advance(0.1);
+    EXPECT_FALSE(views_.spinner().isHidden());
+    EXPECT_TRUE(views_.spinner().isAnimating());
+
+    bar().stopSpinner();
+    EXPECT_TRUE(views_.spinner().isHidden());
+    EXPECT_TRUE(views_.spinner().isAnimating());  // hidden, not stopped
+}
+
+TEST_F(PathWindowControllerTest, StoppingTheSpinnerDropsAPendingShowing) {
+    bar().startSpinnerTimer();
+    bar().stopSpinner();
+    advance(1);
+    EXPECT_TRUE(views_.spinner().isHidden());
+}
+
+// ---- hiding and closing
+
+TEST_F(PathWindowControllerTest, HidingAndLosingKeyStatusOrderOutThePanelAndTheList) {
+    bar().show();
+    bar().popupButtonClicked();
+    bar().hide();
+    EXPECT_FALSE(views_.panel().isVisible());
+    EXPECT_FALSE(views_.completions().isVisible());
+
+    bar().show();
+    bar().popupButtonClicked();
+    bar().windowDidResignKey();
+    EXPECT_FALSE(views_.panel().isVisible());
+    EXPECT_FALSE(views_.completions().isVisible());
+}
+
+TEST_F(PathWindowControllerTest, ClosingDropsTheCompletionData) {
+    bar().setFinderLocation(t("{T}"));
+    bar().updateCompletions(t("{T}/three/"));
+    ASSERT_EQ(bar().currentCompletions().size(), 3u);
+    bar().close();
+    EXPECT_TRUE(views_.panel().isClosed());
+    EXPECT_TRUE(bar().isClosed());
+    EXPECT_TRUE(bar().currentCompletions().empty());
+    EXPECT_EQ(bar().completionEngine().currentCompletionsDirectoryPath(), std::nullopt);
+    EXPECT_TRUE(views_.completions().content().empty());
+}
+
+TEST_F(PathWindowControllerTest, TheTitleElementIsTheWindowsTitleText) {
+    EXPECT_EQ(ax_->nodeOf(bar().axTitleElement()), title_);
+    EXPECT_EQ(ax_->nodeOf(bar().axWindow()), window_);
+}
+
+TEST_F(PathWindowControllerTest, MissingViewsAreRefused) {
+    FakePathWindowViews fakes;
+    PathWindowViews views = fakes.take();
+    views.spinner.reset();
+    const PathWindowController::Dependencies dependencies{bridge_, *defaults_, workspace_, screens_, delegate_};
+    EXPECT_THROW(PathWindowController(ax_->element(window_), std::move(views), dependencies), std::invalid_argument);
+}
+
+TEST_F(PathWindowControllerTest, AboutAndPreferencesGoToTheApplication) {
+    bar().about();
+    bar().showPreferences();
+    EXPECT_THAT(log_->entries(), ElementsAre("delegate.about", "delegate.openPreferences"));
+}
+
+// ---- the completion list
+
+struct PopupRow {
+    const char* name;
+    const char* text;
+    double rowHeight;
+    double expectedHeight;
+};
+
+class ShowPopup : public PathWindowControllerTable<PopupRow> {};
+
+TEST_P(ShowPopup, Row) {
+    const PopupRow& row = GetParam();
+    views_.panel().setFrameSilently({{300, 829}, {450, 22}});
+    views_.field().setFrame({{18, 2}, {400, 18}});
+    views_.completions().setRowHeight(row.rowHeight);
+    views_.field().type(t(row.text));
+
+    bar().showPopup();
+
+    // Under the field, as wide as the field.
+    EXPECT_EQ(describe(views_.completions().frame()), describe({{318, 831 - row.expectedHeight},
+                                                                {400, row.expectedHeight}}));
+    EXPECT_TRUE(views_.completions().isVisible());
+    EXPECT_EQ(views_.completions().content(), bar().currentCompletions());
+    EXPECT_THAT(logged({"list.orderFrontRegardless", "list.becomeKeyWindow", "panel.makeKeyWindow"}),
+                ElementsAre("list.orderFrontRegardless", "list.becomeKeyWindow"));
+}
+
+const PopupRow kPopupRows[] = {
+    {"no candidates give a list 20 points high", "{T}/empty/", 17, 20},
+    {"one candidate gives one row", "{T}/c", 17, 17},
+    {"nine candidates of 17 point rows show six rows in 102 points", "{T}/nine/", 17, 102},
+    {"fractional rows are truncated to whole points", "{T}/three/", 17.5, 52},
+};
+INSTANTIATE_TEST_SUITE_P(PathWindowController, ShowPopup, testing::ValuesIn(kPopupRows), SentenceName{});
+
+TEST_F(PathWindowControllerTest, TheArrowButtonAcceptsTheCompletionShowsAndThenHidesTheList) {
+    views_.field().type(t("{T}/threeXYZ"), {t("{T}/three").size(), 3});
+    bar().popupButtonClicked();
+    EXPECT_TRUE(views_.completions().isVisible());
+    EXPECT_EQ(views_.field().selectedRange(), (TextRange{t("{T}/threeXYZ").size(), 0}));
+    // The whole text counts once the completion is accepted: nothing matches.
+    EXPECT_TRUE(bar().currentCompletions().empty());
+
+    bar().popupButtonClicked();
+    EXPECT_FALSE(views_.completions().isVisible());
+}
+
+TEST_F(PathWindowControllerTest, ChoosingARowEntersIt) {
+    views_.field().type(t("{T}/three/"));
+    bar().showPopup();
+    views_.completions().selectRow(2);
+    bar().completionsTableViewSelector();
+    settle();
+    EXPECT_EQ(views_.field().stringValue(), t("{T}/three/ccc"));
+    EXPECT_FALSE(views_.completions().isVisible());
+    EXPECT_THAT(handlerCalls(), ElementsAre(t("finder_reveal [{T}/three/ccc]")));
+}
+
+TEST_F(PathWindowControllerTest, AClickWithNoRowOrNoCandidatesChangesNothing) {
+    views_.field().type(t("{T}/three/"));
+    bar().showPopup();
+    log_->clear();
+    bar().completionsTableViewSelector();
+    EXPECT_TRUE(log_->entries().empty());
+
+    views_.field().type(t("{T}/empty/"));
+    bar().showPopup();
+    views_.completions().setSelectedRowSilently(0);
+    log_->clear();
+    bar().completionsTableViewSelector();
+    settle();
+    EXPECT_TRUE(log_->entries().empty());
+    EXPECT_TRUE(finder_->calls().empty());
+}
+
+}  // namespace
+}  // namespace jorvane::test
