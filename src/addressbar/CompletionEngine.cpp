@@ -15,6 +15,30 @@ namespace {
 
 bool hasWildcard(std::string_view text) { return text.find_first_of("*?") != std::string_view::npos; }
 
+// Shortest first; equal lengths keep their order. A counting sort on the
+// length: the list may hold a whole folder, and lengths span a short range.
+void sortByLength(std::vector<std::string>& strings) {
+    if (strings.size() < 2) return;
+    std::size_t shortest = strings.front().size();
+    std::size_t longest = shortest;
+    for (const auto& s : strings) {
+        shortest = std::min(shortest, s.size());
+        longest = std::max(longest, s.size());
+    }
+    if (shortest == longest) return;
+    if (longest - shortest > 65536) {
+        std::stable_sort(strings.begin(), strings.end(),
+                         [](const std::string& a, const std::string& b) { return a.size() < b.size(); });
+        return;
+    }
+    std::vector<std::size_t> next(longest - shortest + 2, 0);
+    for (const auto& s : strings) ++next[s.size() - shortest + 1];
+    for (std::size_t i = 1; i < next.size(); ++i) next[i] += next[i - 1];
+    std::vector<std::string> sorted(strings.size());
+    for (auto& s : strings) sorted[next[s.size() - shortest]++] = std::move(s);
+    strings.swap(sorted);
+}
+
 }  // namespace
 
 CompletionEngine::CompletionEngine(Hooks hooks) : hooks_(std::move(hooks)) {}
@@ -95,7 +119,7 @@ void CompletionEngine::updateCompletions(std::string_view text, const std::optio
         const std::size_t count = listing->size();
         for (std::size_t i = 0; i < count; ++i) {
             const std::string_view name = listing->name(i);
-            if (!filter.accepts(name)) continue;
+            if (!filter.accepts(name, listing->isAscii(i))) continue;
             const unsigned char type = listing->type(i);
             if (typesUsable && type != DT_LNK && type != DT_UNKNOWN && base.size() + name.size() < PATH_MAX) {
                 isDirectory = type == DT_DIR;
@@ -113,9 +137,7 @@ void CompletionEngine::updateCompletions(std::string_view text, const std::optio
         }
     }
 
-    // Shortest first; equal lengths keep the listing's order.
-    std::stable_sort(currentCompletions_.begin(), currentCompletions_.end(),
-                     [](const std::string& a, const std::string& b) { return a.size() < b.size(); });
+    sortByLength(currentCompletions_);
 
     if (hooks_.noteNumberOfItemsChanged) hooks_.noteNumberOfItemsChanged();
 }

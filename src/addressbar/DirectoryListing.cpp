@@ -1,5 +1,7 @@
 #include "addressbar/DirectoryListing.h"
 
+#include "addressbar/NameFilter.h"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/syscall.h>
@@ -138,7 +140,8 @@ std::optional<DirectoryListing> DirectoryListing::read(const std::string& path) 
             std::memcpy(out, name, length);
             out += length;
             *offsetOut++ = static_cast<std::uint32_t>(out - names.data);
-            *typeOut++ = static_cast<unsigned char>(record[direntTypeOffset]);
+            const auto type = static_cast<unsigned char>(record[direntTypeOffset] & typeMask);
+            *typeOut++ = isAsciiText({name, length}) ? type : static_cast<unsigned char>(type | nonAsciiBit);
         }
         names.size = static_cast<std::size_t>(out - names.data);
         offsets.size = static_cast<std::size_t>(offsetOut - offsets.data);

@@ -43,7 +43,10 @@ public:
         return {names_ + offsets_[i], static_cast<std::size_t>(offsets_[i + 1] - offsets_[i])};
     }
     // The d_type the listing gave (DT_UNKNOWN when the file system does not say).
-    unsigned char type(std::size_t i) const { return types_[i]; }
+    unsigned char type(std::size_t i) const { return types_[i] & typeMask; }
+    // Whether the name is plain ASCII (no byte above 0x7F), which lets
+    // matching skip Unicode case folding.
+    bool isAscii(std::size_t i) const { return (types_[i] & nonAsciiBit) == 0; }
 
     // Whether the process could search the directory (look up its entries)
     // when it was listed. A directory that is readable but not searchable
@@ -63,6 +66,11 @@ public:
     }
 
 private:
+    // d_type values are below 16; the top bit of the type byte marks names
+    // with bytes above 0x7F.
+    static constexpr unsigned char typeMask = 0x7F;
+    static constexpr unsigned char nonAsciiBit = 0x80;
+
     char* names_ = nullptr;
     std::uint32_t* offsets_ = nullptr;  // count_ + 1 entries: name i is [offsets_[i], offsets_[i + 1])
     unsigned char* types_ = nullptr;

@@ -4,77 +4,67 @@
 
 namespace jorvane {
 
-namespace {
-
-inline unsigned char asciiLower(unsigned char c) {
-    return static_cast<unsigned char>(c - 'A') < 26u ? static_cast<unsigned char>(c + ('a' - 'A')) : c;
-}
-
-}  // namespace
-
 NameFilter::NameFilter(std::string_view prefix) : prefix_(prefix) {
     loweredPrefix_.reserve(prefix.size());
     for (const char ch : prefix) {
         const auto c = static_cast<unsigned char>(ch);
         if (c >= 0x80) ascii_ = false;
         if (c == '*' || c == '?') hasWildcard_ = true;
+        if (c != '*') ++minimumLength_;
         loweredPrefix_.push_back(static_cast<char>(asciiLower(c)));
+    }
+    const std::string_view lowered = loweredPrefix_;
+    for (std::size_t start = 0;;) {
+        const std::size_t star = lowered.find('*', start);
+        segments_.push_back(lowered.substr(start, star == std::string_view::npos ? star : star - start));
+        if (star == std::string_view::npos) break;
+        start = star + 1;
     }
 }
 
 bool NameFilter::acceptsInToolkit(std::string_view name) const {
-    return paths::hasCaseInsensitivePrefix(name, prefix_) || paths::isCaseInsensitiveLike(name, prefix_);
+    return paths::hasCaseInsensitivePrefix(name, prefix_) || likeInToolkit(name);
 }
 
-bool NameFilter::accepts(std::string_view name) const {
-    if (prefix_.empty()) return true;
-    if (!ascii_) return acceptsInToolkit(name);
+bool NameFilter::likeInToolkit(std::string_view name) const { return paths::isCaseInsensitiveLike(name, prefix_); }
 
-    const std::size_t n = loweredPrefix_.size();
-    std::size_t i = 0;
-    for (; i < n && i < name.size(); ++i) {
-        const auto c = static_cast<unsigned char>(name[i]);
-        if (c >= 0x80) return acceptsInToolkit(name);
-        if (asciiLower(c) != static_cast<unsigned char>(loweredPrefix_[i])) break;
+namespace {
+
+// `segment` (lowered, "?" for any byte) against the bytes at `text`.
+inline bool segmentMatchesAt(const char* text, std::string_view segment) {
+    for (std::size_t i = 0; i < segment.size(); ++i) {
+        const auto s = static_cast<unsigned char>(segment[i]);
+        auto c = static_cast<unsigned char>(text[i]);
+        if (static_cast<unsigned char>(c - 'A') < 26u) c = static_cast<unsigned char>(c + ('a' - 'A'));
+        if (s != '?' && s != c) return false;
     }
-    if (i == n) return true;
-    // The names compared so far are ASCII and differ from the prefix: without
-    // a wildcard, the pattern test is plain equality and fails as well.
-    if (!hasWildcard_) return false;
-    return matchesAsciiPattern(name);
+    return true;
 }
 
-// Wildcard match with backtracking to the last "*" (linear for the patterns
-// people type, O(|name| * |pattern|) at worst). A name byte above 0x7F may
-// start a character that folds to ASCII or that "?" must take whole, so the
-// toolkit decides such names. Every byte is checked before a "*" can make the
-// match succeed, and a failure before the first "*" happens at an ASCII byte
-// where the toolkit fails too.
+}  // namespace
+
+// For an ASCII name the pattern is its "*"-free segments: the first must
+// start the name, the last must end it, and each one between is taken at its
+// leftmost place after the one before (the leftmost place never loses a
+// match, since the "*" after it can absorb anything).
 bool NameFilter::matchesAsciiPattern(std::string_view name) const {
-    const std::string& pattern = loweredPrefix_;
-    const std::size_t pn = pattern.size();
-    std::size_t p = 0;
-    std::size_t t = 0;
-    std::size_t starP = std::string::npos;
-    std::size_t starT = 0;
-    while (t < name.size()) {
-        const auto c = static_cast<unsigned char>(name[t]);
-        if (c >= 0x80) return paths::isCaseInsensitiveLike(name, prefix_);
-        if (p < pn && pattern[p] == '*') {
-            starP = p++;
-            starT = t;
-        } else if (p < pn && (pattern[p] == '?' || static_cast<unsigned char>(pattern[p]) == asciiLower(c))) {
-            ++p;
-            ++t;
-        } else if (starP != std::string::npos) {
-            p = starP + 1;
-            t = ++starT;
-        } else {
-            return false;
+    const std::size_t n = name.size();
+    const std::string_view first = segments_.front();
+    if (segments_.size() == 1) return n == first.size() && segmentMatchesAt(name.data(), first);
+    const std::string_view last = segments_.back();
+    if (!segmentMatchesAt(name.data() + n - last.size(), last) || !segmentMatchesAt(name.data(), first))
+        return false;
+    std::size_t pos = first.size();
+    const std::size_t end = n - last.size();
+    for (std::size_t s = 1; s + 1 < segments_.size(); ++s) {
+        const std::string_view segment = segments_[s];
+        for (;; ++pos) {
+            if (pos + segment.size() > end) return false;
+            if (segmentMatchesAt(name.data() + pos, segment)) break;
         }
+        pos += segment.size();
     }
-    while (p < pn && pattern[p] == '*') ++p;
-    return p == pn;
+    return true;
 }
 
 }  // namespace jorvane
