@@ -26,7 +26,6 @@
 #include <optional>
 #include <set>
 #include <thread>
-#include <unordered_map>
 
 #include "platform/x11/X11Keys.h"
 #include "util/Diagnostics.h"
@@ -214,9 +213,9 @@ struct X11EventTap::Impl {
     std::vector<KeyCombo> swallowKeys;
     std::shared_ptr<const X11Keys> keys;
     std::uint32_t group = 0;
+    std::uint8_t modifiers = 0;  // the keyboard's effective modifiers, from XKB state notifications
     std::int32_t keyboardId = -1;
     std::map<xcb_window_t, xcb_window_t> clientFrames;  // client -> its top-level frame
-    std::unordered_map<xcb_window_t, std::int32_t> pidCache;
     bool clientsDirty = false;
     bool framesDirty = false;
     bool keymapDirty = false;
@@ -283,8 +282,11 @@ struct X11EventTap::Impl {
         xcb_xkb_select_events_details_t details{};
         details.affectNewKeyboard = XCB_XKB_NKN_DETAIL_KEYCODES;
         details.newKeyboardDetails = XCB_XKB_NKN_DETAIL_KEYCODES;
-        details.affectState = XCB_XKB_STATE_PART_GROUP_STATE;
-        details.stateDetails = XCB_XKB_STATE_PART_GROUP_STATE;
+        // The modifier state, in order with the raw button events: a click's
+        // flags are the modifiers when the server handled it, not when we
+        // get to ask.
+        details.affectState = XCB_XKB_STATE_PART_GROUP_STATE | XCB_XKB_STATE_PART_MODIFIER_STATE;
+        details.stateDetails = XCB_XKB_STATE_PART_GROUP_STATE | XCB_XKB_STATE_PART_MODIFIER_STATE;
         logXError("XkbSelectEvents", xcb_request_check(conn, xcb_xkb_select_events_aux_checked(
                                                                   conn, XCB_XKB_ID_USE_CORE_KBD, events, 0, 0,
                                                                   mapParts, mapParts, &details)));
@@ -438,7 +440,6 @@ struct X11EventTap::Impl {
         if (pidChanged) {
             dropClients();
             pid = next.pid;
-            pidCache.clear();
             buttonOwned.fill(false);
             leftHeld = false;
             motionPending = false;
@@ -492,7 +493,6 @@ struct X11EventTap::Impl {
             case XCB_DESTROY_NOTIFY: {
                 auto* e = reinterpret_cast<xcb_destroy_notify_event_t*>(event);
                 if (clientFrames.erase(e->window)) publishTappedWindows();
-                pidCache.erase(e->window);
                 return;
             }
             case XCB_MAPPING_NOTIFY: {
@@ -521,6 +521,7 @@ struct X11EventTap::Impl {
             keymapDirty = true;
         } else if (kind == XCB_XKB_STATE_NOTIFY) {
             auto* e = reinterpret_cast<xcb_xkb_state_notify_event_t*>(event);
+            modifiers = e->mods;
             if (e->group != group) {
                 group = e->group;
                 sharedGroup = group;
@@ -636,7 +637,7 @@ struct X11EventTap::Impl {
         if (button == 1) type = down ? kCGEventLeftMouseDown : kCGEventLeftMouseUp;
         if (button == 3) type = down ? kCGEventRightMouseDown : kCGEventRightMouseUp;
         deliver(TapEvent::mouseEvent(type, {double(pointer.x), double(pointer.y)}, buttonNumberOf(button), clicks,
-                                     keys ? keys->flagsForState(pointer.mask & 0xff) : 0),
+                                     keys ? keys->flagsForState(modifiers) : 0),
                 false, nullptr);
     }
 
@@ -648,7 +649,7 @@ struct X11EventTap::Impl {
         if (!pointer || !(pointer->mask & XCB_BUTTON_MASK_1)) return;
         deliver(TapEvent::mouseEvent(kCGEventLeftMouseDragged, {double(pointer->x), double(pointer->y)},
                                      kCGMouseButtonLeft, buttonClickState[1],
-                                     keys ? keys->flagsForState(pointer->mask & 0xff) : 0),
+                                     keys ? keys->flagsForState(modifiers) : 0),
                 false, nullptr);
     }
 
@@ -732,11 +733,15 @@ struct X11EventTap::Impl {
 
     // ---- Windows of the tapped process.
 
+    static std::int32_t pidOfReply(xcb_get_property_reply_t* reply) {
+        if (!reply || reply->format != 32 || xcb_get_property_value_length(reply) < 4) return 0;
+        return *static_cast<const std::int32_t*>(xcb_get_property_value(reply));
+    }
+
     std::int32_t windowPid(xcb_window_t window) {
         auto reply = own(xcb_get_property_reply(
             conn, xcb_get_property(conn, 0, window, atomWmPid, XCB_ATOM_CARDINAL, 0, 1), nullptr));
-        if (!reply || reply->format != 32 || xcb_get_property_value_length(reply.get()) < 4) return 0;
-        return *static_cast<const std::int32_t*>(xcb_get_property_value(reply.get()));
+        return pidOfReply(reply.get());
     }
 
     xcb_window_t frameOf(xcb_window_t client) {
@@ -771,11 +776,17 @@ struct X11EventTap::Impl {
             const int count = xcb_get_property_value_length(list.get()) / 4;
             listed.insert(windows, windows + count);
         }
-        std::erase_if(pidCache, [&](const auto& entry) { return !listed.count(entry.first); });
+        // Every owner is read anew, all requests before the first answer: the
+        // server reuses the ids of destroyed windows, so a remembered owner
+        // can belong to another window by now.
+        std::vector<std::pair<xcb_window_t, xcb_get_property_cookie_t>> cookies;
         for (xcb_window_t window : listed) {
-            auto cached = pidCache.find(window);
-            const std::int32_t owner = cached != pidCache.end() ? cached->second : (pidCache[window] = windowPid(window));
-            if (pid != 0 && owner == pid) current.insert(window);
+            cookies.emplace_back(window, xcb_get_property(conn, 0, window, atomWmPid, XCB_ATOM_CARDINAL, 0, 1));
+        }
+        for (const auto& [window, cookie] : cookies) {
+            if (pidOfReply(own(xcb_get_property_reply(conn, cookie, nullptr)).get()) == pid && pid != 0) {
+                current.insert(window);
+            }
         }
         for (auto it = clientFrames.begin(); it != clientFrames.end();) {
             if (current.count(it->first)) {
@@ -890,6 +901,7 @@ struct X11EventTap::Impl {
         if (auto state = own(xcb_xkb_get_state_reply(conn, xcb_xkb_get_state(conn, XCB_XKB_ID_USE_CORE_KBD), nullptr))) {
             group = state->group;
             sharedGroup = group;
+            modifiers = state->mods;
         }
         keys = std::make_shared<const X11Keys>(keymap, modifierMap);
         xkb_keymap_unref(keymap);
@@ -977,6 +989,25 @@ struct X11EventTap::Impl {
         xcb_flush(postConn);
     }
 
+    // A window manager that grabs clicks synchronously (openbox on clicks into
+    // clients) freezes the pointer until it has looked at the press, while
+    // keys go on: a modifier posted next would overtake the click. So wait,
+    // bounded, until the server has acted on a posted button.
+    void waitForButtonState(std::uint8_t button, bool down) {
+        if (button < 1 || button > 5) return;  // no state bit to watch
+        const std::uint16_t bit = static_cast<std::uint16_t>(XCB_BUTTON_MASK_1 << (button - 1));
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(250);
+        for (;;) {
+            const std::optional<PointerState> pointer = queryPointer(postConn, postRoot);
+            if (!pointer || bool(pointer->mask & bit) == down) return;
+            if (std::chrono::steady_clock::now() >= deadline) {
+                KMLogInDomain(KMLogLevelWarn, kLog, "button %u still %s after 250 ms", button, down ? "up" : "down");
+                return;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
+
     bool post(const TapEvent& event) {
         std::lock_guard lock(postMutex);
         if (!postConn || xcb_connection_has_error(postConn)) return false;
@@ -1051,7 +1082,10 @@ struct X11EventTap::Impl {
             };
             fake(XCB_MOTION_NOTIFY, 0, clamp(event.location.x), clamp(event.location.y));
         }
-        if (kind == Kind::Button) fake(press ? XCB_BUTTON_PRESS : XCB_BUTTON_RELEASE, detail);
+        if (kind == Kind::Button) {
+            fake(press ? XCB_BUTTON_PRESS : XCB_BUTTON_RELEASE, detail);
+            waitForButtonState(detail, press);
+        }
         if (kind == Kind::Key) fake(press ? XCB_KEY_PRESS : XCB_KEY_RELEASE, detail);
         if (kind != Kind::Motion && !press) holdModifiers(*k, 0);
         // A round trip: the server has acted on the events when post() returns.

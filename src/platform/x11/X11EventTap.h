@@ -8,8 +8,11 @@
 //
 // Mouse: XInput2 raw button events on the root, for all master devices, are
 // seen whatever grabs are active (also during the window manager's move).
-// They carry no position, so each is followed by a QueryPointer (its mask is
-// the state after the event). A press belongs to the tapped process when the
+// They carry no position, so each is followed by a QueryPointer; when a
+// window manager froze the pointer with a synchronous grab (openbox does on
+// clicks into clients), the release is handled late and its position is
+// where the pointer is by then. The modifiers come from XKB state
+// notifications, which arrive in order with the raw events. A press belongs to the tapped process when the
 // top-level window under the pointer is the frame of one of its client
 // windows (or one of its own override-redirect windows, such as its menus);
 // the release and the drags that follow belong wherever the press did, as

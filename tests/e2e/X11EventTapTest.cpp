@@ -1,0 +1,783 @@
+// The X11 event tap against a real X server: the end-to-end desktop (Xvfb,
+// openbox, Thunar), windows of our own that record what reaches them (exact,
+// and owned by a pid of our choosing through _NET_WM_PID), and a real Thunar
+// window. Input is injected with XTEST, as a user's would arrive.
+#include <gtest/gtest.h>
+
+#include <poll.h>
+
+#include <xcb/xcb.h>
+#include <xcb/xtest.h>
+#define explicit explicit_
+#include <xcb/xkb.h>
+#undef explicit
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <condition_variable>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "DesktopTest.h"
+#include "platform/x11/X11EventTap.h"
+
+namespace jorvane::x11 {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+constexpr auto kWait = 5s;  // bound of every wait for something that must happen
+
+template <class T>
+std::unique_ptr<T, decltype(&std::free)> own(T* p) {
+    return {p, &std::free};
+}
+
+class Connection {
+public:
+    explicit Connection(const std::string& display) : c_(xcb_connect(display.c_str(), nullptr)) {
+        if (!xcb_connection_has_error(c_)) root_ = xcb_setup_roots_iterator(xcb_get_setup(c_)).data->root;
+    }
+    ~Connection() { xcb_disconnect(c_); }
+    Connection(const Connection&) = delete;
+    xcb_connection_t* get() const { return c_; }
+    xcb_window_t root() const { return root_; }
+    bool ok() const { return !xcb_connection_has_error(c_); }
+    void sync() const { std::free(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr)); }
+    xcb_atom_t atom(const char* name) const {
+        auto r = own(xcb_intern_atom_reply(c_, xcb_intern_atom(c_, 0, uint16_t(std::strlen(name)), name), nullptr));
+        return r ? r->atom : xcb_atom_t(XCB_ATOM_NONE);
+    }
+    std::vector<uint32_t> cardinals(xcb_window_t window, const char* property, xcb_atom_t type) const {
+        auto r = own(xcb_get_property_reply(c_, xcb_get_property(c_, 0, window, atom(property), type, 0, 1024), nullptr));
+        if (!r || r->format != 32) return {};
+        auto* v = static_cast<uint32_t*>(xcb_get_property_value(r.get()));
+        return {v, v + xcb_get_property_value_length(r.get()) / 4};
+    }
+    std::vector<uint32_t> clientList() const { return cardinals(root_, "_NET_CLIENT_LIST", XCB_ATOM_WINDOW); }
+
+private:
+    xcb_connection_t* c_;
+    xcb_window_t root_ = XCB_NONE;
+};
+
+bool eventually(const std::function<bool()>& done, std::chrono::milliseconds timeout = kWait) {
+    const auto deadline = Clock::now() + timeout;
+    while (!done()) {
+        if (Clock::now() >= deadline) return false;
+        std::this_thread::sleep_for(10ms);
+    }
+    return true;
+}
+
+// ---------------------------------------------------------------------------
+// Input injection with XTEST, as a user's hands would give it.
+
+class Hands {
+public:
+    explicit Hands(const std::string& display) : c_(display) {
+        const xcb_setup_t* setup = xcb_get_setup(c_.get());
+        auto map = own(xcb_get_keyboard_mapping_reply(
+            c_.get(), xcb_get_keyboard_mapping(c_.get(), setup->min_keycode, uint8_t(setup->max_keycode - setup->min_keycode + 1)),
+            nullptr));
+        const xcb_keysym_t* syms = xcb_get_keyboard_mapping_keysyms(map.get());
+        const int per = map->keysyms_per_keycode;
+        for (int code = setup->min_keycode; code <= setup->max_keycode; ++code) {
+            const xcb_keysym_t first = syms[(code - setup->min_keycode) * per];
+            if (first && !keycodes_.count(first)) keycodes_[first] = xcb_keycode_t(code);
+        }
+    }
+    xcb_keycode_t keycode(xcb_keysym_t sym) const { return keycodes_.at(sym); }
+    void key(xcb_keysym_t sym, bool press) { keyCode(keycode(sym), press); }
+    void keyCode(xcb_keycode_t code, bool press) { fake(press ? XCB_KEY_PRESS : XCB_KEY_RELEASE, code); }
+    void tap(xcb_keysym_t sym) {
+        key(sym, true);
+        key(sym, false);
+    }
+    void chord(xcb_keysym_t modifier, xcb_keysym_t sym) {
+        key(modifier, true);
+        tap(sym);
+        key(modifier, false);
+    }
+    void moveTo(int x, int y) {
+        xcb_test_fake_input(c_.get(), XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, c_.root(), int16_t(x), int16_t(y), XCB_NONE);
+        c_.sync();
+    }
+    // Returns once the server has acted on the button: openbox freezes the
+    // pointer on a click into a client until it has looked at it, and what
+    // comes next must not overtake the click.
+    void button(uint8_t b, bool press) {
+        fake(press ? XCB_BUTTON_PRESS : XCB_BUTTON_RELEASE, b);
+        const uint16_t bit = uint16_t(XCB_BUTTON_MASK_1 << (b - 1));
+        EXPECT_TRUE(eventually([&] {
+            auto pointer = own(xcb_query_pointer_reply(c_.get(), xcb_query_pointer(c_.get(), c_.root()), nullptr));
+            return pointer && bool(pointer->mask & bit) == press;
+        })) << "button " << int(b) << " stuck";
+    }
+    void click(int x, int y, uint8_t b = 1) {
+        moveTo(x, y);
+        button(b, true);
+        button(b, false);
+    }
+    Connection& connection() { return c_; }
+
+private:
+    void fake(uint8_t type, uint8_t detail) {
+        xcb_test_fake_input(c_.get(), type, detail, XCB_CURRENT_TIME, XCB_NONE, 0, 0, XCB_NONE);
+        c_.sync();
+    }
+    Connection c_;
+    std::map<xcb_keysym_t, xcb_keycode_t> keycodes_;
+};
+
+constexpr xcb_keysym_t kCtrl = 0xffe3;  // Control_L
+constexpr xcb_keysym_t kShift = 0xffe1;  // Shift_L
+
+// ---------------------------------------------------------------------------
+// A window of a pretend process that records the input it receives.
+
+struct Input {
+    uint8_t type;
+    uint8_t detail;
+    uint16_t state;
+    int16_t rootX, rootY;
+    uint32_t time;
+};
+
+class RecordingWindow {
+public:
+    RecordingWindow(const std::string& display, int32_t pid, int x, int y, int width, int height) : c_(display) {
+        id_ = xcb_generate_id(c_.get());
+        const uint32_t mask = XCB_EVENT_MASK_KEY_PRESS | XCB_EVENT_MASK_KEY_RELEASE | XCB_EVENT_MASK_BUTTON_PRESS |
+                              XCB_EVENT_MASK_BUTTON_RELEASE | XCB_EVENT_MASK_FOCUS_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+        const uint32_t values[] = {0xffffff, mask};
+        xcb_create_window(c_.get(), XCB_COPY_FROM_PARENT, id_, c_.root(), int16_t(x), int16_t(y), uint16_t(width),
+                          uint16_t(height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                          XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
+        const uint32_t owner = uint32_t(pid);
+        xcb_change_property(c_.get(), XCB_PROP_MODE_REPLACE, id_, c_.atom("_NET_WM_PID"), XCB_ATOM_CARDINAL, 32, 1, &owner);
+        // Ask openbox for the exact position.
+        const uint32_t hints[18] = {1u | 2u | 4u | 8u, uint32_t(x), uint32_t(y), uint32_t(width), uint32_t(height)};
+        xcb_change_property(c_.get(), XCB_PROP_MODE_REPLACE, id_, XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS, 32,
+                            18, hints);
+        xcb_map_window(c_.get(), id_);
+        c_.sync();
+    }
+    ~RecordingWindow() {
+        xcb_destroy_window(c_.get(), id_);
+        c_.sync();
+    }
+    xcb_window_t id() const { return id_; }
+
+    // The window manager has framed the window and lists it. (The list alone
+    // can still name an earlier window of the same id: the server reuses ids.)
+    bool managed() {
+        return waitFor([&](const std::vector<Input>&) { return reparented_; }) && eventually([&] {
+            const std::vector<uint32_t> list = c_.clientList();
+            return std::find(list.begin(), list.end(), id_) != list.end();
+        });
+    }
+    bool focus() {
+        xcb_set_input_focus(c_.get(), XCB_INPUT_FOCUS_PARENT, id_, XCB_CURRENT_TIME);
+        c_.sync();
+        return eventually([&] {
+            auto r = own(xcb_get_input_focus_reply(c_.get(), xcb_get_input_focus(c_.get()), nullptr));
+            return r && r->focus == id_;
+        });
+    }
+    // Frame top-left in root coordinates, for clicks on the title bar.
+    std::pair<int, int> origin() {
+        auto r = own(xcb_translate_coordinates_reply(c_.get(), xcb_translate_coordinates(c_.get(), id_, c_.root(), 0, 0),
+                                                     nullptr));
+        return {r->dst_x, r->dst_y};
+    }
+
+    // Waits until the recorded input satisfies `done`.
+    bool waitFor(const std::function<bool(const std::vector<Input>&)>& done) {
+        const auto deadline = Clock::now() + kWait;
+        for (;;) {
+            while (xcb_generic_event_t* e = xcb_poll_for_event(c_.get())) {
+                record(e);
+                std::free(e);
+            }
+            if (done(inputs_)) return true;
+            if (Clock::now() >= deadline) return false;
+            pollfd p{xcb_get_file_descriptor(c_.get()), POLLIN, 0};
+            poll(&p, 1, 20);
+        }
+    }
+    bool waitForKeyPress(xcb_keycode_t key) {
+        return waitFor([&](const std::vector<Input>& in) {
+            return std::any_of(in.begin(), in.end(), [&](const Input& i) { return i.type == XCB_KEY_PRESS && i.detail == key; });
+        });
+    }
+    std::string describe() const {
+        std::string text;
+        for (const Input& i : inputs_) {
+            text += "type " + std::to_string(i.type) + " detail " + std::to_string(i.detail) + " state " +
+                    std::to_string(i.state) + " at " + std::to_string(i.rootX) + "," + std::to_string(i.rootY) + "\n";
+        }
+        return text;
+    }
+    std::vector<Input> inputs(uint8_t type, uint8_t detail = 0) const {
+        std::vector<Input> result;
+        for (const Input& i : inputs_) {
+            if (i.type == type && (detail == 0 || i.detail == detail)) result.push_back(i);
+        }
+        return result;
+    }
+
+private:
+    void record(xcb_generic_event_t* e) {
+        const uint8_t type = e->response_type & 0x7f;
+        if (type == XCB_REPARENT_NOTIFY) reparented_ = true;
+        if (type == XCB_KEY_PRESS || type == XCB_KEY_RELEASE || type == XCB_BUTTON_PRESS || type == XCB_BUTTON_RELEASE) {
+            auto* k = reinterpret_cast<xcb_key_press_event_t*>(e);
+            inputs_.push_back({type, k->detail, k->state, k->root_x, k->root_y, k->time});
+        }
+    }
+    Connection c_;
+    xcb_window_t id_ = XCB_NONE;
+    std::vector<Input> inputs_;
+    bool reparented_ = false;
+};
+
+// ---------------------------------------------------------------------------
+// What the tap's callback saw.
+
+class Observed {
+public:
+    EventTap::Callback callback(std::function<EventTap::Decision(const TapEvent&)> decide = nullptr) {
+        return [this, decide](const TapEvent& event) {
+            {
+                std::lock_guard lock(mutex_);
+                events_.push_back(event);
+            }
+            changed_.notify_all();
+            return decide ? decide(event) : EventTap::Decision::Pass;
+        };
+    }
+    bool waitFor(const std::function<bool(const std::vector<TapEvent>&)>& done,
+                 std::chrono::milliseconds timeout = kWait) {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, timeout, [&] { return done(events_); });
+    }
+    bool waitForCount(CGEventType type, std::size_t count) {
+        return waitFor([&](const std::vector<TapEvent>& events) { return countOf(events, type) >= count; });
+    }
+    std::vector<TapEvent> events() const {
+        std::lock_guard lock(mutex_);
+        return events_;
+    }
+    std::vector<TapEvent> of(CGEventType type) const {
+        std::vector<TapEvent> result;
+        for (const TapEvent& e : events()) {
+            if (e.type == type) result.push_back(e);
+        }
+        return result;
+    }
+    void clear() {
+        std::lock_guard lock(mutex_);
+        events_.clear();
+    }
+    // For failure messages.
+    std::string describe() const {
+        std::string text;
+        for (const TapEvent& e : events()) {
+            text += "type " + std::to_string(e.type) + " key " + std::to_string(e.keyCode) + " flags " +
+                    std::to_string(e.flags) + (e.autorepeat ? " repeat" : "") + " at " + std::to_string(int(e.location.x)) +
+                    "," + std::to_string(int(e.location.y)) + " button " + std::to_string(e.buttonNumber) + " clicks " +
+                    std::to_string(e.clickState) + "\n";
+        }
+        return text;
+    }
+    static std::size_t countOf(const std::vector<TapEvent>& events, CGEventType type) {
+        return std::size_t(std::count_if(events.begin(), events.end(), [&](const TapEvent& e) { return e.type == type; }));
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<TapEvent> events_;
+};
+
+constexpr int32_t kTappedPid = 4242;
+constexpr int32_t kOtherPid = 4343;
+
+class X11EventTapTest : public e2e::DesktopTest {
+protected:
+    void SetUp() override {
+        DesktopTest::SetUp();
+        if (HasFatalFailure()) return;
+        hands_ = std::make_unique<Hands>(display());
+        hands_->moveTo(5, 5);
+    }
+    static std::string display() { return desktop().display(); }
+    X11EventTapOptions options() const {
+        X11EventTapOptions o;
+        o.displayName = display();
+        return o;
+    }
+    // A tapped window at a fixed place, focused, with its grabs in place.
+    std::unique_ptr<RecordingWindow> tappedWindow(X11EventTap& tap, int x = 200, int y = 150) {
+        auto window = std::make_unique<RecordingWindow>(display(), kTappedPid, x, y, 400, 300);
+        EXPECT_TRUE(window->managed());
+        EXPECT_TRUE(eventually([&] {
+            const std::vector<uint32_t> tapped = tap.tappedWindows();
+            return std::find(tapped.begin(), tapped.end(), window->id()) != tapped.end();
+        })) << "the new window was not tapped";
+        EXPECT_TRUE(window->focus());
+        return window;
+    }
+
+    // A click, and the tap has read its position before the pointer moves on.
+    // A window manager may hold the release back (openbox freezes the pointer
+    // on a click into a client until it has looked at it), so when the tap is
+    // to report the click, wait for the report of its release.
+    void click(X11EventTap& tap, int x, int y, uint8_t button = 1, bool reported = true) {
+        const auto ups = [](const std::vector<TapEvent>& events) {
+            return std::count_if(events.begin(), events.end(), [](const TapEvent& e) {
+                return e.type == kCGEventLeftMouseUp || e.type == kCGEventRightMouseUp || e.type == kCGEventOtherMouseUp;
+            });
+        };
+        const auto before = ups(observed_.events());
+        hands_->click(x, y, button);
+        tap.sync();
+        if (reported) {
+            EXPECT_TRUE(observed_.waitFor([&](const std::vector<TapEvent>& events) { return ups(events) > before; }))
+                << "no release reported for the click at " << x << "," << y;
+        }
+    }
+
+    std::unique_ptr<Hands> hands_;
+    Observed observed_;
+};
+
+// ---------------------------------------------------------------------------
+
+TEST_F(X11EventTapTest, theLaunchCheckFindsXInputAndXTestOrSaysWhatIsMissing) {
+    const X11InputSupport support = checkX11InputSupport(display());
+    EXPECT_TRUE(support.complete());
+    EXPECT_EQ(support.missing(), "");
+    const X11InputSupport none = checkX11InputSupport(":9999");
+    EXPECT_FALSE(none.complete());
+    EXPECT_EQ(none.missing(), "an X display");
+    EXPECT_FALSE(X11EventTap({.displayName = ":9999"}).install(kTappedPid, observed_.callback()));
+}
+
+TEST_F(X11EventTapTest, aSwallowedKeyNeverReachesTheWindowAndAPassedKeyDoes) {
+    X11EventTap tap(options());
+    ASSERT_TRUE(tap.isConnected());
+    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback([](const TapEvent& e) {
+        return e.keyCode == kVK_ANSI_L ? EventTap::Decision::Swallow : EventTap::Decision::Pass;
+    })));
+    tap.setSwallowableKeys({{kVK_ANSI_L, kCGEventFlagMaskCommand}, {kVK_ANSI_K, kCGEventFlagMaskCommand}});
+    auto window = tappedWindow(tap);
+
+    hands_->chord(kCtrl, 'l');
+    hands_->chord(kCtrl, 'k');
+    hands_->tap('x');  // not grabbed: the marker that everything before it was delivered
+    ASSERT_TRUE(window->waitForKeyPress(hands_->keycode('x')));
+
+    EXPECT_TRUE(window->inputs(XCB_KEY_PRESS, hands_->keycode('l')).empty());
+    EXPECT_TRUE(window->inputs(XCB_KEY_RELEASE, hands_->keycode('l')).empty())
+        << "the release of a swallowed key comes to the tap's grab";
+    const std::vector<Input> k = window->inputs(XCB_KEY_PRESS, hands_->keycode('k'));
+    ASSERT_EQ(k.size(), 1u);
+    EXPECT_TRUE(k[0].state & XCB_MOD_MASK_CONTROL);
+
+    const std::vector<TapEvent> downs = observed_.of(kCGEventKeyDown);
+    ASSERT_EQ(downs.size(), 2u) << "the marker and Ctrl alone are not tapped";
+    EXPECT_EQ(downs[0].keyCode, kVK_ANSI_L);
+    EXPECT_EQ(downs[0].flags & kShortcutModifierMask, kCGEventFlagMaskCommand);
+    EXPECT_FALSE(downs[0].autorepeat);
+    EXPECT_EQ(downs[1].keyCode, kVK_ANSI_K);
+}
+
+TEST_F(X11EventTapTest, grabsHoldWhateverCapsLockIsAndAnExtraModifierDefeatsThem) {
+    X11EventTap tap(options());
+    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback([](const TapEvent&) { return EventTap::Decision::Swallow; })));
+    tap.setSwallowableKeys({{kVK_ANSI_L, kCGEventFlagMaskCommand}});
+    auto window = tappedWindow(tap);
+
+    hands_->tap(0xffe5);  // Caps_Lock on
+    hands_->chord(kCtrl, 'l');
+    hands_->tap(0xffe5);  // and off again
+    hands_->key(kShift, true);
+    hands_->chord(kCtrl, 'l');  // Ctrl+Shift+L is another combination
+    hands_->key(kShift, false);
+    hands_->tap('x');
+    ASSERT_TRUE(window->waitForKeyPress(hands_->keycode('x')));
+
+    const std::vector<TapEvent> downs = observed_.of(kCGEventKeyDown);
+    ASSERT_EQ(downs.size(), 1u);
+    EXPECT_EQ(downs[0].flags, kCGEventFlagMaskCommand | kCGEventFlagMaskAlphaShift);
+    const std::vector<Input> l = window->inputs(XCB_KEY_PRESS, hands_->keycode('l'));
+    ASSERT_EQ(l.size(), 1u) << "only Ctrl+Shift+L reaches the window";
+    EXPECT_TRUE(l[0].state & XCB_MOD_MASK_SHIFT);
+}
+
+TEST_F(X11EventTapTest, aHeldSwallowedKeyRepeatsFlaggedAndIsReleasedOnce) {
+    X11EventTap tap(options());
+    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback([](const TapEvent&) { return EventTap::Decision::Swallow; })));
+    tap.setSwallowableKeys({{kVK_ANSI_G, kCGEventFlagMaskCommand}});
+    auto window = tappedWindow(tap);
+
+    hands_->key(kCtrl, true);
+    hands_->key('g', true);
+    ASSERT_TRUE(observed_.waitForCount(kCGEventKeyDown, 3)) << "the server repeats a held key";
+    hands_->key('g', false);
+    hands_->key(kCtrl, false);
+    ASSERT_TRUE(observed_.waitForCount(kCGEventKeyUp, 1));
+    hands_->tap('x');
+    ASSERT_TRUE(window->waitForKeyPress(hands_->keycode('x')));
+
+    const std::vector<TapEvent> downs = observed_.of(kCGEventKeyDown);
+    EXPECT_FALSE(downs.front().autorepeat);
+    EXPECT_TRUE(std::all_of(downs.begin() + 1, downs.end(), [](const TapEvent& e) { return e.autorepeat; }));
+    const std::vector<TapEvent> ups = observed_.of(kCGEventKeyUp);
+    ASSERT_EQ(ups.size(), 1u);
+    EXPECT_EQ(ups[0].keyCode, kVK_ANSI_G);
+    EXPECT_EQ(ups[0].flags & kShortcutModifierMask, kCGEventFlagMaskCommand) << "the hot key acts on this release";
+    EXPECT_TRUE(window->inputs(XCB_KEY_PRESS, hands_->keycode('g')).empty());
+    EXPECT_TRUE(window->inputs(XCB_KEY_RELEASE, hands_->keycode('g')).empty());
+}
+
+TEST_F(X11EventTapTest, aHeldPassedKeyReachesTheWindowRepeatedAndTheTapFlagsTheRepeats) {
+    X11EventTap tap(options());
+    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback()));
+    tap.setSwallowableKeys({{kVK_ANSI_K, kCGEventFlagMaskCommand}});
+    auto window = tappedWindow(tap);
+
+    hands_->key(kCtrl, true);
+    hands_->key('k', true);
+    ASSERT_TRUE(observed_.waitForCount(kCGEventKeyDown, 3));
+    hands_->key('k', false);
+    hands_->key(kCtrl, false);
+    hands_->chord(kCtrl, 'k');  // pressed anew: not a repeat
+    hands_->tap('x');
+    ASSERT_TRUE(window->waitForKeyPress(hands_->keycode('x')));
+
+    const std::vector<TapEvent> downs = observed_.of(kCGEventKeyDown);
+    ASSERT_GE(downs.size(), 4u);
+    EXPECT_FALSE(downs.front().autorepeat);
+    EXPECT_TRUE(std::all_of(downs.begin() + 1, downs.end() - 1, [](const TapEvent& e) { return e.autorepeat; }));
+    EXPECT_FALSE(downs.back().autorepeat);
+    // Every press was handed on. (The window's client has no detectable
+    // auto-repeat, so it also gets a release before each repetition.)
+    EXPECT_EQ(window->inputs(XCB_KEY_PRESS, hands_->keycode('k')).size(), downs.size());
+}
+
+TEST_F(X11EventTapTest, clicksOnTheTappedWindowAreReportedWithPlaceTypeButtonAndClickCount) {
+    X11EventTap tap(options());
+    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback()));
+    auto window = tappedWindow(tap);
+    const auto [x, y] = window->origin();
+
+    click(tap, x + 10, y + 20);
+    click(tap, x + 11, y + 20);  // a double click
+    click(tap, x + 30, y + 40, 2);
+    click(tap, x + 50, y + 60, 3);
+    hands_->key(kCtrl, true);
+    click(tap, x + 70, y + 80);
+    hands_->key(kCtrl, false);
+    click(tap, x + 100, y - 10);  // the title bar: openbox's frame around our window
+
+    const std::vector<TapEvent> events = observed_.events();
+    ASSERT_EQ(events.size(), 12u) << observed_.describe();
+    SCOPED_TRACE(observed_.describe());
+    const auto is = [](const TapEvent& e, CGEventType type, double ex, double ey, int64_t button, int64_t clicks) {
+        return e.type == type && e.location == Point{ex, ey} && e.buttonNumber == button && e.clickState == clicks;
+    };
+    EXPECT_TRUE(is(events[0], kCGEventLeftMouseDown, x + 10, y + 20, 0, 1));
+    EXPECT_TRUE(is(events[1], kCGEventLeftMouseUp, x + 10, y + 20, 0, 1));
+    EXPECT_TRUE(is(events[2], kCGEventLeftMouseDown, x + 11, y + 20, 0, 2));
+    EXPECT_TRUE(is(events[3], kCGEventLeftMouseUp, x + 11, y + 20, 0, 2));
+    EXPECT_TRUE(is(events[4], kCGEventOtherMouseDown, x + 30, y + 40, 2, 1));
+    EXPECT_TRUE(is(events[5], kCGEventOtherMouseUp, x + 30, y + 40, 2, 1));
+    EXPECT_TRUE(is(events[6], kCGEventRightMouseDown, x + 50, y + 60, 1, 1));
+    EXPECT_TRUE(is(events[7], kCGEventRightMouseUp, x + 50, y + 60, 1, 1));
+    EXPECT_TRUE(is(events[9], kCGEventLeftMouseUp, x + 70, y + 80, 0, 1));
+    EXPECT_EQ(events[9].flags & kShortcutModifierMask, kCGEventFlagMaskCommand);
+    EXPECT_TRUE(is(events[11], kCGEventLeftMouseUp, x + 100, y - 10, 0, 1));
+    EXPECT_EQ(events[11].flags, 0u);
+    EXPECT_TRUE(window->waitFor([](const std::vector<Input>& in) {
+        return std::count_if(in.begin(), in.end(), [](const Input& i) { return i.type == XCB_BUTTON_PRESS; }) == 5;
+    })) << "clicks on the client always reach it";
+}
+
+TEST_F(X11EventTapTest, clicksOnOtherProcessesWindowsAndTheDesktopAreNotReported) {
+    X11EventTap tap(options());
+    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback()));
+    auto window = tappedWindow(tap);
+    RecordingWindow other(display(), kOtherPid, 700, 150, 300, 300);
+    ASSERT_TRUE(other.managed());
+    const auto [ox, oy] = other.origin();
+    const auto [x, y] = window->origin();
+
+    click(tap, ox + 10, oy + 10, 1, false);
+    click(tap, 1200, 750, 1, false);  // the bare root window
+    click(tap, x + 5, y + 5);
+    const std::vector<TapEvent> events = observed_.events();
+    ASSERT_EQ(events.size(), 2u) << observed_.describe();
+    EXPECT_EQ(events[0].location, (Point{double(x + 5), double(y + 5)}));
+}
+
+TEST_F(X11EventTapTest, aDragThatStartsOnTheWindowIsReportedUntilItsReleaseOutside) {
+    X11EventTap tap(options());
+    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback()));
+    auto window = tappedWindow(tap);
+    const auto [x, y] = window->origin();
+
+    // Moves without a button are not reported.
+    hands_->moveTo(x + 30, y + 30);
+    hands_->moveTo(x + 60, y + 60);
+    tap.sync();
+    EXPECT_TRUE(observed_.events().empty());
+
+    hands_->moveTo(x + 20, y - 10);  // take the title bar, as for a move: openbox grabs the pointer
+    hands_->button(1, true);
+    tap.sync();
+    for (int step = 1; step <= 5; ++step) {
+        hands_->moveTo(x + 20 + 30 * step, y - 10 + 20 * step);
+        tap.sync();
+    }
+    hands_->moveTo(1250, 780);
+    tap.sync();
+    hands_->button(1, false);
+    tap.sync();
+
+    const std::vector<TapEvent> events = observed_.events();
+    ASSERT_EQ(events.size(), 8u);
+    EXPECT_EQ(events.front().type, kCGEventLeftMouseDown);
+    EXPECT_EQ(events.front().location, (Point{double(x + 20), double(y - 10)}));
+    for (int step = 1; step <= 5; ++step) {
+        EXPECT_EQ(events[step].type, kCGEventLeftMouseDragged);
+        EXPECT_EQ(events[step].location, (Point{double(x + 20 + 30 * step), double(y - 10 + 20 * step)}));
+        EXPECT_EQ(events[step].buttonNumber, 0);
+    }
+    EXPECT_EQ(events[6].type, kCGEventLeftMouseDragged);
+    EXPECT_EQ(events.back().type, kCGEventLeftMouseUp) << "the release outside still ends the drag";
+    EXPECT_EQ(events.back().location, (Point{1250, 780}));
+}
+
+TEST_F(X11EventTapTest, aSlowCallbackHasItsKeyHandedOnAndTheTapSwitchedOff) {
+    X11EventTapOptions o = options();
+    o.decisionTimeout = 100ms;
+    X11EventTap tap(o);
+    std::mutex mutex;
+    std::condition_variable arrived;
+    bool windowGotIt = false;
+    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback([&](const TapEvent& e) {
+        if (e.type == kCGEventKeyDown) {
+            // Decide only once the window has the key: the watchdog must have passed it on.
+            std::unique_lock lock(mutex);
+            arrived.wait_for(lock, kWait, [&] { return windowGotIt; });
+            return EventTap::Decision::Swallow;
+        }
+        return EventTap::Decision::Pass;
+    })));
+    tap.setSwallowableKeys({{kVK_ANSI_L, kCGEventFlagMaskCommand}});
+    auto window = tappedWindow(tap);
+
+    hands_->chord(kCtrl, 'l');
+    ASSERT_TRUE(window->waitForKeyPress(hands_->keycode('l')));
+    {
+        std::lock_guard lock(mutex);
+        windowGotIt = true;
+    }
+    arrived.notify_all();
+    ASSERT_TRUE(observed_.waitForCount(kCGEventTapDisabledByTimeout, 1));
+    EXPECT_TRUE(eventually([&] { return !tap.isEnabled(); }));
+
+    // Switched off, the tap sees nothing; switched on again, it works.
+    hands_->chord(kCtrl, 'l');
+    ASSERT_TRUE(window->waitFor([&](const std::vector<Input>&) {
+        return window->inputs(XCB_KEY_PRESS, hands_->keycode('l')).size() == 2;
+    }));
+    EXPECT_EQ(observed_.of(kCGEventKeyDown).size(), 1u);
+    tap.setEnabled(true);
+    observed_.clear();
+    hands_->chord(kCtrl, 'l');
+    ASSERT_TRUE(observed_.waitForCount(kCGEventKeyDown, 1));
+}
+
+TEST_F(X11EventTapTest, aSyntheticCtrlDoubleClickArrivesAsOneClickThenACtrlDoubleClick) {
+    X11EventTap tap(options());
+    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback()));
+    auto window = tappedWindow(tap);
+    const auto [x, y] = window->origin();
+    const Point at{double(x + 40), double(y + 50)};
+
+    ASSERT_TRUE(tap.post(TapEvent::mouseEvent(kCGEventLeftMouseDown, at)));
+    ASSERT_TRUE(tap.post(TapEvent::mouseEvent(kCGEventLeftMouseUp, at)));
+    ASSERT_TRUE(tap.post(TapEvent::mouseEvent(kCGEventLeftMouseDown, at, 1, 2, kCGEventFlagMaskCommand)));
+    ASSERT_TRUE(tap.post(TapEvent::mouseEvent(kCGEventLeftMouseUp, at, 1, 2, kCGEventFlagMaskCommand)));
+    ASSERT_TRUE(window->waitFor([](const std::vector<Input>& in) {
+        return std::count_if(in.begin(), in.end(), [](const Input& i) { return i.type == XCB_BUTTON_RELEASE; }) == 2;
+    })) << window->describe() << "tap:\n" << observed_.describe();
+    const std::vector<Input> presses = window->inputs(XCB_BUTTON_PRESS);
+    ASSERT_EQ(presses.size(), 2u);
+    EXPECT_FALSE(presses[0].state & XCB_MOD_MASK_CONTROL);
+    EXPECT_TRUE(presses[1].state & XCB_MOD_MASK_CONTROL);
+    for (const Input& press : presses) EXPECT_EQ(std::make_pair(press.rootX, press.rootY), std::make_pair(int16_t(at.x), int16_t(at.y)));
+    EXPECT_LT(presses[1].time - presses[0].time, 400u) << "close enough for a toolkit to count a double click";
+    EXPECT_EQ(tap.mouseLocation(), at);
+
+    // The tap sees its own synthetic clicks, the second as a double click.
+    ASSERT_TRUE(observed_.waitForCount(kCGEventLeftMouseUp, 2));
+    EXPECT_EQ(observed_.of(kCGEventLeftMouseUp)[1].clickState, 2);
+    EXPECT_EQ(observed_.of(kCGEventLeftMouseUp)[1].flags & kShortcutModifierMask, kCGEventFlagMaskCommand);
+    // Our Ctrl was let go after the last up.
+    hands_->click(x + 5, y + 5);
+    ASSERT_TRUE(window->waitFor([](const std::vector<Input>& in) {
+        return std::count_if(in.begin(), in.end(), [](const Input& i) { return i.type == XCB_BUTTON_PRESS; }) == 3;
+    }));
+    EXPECT_FALSE(window->inputs(XCB_BUTTON_PRESS)[2].state & XCB_MOD_MASK_CONTROL);
+}
+
+TEST_F(X11EventTapTest, syntheticKeysCarryTheirModifiersAndWaitForTheUserToLetGo) {
+    X11EventTapOptions o = options();
+    o.modifierReleaseTimeout = 50ms;
+    X11EventTap tap(o);
+    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback()));
+    auto window = tappedWindow(tap);
+
+    ASSERT_TRUE(tap.post(TapEvent::keyboardEvent(kVK_ANSI_L, true, kCGEventFlagMaskCommand | kCGEventFlagMaskShift)));
+    ASSERT_TRUE(tap.post(TapEvent::keyboardEvent(kVK_ANSI_L, false, kCGEventFlagMaskCommand | kCGEventFlagMaskShift)));
+    hands_->key(kShift, true);  // the user holds Shift
+    EXPECT_FALSE(tap.post(TapEvent::keyboardEvent(kVK_ANSI_K, true)));
+    hands_->key(kShift, false);
+    ASSERT_TRUE(tap.post(TapEvent::keyboardEvent(kVK_ANSI_X, true)));
+    ASSERT_TRUE(tap.post(TapEvent::keyboardEvent(kVK_ANSI_X, false)));
+    ASSERT_TRUE(window->waitForKeyPress(hands_->keycode('x')));
+
+    const std::vector<Input> l = window->inputs(XCB_KEY_PRESS, hands_->keycode('l'));
+    ASSERT_EQ(l.size(), 1u);
+    EXPECT_EQ(l[0].state & 0xff, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_SHIFT);
+    EXPECT_TRUE(window->inputs(XCB_KEY_PRESS, hands_->keycode('k')).empty()) << "not posted while Shift was held";
+    EXPECT_EQ(window->inputs(XCB_KEY_PRESS, hands_->keycode('x'))[0].state & 0xff, 0) << "our modifiers were let go";
+    EXPECT_FALSE(tap.post(TapEvent::keyboardEvent(kVK_Function, true))) << "no key types it";
+    EXPECT_FALSE(tap.post(TapEvent{}));
+}
+
+TEST_F(X11EventTapTest, grabsFollowAChangedKeyboardMapping) {
+    X11EventTap tap(options());
+    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback([](const TapEvent&) { return EventTap::Decision::Swallow; })));
+    tap.setSwallowableKeys({{kVK_ANSI_L, kCGEventFlagMaskCommand}});
+    auto window = tappedWindow(tap);
+
+    // Make the key that typed "j" type "l" and the other way round.
+    Connection& c = hands_->connection();
+    const xcb_keycode_t jKey = hands_->keycode('j'), lKey = hands_->keycode('l');
+    auto mapping = own(xcb_get_keyboard_mapping_reply(c.get(), xcb_get_keyboard_mapping(c.get(), jKey, 1), nullptr));
+    const uint8_t per = mapping->keysyms_per_keycode;
+    const auto assign = [&](xcb_keycode_t key, xcb_keysym_t lower) {
+        std::vector<xcb_keysym_t> syms(per, 0);
+        syms[0] = lower;
+        if (per > 1) syms[1] = lower - 0x20;
+        xcb_change_keyboard_mapping(c.get(), 1, key, per, syms.data());
+        c.sync();
+    };
+    struct Restore {
+        std::function<void()> restore;
+        ~Restore() { restore(); }
+    } restore{[&] {
+        assign(jKey, 'j');
+        assign(lKey, 'l');
+    }};
+    assign(jKey, 'l');
+    assign(lKey, 'j');
+
+    // The tap rebuilds its tables and grabs when it hears of the change.
+    const bool regrabbed = eventually([&] {
+        hands_->key(kCtrl, true);
+        hands_->keyCode(jKey, true);
+        hands_->keyCode(jKey, false);
+        hands_->key(kCtrl, false);
+        return observed_.waitFor([](const std::vector<TapEvent>& events) { return !events.empty(); }, 100ms);
+    });
+    ASSERT_TRUE(regrabbed);
+    tap.sync();
+    const std::vector<TapEvent> downs = observed_.of(kCGEventKeyDown);
+    ASSERT_EQ(downs.size(), 1u);
+    EXPECT_EQ(downs[0].keyCode, kVK_ANSI_L);
+
+    // The key that used to type "l" is no longer taken.
+    hands_->key(kCtrl, true);
+    hands_->keyCode(lKey, true);
+    hands_->keyCode(lKey, false);
+    hands_->key(kCtrl, false);
+    ASSERT_TRUE(window->waitForKeyPress(lKey));
+}
+
+TEST_F(X11EventTapTest, uninstallingStopsTheCallbackAndReleasesTheKeys) {
+    X11EventTap tap(options());
+    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback([](const TapEvent&) { return EventTap::Decision::Swallow; })));
+    tap.setSwallowableKeys({{kVK_ANSI_L, kCGEventFlagMaskCommand}});
+    auto window = tappedWindow(tap);
+    tap.uninstall();
+    EXPECT_FALSE(tap.isInstalled());
+    EXPECT_TRUE(tap.tappedWindows().empty());
+
+    hands_->chord(kCtrl, 'l');
+    click(tap, window->origin().first + 5, window->origin().second + 5, 1, false);
+    ASSERT_TRUE(window->waitForKeyPress(hands_->keycode('l')));
+    ASSERT_TRUE(window->waitFor([](const std::vector<Input>& in) {
+        return std::any_of(in.begin(), in.end(), [](const Input& i) { return i.type == XCB_BUTTON_RELEASE; });
+    }));
+    EXPECT_TRUE(observed_.events().empty());
+}
+
+// ---------------------------------------------------------------------------
+// A real Thunar window.
+
+TEST_F(X11EventTapTest, aThunarWindowsTitleClickAndHotKeyReachTheTap) {
+    const std::filesystem::path folder = desktop().dataDir() / "x11tap";
+    std::filesystem::create_directories(folder / "inside");
+    const std::optional<std::uint32_t> client = desktop().openThunarWindow(folder);
+    struct Close {
+        ~Close() { desktop().closeThunarWindows(); }
+    } close;
+    ASSERT_TRUE(client) << "no Thunar window appeared";
+
+    X11EventTap tap(options());
+    ASSERT_TRUE(tap.install(desktop().thunarPid(), observed_.callback([](const TapEvent& e) {
+        return e.keyCode == kVK_ANSI_G ? EventTap::Decision::Swallow : EventTap::Decision::Pass;
+    })));
+    tap.setSwallowableKeys({{kVK_ANSI_G, kCGEventFlagMaskCommand}});
+    const std::vector<std::uint32_t> tapped = tap.tappedWindows();
+    ASSERT_NE(std::find(tapped.begin(), tapped.end(), *client), tapped.end());
+
+    Connection& c = hands_->connection();
+    auto at = own(xcb_translate_coordinates_reply(c.get(), xcb_translate_coordinates(c.get(), *client, c.root(), 0, 0), nullptr));
+    ASSERT_TRUE(at);
+    // The middle of the title bar, above the client.
+    const int tx = at->dst_x + 200, ty = at->dst_y - 8;
+    click(tap, tx, ty);
+    ASSERT_EQ(observed_.of(kCGEventLeftMouseUp).size(), 1u);
+    EXPECT_EQ(observed_.of(kCGEventLeftMouseUp)[0].location, (Point{double(tx), double(ty)}));
+
+    // The click made it active; GTK keeps the focus in a child of the client.
+    ASSERT_TRUE(eventually([&] {
+        return c.cardinals(c.root(), "_NET_ACTIVE_WINDOW", XCB_ATOM_WINDOW) == std::vector<uint32_t>{*client};
+    }));
+    hands_->chord(kCtrl, 'g');
+    tap.sync();
+    const std::vector<TapEvent> downs = observed_.of(kCGEventKeyDown);
+    ASSERT_EQ(downs.size(), 1u);
+    EXPECT_EQ(downs[0].keyCode, kVK_ANSI_G);
+    EXPECT_EQ(downs[0].flags & kShortcutModifierMask, kCGEventFlagMaskCommand);
+}
+
+}  // namespace
+}  // namespace jorvane::x11
