@@ -112,8 +112,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"RelativeNameGivesBareNames", "doc", true, {"Documents/"}},
         Row{"RelativeNamesSortByLength", "a", true, {"a", "ab", "abc/"}},
         Row{"RelativeTextWithASlashGivesNothing", "Documents/Sub", true, {}},
-        Row{"RelativePatternGivesBareNames", "*.md", true, {"*.md", "Notes.md"}},
-        Row{"UnknownUserStaysRelative", "~nosuchuser0/x", true, {}}),
+        Row{"RelativePatternGivesBareNames", "*.md", true, {"*.md", "Notes.md"}}),
     [](const testing::TestParamInfo<Row>& row) { return std::string(row.param.name); });
 
 TEST_F(CompletionEngineTest, RootListsEveryEntryAsAFullPathWithSlashesOnDirectories) {
@@ -172,6 +171,7 @@ TEST_F(CompletionEngineTest, DanglingLinkTakesTheFlagOfTheAcceptedEntryBeforeIt)
     tmp_.symlink("dirs/zlink", "nowhere");
     tmp_.file("dirs/zfile");
     complete("{T}/dirs/");
+    ASSERT_TRUE(engine_.currentCompletionsDirectoryContent());
     const auto& listing = *engine_.currentCompletionsDirectoryContent();
     std::size_t link = 0;
     std::size_t file = 0;

@@ -37,13 +37,4 @@ TEST(NameFilter, AgreesWithTheToolkitOnRandomNamesAndPrefixes) {
     }
 }
 
-TEST(NameFilter, AcceptsPrefixesAndPatternsIgnoringCase) {
-    EXPECT_TRUE(NameFilter("rep").accepts("Report.TXT"));
-    EXPECT_TRUE(NameFilter("*.txt").accepts("Report.TXT"));
-    EXPECT_TRUE(NameFilter("r?p*t.*").accepts("Report.TXT"));
-    EXPECT_TRUE(NameFilter("k").accepts("\xE2\x84\xAA"));  // Kelvin sign folds to k
-    EXPECT_FALSE(NameFilter("*.txt").accepts("report.txt.bak"));
-    EXPECT_FALSE(NameFilter("report.txt.bak").accepts("report.txt"));
-}
-
 }  // namespace
