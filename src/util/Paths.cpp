@@ -168,9 +168,28 @@ bool isAscii(std::string_view s) {
 // the last star takes one more character and matching resumes after it.
 // Earlier stars never need to be revisited, because a later star can absorb
 // whatever they would have, so the cost is O(|text| * |pattern|) at worst.
+// The part after the last star can only match the end of the text, so it is
+// checked there first: "*.txt" and "*aaaa...b" cost O(|text| + |pattern|).
 template <typename Text, typename Pattern>
 bool wildcardMatch(const Text& text, std::size_t textSize, const Pattern& pattern, std::size_t patternSize) {
     constexpr std::size_t none = static_cast<std::size_t>(-1);
+    std::size_t lastStar = none;
+    for (std::size_t i = patternSize; i-- > 0;) {
+        if (pattern[i] == '*') {
+            lastStar = i;
+            break;
+        }
+    }
+    if (lastStar != none) {
+        const std::size_t tail = patternSize - lastStar - 1;
+        if (tail > textSize) return false;
+        for (std::size_t k = 0; k < tail; ++k) {
+            const auto c = pattern[lastStar + 1 + k];
+            if (c != '?' && c != text[textSize - tail + k]) return false;
+        }
+        textSize -= tail;
+        patternSize = lastStar + 1;
+    }
     std::size_t t = 0;
     std::size_t p = 0;
     std::size_t afterStar = none;
@@ -235,7 +254,8 @@ std::string stringByStandardizingPath(std::string_view path) {
         if (i > 0) out += '/';
         out += kept[i];
     }
-    if (out.empty()) out = ".";
+    // push_back rather than assigning a literal: GCC 12 at -O3 warns falsely (-Wrestrict) about the latter.
+    if (out.empty()) out.push_back('.');
     return out;
 }
 
@@ -259,7 +279,7 @@ std::string pathWithComponents(const std::vector<std::string>& components) {
         const bool last = i + 1 == components.size();
         if (component.empty() || component == "/") {
             if (i == 0 && component == "/") {
-                out = "/";
+                out.push_back('/');
             } else if (last && !out.empty() && out.back() != '/') {
                 out += '/';
             }

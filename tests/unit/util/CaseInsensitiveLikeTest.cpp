@@ -43,6 +43,9 @@ INSTANTIATE_TEST_SUITE_P(
         MatchCase{"BacktrackingFindsTheLaterOccurrence", "abcabd", "*abd", true},
         MatchCase{"BacktrackingAcrossTwoStars", "mississippi", "m*iss*ppi", true},
         MatchCase{"BacktrackingStillFailsWhenItMust", "mississippi", "m*iss*x", false},
+        MatchCase{"TheEndAfterTheLastStarMustFitTheText", "bc", "*abc", false},
+        MatchCase{"TheEndAfterTheLastStarCannotReuseWhatComesBeforeTheStar", "ab", "a*ab", false},
+        MatchCase{"TheEndAfterTheLastStarHoldsAQuestionMark", "aab", "a*?b", true},
         MatchCase{"AStarInTheTextIsAnOrdinaryCharacter", "a*b", "a*b", true},
         MatchCase{"AStarInThePatternIsAlwaysAWildcard", "axyzb", "a*b", true},
         // Question marks.
