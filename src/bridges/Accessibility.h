@@ -14,6 +14,7 @@
 #include <variant>
 #include <vector>
 
+#include "bridges/AXObserver.h"
 #include "util/Geometry.h"
 
 namespace jorvane {
@@ -73,6 +74,14 @@ public:
     virtual std::vector<AXWindowInfo> windowList() = 0;
     // The mouse's current global position (origin at the top left).
     virtual Point mouseLocation() = 0;
+    // AXObserverCreate: an observer for the process's elements whose
+    // callbacks arrive on the main queue; null when this interface cannot
+    // observe anything.
+    virtual std::unique_ptr<AXObserver> createObserver(std::int32_t pid, AXObserver::Callback callback) {
+        (void)pid;
+        (void)callback;
+        return nullptr;
+    }
 };
 
 }  // namespace jorvane

@@ -1,0 +1,59 @@
+#pragma once
+
+// Notifications of the accessibility interface: an observer is told about
+// elements ("AXUIElementDestroyed" of a window, "AXWindowMiniaturized" ...)
+// and calls back with the element concerned and the notification's name.
+// Observers are made by the accessibility interface (AccessibilityAPI::
+// createObserver) for one process; callbacks always arrive on the main queue.
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace jorvane {
+
+class AXUIElement;
+using AXUIElementRef = std::shared_ptr<const AXUIElement>;
+
+// Of a window (or of an application, for all its windows).
+inline constexpr std::string_view kAXUIElementDestroyedNotification = "AXUIElementDestroyed";
+inline constexpr std::string_view kAXWindowMiniaturizedNotification = "AXWindowMiniaturized";
+inline constexpr std::string_view kAXWindowDeminiaturizedNotification = "AXWindowDeminiaturized";
+// The window's frame moved or changed size (a drag gives a burst of them,
+// merged while the main queue has not yet run the previous one).
+inline constexpr std::string_view kAXWindowMovedNotification = "AXWindowMoved";
+inline constexpr std::string_view kAXWindowResizedNotification = "AXWindowResized";
+// The stacking order of the screen's windows changed (one was raised,
+// lowered, shown or hidden), so the window may now be covered or uncovered.
+// Merged like the moves. macOS has no such notification; a floating panel
+// there never needs it.
+inline constexpr std::string_view kJVWindowRestackedNotification = "JVWindowRestacked";
+// Of an application: the element is the newly focused window for the first,
+// the application for the other two.
+inline constexpr std::string_view kAXFocusedWindowChangedNotification = "AXFocusedWindowChanged";
+inline constexpr std::string_view kAXApplicationActivatedNotification = "AXApplicationActivated";
+inline constexpr std::string_view kAXApplicationDeactivatedNotification = "AXApplicationDeactivated";
+
+class AXObserver {
+public:
+    // The element concerned and the notification's name, on the main queue.
+    using Callback = std::function<void(const AXUIElementRef& element, const std::string& notification)>;
+
+    // No callback runs after the observer is destroyed (destroy it on the
+    // main thread).
+    virtual ~AXObserver() = default;
+
+    // Starts telling about `notification` of the element: a window, or an
+    // application for the notification of any of its windows. A window
+    // event reaches the callback once, even when both the window and its
+    // application asked for it. False when the element cannot be observed
+    // (gone, null, of another interface) or the notification is not
+    // supported for that kind of element.
+    virtual bool addNotification(const AXUIElementRef& element, std::string_view notification) = 0;
+    // Stops it; false when it was not added. A notification already on its
+    // way to the main queue may still arrive.
+    virtual bool removeNotification(const AXUIElementRef& element, std::string_view notification) = 0;
+};
+
+}  // namespace jorvane

@@ -1,0 +1,693 @@
+// The X11 accessibility adapters against real window managers: openbox and
+// xfwm4 each on a private desktop (no Thunar: the windows are plain X
+// clients made here, with the WM_CLASS, _NET_WM_PID and title we choose).
+
+#include <gtest/gtest.h>
+
+#include <xcb/xcb.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Desktop.h"
+#include "bridges/AXUtils.h"
+#include "platform/x11/X11AXObserver.h"
+#include "platform/x11/X11Accessibility.h"
+#include "platform/x11/X11Windows.h"
+#include "platform/x11/X11WorkspaceObserver.h"
+#include "util/Dispatch.h"
+
+namespace jorvane::x11 {
+namespace {
+
+using e2e::Desktop;
+using e2e::waitUntil;
+using std::chrono::milliseconds;
+
+constexpr milliseconds kWait{5000};
+
+// ---- plain X clients for the tests
+
+enum class TestWindowType { Normal, Dialog, Dock };
+
+struct WindowSpec {
+    std::string title = "Jorvane test window";
+    std::string wmClass = "JorvaneTest";
+    std::int32_t pid = static_cast<std::int32_t>(getpid());
+    int x = 200, y = 150, width = 400, height = 240;
+    TestWindowType type = TestWindowType::Normal;
+    xcb_window_t transientFor = 0;
+};
+
+// Windows made on a connection of their own, destroyed at the end.
+class TestClients {
+public:
+    explicit TestClients(const std::string& display) {
+        c_ = xcb_connect(display.c_str(), nullptr);
+        screen_ = xcb_setup_roots_iterator(xcb_get_setup(c_)).data;
+    }
+    ~TestClients() {
+        for (const xcb_window_t w : windows_) xcb_destroy_window(c_, w);
+        xcb_disconnect(c_);
+    }
+    TestClients(const TestClients&) = delete;
+    TestClients& operator=(const TestClients&) = delete;
+
+    xcb_window_t root() const { return screen_->root; }
+
+    xcb_atom_t atom(const char* name) {
+        auto reply = xcb_intern_atom_reply(c_, xcb_intern_atom(c_, 0, std::strlen(name), name), nullptr);
+        const xcb_atom_t a = reply ? reply->atom : 0;
+        std::free(reply);
+        return a;
+    }
+
+    // Maps the window and waits until the window manager manages it.
+    xcb_window_t create(const WindowSpec& spec) {
+        const xcb_window_t w = xcb_generate_id(c_);
+        const std::uint32_t values[] = {screen_->white_pixel, XCB_EVENT_MASK_EXPOSURE};
+        xcb_create_window(c_, XCB_COPY_FROM_PARENT, w, screen_->root, static_cast<std::int16_t>(spec.x),
+                          static_cast<std::int16_t>(spec.y), static_cast<std::uint16_t>(spec.width),
+                          static_cast<std::uint16_t>(spec.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                          screen_->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
+        const std::string wmClass = "jorvane-test" + std::string(1, '\0') + spec.wmClass + std::string(1, '\0');
+        xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
+                            static_cast<std::uint32_t>(wmClass.size()), wmClass.data());
+        const std::uint32_t pid = static_cast<std::uint32_t>(spec.pid);
+        xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, atom("_NET_WM_PID"), XCB_ATOM_CARDINAL, 32, 1, &pid);
+        const char* typeName = spec.type == TestWindowType::Dock     ? "_NET_WM_WINDOW_TYPE_DOCK"
+                               : spec.type == TestWindowType::Dialog ? "_NET_WM_WINDOW_TYPE_DIALOG"
+                                                                     : "_NET_WM_WINDOW_TYPE_NORMAL";
+        const xcb_atom_t type = atom(typeName);
+        xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, atom("_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM, 32, 1, &type);
+        if (spec.transientFor)
+            xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_TRANSIENT_FOR, XCB_ATOM_WINDOW, 32, 1,
+                                &spec.transientFor);
+        // WM_NORMAL_HINTS with USPosition and USSize: the window manager
+        // places the window where we say.
+        std::uint32_t hints[18] = {};
+        hints[0] = 1 | 2;
+        hints[1] = static_cast<std::uint32_t>(spec.x);
+        hints[2] = static_cast<std::uint32_t>(spec.y);
+        hints[3] = static_cast<std::uint32_t>(spec.width);
+        hints[4] = static_cast<std::uint32_t>(spec.height);
+        xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS, 32, 18,
+                            hints);
+        setTitle(w, spec.title);
+        windows_.push_back(w);
+        const bool undecorated = spec.type == TestWindowType::Dock;
+        // Openbox sometimes drops a map request that comes while it is still
+        // starting (the window stays unmapped); asking again helps.
+        bool managed = false;
+        for (int attempt = 0; attempt < 3 && !managed; ++attempt) {
+            xcb_map_window(c_, w);
+            xcb_flush(c_);
+            managed = waitUntil([&] { return isManaged(w) && (undecorated || hasFrameExtents(w)); }, kWait / 3);
+        }
+        EXPECT_TRUE(managed) << "the window manager did not take window " << spec.title;
+        return w;
+    }
+
+    // A window the window manager leaves alone, painted black, as our
+    // address bar is one.
+    xcb_window_t cover(const Rect& area) {
+        const xcb_window_t w = xcb_generate_id(c_);
+        const std::uint32_t values[] = {screen_->black_pixel, 1};
+        xcb_create_window(c_, XCB_COPY_FROM_PARENT, w, screen_->root, static_cast<std::int16_t>(area.origin.x),
+                          static_cast<std::int16_t>(area.origin.y), static_cast<std::uint16_t>(area.size.width),
+                          static_cast<std::uint16_t>(area.size.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                          screen_->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
+        xcb_map_window(c_, w);
+        std::free(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr));
+        windows_.push_back(w);
+        return w;
+    }
+
+    void setTitle(xcb_window_t w, const std::string& title) {
+        xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, atom("_NET_WM_NAME"), atom("UTF8_STRING"), 8,
+                            static_cast<std::uint32_t>(title.size()), title.data());
+        xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8,
+                            static_cast<std::uint32_t>(title.size()), title.data());
+        xcb_flush(c_);
+    }
+
+    void destroy(xcb_window_t w) {
+        xcb_destroy_window(c_, w);
+        xcb_flush(c_);
+        std::erase(windows_, w);
+    }
+
+    void iconify(xcb_window_t w) { rootMessage(w, atom("WM_CHANGE_STATE"), {3, 0, 0}); }
+    void activate(xcb_window_t w) { rootMessage(w, atom("_NET_ACTIVE_WINDOW"), {2, XCB_CURRENT_TIME, 0}); }
+    void move(xcb_window_t w, int x, int y) {
+        const std::uint32_t values[] = {static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y)};
+        xcb_configure_window(c_, w, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, values);
+        xcb_flush(c_);
+    }
+
+    std::vector<xcb_window_t> windowsProperty(xcb_window_t w, const char* name) {
+        auto reply = xcb_get_property_reply(
+            c_, xcb_get_property(c_, 0, w, atom(name), XCB_ATOM_ANY, 0, 4096), nullptr);
+        std::vector<xcb_window_t> result;
+        if (reply && reply->format == 32) {
+            const auto* v = static_cast<const std::uint32_t*>(xcb_get_property_value(reply));
+            result.assign(v, v + xcb_get_property_value_length(reply) / 4);
+        }
+        std::free(reply);
+        return result;
+    }
+    bool isManaged(xcb_window_t w) {
+        const auto list = windowsProperty(root(), "_NET_CLIENT_LIST");
+        return std::find(list.begin(), list.end(), w) != list.end();
+    }
+    bool hasFrameExtents(xcb_window_t w) { return windowsProperty(w, "_NET_FRAME_EXTENTS").size() == 4; }
+    std::vector<std::uint32_t> frameExtents(xcb_window_t w) { return windowsProperty(w, "_NET_FRAME_EXTENTS"); }
+    bool isIconic(xcb_window_t w) {
+        const auto state = windowsProperty(w, "WM_STATE");
+        return !state.empty() && state.front() == 3;
+    }
+    xcb_window_t activeWindow() {
+        const auto active = windowsProperty(root(), "_NET_ACTIVE_WINDOW");
+        return active.empty() ? 0 : active.front();
+    }
+
+    // The client's area and its parent's (the frame's) rectangle.
+    Rect clientRect(xcb_window_t w) {
+        auto origin = xcb_translate_coordinates_reply(c_, xcb_translate_coordinates(c_, w, root(), 0, 0), nullptr);
+        auto geometry = xcb_get_geometry_reply(c_, xcb_get_geometry(c_, w), nullptr);
+        Rect r;
+        if (origin && geometry) r = {{double(origin->dst_x), double(origin->dst_y)}, {double(geometry->width), double(geometry->height)}};
+        std::free(origin);
+        std::free(geometry);
+        return r;
+    }
+    Rect frameRect(xcb_window_t w) {
+        auto tree = xcb_query_tree_reply(c_, xcb_query_tree(c_, w), nullptr);
+        const xcb_window_t parent = tree ? tree->parent : 0;
+        std::free(tree);
+        auto geometry = xcb_get_geometry_reply(c_, xcb_get_geometry(c_, parent), nullptr);
+        Rect r;
+        if (geometry)
+            r = {{double(geometry->x), double(geometry->y)},
+                 {double(geometry->width + 2 * geometry->border_width), double(geometry->height + 2 * geometry->border_width)}};
+        std::free(geometry);
+        return r;
+    }
+
+private:
+    void rootMessage(xcb_window_t w, xcb_atom_t type, std::vector<std::uint32_t> data) {
+        xcb_client_message_event_t event{};
+        event.response_type = XCB_CLIENT_MESSAGE;
+        event.format = 32;
+        event.window = w;
+        event.type = type;
+        for (std::size_t i = 0; i < data.size() && i < 5; ++i) event.data.data32[i] = data[i];
+        xcb_send_event(c_, 0, root(),
+                       XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                       reinterpret_cast<const char*>(&event));
+        xcb_flush(c_);
+    }
+
+    xcb_connection_t* c_ = nullptr;
+    xcb_screen_t* screen_ = nullptr;
+    std::vector<xcb_window_t> windows_;
+};
+
+// ---- one private desktop per window manager
+
+struct WindowManagerCase {
+    std::string name;
+    FrameExtents extents;  // what it puts around a normal window
+};
+
+std::ostream& operator<<(std::ostream& os, const WindowManagerCase& c) { return os << c.name; }
+
+// In start order: each desktop sets this process's environment and puts
+// back the one it found, so they stop in the reverse order.
+std::vector<std::pair<std::string, std::unique_ptr<Desktop>>>& desktops() {
+    static std::vector<std::pair<std::string, std::unique_ptr<Desktop>>> instances;
+    return instances;
+}
+
+Desktop* desktopOf(const std::string& windowManager) {
+    for (auto& [name, desktop] : desktops())
+        if (name == windowManager) return desktop.get();
+    return nullptr;
+}
+
+bool installed(const std::string& program) {
+    for (const char* dir : {"/usr/bin/", "/usr/local/bin/", "/bin/"})
+        if (access((std::string(dir) + program).c_str(), X_OK) == 0) return true;
+    return false;
+}
+
+std::string textOf(const AXUIElementRef& e, const char* attribute) {
+    return AXCopyAttribute<std::string>(e, attribute).value_or("<none>");
+}
+
+Rect frameOf(const AXUIElementRef& e) {
+    Rect r;
+    AXUtils::AXWindowGetFrame(e, r);
+    return r;
+}
+
+Point centreOf(const Rect& r) { return {r.origin.x + r.size.width / 2, r.origin.y + r.size.height / 2}; }
+
+class X11AccessibilityTest : public ::testing::TestWithParam<WindowManagerCase> {
+protected:
+    static void TearDownTestSuite() {
+        while (!desktops().empty()) {
+            desktops().back().second->stop();
+            desktops().pop_back();
+        }
+    }
+
+    void SetUp() override {
+        const std::string& wm = GetParam().name;
+        if (!installed(wm)) GTEST_SKIP() << wm << " is not installed (scripts/deps.sh test installs it)";
+        Desktop* desktop = desktopOf(wm);
+        if (!desktop) {
+            e2e::DesktopOptions options;
+            options.windowManager = wm;
+            options.startThunar = false;
+            desktop = desktops().emplace_back(wm, std::make_unique<Desktop>(options)).second.get();
+        }
+        display_ = desktop->display();
+        clients_ = std::make_unique<TestClients>(display_);
+        ax_ = std::make_shared<X11Accessibility>(display_);
+        ASSERT_TRUE(ax_->isConnected());
+    }
+
+    void TearDown() override {
+        clients_.reset();
+        dispatch::MainQueue::shared().drain();
+    }
+
+    // The window list entries of the given window titles, in list order.
+    std::vector<std::string> listedTitles(const std::vector<std::string>& titles) {
+        std::vector<std::string> result;
+        for (const AXWindowInfo& info : ax_->windowList())
+            if (std::find(titles.begin(), titles.end(), info.name) != titles.end()) result.push_back(info.name);
+        return result;
+    }
+
+    std::string display_;
+    std::unique_ptr<TestClients> clients_;
+    std::shared_ptr<X11Accessibility> ax_;
+};
+
+// ---- elements and frames
+
+TEST_P(X11AccessibilityTest, AWindowsFrameIsItsClientGrownByTheWindowManagersExtents) {
+    const xcb_window_t w = clients_->create({.title = "frame", .x = 220, .y = 160});
+    const FrameExtents expected = GetParam().extents;
+    EXPECT_EQ(clients_->frameExtents(w),
+              (std::vector<std::uint32_t>{expected.left, expected.right, expected.top, expected.bottom}));
+
+    const AXUIElementRef window = ax_->windowElement(w);
+    const Rect client = clients_->clientRect(w);
+    const Rect frame = frameOf(window);
+    EXPECT_EQ(frame.origin, (Point{client.origin.x - expected.left, client.origin.y - expected.top}));
+    EXPECT_EQ(frame.size, (Size{client.size.width + expected.left + expected.right,
+                                client.size.height + expected.top + expected.bottom}));
+    // The same rectangle as the window manager's frame window.
+    EXPECT_EQ(frame, clients_->frameRect(w));
+    EXPECT_EQ(textOf(window, "AXRole"), "AXWindow");
+    EXPECT_EQ(textOf(window, "AXTitle"), "frame");
+}
+
+TEST_P(X11AccessibilityTest, TheTitleTextLiesCentredInTheTitleBandAndGrowsWithTheTitle) {
+    const xcb_window_t shortOne = clients_->create({.title = "ab", .x = 100, .y = 100, .width = 500});
+    const xcb_window_t longOne =
+        clients_->create({.title = "a much longer title for this window", .x = 100, .y = 420, .width = 500});
+    auto textFrame = [&](xcb_window_t w) { return frameOf(AXUtils::AXTitleElementForWindow(ax_->windowElement(w))); };
+    // The window manager draws the titles a moment after mapping them.
+    ASSERT_TRUE(waitUntil([&] { return textFrame(shortOne).size.width < 60; }, kWait)) << textFrame(shortOne).size.width;
+    ASSERT_TRUE(waitUntil([&] { return textFrame(longOne).size.width > 100; }, kWait)) << textFrame(longOne).size.width;
+
+    for (const xcb_window_t w : {shortOne, longOne}) {
+        const Rect window = frameOf(ax_->windowElement(w));
+        const Rect text = textFrame(w);
+        const double band = GetParam().extents.top;
+        EXPECT_GE(text.minY(), window.minY());
+        EXPECT_LE(text.maxY(), window.minY() + band);
+        EXPECT_GE(text.size.height, band / 2);
+        // Both window managers centre the title between the buttons, which
+        // are not placed symmetrically: centred within a fifth of the width.
+        EXPECT_NEAR(centreOf(text).x, centreOf(window).x, window.size.width / 5) << "title " << w;
+    }
+    EXPECT_LT(textFrame(shortOne).size.width * 3, textFrame(longOne).size.width);
+
+    const AXUIElementRef title = AXUtils::AXTitleElementForWindow(ax_->windowElement(shortOne));
+    EXPECT_EQ(textOf(title, "AXRole"), "AXStaticText");
+    EXPECT_EQ(textOf(title, "AXValue"), "ab");
+    EXPECT_TRUE(AXUIElementEqual(AXCopyAttribute<AXUIElementRef>(title, "AXWindow").value_or(nullptr),
+                                 ax_->windowElement(shortOne)));
+}
+
+TEST_P(X11AccessibilityTest, TheTitleTextFollowsANewTitle) {
+    const xcb_window_t w = clients_->create({.title = "one", .width = 500});
+    auto width = [&] { return frameOf(AXUtils::AXTitleElementForWindow(ax_->windowElement(w))).size.width; };
+    ASSERT_TRUE(waitUntil([&] { return width() > 0 && width() < 60; }, kWait)) << width();
+    clients_->setTitle(w, "one, and then a good deal more");
+    EXPECT_TRUE(waitUntil([&] { return width() > 120; }, kWait)) << width();
+}
+
+TEST_P(X11AccessibilityTest, ATitleUnderOurBarKeepsTheRectangleLastSeenInFullView) {
+    const xcb_window_t w = clients_->create({.title = "covered title", .width = 500});
+    // Active, raised and drawn in the active colours (which move the text's
+    // faint edge by a pixel) before the bar comes.
+    clients_->activate(w);
+    ASSERT_TRUE(waitUntil([&] { return clients_->activeWindow() == w; }, kWait));
+    const AXUIElementRef title = AXUtils::AXTitleElementForWindow(ax_->windowElement(w));
+    const Rect window = frameOf(ax_->windowElement(w));
+    Rect seen;
+    ASSERT_TRUE(waitUntil(
+        [&] {
+            const Rect before = seen;
+            seen = frameOf(title);
+            return seen == before && seen.size.width < window.size.width / 2;
+        },
+        kWait, milliseconds(50)));
+
+    const xcb_window_t bar = clients_->cover({{window.origin.x, window.origin.y - 1}, {window.size.width, 40}});
+    EXPECT_EQ(frameOf(title), seen);
+    clients_->destroy(bar);
+    EXPECT_EQ(frameOf(title), seen);
+}
+
+struct PositionCase {
+    std::string name;
+    // Where, relative to the window's outer frame: dy from its top (a
+    // negative one is above the frame).
+    double dx, dy;
+    const char* expectedRole;  // nullptr: nothing there
+};
+
+TEST_P(X11AccessibilityTest, TheElementAtAPositionIsTheTitleTheWindowOrNothing) {
+    const xcb_window_t w = clients_->create({.title = "positions", .x = 300, .y = 200});
+    const Rect window = frameOf(ax_->windowElement(w));
+    const double band = GetParam().extents.top;
+    const PositionCase cases[] = {
+        {"over the title band", window.size.width / 2, band / 2, "AXStaticText"},
+        {"over the title band's left end", 3, band / 2, "AXStaticText"},
+        {"just below the title band", window.size.width / 2, band + 1, "AXWindow"},
+        {"over the body", window.size.width / 2, window.size.height / 2, "AXWindow"},
+        {"above the frame, on the desktop", window.size.width / 2, -20, nullptr},
+        {"right of the frame, on the desktop", window.size.width + 20, band / 2, nullptr},
+    };
+    for (const PositionCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        const AXUIElementRef e = ax_->elementAtPosition(static_cast<float>(window.origin.x + c.dx),
+                                                        static_cast<float>(window.origin.y + c.dy));
+        if (!c.expectedRole) {
+            EXPECT_EQ(e, nullptr);
+            continue;
+        }
+        ASSERT_NE(e, nullptr);
+        EXPECT_EQ(textOf(e, "AXRole"), c.expectedRole);
+        EXPECT_TRUE(AXUIElementEqual(AXCopyAttribute<AXUIElementRef>(e, "AXWindow").value_or(nullptr),
+                                     ax_->windowElement(w)));
+    }
+}
+
+TEST_P(X11AccessibilityTest, TheWindowUnderTheMouseIsFoundThroughTheElementAtItsPosition) {
+    const xcb_window_t w = clients_->create({.title = "under the mouse", .x = 250, .y = 180});
+    const Rect title = frameOf(AXUtils::AXTitleElementForWindow(ax_->windowElement(w)));
+    desktopOf(GetParam().name)->moveMouse(static_cast<int>(centreOf(title).x), static_cast<int>(centreOf(title).y));
+    EXPECT_EQ(ax_->mouseLocation(), (Point{std::floor(centreOf(title).x), std::floor(centreOf(title).y)}));
+
+    AXUtils::setAccessibility(ax_);
+    const AXUIElementRef found = AXUtils::AXWindowUnderMouse();
+    AXUtils::setAccessibility(nullptr);
+    EXPECT_TRUE(AXUIElementEqual(found, ax_->windowElement(w)));
+}
+
+TEST_P(X11AccessibilityTest, AnApplicationHasItsNormalWindowsButNotItsDialogsAndKnowsTheFocusedOne) {
+    const std::int32_t pid = 4000001;
+    const xcb_window_t main = clients_->create({.title = "main", .pid = pid, .x = 100, .y = 100});
+    clients_->create({.title = "dialog", .pid = pid, .x = 150, .y = 150, .width = 200, .height = 100,
+                      .type = TestWindowType::Dialog, .transientFor = main});
+    const xcb_window_t other = clients_->create({.title = "other", .pid = pid, .x = 500, .y = 300});
+    clients_->create({.title = "someone else's", .pid = pid + 1, .x = 700, .y = 100});
+
+    const AXUIElementRef app = ax_->applicationElement(pid);
+    EXPECT_EQ(textOf(app, "AXRole"), "AXApplication");
+    const auto windows = AXCopyAttribute<std::vector<AXUIElementRef>>(app, "AXWindows").value_or(std::vector<AXUIElementRef>{});
+    ASSERT_EQ(windows.size(), 2u);
+    // Front to back: the one mapped last is in front.
+    EXPECT_TRUE(AXUIElementEqual(windows[0], ax_->windowElement(other)));
+    EXPECT_TRUE(AXUIElementEqual(windows[1], ax_->windowElement(main)));
+    EXPECT_TRUE(AXUIElementEqual(AXCopyAttribute<AXUIElementRef>(windows[0], "AXParent").value_or(nullptr), app));
+
+    clients_->activate(main);
+    ASSERT_TRUE(waitUntil([&] { return clients_->activeWindow() == main; }, kWait));
+    EXPECT_TRUE(AXUIElementEqual(AXCopyAttribute<AXUIElementRef>(app, "AXFocusedWindow").value_or(nullptr),
+                                 ax_->windowElement(main)));
+    EXPECT_TRUE(AXUIElementEqual(
+        AXCopyAttribute<AXUIElementRef>(ax_->systemWideElement(), "AXFocusedApplication").value_or(nullptr), app));
+    EXPECT_FALSE(AXCopyAttribute<AXUIElementRef>(ax_->applicationElement(pid + 1), "AXFocusedWindow"));
+}
+
+// ---- the window list
+
+TEST_P(X11AccessibilityTest, TheWindowListRunsFrontToBackWithFramesAndOwners) {
+    const xcb_window_t back = clients_->create({.title = "list back", .x = 100, .y = 100});
+    const xcb_window_t front = clients_->create({.title = "list front", .x = 300, .y = 200});
+    clients_->create({.title = "list dock", .wmClass = "JorvanePanel", .x = 0, .y = 760, .width = 1280, .height = 40,
+                      .type = TestWindowType::Dock});
+    const std::vector<std::string> ours{"list back", "list front", "list dock"};
+    EXPECT_EQ(listedTitles({"list back", "list front"}), (std::vector<std::string>{"list front", "list back"}));
+
+    const auto list = ax_->windowList();
+    for (const AXWindowInfo& info : list) {
+        if (std::find(ours.begin(), ours.end(), info.name) == ours.end()) continue;
+        SCOPED_TRACE(info.name);
+        EXPECT_EQ(info.ownerPid, getpid());
+        if (info.name == "list dock") {
+            EXPECT_EQ(info.ownerName, "Dock");
+            EXPECT_EQ((std::vector<int>{info.x, info.y, info.width, info.height}), (std::vector<int>{0, 760, 1280, 40}));
+            continue;
+        }
+        EXPECT_EQ(info.ownerName, "JorvaneTest");
+        // The bounds are the element's frame, so that the two can be matched.
+        const Rect frame = frameOf(ax_->windowElement(info.name == "list front" ? front : back));
+        EXPECT_EQ((Rect{{double(info.x), double(info.y)}, {double(info.width), double(info.height)}}), frame);
+    }
+
+    clients_->activate(back);  // raises it
+    EXPECT_TRUE(waitUntil(
+        [&] { return listedTitles({"list back", "list front"}) == std::vector<std::string>{"list back", "list front"}; },
+        kWait));
+
+    clients_->iconify(back);
+    EXPECT_TRUE(waitUntil([&] { return listedTitles({"list back", "list front"}) == std::vector<std::string>{"list front"}; },
+                          kWait));
+}
+
+// ---- windows that vanish
+
+TEST_P(X11AccessibilityTest, AWindowThatIsGoneAnswersNothing) {
+    const xcb_window_t w = clients_->create({.title = "gone", .x = 400, .y = 300});
+    const AXUIElementRef window = ax_->windowElement(w);
+    const Rect frame = frameOf(window);
+    const AXUIElementRef title = AXUtils::AXTitleElementForWindow(window);
+    clients_->destroy(w);
+    ASSERT_TRUE(waitUntil([&] { return !clients_->isManaged(w); }, kWait));
+
+    Rect r;
+    EXPECT_FALSE(AXUtils::AXWindowGetFrame(window, r));
+    EXPECT_FALSE(AXUtils::AXWindowGetFrame(title, r));
+    EXPECT_FALSE(AXCopyAttribute<std::string>(window, "AXTitle"));
+    EXPECT_FALSE(AXCopyAttribute<AXUIElementRef>(window, "AXParent"));
+    EXPECT_EQ(ax_->elementAtPosition(static_cast<float>(centreOf(frame).x), static_cast<float>(centreOf(frame).y)),
+              nullptr);
+    const auto observer = ax_->createObserver(getpid(), [](const AXUIElementRef&, const std::string&) {});
+    ASSERT_NE(observer, nullptr);
+    EXPECT_FALSE(observer->addNotification(window, kAXUIElementDestroyedNotification));
+}
+
+TEST_P(X11AccessibilityTest, QueriesSurviveWindowsComingAndGoingMeanwhile) {
+    const xcb_window_t steady = clients_->create({.title = "steady", .x = 100, .y = 100});
+    const Rect steadyFrame = frameOf(ax_->windowElement(steady));
+    // Another connection makes and destroys windows as fast as it can, so
+    // that windows vanish between the requests of one query.
+    std::atomic<bool> stop{false};
+    std::atomic<int> churned{0};
+    std::thread churn([&] {
+        xcb_connection_t* c = xcb_connect(display_.c_str(), nullptr);
+        xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
+        while (!stop) {
+            const xcb_window_t w = xcb_generate_id(c);
+            xcb_create_window(c, XCB_COPY_FROM_PARENT, w, screen->root, 600, 300, 200, 150, 0,
+                              XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, 0, nullptr);
+            const char title[] = "churn";
+            xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, 5, title);
+            xcb_map_window(c, w);
+            xcb_flush(c);
+            std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
+            xcb_destroy_window(c, w);
+            xcb_flush(c);
+            ++churned;
+        }
+        xcb_disconnect(c);
+    });
+    int queries = 0;
+    while (churned < 200 && queries < 20000) {
+        for (const AXWindowInfo& info : ax_->windowList()) EXPECT_GT(info.width, 0) << info.name;
+        const AXUIElementRef under = ax_->elementAtPosition(700, 400);
+        if (under) frameOf(AXUtils::AXTitleElementForWindow(AXCopyAttribute<AXUIElementRef>(under, "AXWindow").value_or(nullptr)));
+        ++queries;
+    }
+    stop = true;
+    churn.join();
+    EXPECT_GE(churned, 200);
+    EXPECT_EQ(frameOf(ax_->windowElement(steady)), steadyFrame);
+}
+
+// ---- the observer
+
+class Received {
+public:
+    AXObserver::Callback callback() {
+        return [this](const AXUIElementRef& e, const std::string& name) { notes_.push_back({e, name}); };
+    }
+    bool waitFor(const std::string& name) {
+        return dispatch::MainQueue::shared().runUntil([&] { return count(name) > 0; }, dispatch::seconds(5));
+    }
+    std::size_t count(const std::string& name) const {
+        return std::count_if(notes_.begin(), notes_.end(), [&](const auto& n) { return n.second == name; });
+    }
+    AXUIElementRef element(const std::string& name) const {
+        for (const auto& n : notes_)
+            if (n.second == name) return n.first;
+        return nullptr;
+    }
+
+private:
+    std::vector<std::pair<AXUIElementRef, std::string>> notes_;
+};
+
+TEST_P(X11AccessibilityTest, ADestroyedWindowIsReportedOnceOnTheMainQueue) {
+    const xcb_window_t w = clients_->create({.title = "to destroy"});
+    Received received;
+    const auto observer = ax_->createObserver(getpid(), received.callback());
+    ASSERT_NE(observer, nullptr);
+    const AXUIElementRef window = ax_->windowElement(w);
+    ASSERT_TRUE(observer->addNotification(window, kAXUIElementDestroyedNotification));
+    // The window's application asks for the same: still one notice.
+    ASSERT_TRUE(observer->addNotification(ax_->applicationElement(getpid()), kAXUIElementDestroyedNotification));
+
+    clients_->destroy(w);
+    ASSERT_TRUE(received.waitFor("AXUIElementDestroyed"));
+    EXPECT_TRUE(AXUIElementEqual(received.element("AXUIElementDestroyed"), window));
+    dispatch::MainQueue::shared().drain();
+    EXPECT_EQ(received.count("AXUIElementDestroyed"), 1u);
+}
+
+TEST_P(X11AccessibilityTest, AMinimisedWindowIsReportedAndSoIsItsMove) {
+    const xcb_window_t minimised = clients_->create({.title = "to minimise", .x = 100, .y = 100});
+    const xcb_window_t moved = clients_->create({.title = "to move", .x = 500, .y = 300});
+    Received received;
+    const auto observer = ax_->createObserver(getpid(), received.callback());
+    ASSERT_NE(observer, nullptr);
+    ASSERT_TRUE(observer->addNotification(ax_->windowElement(minimised), kAXWindowMiniaturizedNotification));
+    ASSERT_TRUE(observer->addNotification(ax_->windowElement(moved), kAXWindowMovedNotification));
+    EXPECT_FALSE(observer->addNotification(ax_->windowElement(moved), "AXNoSuchNotification"));
+    EXPECT_FALSE(observer->addNotification(ax_->systemWideElement(), kAXWindowMovedNotification));
+
+    clients_->iconify(minimised);
+    ASSERT_TRUE(received.waitFor("AXWindowMiniaturized"));
+    EXPECT_TRUE(AXUIElementEqual(received.element("AXWindowMiniaturized"), ax_->windowElement(minimised)));
+
+    clients_->move(moved, 520, 330);
+    ASSERT_TRUE(received.waitFor("AXWindowMoved"));
+    EXPECT_TRUE(AXUIElementEqual(received.element("AXWindowMoved"), ax_->windowElement(moved)));
+    // _NET_WM_STATE and WM_STATE both changed: one notice.
+    EXPECT_EQ(received.count("AXWindowMiniaturized"), 1u);
+
+    ASSERT_TRUE(observer->removeNotification(ax_->windowElement(moved), kAXWindowMovedNotification));
+    EXPECT_FALSE(observer->removeNotification(ax_->windowElement(moved), kAXWindowMovedNotification));
+}
+
+TEST_P(X11AccessibilityTest, AnApplicationHearsWhenItsWindowGainsOrLosesTheFront) {
+    const std::int32_t ours = 4000011, theirs = 4000012;
+    const xcb_window_t mine = clients_->create({.title = "ours", .pid = ours, .x = 100, .y = 100});
+    const xcb_window_t other = clients_->create({.title = "theirs", .pid = theirs, .x = 500, .y = 300});
+    clients_->activate(other);
+    ASSERT_TRUE(waitUntil([&] { return clients_->activeWindow() == other; }, kWait));
+
+    Received received;
+    const auto observer = ax_->createObserver(ours, received.callback());
+    ASSERT_NE(observer, nullptr);
+    const AXUIElementRef app = ax_->applicationElement(ours);
+    ASSERT_TRUE(observer->addNotification(app, kAXFocusedWindowChangedNotification));
+    ASSERT_TRUE(observer->addNotification(app, kAXApplicationDeactivatedNotification));
+
+    clients_->activate(mine);
+    ASSERT_TRUE(received.waitFor("AXFocusedWindowChanged"));
+    EXPECT_TRUE(AXUIElementEqual(received.element("AXFocusedWindowChanged"), ax_->windowElement(mine)));
+    EXPECT_EQ(received.count("AXApplicationDeactivated"), 0u);
+
+    clients_->activate(other);
+    ASSERT_TRUE(received.waitFor("AXApplicationDeactivated"));
+    EXPECT_TRUE(AXUIElementEqual(received.element("AXApplicationDeactivated"), app));
+}
+
+// ---- workspace notifications
+
+TEST_P(X11AccessibilityTest, TheFileManagerLaunchingAndLosingTheFrontIsAnnounced) {
+    const std::int32_t fileManager = 4000021, editor = 4000022;
+    std::vector<WorkspaceNotification> notes;
+    X11WorkspaceObserver workspace(display_, "JorvaneFiles");
+    ASSERT_TRUE(workspace.setCallback([&](const WorkspaceNotification& n) { notes.push_back(n); }));
+    auto count = [&](const WorkspaceNotification& wanted) { return std::count(notes.begin(), notes.end(), wanted); };
+    auto waitFor = [&](const WorkspaceNotification& wanted) {
+        return dispatch::MainQueue::shared().runUntil([&] { return count(wanted) > 0; }, dispatch::seconds(5));
+    };
+    const WorkspaceNotification fileManagerLaunched{"NSWorkspaceDidLaunchApplicationNotification", fileManager,
+                                                    "JorvaneFiles", true};
+    const WorkspaceNotification editorLaunched{"NSWorkspaceDidLaunchApplicationNotification", editor,
+                                               "JorvaneEditor", false};
+    const WorkspaceNotification fileManagerDeactivated{"NSWorkspaceDidDeactivateApplicationNotification",
+                                                       fileManager, "JorvaneFiles", true};
+    const WorkspaceNotification editorDeactivated{"NSWorkspaceDidDeactivateApplicationNotification", editor,
+                                                  "JorvaneEditor", false};
+
+    const xcb_window_t files = clients_->create({.title = "files", .wmClass = "JorvaneFiles", .pid = fileManager});
+    clients_->create({.title = "more files", .wmClass = "JorvaneFiles", .pid = fileManager, .x = 600});
+    const xcb_window_t text = clients_->create({.title = "text", .wmClass = "JorvaneEditor", .pid = editor, .x = 700});
+    ASSERT_TRUE(waitFor(editorLaunched));
+    // A second window of the same process is no launch.
+    EXPECT_EQ(count(fileManagerLaunched), 1);
+
+    clients_->activate(text);
+    ASSERT_TRUE(waitUntil([&] { return clients_->activeWindow() == text; }, kWait));
+    clients_->activate(files);
+    ASSERT_TRUE(waitFor(editorDeactivated));
+    notes.clear();
+    clients_->activate(text);
+    ASSERT_TRUE(waitFor(fileManagerDeactivated));
+    dispatch::MainQueue::shared().drain();
+    // The window manager passing the front through no window (openbox sets
+    // 0 in between) announces nothing more.
+    EXPECT_EQ(notes, std::vector<WorkspaceNotification>{fileManagerDeactivated});
+}
+
+INSTANTIATE_TEST_SUITE_P(WindowManagers, X11AccessibilityTest,
+                         ::testing::Values(WindowManagerCase{"openbox", {1, 1, 20, 5}},
+                                           WindowManagerCase{"xfwm4", {5, 5, 29, 5}}),
+                         [](const auto& test) { return "Under" + test.param.name; });
+
+}  // namespace
+}  // namespace jorvane::x11
