@@ -1,0 +1,37 @@
+#pragma once
+
+// Modal alerts: the only way the program tells the user something or asks a
+// question. Texts are UTF-8 and shown as plain text. The buttons keep their
+// order: the first is the default (Return) and answers 1000, the next 1001,
+// and so on. An alert without buttons gets one, "OK", answering 1000. The
+// application titles every alert "Jorvane".
+
+#include <string>
+#include <vector>
+
+namespace jorvane {
+
+// The answer of the first button; the n-th button answers this + n - 1.
+inline constexpr int NSAlertFirstButtonReturn = 1000;
+inline constexpr int NSAlertSecondButtonReturn = 1001;
+inline constexpr int NSAlertThirdButtonReturn = 1002;
+
+struct AlertSpec {
+    enum class Style { warning = 0, informational = 1, critical = 2 };
+
+    std::string messageText;
+    std::string informativeText;
+    std::vector<std::string> buttons;
+    Style style = Style::warning;
+    std::string windowTitle = "Jorvane";
+};
+
+class Alerts {
+public:
+    virtual ~Alerts() = default;
+    // Shows the alert and waits until the user has chosen a button; returns
+    // that button's answer. Main thread only.
+    virtual int runModal(const AlertSpec& alert) = 0;
+};
+
+}  // namespace jorvane

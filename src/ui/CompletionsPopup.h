@@ -1,0 +1,54 @@
+#pragma once
+
+// The completion list: a frameless, always-on-top window under the address
+// bar's field, holding one column of candidates. It never takes the keyboard:
+// the bar keeps it, and the bar's controller moves the list's selection. A
+// click on a row selects it and reports rowChosen().
+
+#include <QWidget>
+
+#include <string>
+#include <vector>
+
+class QListView;
+class QStringListModel;
+
+namespace jorvane::ui {
+
+class CompletionsPopup final : public QWidget {
+    Q_OBJECT
+public:
+    static constexpr int kRowHeight = 17;
+
+    CompletionsPopup();
+
+    // The candidates (bytes); drops the selection. Shown rows are converted
+    // only when the list is on screen.
+    void setContent(const std::vector<std::string>& candidates);
+    int rowCount() const;
+    int selectedRow() const;
+    // Rows outside the content are ignored.
+    void selectRow(int row);
+    void deselectAll();
+    void scrollRowToVisible(int row);
+    QListView* listView() const { return list_; }
+    // The text a row shows (tests).
+    QString rowText(int row) const;
+
+Q_SIGNALS:
+    void rowChosen();
+
+protected:
+    void showEvent(QShowEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    void applyContent();
+
+    QListView* list_;
+    QStringListModel* model_;
+    std::vector<std::string> pending_;
+    bool contentPending_ = false;
+};
+
+}  // namespace jorvane::ui

@@ -1,0 +1,299 @@
+#include "ui/PathBar.h"
+
+#include <QCoreApplication>
+#include <QKeyEvent>
+#include <QMenu>
+#include <QPropertyAnimation>
+
+#include <cmath>
+#include <utility>
+
+#include "addressbar/JVPathFieldEditor.h"
+#include "ui/BarImages.h"
+#include "ui/BusySpinner.h"
+#include "ui/ByteText.h"
+#include "ui/CompletionsPopup.h"
+#include "ui/PathBarWindow.h"
+#include "ui/QtPathWindowViews.h"
+#include "ui/QtScreens.h"
+#include "ui/X11KeyboardMap.h"
+
+namespace jorvane::ui {
+
+namespace {
+
+int rounded(double value) { return static_cast<int>(std::lround(value)); }
+
+}  // namespace
+
+PathBar::PathBar(std::shared_ptr<PathWindowEvents> events, std::shared_ptr<X11KeyboardMap> keyboard)
+    : events_(std::move(events)),
+      keyboard_(std::move(keyboard)),
+      window_(new PathBarWindow),
+      popup_(new CompletionsPopup) {
+    if (keyboard_) {
+        nativeKeyCodes_ = [keyboard = keyboard_](std::uint32_t scanCode, std::uint32_t state) {
+            return keyboard->keyCode(scanCode, state);
+        };
+    }
+    frame_ = Rect{{0, 0}, {PathBarWindow::kInitialWidth, PathBarWindow::kHeight}};
+    spinnerOrigin_ = {PathBarWindow::kInitialWidth - PathBarWindow::kSpinnerInset,
+                      (PathBarWindow::kHeight - BusySpinner::kSide) / 2.0};
+
+    animation_ = new QPropertyAnimation(window_, "geometry", window_);
+    animation_->setDuration(kAnimationMilliseconds);
+    animation_->setEasingCurve(QEasingCurve::OutCubic);
+
+    window_->installEventFilter(this);
+    field()->installEventFilter(this);
+    connect(field(), &QLineEdit::textEdited, this, &PathBar::textEdited);
+    connect(field(), &PathLineEdit::arrowClicked, this, [this] {
+        const auto keep = shared_from_this();
+        if (auto clicked = events_ ? events_->popupButtonClicked : nullptr) clicked();
+    });
+    connect(popup_, &CompletionsPopup::rowChosen, this, [this] {
+        const auto keep = shared_from_this();
+        if (auto chosen = events_ ? events_->completionsTableViewSelector : nullptr) chosen();
+    });
+    field()->setMenuDecorator([this](QMenu& menu) { decorateMenu(menu); });
+}
+
+PathBar::~PathBar() { shutDown(); }
+
+PathLineEdit* PathBar::field() const { return window_ ? window_->field() : nullptr; }
+
+BusySpinner* PathBar::spinner() const { return window_ ? window_->spinner() : nullptr; }
+
+void PathBar::detachView() {
+    if (--attachedViews_ == 0) shutDown();
+}
+
+void PathBar::shutDown() {
+    events_.reset();
+    closed_ = true;
+    // After the application has gone the widgets cannot be touched any more.
+    if (!QCoreApplication::instance()) return;
+    if (window_) {
+        window_->removeEventFilter(this);
+        window_->field()->removeEventFilter(this);
+        window_->field()->setMenuDecorator({});
+        window_->hide();
+        // Later: this may run inside one of the window's own events.
+        window_->deleteLater();
+    }
+    if (popup_) {
+        popup_->hide();
+        popup_->deleteLater();
+    }
+}
+
+// ---- the panel
+
+void PathBar::setFrame(const Rect& frame, bool animate) {
+    frame_ = frame;
+    if (!window_) return;
+    const QRect target = toQtRect(frame, firstScreenHeight());
+    animation_->stop();
+    if (animate && window_->isVisible() && window_->geometry() != target) {
+        animation_->setStartValue(window_->geometry());
+        animation_->setEndValue(target);
+        animation_->start();
+    } else {
+        window_->setGeometry(target);
+        window_->layOut();
+    }
+}
+
+bool PathBar::isAnimating() const { return animation_ && animation_->state() == QAbstractAnimation::Running; }
+
+bool PathBar::isVisible() const { return window_ && window_->isVisible(); }
+
+void PathBar::orderFront() {
+    if (!window_ || closed_) return;
+    window_->show();
+    window_->raise();
+    // The completion list stays above the bar it belongs to.
+    if (popup_ && popup_->isVisible()) popup_->raise();
+}
+
+void PathBar::makeKey() {
+    if (!window_ || closed_) return;
+    // The layout may have changed while the bar was away.
+    if (keyboard_) keyboard_->invalidate();
+    activate();
+}
+
+void PathBar::activate() {
+    if (!window_ || !window_->isVisible()) return;
+    window_->activateWindow();
+    field()->setFocus(Qt::ActiveWindowFocusReason);
+}
+
+void PathBar::orderOut() {
+    if (!window_) return;
+    const bool wasKey = window_->isVisible() && window_->isActiveWindow();
+    if (animation_) animation_->stop();
+    // Going away is not losing the keyboard to someone else.
+    orderingOut_ = true;
+    window_->hide();
+    orderingOut_ = false;
+    if (!wasKey) return;
+    const auto keep = shared_from_this();
+    if (auto ordered = events_ ? events_->didOrderOut : nullptr) ordered();
+}
+
+void PathBar::close() {
+    orderOut();
+    if (popup_) popup_->hide();
+    closed_ = true;
+}
+
+Rect PathBar::fieldFrame() const {
+    const QRect field = PathBarWindow::fieldRect(rounded(frame_.size.width));
+    return Rect{{static_cast<double>(field.x()), frame_.size.height - field.y() - field.height()},
+                {static_cast<double>(field.width()), static_cast<double>(field.height())}};
+}
+
+void PathBar::setSpinnerOrigin(Point origin) {
+    spinnerOrigin_ = origin;
+    if (BusySpinner* busy = spinner())
+        busy->move(rounded(origin.x), rounded(frame_.size.height - origin.y - BusySpinner::kSide));
+}
+
+// ---- events
+
+bool PathBar::eventFilter(QObject* watched, QEvent* event) {
+    if (closed_ || !window_) return false;
+    const bool onField = watched == field();
+    switch (event->type()) {
+        case QEvent::KeyPress:
+            if (onField) return routeKey(*static_cast<QKeyEvent*>(event));
+            break;
+        case QEvent::InputMethod:
+        case QEvent::Drop:
+        case QEvent::ContextMenu:
+        case QEvent::MouseButtonRelease:
+            if (onField) snapshotText();
+            break;
+        case QEvent::MouseButtonPress:
+            // The window manager does not give an unmanaged window the
+            // keyboard: a click into the bar takes it back.
+            if (onField) snapshotText();
+            if (!window_->isActiveWindow()) activate();
+            break;
+        case QEvent::WindowDeactivate:
+            if (watched == window_ && window_->isVisible() && !orderingOut_) {
+                const auto keep = shared_from_this();
+                if (auto resigned = events_ ? events_->windowDidResignKey : nullptr) resigned();
+            }
+            break;
+        default:
+            break;
+    }
+    return false;
+}
+
+bool PathBar::routeKey(QKeyEvent& key) {
+    const auto keep = shared_from_this();
+    snapshotText();
+    if (const std::optional<KeyEvent> event = keyEventFor(key, nativeKeyCodes_)) {
+        // Pressing a modifier alone is no key press for the stations (it
+        // changes the flags of the keys that follow).
+        if (const std::optional<VirtualKey> known = virtualKey(event->keyCode);
+            known && known->kind == VirtualKeyKind::Modifier)
+            return false;
+        if (auto handle = events_ ? events_->handleKeyDown : nullptr; handle && handle(*event)) return true;
+        if (JVPathFieldEditor::keyDown(*event)) return true;
+    }
+    const TextCommand command = textCommandFor(key.key(), key.modifiers());
+    if (command == TextCommand::other) return false;
+    if (auto perform = events_ ? events_->doCommandBySelector : nullptr; perform && perform(command)) return true;
+    return false;
+}
+
+void PathBar::snapshotText() {
+    if (PathLineEdit* edit = field()) {
+        textBefore_ = edit->text();
+        selectionBefore_ = edit->selectedText().size();
+    }
+}
+
+void PathBar::textEdited(const QString& text) {
+    if (completing_ || closed_) return;
+    const auto keep = shared_from_this();
+    PathLineEdit* edit = field();
+    // Typing adds to what was there once the selection it replaced is gone;
+    // deleting never does.
+    const bool typed = text.size() > textBefore_.size() - selectionBefore_;
+    const bool caretAtEnd = !edit->hasSelectedText() && edit->cursorPosition() == text.size();
+    snapshotText();
+
+    if (auto changed = events_ ? events_->controlTextDidChange : nullptr) changed();
+    if (!typed || !caretAtEnd || text.isEmpty() || closed_) return;
+    auto complete = events_ ? events_->completedString : nullptr;
+    if (!complete) return;
+    const std::optional<std::string> completion = complete(toBytes(text));
+    // The controller may have changed the text or closed the bar meanwhile.
+    if (!completion || closed_ || !window_ || edit->text() != text) return;
+
+    const QString full = fromBytes(*completion);
+    if (full.size() <= text.size()) return;
+    completing_ = true;
+    if (full.startsWith(text)) {
+        // Keeps the typed text (and the undo history) and adds the rest.
+        edit->insert(full.mid(text.size()));
+    } else if (full.startsWith(text, Qt::CaseInsensitive)) {
+        edit->setText(full);
+    } else {
+        completing_ = false;
+        return;
+    }
+    edit->setSelection(text.size(), full.size() - text.size());
+    completing_ = false;
+    snapshotText();
+}
+
+void PathBar::decorateMenu(QMenu& menu) {
+    auto menuForEvent = events_ ? events_->menuForEvent : nullptr;
+    if (!menuForEvent) return;
+    const QList<QAction*> original = menu.actions();
+    std::vector<MenuItem> inherited;
+    for (QAction* action : original) {
+        if (action->isSeparator()) {
+            inherited.push_back(MenuItem::separatorItem());
+            continue;
+        }
+        MenuItem item;
+        item.title = toBytes(action->text());
+        item.keyEquivalent = toBytes(action->shortcut().toString(QKeySequence::NativeText));
+        item.action = [target = QPointer<QAction>(action)] {
+            if (target) target->trigger();
+        };
+        inherited.push_back(std::move(item));
+    }
+    const std::vector<MenuItem> shown = menuForEvent(inherited);
+
+    // Items the core kept in place stay the line edit's own actions, with
+    // their state and shortcuts; the others are made here.
+    for (QAction* action : original) menu.removeAction(action);
+    for (std::size_t i = 0; i < shown.size(); ++i) {
+        const MenuItem& item = shown[i];
+        if (i < static_cast<std::size_t>(original.size()) && item.kind == inherited[i].kind && item.title == inherited[i].title) {
+            menu.addAction(original[static_cast<qsizetype>(i)]);
+            continue;
+        }
+        if (item.kind == MenuItem::Kind::separator) {
+            menu.addSeparator();
+            continue;
+        }
+        QAction* action = menu.addAction(fromBytes(item.title));
+        if (item.image == MenuItem::Image::applicationIcon) {
+            const QSize side(rounded(item.imageSize.width), rounded(item.imageSize.height));
+            action->setIcon(QIcon(applicationIcon().pixmap(side.isEmpty() ? QSize(14, 14) : side)));
+        }
+        if (!item.keyEquivalent.empty()) action->setShortcut(QKeySequence(fromBytes(item.keyEquivalent)));
+        if (item.action) connect(action, &QAction::triggered, this, [run = item.action] { run(); });
+    }
+}
+
+}  // namespace jorvane::ui

@@ -1,0 +1,75 @@
+#include "ui/QtAlerts.h"
+
+#include <QLabel>
+#include <QPushButton>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ui/ByteText.h"
+
+namespace jorvane::ui {
+
+namespace {
+
+constexpr const char* kAnswerProperty = "jorvaneAnswer";
+
+QMessageBox::Icon iconFor(AlertSpec::Style style) {
+    switch (style) {
+        case AlertSpec::Style::informational: return QMessageBox::Information;
+        case AlertSpec::Style::critical: return QMessageBox::Critical;
+        case AlertSpec::Style::warning: break;
+    }
+    return QMessageBox::Warning;
+}
+
+}  // namespace
+
+QMessageBox* QtAlerts::makeMessageBox(const AlertSpec& alert, QWidget* parent) {
+    auto* box = new QMessageBox(parent);
+    box->setWindowTitle(fromBytes(alert.windowTitle.empty() ? std::string("Jorvane") : alert.windowTitle));
+    box->setIcon(iconFor(alert.style));
+    // File names and paths go into these texts: never read them as markup.
+    box->setTextFormat(Qt::PlainText);
+    box->setText(fromBytes(alert.messageText));
+    if (!alert.informativeText.empty()) {
+        box->setInformativeText(fromBytes(alert.informativeText));
+        if (auto* informative = box->findChild<QLabel*>(QStringLiteral("qt_msgbox_informativelabel")))
+            informative->setTextFormat(Qt::PlainText);
+    }
+
+    std::vector<std::string> titles = alert.buttons;
+    if (titles.empty()) titles.emplace_back("OK");
+    // One role for every button, so that the button box keeps the order they
+    // are added in; added last first, the first button ends up at the right.
+    std::vector<QPushButton*> buttons(titles.size());
+    for (std::size_t i = titles.size(); i-- > 0;) {
+        buttons[i] = box->addButton(fromBytes(titles[i]), QMessageBox::ActionRole);
+        buttons[i]->setProperty(kAnswerProperty, NSAlertFirstButtonReturn + static_cast<int>(i));
+    }
+    box->setDefaultButton(buttons.front());
+    for (std::size_t i = 0; i < titles.size(); ++i) {
+        if (titles[i] == "Cancel") box->setEscapeButton(buttons[i]);
+    }
+    box->setWindowFlag(Qt::WindowStaysOnTopHint);
+    return box;
+}
+
+int QtAlerts::answerOf(const QMessageBox& box) {
+    const QAbstractButton* clicked = box.clickedButton();
+    if (!clicked) clicked = box.escapeButton();
+    if (!clicked) clicked = box.defaultButton();
+    return clicked ? clicked->property(kAnswerProperty).toInt() : NSAlertFirstButtonReturn;
+}
+
+int QtAlerts::runModal(const AlertSpec& alert) {
+    const std::unique_ptr<QMessageBox> box(makeMessageBox(alert));
+    box->show();
+    box->raise();
+    box->activateWindow();
+    box->exec();
+    return answerOf(*box);
+}
+
+}  // namespace jorvane::ui

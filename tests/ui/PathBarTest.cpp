@@ -1,0 +1,412 @@
+// The address bar's Qt views on the offscreen platform, with the controller
+// replaced by a recorder of the events the widgets report: the order of the
+// key stations, inline completion, frames in the core's coordinates, the
+// spinner's timer, the completion list, focus and the context menu.
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QContextMenuEvent>
+#include <QListView>
+#include <QMenu>
+#include <QTest>
+
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ui/BusySpinner.h"
+#include "ui/ByteText.h"
+#include "ui/CompletionsPopup.h"
+#include "ui/PathBar.h"
+#include "ui/PathBarWindow.h"
+#include "ui/QtPathWindowViews.h"
+#include "ui/QtScreens.h"
+
+namespace jorvane::ui {
+namespace {
+
+const char* commandName(TextCommand command) {
+    switch (command) {
+        case TextCommand::moveDown: return "moveDown";
+        case TextCommand::moveUp: return "moveUp";
+        case TextCommand::insertNewline: return "insertNewline";
+        case TextCommand::insertTab: return "insertTab";
+        case TextCommand::insertBacktab: return "insertBacktab";
+        case TextCommand::moveToBeginningOfDocument: return "moveToBeginningOfDocument";
+        case TextCommand::moveToEndOfDocument: return "moveToEndOfDocument";
+        case TextCommand::cancelOperation: return "cancelOperation";
+        case TextCommand::other: return "other";
+    }
+    return "?";
+}
+
+// A stand-in for the controller: logs what the widgets report and answers
+// what the test set.
+class PathBarTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        qt_ = makePathWindowViews();
+        PathWindowEvents& events = *qt_.events;
+        events.handleKeyDown = [this](const KeyEvent& event) {
+            char entry[64];
+            std::snprintf(entry, sizeof entry, "key %u 0x%llx", event.keyCode,
+                          static_cast<unsigned long long>(event.modifierFlags & kShortcutModifierMask));
+            log_.emplace_back(entry);
+            return handleKeyDownAnswer_;
+        };
+        events.doCommandBySelector = [this](TextCommand command) {
+            log_.push_back(std::string("command ") + commandName(command));
+            return commandAnswer_;
+        };
+        events.controlTextDidChange = [this] { log_.emplace_back("changed"); };
+        events.completedString = [this](std::string_view typed) {
+            log_.push_back("complete " + std::string(typed));
+            return completion_;
+        };
+        events.popupButtonClicked = [this] { log_.emplace_back("arrow"); };
+        events.completionsTableViewSelector = [this] {
+            log_.push_back("chosen " + std::to_string(views().completions->selectedRow()));
+        };
+        events.windowDidResignKey = [this] { log_.emplace_back("resignKey"); };
+        events.didOrderOut = [this] { log_.emplace_back("didOrderOut"); };
+    }
+
+    PathWindowViews& views() { return qt_.views; }
+    PathBar& bar() { return *qt_.bar.lock(); }
+    PathLineEdit& field() { return *bar().field(); }
+
+    // Puts the bar on screen with the keyboard, as the controller's show does.
+    void showBar() {
+        views().panel->setFrame({{50, 300}, {400, 24}}, true, false);
+        views().panel->orderFrontRegardless();
+        views().panel->makeKeyWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(bar().window()));
+    }
+
+    void type(const QString& text) { QTest::keyClicks(&field(), text); }
+
+    QtPathWindow qt_;
+    std::vector<std::string> log_;
+    bool handleKeyDownAnswer_ = false;
+    bool commandAnswer_ = false;
+    std::optional<std::string> completion_;
+};
+
+// ---- the key stations
+
+struct RouteCase {
+    const char* name;
+    Qt::Key key;
+    Qt::KeyboardModifiers modifiers;
+    bool handleKeyDownAnswer;
+    bool commandAnswer;
+    std::vector<std::string> log;
+    const char* textAfter;
+};
+
+std::ostream& operator<<(std::ostream& out, const RouteCase& c) { return out << c.name; }
+
+class KeyStations : public PathBarTest, public ::testing::WithParamInterface<RouteCase> {};
+
+TEST_P(KeyStations, reportInThisOrderAndLeaveThisText) {
+    const RouteCase& c = GetParam();
+    showBar();
+    views().field->setStringValue("abc");
+    handleKeyDownAnswer_ = c.handleKeyDownAnswer;
+    commandAnswer_ = c.commandAnswer;
+    QTest::keyClick(&field(), c.key, c.modifiers);
+    EXPECT_EQ(log_, c.log);
+    EXPECT_EQ(field().text().toStdString(), c.textAfter);
+}
+
+constexpr Qt::KeyboardModifiers kNone = Qt::NoModifier;
+constexpr Qt::KeyboardModifiers kCtrl = Qt::ControlModifier;
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(PathBar, KeyStations, ::testing::Values(
+    RouteCase{"Ctrl_W_taken_by_the_controller_goes_no_further", Qt::Key_W, kCtrl, true, false,
+              {"key 13 0x100000"}, "abc"},
+    RouteCase{"Ctrl_W_declined_by_the_controller_is_dropped_by_the_field_editor", Qt::Key_W, kCtrl, false, true,
+              {"key 13 0x100000"}, "abc"},
+    RouteCase{"Ctrl_A_declined_is_not_a_command_and_the_field_selects_all", Qt::Key_A, kCtrl, false, true,
+              {"key 0 0x100000"}, "abc"},
+    RouteCase{"A_typed_letter_is_offered_first_then_edits_and_asks_for_a_completion", Qt::Key_X, kNone, false, false,
+              {"key 7 0x0", "changed", "complete abcx"}, "abcx"},
+    RouteCase{"Backspace_edits_without_asking_for_a_completion", Qt::Key_Backspace, kNone, false, false,
+              {"key 51 0x0", "changed"}, "ab"},
+    RouteCase{"Return_taken_by_handleKeyDown_never_becomes_a_command", Qt::Key_Return, kNone, true, true,
+              {"key 36 0x0"}, "abc"},
+    RouteCase{"Return_declined_by_handleKeyDown_becomes_insertNewline", Qt::Key_Return, kNone, false, true,
+              {"key 36 0x0", "command insertNewline"}, "abc"},
+    RouteCase{"Down_becomes_moveDown", Qt::Key_Down, kNone, false, true,
+              {"key 125 0x0", "command moveDown"}, "abc"},
+    RouteCase{"Up_becomes_moveUp", Qt::Key_Up, kNone, false, true, {"key 126 0x0", "command moveUp"}, "abc"},
+    RouteCase{"Ctrl_Up_becomes_moveToBeginningOfDocument", Qt::Key_Up, kCtrl, false, true,
+              {"key 126 0x100000", "command moveToBeginningOfDocument"}, "abc"},
+    RouteCase{"Ctrl_Down_becomes_moveToEndOfDocument", Qt::Key_Down, kCtrl, false, true,
+              {"key 125 0x100000", "command moveToEndOfDocument"}, "abc"},
+    RouteCase{"Tab_becomes_insertTab", Qt::Key_Tab, kNone, false, true, {"key 48 0x0", "command insertTab"}, "abc"},
+    RouteCase{"Shift_Tab_becomes_insertBacktab", Qt::Key_Backtab, Qt::ShiftModifier, false, true,
+              {"key 48 0x20000", "command insertBacktab"}, "abc"},
+    RouteCase{"Escape_becomes_cancelOperation", Qt::Key_Escape, kNone, false, true,
+              {"key 53 0x0", "command cancelOperation"}, "abc"},
+    RouteCase{"A_command_the_controller_declines_is_left_to_the_field", Qt::Key_Left, kNone, false, false,
+              {"key 123 0x0"}, "abc"}),
+    [](const auto& row) { return std::string(row.param.name); });
+// clang-format on
+
+TEST_F(PathBarTest, aKeyTheControllerDeclinesStillEditsTheText) {
+    showBar();
+    views().field->setStringValue("abc");
+    QTest::keyClick(&field(), Qt::Key_A, Qt::ControlModifier);
+    EXPECT_EQ(field().selectedText(), QStringLiteral("abc")) << "Ctrl+A reached the line edit";
+}
+
+// ---- inline completion
+
+TEST_F(PathBarTest, typingAppendsTheCompletionsTailSelected) {
+    showBar();
+    completion_ = "/usr/";
+    type(QStringLiteral("/us"));
+    EXPECT_EQ(field().text(), QStringLiteral("/usr/"));
+    EXPECT_EQ(field().selectedText(), QStringLiteral("r/"));
+    EXPECT_EQ(views().field->selectedRange(), (TextRange{3, 2}));
+
+    // Typing over the selected tail is still typing.
+    log_.clear();
+    type(QStringLiteral("r"));
+    EXPECT_EQ((std::vector<std::string>{"key 15 0x0", "changed", "complete /usr"}), log_);
+    EXPECT_EQ(field().selectedText(), QStringLiteral("/"));
+
+    // Deleting the tail asks for nothing.
+    log_.clear();
+    QTest::keyClick(&field(), Qt::Key_Backspace);
+    EXPECT_EQ((std::vector<std::string>{"key 51 0x0", "changed"}), log_);
+    EXPECT_EQ(field().text(), QStringLiteral("/usr"));
+}
+
+TEST_F(PathBarTest, aCompletionInAnotherCaseReplacesTheTypedText) {
+    showBar();
+    completion_ = "/usr/";
+    type(QStringLiteral("/US"));
+    EXPECT_EQ(field().text(), QStringLiteral("/usr/"));
+    EXPECT_EQ(field().selectedText(), QStringLiteral("r/"));
+}
+
+TEST_F(PathBarTest, aCompletionThatDoesNotExtendTheTextChangesNothing) {
+    showBar();
+    completion_ = "/var/";
+    type(QStringLiteral("/us"));
+    EXPECT_EQ(field().text(), QStringLiteral("/us"));
+    completion_ = "/us";
+    type(QStringLiteral("r"));
+    EXPECT_EQ(field().text(), QStringLiteral("/usr"));
+    EXPECT_FALSE(field().hasSelectedText());
+}
+
+TEST_F(PathBarTest, typingInsideTheTextAsksForNoCompletion) {
+    showBar();
+    views().field->setStringValue("/usr");
+    field().setCursorPosition(1);
+    completion_ = "/usr/share/";
+    type(QStringLiteral("x"));
+    EXPECT_EQ((std::vector<std::string>{"key 7 0x0", "changed"}), log_);
+    EXPECT_EQ(field().text(), QStringLiteral("/xusr"));
+}
+
+TEST_F(PathBarTest, textSetByTheControllerIsNotAnEdit) {
+    views().field->setStringValue("/tmp/");
+    EXPECT_TRUE(log_.empty());
+    EXPECT_EQ(views().field->selectedRange(), (TextRange{5, 0})) << "the caret at the end";
+}
+
+TEST_F(PathBarTest, namesThatAreNotUtf8ReachTheCoreAsTheSameBytes) {
+    showBar();
+    const std::string latin1 = "/tmp/caf\xE9/\xC3\xA9t\xC3\xA9";
+    views().field->setStringValue(latin1);
+    EXPECT_EQ(views().field->stringValue(), latin1);
+    views().field->setSelectedRange({8, 2});
+    EXPECT_EQ(field().selectedText().size(), 2) << "the escaped byte and the slash";
+    EXPECT_EQ(views().field->selectedRange(), (TextRange{8, 2}));
+
+    // A completion of such a name keeps its bytes too.
+    completion_ = "/tmp/caf\xE9/";
+    views().field->setStringValue("/tmp/ca");
+    type(QStringLiteral("f"));
+    EXPECT_EQ(views().field->stringValue(), "/tmp/caf\xE9/");
+    EXPECT_EQ(views().field->selectedRange(), (TextRange{8, 2}));
+}
+
+// ---- frames
+
+TEST_F(PathBarTest, framesAreFlippedWithTheFirstScreensHeight) {
+    const double height = firstScreenHeight();
+    ASSERT_GT(height, 0);
+    views().panel->setFrame({{100, height - 80}, {300, 24}}, true, false);
+    EXPECT_EQ(bar().window()->geometry(), QRect(100, 56, 300, 24)) << "top edge 56 px below the screen's top";
+    EXPECT_EQ(views().panel->frame(), (Rect{{100, height - 80}, {300, 24}}));
+
+    // The field, in the panel's content coordinates (origin bottom left).
+    EXPECT_EQ(views().field->frame(), (Rect{{5, 2}, {290, 20}}));
+    EXPECT_EQ(bar().field()->geometry(), QRect(5, 2, 290, 20));
+
+    // The spinner where the controller puts it: 50 from the right edge.
+    views().spinner->setFrameOrigin({250, 4});
+    EXPECT_EQ(bar().spinner()->pos(), QPoint(250, 4));
+    EXPECT_EQ(views().spinner->frameOrigin(), (Point{250, 4}));
+}
+
+TEST_F(PathBarTest, anAnimatedResizeEndsExactlyOnTheFrame) {
+    showBar();
+    const double height = firstScreenHeight();
+    views().panel->setFrame({{60, height - 100}, {500, 24}}, true, true);
+    EXPECT_TRUE(bar().isAnimating());
+    EXPECT_EQ(views().panel->frame().size.width, 500) << "the frame is the target at once";
+    const QRect target(60, 76, 500, 24);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return bar().window()->geometry() == target; }, 2000));
+    EXPECT_FALSE(bar().isAnimating());
+}
+
+TEST_F(PathBarTest, aHiddenBarJumpsInsteadOfAnimating) {
+    views().panel->setFrame({{60, 100}, {500, 24}}, true, true);
+    EXPECT_FALSE(bar().isAnimating());
+    EXPECT_EQ(bar().window()->width(), 500);
+}
+
+// ---- spinner
+
+TEST_F(PathBarTest, theSpinnersTimerRunsOnlyWhileItAnimatesOnScreen) {
+    BusySpinner& spinner = *bar().spinner();
+    EXPECT_TRUE(views().spinner->isHidden()) << "hidden as the bar comes";
+    views().spinner->startAnimation();
+    views().spinner->setHidden(false);
+    EXPECT_FALSE(views().spinner->isHidden());
+    EXPECT_FALSE(spinner.isTicking()) << "the bar is not on screen";
+
+    showBar();
+    EXPECT_TRUE(spinner.isTicking());
+    views().spinner->setHidden(true);
+    EXPECT_FALSE(spinner.isTicking()) << "hidden, not stopped";
+    EXPECT_TRUE(spinner.isAnimating());
+    views().spinner->setHidden(false);
+    EXPECT_TRUE(spinner.isTicking());
+
+    views().panel->orderOut();
+    EXPECT_FALSE(spinner.isTicking()) << "in a hidden bar";
+    EXPECT_FALSE(views().spinner->isHidden()) << "its own state is kept";
+}
+
+// ---- the completion list
+
+TEST_F(PathBarTest, theListShowsTheCandidatesAndTheControllerDrivesItsSelection) {
+    CompletionsListView& list = *views().completions;
+    EXPECT_EQ(list.rowHeight(), 17);
+    list.setContent({"/tmp/a/", "/tmp/caf\xE9", "/tmp/ccc"});
+    EXPECT_EQ(list.selectedRow(), -1);
+    list.selectRow(1);
+    EXPECT_EQ(list.selectedRow(), 1);
+    list.selectRow(3);
+    EXPECT_EQ(list.selectedRow(), 1) << "rows outside the content are ignored";
+    list.deselectAll();
+    EXPECT_EQ(list.selectedRow(), -1);
+    list.selectRow(2);
+    list.setContent({"/tmp/x"});
+    EXPECT_EQ(list.selectedRow(), -1) << "new content drops the selection";
+
+    list.setContent({"/tmp/a/", "/tmp/caf\xE9", "/tmp/ccc"});
+    EXPECT_EQ(bar().popup()->rowText(1), QString::fromUtf8("/tmp/caf\xEF\xBF\xBD")) << "an escaped byte shows as U+FFFD";
+}
+
+TEST_F(PathBarTest, aClickOnARowSelectsItAndChoosesIt) {
+    showBar();
+    CompletionsListView& list = *views().completions;
+    list.setContent({"/tmp/a/", "/tmp/bb/", "/tmp/ccc"});
+    list.setFrame({{55, 200}, {390, 51}}, true);
+    list.orderFrontRegardless();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(bar().popup()));
+    EXPECT_EQ(bar().popup()->geometry(), QRect(55, static_cast<int>(firstScreenHeight()) - 251, 390, 51));
+
+    QListView& view = *bar().popup()->listView();
+    const QRect row = view.visualRect(view.model()->index(2, 0));
+    EXPECT_EQ(row.height(), 17);
+    QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, row.center());
+    EXPECT_EQ(log_, (std::vector<std::string>{"chosen 2"}));
+    EXPECT_TRUE(bar().window()->isActiveWindow()) << "the list never takes the keyboard";
+}
+
+TEST_F(PathBarTest, theArrowAtTheFieldsRightEndReportsAClick) {
+    showBar();
+    QTest::mouseClick(&field(), Qt::LeftButton, {}, field().arrowRect().center());
+    EXPECT_EQ(log_, (std::vector<std::string>{"arrow"}));
+    QTest::mouseClick(&field(), Qt::LeftButton, {}, QPoint(40, 10));
+    EXPECT_EQ(log_.size(), 1u) << "a click in the text is the field's";
+}
+
+// ---- focus
+
+TEST_F(PathBarTest, losingTheKeyboardOnScreenResignsButHidingDoesNot) {
+    showBar();
+    QWidget other;
+    other.setGeometry(0, 0, 100, 100);
+    other.show();
+    other.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&other));
+    EXPECT_EQ(log_, (std::vector<std::string>{"resignKey"}));
+
+    log_.clear();
+    views().panel->orderOut();
+    EXPECT_TRUE(log_.empty()) << "not key any more: the keyboard is elsewhere already";
+
+    showBar();
+    log_.clear();
+    views().panel->orderOut();
+    EXPECT_EQ(log_, (std::vector<std::string>{"didOrderOut"})) << "the keyboard goes back to the file manager";
+    QApplication::processEvents();
+    EXPECT_EQ(log_.size(), 1u) << "no resignation for a bar that is gone";
+}
+
+TEST_F(PathBarTest, theViewsGoingAwayCloseTheWindowsAndSilenceTheEvents) {
+    showBar();
+    QPointer<PathBarWindow> window = bar().window();
+    qt_.views = {};
+    EXPECT_TRUE(qt_.bar.expired());
+    QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_TRUE(window.isNull());
+}
+
+// ---- context menu
+
+TEST_F(PathBarTest, theContextMenuEndsWithTheProgramsOwnItem) {
+    bool preferences = false;
+    qt_.events->menuForEvent = [&](std::vector<MenuItem> inherited) {
+        inherited.push_back(MenuItem::separatorItem());
+        MenuItem item;
+        item.title = "Jorvane Preferences\xE2\x80\xA6";
+        item.image = MenuItem::Image::applicationIcon;
+        item.imageSize = {14, 14};
+        item.action = [&] { preferences = true; };
+        inherited.push_back(std::move(item));
+        return inherited;
+    };
+    showBar();
+    views().field->setStringValue("/tmp");
+    QContextMenuEvent event(QContextMenuEvent::Mouse, QPoint(30, 10), field().mapToGlobal(QPoint(30, 10)));
+    QApplication::sendEvent(&field(), &event);
+    auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    ASSERT_NE(menu, nullptr);
+    const QList<QAction*> actions = menu->actions();
+    ASSERT_GE(actions.size(), 3);
+    EXPECT_TRUE(actions.front()->text().contains(QStringLiteral("Undo"))) << "the field's own items come first";
+    EXPECT_TRUE(actions[actions.size() - 2]->isSeparator());
+    QAction* last = actions.back();
+    EXPECT_EQ(last->text(), QString::fromUtf8("Jorvane Preferences\xE2\x80\xA6"));
+    EXPECT_EQ(last->icon().availableSizes(), (QList<QSize>{QSize(14, 14)}));
+    last->trigger();
+    EXPECT_TRUE(preferences);
+    menu->close();
+}
+
+}  // namespace
+}  // namespace jorvane::ui

@@ -1,0 +1,213 @@
+// The real PathWindowController over the Qt views (offscreen), its file
+// manager, application and screens faked: placement over the title bar in
+// Qt's coordinates, keys typed into the line edit reaching the controller,
+// inline completion and the list on a real folder, the context menu's item.
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QFontMetricsF>
+#include <QContextMenuEvent>
+#include <QListView>
+#include <QMenu>
+#include <QTest>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "addressbar/PathWindowController.h"
+#include "bridges/VJASWrapper.h"
+#include "fakes/FakeAccessibility.h"
+#include "fakes/FakeHandlerCatalogue.h"
+#include "fakes/FakePathWindowDelegate.h"
+#include "fakes/MemoryDefaults.h"
+#include "fakes/TestSupport.h"
+#include "settings/UserDefaults.h"
+#include "ui/CompletionsPopup.h"
+#include "ui/PathBar.h"
+#include "ui/PathBarWindow.h"
+#include "ui/QtPathWindowViews.h"
+#include "ui/QtScreens.h"
+#include "util/Dispatch.h"
+
+namespace jorvane::ui {
+namespace {
+
+class PathWindowWiring : public ::testing::Test {
+protected:
+    // A 600 x 400 window at (100, 50) with a 120-point title.
+    static constexpr Rect kWindowFrame{{100, 50}, {600, 400}};
+    static constexpr Rect kTitleFrame{{340, 53}, {120, 16}};
+
+    PathWindowWiring() {
+        dispatch::mainQueue().drain();
+        dispatch::setTimeSource(&time_);
+        const test::AXNode application = ax_->addApplication(4242);
+        window_ = ax_->addWindow(application, "folder - Thunar", kWindowFrame);
+        ax_->addStaticText(window_, "folder - Thunar", kTitleFrame);
+        tmp_.file("notes.txt");
+        tmp_.file("nougat.txt");
+        tmp_.dir("docs");
+        finder_->answer(handlers::finderGetPath, tmp_.str());
+        QtPathWindow qt = makePathWindowViews();
+        bar_ = qt.bar;
+        controller_ = std::make_unique<PathWindowController>(
+            ax_->element(window_), std::move(qt.views),
+            PathWindowController::Dependencies{bridge_, *defaults_, workspace_, screens_, delegate_});
+        connectToController(*qt.events, *controller_);
+    }
+
+    ~PathWindowWiring() override {
+        finder_->releaseAll();
+        bridge_.waitUntilIdle();
+        controller_.reset();
+        dispatch::mainQueue().drain();
+        dispatch::setTimeSource(nullptr);
+        QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+
+    PathBar& bar() { return *bar_.lock(); }
+    PathLineEdit& field() { return *bar().field(); }
+
+    // Shows the bar and waits until it has the keyboard and its final size
+    // (the text filled in after it appeared may widen it, animated).
+    void show() {
+        controller_->show();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(bar().window()));
+        ASSERT_TRUE(QTest::qWaitFor([this] { return !bar().isAnimating(); }, 2000));
+    }
+
+    std::vector<std::string> handlerNames() const {
+        std::vector<std::string> names;
+        for (const auto& call : finder_->calls()) names.push_back(call.name);
+        return names;
+    }
+
+    dispatch::ManualTimeSource time_;
+    std::shared_ptr<test::FakeAccessibility> ax_ = std::make_shared<test::FakeAccessibility>();
+    test::AXNode window_;
+    std::shared_ptr<test::FakeHandlerCatalogue> finder_ = std::make_shared<test::FakeHandlerCatalogue>();
+    VJASWrapper bridge_{finder_};
+    std::unique_ptr<settings::UserDefaults> defaults_ = test::makeMemoryDefaults();
+    test::FakeWorkspace workspace_;
+    QtScreens screens_;
+    test::FakePathWindowDelegate delegate_;
+    test::TempDir tmp_;
+    std::weak_ptr<PathBar> bar_;
+    std::unique_ptr<PathWindowController> controller_;
+};
+
+TEST_F(PathWindowWiring, theBarLiesOnTheTitleBandOnePixelAboveTheWindow) {
+    show();
+    const QRect geometry = bar().window()->geometry();
+    // As wide as the text needs, within a third of the window and the window
+    // less 160; centred over it.
+    const double textWidth = QFontMetricsF(QApplication::font()).horizontalAdvance(field().text());
+    const int width = std::clamp(static_cast<int>(textWidth + 150), 200, 440);
+    EXPECT_EQ(geometry.width(), width);
+    EXPECT_EQ(geometry.x(), 100 + 300 - width / 2);
+    EXPECT_EQ(geometry.y(), 49);
+    EXPECT_EQ(geometry.height(), PathBarWindow::kHeight);
+    EXPECT_EQ(field().text().toStdString(), tmp_.str());
+}
+
+TEST_F(PathWindowWiring, ctrlWClosesTheWindowWithoutTouchingTheText) {
+    show();
+    const QString before = field().text();
+    QTest::keyClick(&field(), Qt::Key_W, Qt::ControlModifier);
+    EXPECT_FALSE(bar().window()->isVisible());
+    EXPECT_EQ(handlerNames().back(), "close_finder_win");
+    EXPECT_EQ(field().text(), before);
+}
+
+TEST_F(PathWindowWiring, theHotKeyAgainHidesTheBar) {
+    show();
+    QTest::keyClick(&field(), Qt::Key_G, Qt::ControlModifier);
+    EXPECT_FALSE(bar().window()->isVisible());
+}
+
+TEST_F(PathWindowWiring, typingANameCompletesItInlineAndRevealsIt) {
+    show();
+    controller_->setPath("");
+    QTest::keyClicks(&field(), QStringLiteral("nou"));
+    EXPECT_EQ(field().text(), QStringLiteral("nougat.txt"));
+    EXPECT_EQ(field().selectedText(), QStringLiteral("gat.txt"));
+    EXPECT_EQ(handlerNames().back(), "finder_reveal_in_current");
+}
+
+TEST_F(PathWindowWiring, tabOpensTheListUnderTheFieldAndReturnTakesTheChosenRow) {
+    show();
+    controller_->setPath(tmp_.str() + "/no");
+    QTest::keyClick(&field(), Qt::Key_Tab);
+    CompletionsPopup& popup = *bar().popup();
+    ASSERT_TRUE(popup.isVisible());
+    const QRect barGeometry = bar().window()->geometry();
+    const QRect fieldGeometry = field().geometry();
+    EXPECT_EQ(popup.geometry(), QRect(barGeometry.x() + fieldGeometry.x(),
+                                      barGeometry.y() + fieldGeometry.y() + fieldGeometry.height(),
+                                      fieldGeometry.width(), 2 * CompletionsPopup::kRowHeight))
+        << "hangs from the field's bottom edge, as wide as the field, two rows high";
+    EXPECT_EQ(popup.rowCount(), 2);
+
+    QTest::keyClick(&field(), Qt::Key_Down);
+    QTest::keyClick(&field(), Qt::Key_Down);
+    EXPECT_EQ(popup.selectedRow(), 1);
+    EXPECT_TRUE(bar().window()->isActiveWindow()) << "the bar keeps the keyboard";
+    finder_->clearCalls();
+    QTest::keyClick(&field(), Qt::Key_Return);
+    EXPECT_FALSE(popup.isVisible());
+    bridge_.waitUntilIdle();
+    // A file is revealed in its folder.
+    EXPECT_EQ(handlerNames(), (std::vector<std::string>{"finder_reveal"}));
+    EXPECT_EQ(finder_->calls().front().params, (std::vector<std::string>{tmp_.str() + "/nougat.txt"}));
+}
+
+TEST_F(PathWindowWiring, escapeClosesTheListThenTheBar) {
+    show();
+    controller_->setPath(tmp_.str() + "/");
+    QTest::mouseClick(&field(), Qt::LeftButton, {}, field().arrowRect().center());
+    ASSERT_TRUE(bar().popup()->isVisible());
+    QTest::keyClick(&field(), Qt::Key_Escape);
+    EXPECT_FALSE(bar().popup()->isVisible());
+    EXPECT_TRUE(bar().window()->isVisible());
+    QTest::keyClick(&field(), Qt::Key_Escape);
+    EXPECT_FALSE(bar().window()->isVisible());
+}
+
+TEST_F(PathWindowWiring, aClickOnARowEntersIt) {
+    show();
+    controller_->setPath(tmp_.str() + "/d");
+    QTest::mouseClick(&field(), Qt::LeftButton, {}, field().arrowRect().center());
+    QListView& list = *bar().popup()->listView();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(bar().popup()));
+    QTest::mouseClick(list.viewport(), Qt::LeftButton, {}, list.visualRect(list.model()->index(0, 0)).center());
+    bridge_.waitUntilIdle();
+    EXPECT_EQ(handlerNames().back(), "finder_set_path");
+    EXPECT_EQ(field().text().toStdString(), tmp_.str() + "/docs/");
+}
+
+TEST_F(PathWindowWiring, theContextMenusPreferencesItemOpensThePreferences) {
+    show();
+    QContextMenuEvent event(QContextMenuEvent::Mouse, QPoint(30, 10), field().mapToGlobal(QPoint(30, 10)));
+    QApplication::sendEvent(&field(), &event);
+    auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    ASSERT_NE(menu, nullptr);
+    QAction* last = menu->actions().back();
+    EXPECT_EQ(last->text(), QString::fromUtf8("Jorvane Preferences\xE2\x80\xA6"));
+    last->trigger();
+    menu->close();
+    EXPECT_EQ(delegate_.openPreferencesCount(), 1);
+}
+
+TEST_F(PathWindowWiring, losingTheKeyboardHidesTheBar) {
+    show();
+    QWidget other;
+    other.show();
+    other.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&other));
+    EXPECT_FALSE(bar().window()->isVisible());
+}
+
+}  // namespace
+}  // namespace jorvane::ui

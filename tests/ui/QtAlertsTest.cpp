@@ -1,0 +1,95 @@
+// Alerts as Qt message boxes: the buttons keep their order and answers, the
+// texts are plain, and runModal returns the chosen button's answer.
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QLabel>
+#include <QPushButton>
+#include <QTest>
+#include <QTimer>
+
+#include <algorithm>
+#include <memory>
+
+#include "ui/QtAlerts.h"
+
+namespace jorvane::ui {
+namespace {
+
+std::unique_ptr<QMessageBox> boxFor(const AlertSpec& alert) {
+    return std::unique_ptr<QMessageBox>(QtAlerts::makeMessageBox(alert));
+}
+
+QPushButton* buttonTitled(QMessageBox& box, const char* title) {
+    for (QAbstractButton* button : box.buttons()) {
+        if (button->text() == QString::fromUtf8(title)) return qobject_cast<QPushButton*>(button);
+    }
+    return nullptr;
+}
+
+TEST(QtAlerts, buttonsAnswerInTheirOrderAndTheFirstIsTheDefaultAtTheRight) {
+    const AlertSpec alert{"Move to the applications folder?", "", {"Move", "Do Not Move", "Quit"}};
+    auto box = boxFor(alert);
+    box->show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(box.get()));
+    QPushButton* move = buttonTitled(*box, "Move");
+    QPushButton* stay = buttonTitled(*box, "Do Not Move");
+    QPushButton* quit = buttonTitled(*box, "Quit");
+    ASSERT_TRUE(move && stay && quit);
+    EXPECT_EQ(box->defaultButton(), move);
+    EXPECT_GT(move->mapToGlobal(QPoint()).x(), stay->mapToGlobal(QPoint()).x());
+    EXPECT_GT(stay->mapToGlobal(QPoint()).x(), quit->mapToGlobal(QPoint()).x());
+
+    quit->click();
+    EXPECT_EQ(QtAlerts::answerOf(*box), 1002);
+    move->click();
+    EXPECT_EQ(QtAlerts::answerOf(*box), NSAlertFirstButtonReturn);
+    stay->click();
+    EXPECT_EQ(QtAlerts::answerOf(*box), NSAlertSecondButtonReturn);
+}
+
+TEST(QtAlerts, textsArePlainAndTheTitleIsJorvanes) {
+    AlertSpec alert{"<b>/tmp/a&b</b> is gone", "The folder <i>x</i> was moved.", {"OK"}, AlertSpec::Style::critical};
+    auto box = boxFor(alert);
+    EXPECT_EQ(box->windowTitle(), QStringLiteral("Jorvane"));
+    EXPECT_EQ(box->icon(), QMessageBox::Critical);
+    EXPECT_EQ(box->textFormat(), Qt::PlainText);
+    EXPECT_EQ(box->text(), QStringLiteral("<b>/tmp/a&b</b> is gone"));
+    auto* informative = box->findChild<QLabel*>(QStringLiteral("qt_msgbox_informativelabel"));
+    ASSERT_NE(informative, nullptr);
+    EXPECT_EQ(informative->textFormat(), Qt::PlainText);
+
+    EXPECT_EQ(boxFor({"a", "", {}, AlertSpec::Style::informational})->icon(), QMessageBox::Information);
+    EXPECT_EQ(boxFor({"a", "", {}})->icon(), QMessageBox::Warning) << "warning unless told otherwise";
+}
+
+TEST(QtAlerts, withoutButtonsThereIsOneOkThatEscapeAnswersToo) {
+    auto box = boxFor({"Done.", "", {}});
+    ASSERT_EQ(box->buttons().size(), 1);
+    EXPECT_EQ(box->buttons().front()->text(), QStringLiteral("OK"));
+    box->show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(box.get()));
+    QTest::keyClick(box.get(), Qt::Key_Escape);
+    EXPECT_EQ(QtAlerts::answerOf(*box), NSAlertFirstButtonReturn);
+}
+
+TEST(QtAlerts, escapeAnswersTheCancelButtonOnly) {
+    auto withCancel = boxFor({"Uninstall?", "", {"Uninstall", "Cancel"}});
+    EXPECT_EQ(withCancel->escapeButton(), buttonTitled(*withCancel, "Cancel"));
+    auto without = boxFor({"Welcome", "", {"Continue", "Quit"}});
+    EXPECT_EQ(without->escapeButton(), nullptr) << "the user has to choose";
+}
+
+TEST(QtAlerts, runModalReturnsTheChosenButtonsAnswer) {
+    QtAlerts alerts;
+    QTimer::singleShot(0, [] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        ASSERT_NE(box, nullptr);
+        buttonTitled(*box, "Later")->click();
+    });
+    EXPECT_EQ(alerts.runModal({"Update available", "Version 2 is out.", {"Install", "Later"}}),
+              NSAlertSecondButtonReturn);
+}
+
+}  // namespace
+}  // namespace jorvane::ui
