@@ -1,0 +1,530 @@
+#include "app/JorvaneAppDelegate.h"
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <thread>
+#include <utility>
+
+#include "app/Alerts.h"
+#include "app/Application.h"
+#include "app/EnvironmentCheck.h"
+#include "app/FileManagerProcess.h"
+#include "app/Updater.h"
+#include "app/WindowCoverage.h"
+#include "bridges/AXUtils.h"
+#include "bridges/VJASWrapper.h"
+#include "settings/UserDefaults.h"
+#include "util/Diagnostics.h"
+#include "util/Dispatch.h"
+
+namespace jorvane {
+
+namespace {
+
+constexpr const char* kLog = "JorvaneAppDelegate";
+
+std::atomic<JorvaneAppDelegate*> gSharedDelegate{nullptr};
+
+constexpr std::string_view kFocusedWindowAttribute = "AXFocusedWindow";
+
+// What the observer is told about the file manager as a whole, and about
+// each window that gets a bar.
+constexpr std::array<std::string_view, 3> kApplicationNotifications = {
+    kAXFocusedWindowChangedNotification, kAXApplicationDeactivatedNotification, kAXWindowMiniaturizedNotification};
+constexpr std::array<std::string_view, 5> kWindowNotifications = {
+    kAXUIElementDestroyedNotification, kAXWindowMiniaturizedNotification, kAXWindowMovedNotification,
+    kAXWindowResizedNotification, kJVWindowRestackedNotification};
+
+// Height of the band a bar covers when its panel has no height yet.
+constexpr double kDefaultBarHeight = 22;
+
+constexpr std::string_view kQuit = "Quit";
+constexpr std::string_view kFinderNotRunningMessage = "Finder is not running!";
+constexpr std::string_view kFinderNotRunningInformative =
+    "Jorvane requires Finder to be running. Start Finder and restart Jorvane!";
+constexpr std::string_view kSessionMessage = "Jorvane cannot work in this session.";
+constexpr std::string_view kSessionInformative =
+    "To see clicks and keys in Finder windows, Jorvane needs what this session lacks: ";
+constexpr std::string_view kSessionInformativeEnd = ". Start Jorvane again in a session that offers it.";
+
+std::string join(const std::vector<std::string>& items, std::string_view separator) {
+    std::string joined;
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        if (i > 0) joined.append(separator);
+        joined.append(items[i]);
+    }
+    return joined;
+}
+
+}  // namespace
+
+struct JorvaneAppDelegate::Background {
+    std::mutex mutex;
+    std::condition_variable idle;
+    std::size_t running = 0;  // queued or running on the global queue
+    bool stopping = false;
+    std::optional<dispatch::TimeSource::TimerId> relaunchTimer;
+
+    // Counts the work in before it is queued, so that the delegate's end can
+    // wait for it; false once the delegate is going.
+    bool enter() {
+        std::lock_guard lock(mutex);
+        if (stopping) return false;
+        ++running;
+        return true;
+    }
+    void leave() {
+        {
+            std::lock_guard lock(mutex);
+            --running;
+        }
+        idle.notify_all();
+    }
+};
+
+JorvaneAppDelegate::JorvaneAppDelegate(Ports ports)
+    : ports_(std::move(ports)),
+      self_(std::make_shared<JorvaneAppDelegate*>(this)),
+      background_(std::make_shared<Background>()) {
+    gSharedDelegate.store(this);
+}
+
+JorvaneAppDelegate::~JorvaneAppDelegate() {
+    // No tap callback runs once uninstall has returned; main-queue blocks
+    // find self_ gone.
+    if (ports_.eventTap.isInstalled()) ports_.eventTap.uninstall();
+    if (subscribed_) ports_.workspace.setCallback({});
+    axObserver_.reset();
+    {
+        std::unique_lock lock(background_->mutex);
+        background_->stopping = true;
+        if (background_->relaunchTimer) dispatch::timeSource().cancel(*background_->relaunchTimer);
+        background_->relaunchTimer.reset();
+        background_->idle.wait(lock, [this] { return background_->running == 0; });
+    }
+    self_.reset();
+    JorvaneAppDelegate* expected = this;
+    gSharedDelegate.compare_exchange_strong(expected, nullptr);
+}
+
+JorvaneAppDelegate* JorvaneAppDelegate::sharedVJApp() { return gSharedDelegate.load(); }
+
+// ---- launch
+
+void JorvaneAppDelegate::applicationDidFinishLaunching() {
+    const settings::RegistrationResult registration =
+        settings::registerDefaultPreferences(ports_.defaults, ports_.defaultPreferences);
+    if (!registration.registered)
+        KMLogInDomain(KMLogLevelError, kLog, "no defaults registered: %s", registration.error.c_str());
+    ports_.defaults.setObject(ports_.version, settings::keys::version);
+
+    // Before the session check, so that a check runs even when the program
+    // then ends.
+    ports_.updater.setUpdateCheckInterval(kUpdateCheckInterval);
+    ports_.updater.checkForUpdatesInBackground();
+
+    ports_.workspace.setCallback([weak = std::weak_ptr(self_)](const WorkspaceNotification& notification) {
+        const auto self = weak.lock();
+        if (!self) return;
+        if (notification.name == NSWorkspaceDidLaunchApplicationNotification)
+            (*self)->onNSWorkspaceDidLaunchApplicationNotification(notification);
+        else if (notification.name == NSWorkspaceDidDeactivateApplicationNotification)
+            (*self)->onNSWorkspaceDidDeactivateApplicationNotification(notification);
+    });
+    subscribed_ = true;
+
+    if (!checkAXEnabled()) return;
+
+    // The welcome comes before the file manager is looked for, so a first
+    // launch without it greets and then explains.
+    if (!ports_.defaults.boolForKey(settings::keys::notFirstLaunch) && ports_.firstLaunch && !ports_.firstLaunch()) {
+        terminate();
+        return;
+    }
+
+    finderPid_ = finderRunningApplication();
+    if (finderPid_ < 1) {
+        AlertSpec alert;
+        alert.messageText = forPlatform(kFinderNotRunningMessage, ports_.names);
+        alert.informativeText = forPlatform(kFinderNotRunningInformative, ports_.names);
+        alert.buttons = {std::string(kQuit)};
+        alert.style = AlertSpec::Style::warning;
+        ports_.alerts.runModal(alert);
+        terminate();
+        return;
+    }
+
+    installEventTap();
+    installAXObserver();
+
+    ports_.application.activateIgnoringOtherApps();
+    ports_.application.deactivate();
+}
+
+bool JorvaneAppDelegate::checkAXEnabled() {
+    const std::vector<std::string> missing = ports_.environment.missingRequirements();
+    if (missing.empty()) return true;
+    AlertSpec alert;
+    alert.messageText = forPlatform(kSessionMessage, ports_.names);
+    alert.informativeText = forPlatform(kSessionInformative, ports_.names) + join(missing, ", ") +
+                            std::string(kSessionInformativeEnd);
+    alert.buttons = {std::string(kQuit)};
+    alert.style = AlertSpec::Style::critical;
+    ports_.alerts.runModal(alert);
+    terminate();
+    return false;
+}
+
+std::int32_t JorvaneAppDelegate::finderRunningApplication() { return ports_.fileManager.runningApplicationPid(); }
+
+void JorvaneAppDelegate::terminate() {
+    terminating_ = true;
+    ports_.application.terminate();
+}
+
+// ---- the registry of bars
+
+PathWindowController* JorvaneAppDelegate::winControllerFor(const AXUIElementRef& window, bool create) {
+    if (!window) return nullptr;
+    // Every query hands out a new element object: compare what they stand for.
+    const auto found = std::find_if(pathControllers_.begin(), pathControllers_.end(),
+                                    [&](const auto& controller) { return AXUIElementEqual(controller->axWindow(), window); });
+    if (found != pathControllers_.end()) return found->get();
+    if (!create) return nullptr;
+    if (!ports_.makeController) {
+        KMLogInDomain(KMLogLevelError, kLog, "cannot make a bar: no controller factory");
+        return nullptr;
+    }
+
+    std::unique_ptr<PathWindowController> controller;
+    try {
+        controller = ports_.makeController(window, *this);
+    } catch (const std::exception& error) {
+        KMLogInDomain(KMLogLevelError, kLog, "cannot make a bar: %s", error.what());
+    }
+    if (!controller) return nullptr;
+    // A new bar starts hidden; the caller shows it.
+    controller->window().orderOut();
+    if (axObserver_)
+        for (std::string_view notification : kWindowNotifications) axObserver_->addNotification(window, notification);
+    pathControllers_.push_back(std::move(controller));
+    return pathControllers_.back().get();
+}
+
+PathWindowController* JorvaneAppDelegate::winControllerForFocusedWindow() {
+    const AXUIElementRef application = ports_.accessibility.applicationElement(finderPid_);
+    const std::optional<AXUIElementRef> focused = AXCopyAttribute<AXUIElementRef>(application, kFocusedWindowAttribute);
+    if (!focused || !*focused) return nullptr;
+    return winControllerFor(*focused, true);
+}
+
+void JorvaneAppDelegate::removeController(PathWindowController* controller) {
+    if (draggedController_ == controller) draggedController_ = nullptr;
+    std::erase_if(pathControllers_, [controller](const auto& c) { return c.get() == controller; });
+}
+
+void JorvaneAppDelegate::hideAll() {
+    for (const auto& controller : pathControllers_) controller->hide();
+}
+
+// ---- watching the file manager
+
+void JorvaneAppDelegate::installAXObserver() {
+    const std::int32_t pid = finderPid_;
+    const AXUIElementRef application = ports_.accessibility.applicationElement(pid);
+    axObserver_ = ports_.accessibility.createObserver(
+        pid, [weak = std::weak_ptr(self_)](const AXUIElementRef& element, const std::string& notification) {
+            if (const auto self = weak.lock()) (*self)->axObserverCallback(element, notification);
+        });
+    if (!axObserver_) {
+        // Bars then never close or hide with their windows.
+        KMLogInDomain(KMLogLevelWarn, kLog, "no accessibility observer for process %d", pid);
+        return;
+    }
+    for (std::string_view notification : kApplicationNotifications)
+        axObserver_->addNotification(application, notification);
+}
+
+void JorvaneAppDelegate::axObserverCallback(const AXUIElementRef& element, const std::string& notification) {
+    if (notification == kAXUIElementDestroyedNotification) {
+        PathWindowController* controller = winControllerFor(element, false);
+        if (!controller) return;
+        // The controller's close closes its panel.
+        controller->completionsWindow().close();
+        controller->close();
+        removeController(controller);
+    } else if (notification == kAXWindowMiniaturizedNotification) {
+        if (PathWindowController* controller = winControllerFor(element, false)) controller->hide();
+    } else if (notification == kAXWindowMovedNotification || notification == kAXWindowResizedNotification) {
+        PathWindowController* controller = winControllerFor(element, false);
+        if (controller && controller->window().isVisible()) controller->updateSize();
+        // A window moved over another's title covers that bar too.
+        hideCoveredBars();
+    } else if (notification == kJVWindowRestackedNotification) {
+        hideCoveredBars();
+    }
+    // The application's own notices (focus changes, deactivation) and a
+    // restored window change nothing: deactivation is the workspace's to
+    // report, and bars come back only when the user asks.
+}
+
+void JorvaneAppDelegate::hideCoveredBars() {
+    std::optional<std::vector<AXWindowInfo>> windows;  // read once, and only for a visible bar
+    for (const auto& controller : pathControllers_) {
+        if (!controller->window().isVisible()) continue;
+        Rect frame;
+        if (!AXUtils::AXWindowGetFrame(controller->axWindow(), frame)) continue;
+        if (!windows) windows = ports_.accessibility.windowList();
+        double band = controller->window().frame().size.height;
+        if (band <= 0) band = kDefaultBarHeight;
+        if (isTitleBandCovered(*windows, finderPid_, frame, band)) controller->hide();
+    }
+}
+
+void JorvaneAppDelegate::applicationDidResignActive() { hideAll(); }
+
+void JorvaneAppDelegate::onNSWorkspaceDidDeactivateApplicationNotification(const WorkspaceNotification& notification) {
+    if (notification.isFileManager) hideAll();
+}
+
+void JorvaneAppDelegate::onNSWorkspaceDidLaunchApplicationNotification(const WorkspaceNotification& notification) {
+    // After a failed launch the program is on its way out: no new tap.
+    if (!notification.isFileManager || terminating_) return;
+    hideAll();
+    finderPid_ = notification.pid;
+    // Only the tap follows the new process. The observer stays: it takes the
+    // new process's windows as they get bars, and the old windows' bars
+    // have gone with their windows' destruction notices or stay hidden.
+    ports_.eventTap.setEnabled(false);
+    ports_.eventTap.uninstall();
+    installEventTap();
+    if (finderLaunchAfterToggleHidden_.exchange(false)) ports_.fileManager.bringToFront(notification.pid);
+}
+
+// ---- the event tap
+
+void JorvaneAppDelegate::installEventTap() {
+    const std::int32_t pid = finderPid_;
+    if (!ports_.eventTap.install(pid, [this](const TapEvent& event) { return eventTapCallback(event); }))
+        KMLogInDomain(KMLogLevelWarn, kLog, "no event tap on process %d: title clicks and keys will not open bars", pid);
+    refreshSwallowableKeys(true);
+}
+
+void JorvaneAppDelegate::refreshSwallowableKeys(bool always) {
+    const activation::SwallowableKeys keys = activation::swallowableKeys(ports_.defaults);
+    if (!always && swallowableKeys_ == keys) return;
+    swallowableKeys_ = keys;
+    ports_.eventTap.setSwallowableKeys(keys.toVector());
+}
+
+void JorvaneAppDelegate::settingsDidChange() { refreshSwallowableKeys(false); }
+
+EventTap::Decision JorvaneAppDelegate::eventTapCallback(const TapEvent& event) {
+    switch (event.type) {
+        case kCGEventTapDisabledByTimeout:
+            ports_.eventTap.setEnabled(true);
+            return EventTap::Decision::Pass;
+        case kCGEventKeyDown:
+        case kCGEventKeyUp: {
+            const activation::KeyDecision decision = activation::decideKeyEvent(event, ports_.defaults);
+            if (decision.action != activation::KeyAction::none) startKeyAction(decision.action);
+            return decision.decision;
+        }
+        case kCGEventLeftMouseDragged:
+        case kCGEventLeftMouseUp:
+        case kCGEventOtherMouseUp:
+            // Mouse events reach the file manager whatever we decide, so
+            // they need no answer here: all their work runs on the main
+            // thread, where the registry and the drag state live.
+            dispatch::mainQueue().async([weak = std::weak_ptr(self_), event] {
+                if (const auto self = weak.lock()) (*self)->handleMouseEvent(event);
+            });
+            return EventTap::Decision::Pass;
+        default:
+            return EventTap::Decision::Pass;
+    }
+}
+
+void JorvaneAppDelegate::startKeyAction(activation::KeyAction action) {
+    using activation::KeyAction;
+    // Blocks capture only the weak self, which std::function keeps without
+    // allocating.
+    switch (action) {
+        case KeyAction::none: break;
+        case KeyAction::reloadScript:
+            runInBackground([this] { ports_.bridge.callVJMethod(handlers::reload); });
+            break;
+        case KeyAction::openTerminal:
+            runInBackground([this] {
+                if (const std::optional<std::string> folder = ports_.bridge.callVJMethod(handlers::finderGetPath))
+                    ports_.bridge.callVJMethod(handlers::openTerminal, {*folder});
+            });
+            break;
+        case KeyAction::toggleHiddenFiles: finderToggleShowHidden(); break;
+        case KeyAction::showBarForFocusedWindow:
+            dispatch::mainQueue().async([weak = std::weak_ptr(self_)] {
+                const auto self = weak.lock();
+                if (!self) return;
+                if (PathWindowController* controller = (*self)->winControllerForFocusedWindow()) {
+                    controller->show(false);
+                    (*self)->refreshSwallowableKeys(false);
+                }
+            });
+            break;
+        case KeyAction::hotKey:
+            dispatch::mainQueue().async([weak = std::weak_ptr(self_)] {
+                if (const auto self = weak.lock()) (*self)->show();
+            });
+            break;
+    }
+}
+
+void JorvaneAppDelegate::handleMouseEvent(const TapEvent& event) {
+    const CGEventFlags flags = event.flags & kShortcutModifierMask;
+    switch (event.type) {
+        case kCGEventLeftMouseDragged: {
+            // The bar goes once per drag, at its first event.
+            if (dragInProgress_) return;
+            dragInProgress_ = true;
+            dragStartLocation_ = event.location;
+            draggedController_ = winControllerFor(AXUtils::AXWindowUnderMouse(), false);
+            if (draggedController_ && draggedController_->window().isVisible())
+                draggedController_->hide();
+            else
+                draggedController_ = nullptr;
+            return;
+        }
+        case kCGEventLeftMouseUp: {
+            if (flags != 0 || !ports_.defaults.boolForKey(settings::keys::activateByTitlebar)) return;
+            // The drag state belongs to the title-bar logic: only a plain
+            // mouse up with title activation on ends a drag, and such a
+            // mouse up ends a drag rather than clicks.
+            if (dragInProgress_) {
+                dragInProgress_ = false;
+                return;
+            }
+            const AXUIElementRef window = AXUtils::AXWindowUnderMouse();
+            if (!window) return;
+            const AXUIElementRef title = AXUtils::AXTitleElementForWindow(window);
+            if (!title) return;
+            Rect titleFrame;
+            AXUtils::AXWindowGetFrame(title, titleFrame);
+            if (!activation::widenedTitleFrame(titleFrame).containsPoint(event.location)) return;
+            PathWindowController* controller = winControllerFor(window, true);
+            if (!controller) return;
+            controller->show();
+            controller->pathEditor().selectAll();
+            refreshSwallowableKeys(false);
+            return;
+        }
+        case kCGEventOtherMouseUp:
+            if (flags == 0 && static_cast<std::uint16_t>(event.buttonNumber) == kCGMouseButtonCenter) {
+                dispatch::mainQueue().async([weak = std::weak_ptr(self_)] {
+                    if (const auto self = weak.lock()) (*self)->middleClick();
+                });
+            }
+            return;
+        default:
+            return;
+    }
+}
+
+void JorvaneAppDelegate::middleClick() {
+    const Point location = ports_.eventTap.mouseLocation();
+    for (const TapEvent& event : activation::middleClickEvents(location))
+        if (!ports_.eventTap.post(event))
+            KMLogInDomain(KMLogLevelWarn, kLog, "could not post the clicks of a middle click at %g,%g", location.x,
+                          location.y);
+}
+
+// ---- restarting the file manager
+
+int JorvaneAppDelegate::quitApplicationWithBundleID(std::string_view bundleIdentifier) {
+    return ports_.fileManager.quitApplication(bundleIdentifier);
+}
+
+void JorvaneAppDelegate::finderToggleShowHidden() {
+    runInBackground([this] { toggleShowHiddenNow(); });
+}
+
+void JorvaneAppDelegate::toggleShowHiddenNow() {
+    FileManagerProcess& fileManager = ports_.fileManager;
+    fileManager.setShowsAllFiles(!fileManager.showsAllFiles());
+
+    // A running file manager ignores the changed setting: restart it. A quit
+    // that fails is logged and the restart goes on anyway.
+    if (const int status = quitApplicationWithBundleID(ports_.names.fileManagerIdentifier); status != noErr)
+        KMLogInDomain(KMLogLevelWarn, kLog, "quitting %s answered %d", ports_.names.fileManager.c_str(), status);
+    const std::int32_t oldPid = finderPid_;
+    for (int i = 0; i < kQuitPolls && fileManager.processExists(oldPid); ++i) std::this_thread::yield();
+
+    // The wait runs on the time source rather than on this thread.
+    const std::shared_ptr<Background> background = background_;
+    std::lock_guard lock(background->mutex);
+    if (background->stopping) return;
+    dispatch::TimeSource& time = dispatch::timeSource();
+    // A restart already waiting gives way: one start is enough.
+    if (background->relaunchTimer) time.cancel(*background->relaunchTimer);
+    background->relaunchTimer =
+        time.schedule(time.now() + dispatch::seconds(kRelaunchDelay), dispatch::Duration::zero(), [this, background] {
+            {
+                std::lock_guard fired(background->mutex);
+                background->relaunchTimer.reset();
+                if (background->stopping) return;
+                ++background->running;
+            }
+            dispatch::globalQueue().async([this, background] {
+                relaunchFinder();
+                background->leave();
+            });
+        });
+}
+
+void JorvaneAppDelegate::relaunchFinder() {
+    // Set before the start: the launch notice that follows brings the file
+    // manager to the front and clears it.
+    finderLaunchAfterToggleHidden_ = true;
+    if (!ports_.fileManager.launch())
+        KMLogInDomain(KMLogLevelWarn, kLog, "could not start %s again", ports_.names.fileManager.c_str());
+}
+
+bool JorvaneAppDelegate::runInBackground(std::function<void()> work) {
+    const std::shared_ptr<Background> background = background_;
+    if (!background->enter()) return false;
+    dispatch::globalQueue().async([background, work = std::move(work)] {
+        work();
+        background->leave();
+    });
+    return true;
+}
+
+void JorvaneAppDelegate::waitUntilIdle() {
+    std::unique_lock lock(background_->mutex);
+    background_->idle.wait(lock, [this] { return background_->running == 0; });
+}
+
+// ---- PathWindowDelegate
+
+void JorvaneAppDelegate::show() {
+    PathWindowController* controller = winControllerForFocusedWindow();
+    if (!controller) return;
+    controller->show();
+    refreshSwallowableKeys(false);
+}
+
+void JorvaneAppDelegate::openPreferences() {
+    if (ports_.openPreferences)
+        ports_.openPreferences();
+    else
+        KMLogInDomain(KMLogLevelInfo, kLog, "no preferences window in this build");
+}
+
+void JorvaneAppDelegate::about() {
+    if (ports_.about)
+        ports_.about();
+    else
+        KMLogInDomain(KMLogLevelInfo, kLog, "no about window in this build");
+}
+
+}  // namespace jorvane

@@ -1,0 +1,105 @@
+#include "fakes/FakeAXObserver.h"
+
+namespace jorvane::test {
+
+FakeAXObserver::FakeAXObserver(std::int32_t pid, Callback callback, std::shared_ptr<EventLog> log)
+    : pid_(pid), callback_(std::move(callback)), log_(std::move(log)) {}
+
+bool FakeAXObserver::addNotification(const AXUIElementRef& element, std::string_view notification) {
+    if (!element) return false;
+    log_->add("observer.add " + std::string(notification));
+    std::lock_guard lock(mutex_);
+    added_.emplace_back(element, std::string(notification));
+    return true;
+}
+
+bool FakeAXObserver::removeNotification(const AXUIElementRef& element, std::string_view notification) {
+    std::lock_guard lock(mutex_);
+    return std::erase_if(added_, [&](const auto& entry) {
+               return entry.second == notification && AXUIElementEqual(entry.first, element);
+           }) > 0;
+}
+
+bool FakeAXObserver::notify(const AXUIElementRef& element, std::string_view notification) {
+    const AXUIElementRef parent = AXCopyAttribute<AXUIElementRef>(element, "AXParent").value_or(nullptr);
+    bool subscribed = false;
+    {
+        std::lock_guard lock(mutex_);
+        for (const auto& [watched, name] : added_)
+            if (name == notification && (AXUIElementEqual(watched, element) || (parent && AXUIElementEqual(watched, parent))))
+                subscribed = true;
+    }
+    if (subscribed) post(element, notification);
+    return subscribed;
+}
+
+void FakeAXObserver::post(const AXUIElementRef& element, std::string_view notification) {
+    if (callback_) callback_(element, std::string(notification));
+}
+
+std::vector<std::string> FakeAXObserver::notificationsOf(const AXUIElementRef& element) const {
+    std::lock_guard lock(mutex_);
+    std::vector<std::string> names;
+    for (const auto& [watched, name] : added_)
+        if (AXUIElementEqual(watched, element)) names.push_back(name);
+    return names;
+}
+
+// The observers alive, so that the test can reach the one the code made.
+struct ObservableAccessibility::Registry {
+    std::mutex mutex;
+    std::vector<FakeAXObserver*> alive;
+    std::size_t created = 0;
+};
+
+namespace {
+
+// Leaves the registry when the code under test destroys it.
+class RegisteredObserver final : public AXObserver {
+public:
+    RegisteredObserver(std::unique_ptr<FakeAXObserver> observer, std::shared_ptr<ObservableAccessibility::Registry> registry)
+        : observer_(std::move(observer)), registry_(std::move(registry)) {}
+    ~RegisteredObserver() override {
+        std::lock_guard lock(registry_->mutex);
+        std::erase(registry_->alive, observer_.get());
+    }
+    bool addNotification(const AXUIElementRef& element, std::string_view notification) override {
+        return observer_->addNotification(element, notification);
+    }
+    bool removeNotification(const AXUIElementRef& element, std::string_view notification) override {
+        return observer_->removeNotification(element, notification);
+    }
+
+private:
+    std::unique_ptr<FakeAXObserver> observer_;
+    std::shared_ptr<ObservableAccessibility::Registry> registry_;
+};
+
+}  // namespace
+
+ObservableAccessibility::ObservableAccessibility(std::shared_ptr<AccessibilityAPI> inner, std::shared_ptr<EventLog> log)
+    : inner_(std::move(inner)), log_(std::move(log)), registry_(std::make_shared<Registry>()) {}
+
+ObservableAccessibility::~ObservableAccessibility() = default;
+
+std::unique_ptr<AXObserver> ObservableAccessibility::createObserver(std::int32_t pid, AXObserver::Callback callback) {
+    log_->add("observer.create " + std::to_string(pid));
+    if (fail_) return nullptr;
+    auto observer = std::make_unique<FakeAXObserver>(pid, std::move(callback), log_);
+    std::lock_guard lock(registry_->mutex);
+    registry_->alive.push_back(observer.get());
+    ++registry_->created;
+    return std::make_unique<RegisteredObserver>(std::move(observer), registry_);
+}
+
+FakeAXObserver* ObservableAccessibility::observer() const {
+    std::lock_guard lock(registry_->mutex);
+    return registry_->alive.empty() ? nullptr : registry_->alive.back();
+}
+
+std::size_t ObservableAccessibility::createdCount() const {
+    std::lock_guard lock(registry_->mutex);
+    return registry_->created;
+}
+
+}  // namespace jorvane::test
