@@ -508,7 +508,7 @@ std::uint32_t Desktop::atom(const char* name) {
     if (!connection_) return XCB_ATOM_NONE;
     Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
         connection_, xcb_intern_atom(connection_, 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr));
-    return reply ? reply->atom : XCB_ATOM_NONE;
+    return reply ? reply->atom : static_cast<std::uint32_t>(XCB_ATOM_NONE);
 }
 
 std::optional<std::uint32_t> Desktop::rootWindowProperty(const char* name, std::uint32_t type) {

@@ -42,7 +42,10 @@ TEST(DesktopHarness, TheReaperCleansUpAfterATestProcessThatDied) {
     if (child == 0) {
         close(fds[0]);
         try {
-            auto* desktop = new Desktop(DesktopOptions{.windowManager = "", .startThunar = false});
+            DesktopOptions options;
+            options.windowManager = "";
+            options.startThunar = false;
+            auto* desktop = new Desktop(options);
             const std::string root = desktop->root().string() + "\n";
             [[maybe_unused]] ssize_t written = write(fds[1], root.data(), root.size());
         } catch (...) {

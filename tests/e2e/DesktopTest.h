@@ -19,10 +19,16 @@ protected:
     static const std::string& startError();
 };
 
-// Saves <output>/<suite>.<test>.png when a test fails while a desktop runs.
+// Saves <output>/<suite>.<test>.png at a test's first failure while a
+// desktop runs, before the test's clean-up closes its windows.
 class ScreenshotOnFailure : public ::testing::EmptyTestEventListener {
 public:
-    void OnTestEnd(const ::testing::TestInfo& info) override;
+    void OnTestStart(const ::testing::TestInfo& info) override;
+    void OnTestPartResult(const ::testing::TestPartResult& result) override;
+
+private:
+    bool taken_ = false;
+    std::string name_;  // of the running test, taken at its start
 };
 
 // Stops the shared desktop when all tests are over.

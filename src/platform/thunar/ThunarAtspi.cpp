@@ -58,6 +58,23 @@ std::string takeString(gchar* text) {
     return out;
 }
 
+// libatspi caches names, roles and children and keeps them up to date from
+// Thunar's events, which it reads only while it waits for a reply or while
+// the worker's main loop runs. Titles and the status bar change under our
+// hands: those reads drop the element's cache first. (Turning the cache off
+// altogether makes libatspi call Thunar from inside its event dispatch, which
+// deadlocks the D-Bus connection.)
+std::optional<std::string> freshNameOf(AtspiAccessible* element) {
+    atspi_accessible_clear_cache(element);
+    Error error;
+    gchar* name = atspi_accessible_get_name(element, error.out());
+    if (error.failed() || !name) {
+        g_free(name);
+        return std::nullopt;
+    }
+    return takeString(name);
+}
+
 std::optional<std::string> nameOf(AtspiAccessible* element) {
     Error error;
     gchar* name = atspi_accessible_get_name(element, error.out());
@@ -90,30 +107,28 @@ AtspiRef childAt(AtspiAccessible* element, int index) {
     return AtspiRef(child);
 }
 
-bool hasState(AtspiAccessible* element, AtspiStateType state) {
-    AtspiStateSet* states = atspi_accessible_get_state_set(element);
-    if (!states) return false;
-    const bool present = atspi_state_set_contains(states, state);
-    g_object_unref(states);
-    return present;
-}
-
 AtspiRef addRef(AtspiAccessible* element) {
     if (element) g_object_ref(element);
     return AtspiRef(element);
 }
 
-// Descendants with one of the roles. Thunar's windows implement Collection,
-// which answers in one call and skips the rows of tables; a walk of the tree
-// that does not enter tables is the fallback.
-std::vector<AtspiRef> descendantsWithRoles(AtspiAccessible* root, const std::vector<AtspiRole>& roles) {
+// Descendants with one of the roles and all of the states, through the
+// Collection interface, which answers in one call and skips the rows of
+// tables. Thunar matches the states, so none is read (or cached) here.
+std::vector<AtspiRef> descendantsWithRoles(AtspiAccessible* root, const std::vector<AtspiRole>& roles,
+                                           const std::vector<AtspiStateType>& states = {}) {
     std::vector<AtspiRef> found;
     if (Iface<AtspiCollection> collection(atspi_accessible_get_collection_iface(root)); collection) {
         GArray* roleArray = g_array_new(FALSE, FALSE, sizeof(AtspiRole));
         for (AtspiRole role : roles) g_array_append_val(roleArray, role);
-        AtspiMatchRule* rule = atspi_match_rule_new(nullptr, ATSPI_Collection_MATCH_NONE, nullptr,
+        GArray* stateArray = g_array_new(FALSE, FALSE, sizeof(AtspiStateType));
+        for (AtspiStateType state : states) g_array_append_val(stateArray, state);
+        AtspiStateSet* stateSet = atspi_state_set_new(stateArray);
+        g_array_unref(stateArray);
+        AtspiMatchRule* rule = atspi_match_rule_new(stateSet, ATSPI_Collection_MATCH_ALL, nullptr,
                                                     ATSPI_Collection_MATCH_NONE, roleArray, ATSPI_Collection_MATCH_ANY,
                                                     nullptr, ATSPI_Collection_MATCH_NONE, FALSE);
+        g_object_unref(stateSet);
         g_array_unref(roleArray);
         Error error;
         GArray* matches = atspi_collection_get_matches(collection.p, rule, ATSPI_Collection_SORT_ORDER_CANONICAL, 0,
@@ -127,6 +142,8 @@ std::vector<AtspiRef> descendantsWithRoles(AtspiAccessible* root, const std::vec
         if (!error.failed()) return found;
         found.clear();
     }
+    // Without Collection: a walk that does not enter tables, and cannot
+    // tell states apart.
     std::function<void(AtspiAccessible*, int)> walk = [&](AtspiAccessible* element, int depth) {
         const int count = childCount(element);
         for (int i = 0; i < count; ++i) {
@@ -342,8 +359,6 @@ AtspiRef ThunarAtspi::applicationFor(int pid) {
         Error error;
         const guint appPid = atspi_accessible_get_process_id(app.get(), error.out());
         if (error.failed() || static_cast<int>(appPid) != pid) continue;
-        // Names and children change while Thunar navigates; read them fresh.
-        atspi_accessible_set_cache_mask(app.get(), ATSPI_CACHE_NONE);
         return app;
     }
     return nullptr;
@@ -352,12 +367,19 @@ AtspiRef ThunarAtspi::applicationFor(int pid) {
 AtspiRef ThunarAtspi::findFrame(int pid, const std::string& title, const std::optional<XRect>& frame) {
     AtspiRef app = applicationFor(pid);
     if (!app) return nullptr;
+    if (AtspiRef found = findFrameIn(app.get(), title, frame)) return found;
+    // A window that has just opened may not be in the cached list yet.
+    atspi_accessible_clear_cache(app.get());
+    return findFrameIn(app.get(), title, frame);
+}
+
+AtspiRef ThunarAtspi::findFrameIn(AtspiAccessible* app, const std::string& title, const std::optional<XRect>& frame) {
     std::vector<AtspiRef> sameTitle;
-    const int count = childCount(app.get());
+    const int count = childCount(app);
     for (int i = 0; i < count; ++i) {
-        AtspiRef child = childAt(app.get(), i);
+        AtspiRef child = childAt(app, i);
         if (!child || roleOf(child.get()) != ATSPI_ROLE_FRAME) continue;
-        if (nameOf(child.get()) == title) sameTitle.push_back(std::move(child));
+        if (freshNameOf(child.get()) == title) sameTitle.push_back(std::move(child));
     }
     if (sameTitle.size() <= 1 || !frame) return sameTitle.empty() ? nullptr : std::move(sameTitle.front());
     // Several windows show the same folder: GTK reports each frame's outer
@@ -388,7 +410,7 @@ bool ThunarAtspi::selectWindow(std::uint32_t xid, int pid, const std::string& ti
     auto it = windows_.find(xid);
     if (it != windows_.end()) {
         // A cached frame is still the window's when it carries its title.
-        if (it->second.title == title || nameOf(it->second.frame.get()) == title) {
+        if (it->second.title == title || freshNameOf(it->second.frame.get()) == title) {
             if (it->second.title != title) {
                 // Same frame, new folder: the toolbar stays, the views change.
                 it->second.title = title;
@@ -421,19 +443,17 @@ ThunarAtspi::WindowElements* ThunarAtspi::current() {
 bool ThunarAtspi::hasLocationEntry() {
     WindowElements* window = current();
     if (!window) return false;
-    if (window->entry && hasState(window->entry.get(), ATSPI_STATE_SHOWING) &&
-        hasState(window->entry.get(), ATSPI_STATE_EDITABLE))
-        return true;
-    window->entry.reset();
-    for (AtspiRef& text : descendantsWithRoles(window->frame.get(), {ATSPI_ROLE_TEXT})) {
-        // The location entry: editable, showing, and a child of the toolbar's
-        // location item (the search entry is a text as well, hidden until used).
-        if (!hasState(text.get(), ATSPI_STATE_EDITABLE) || !hasState(text.get(), ATSPI_STATE_SHOWING)) continue;
+    // The location entry: an editable text that is showing (the path-buttons
+    // bar has none until Ctrl+L).
+    std::vector<AtspiRef> texts =
+        descendantsWithRoles(window->frame.get(), {ATSPI_ROLE_TEXT}, {ATSPI_STATE_EDITABLE, ATSPI_STATE_SHOWING});
+    for (AtspiRef& text : texts) {
         Iface<AtspiEditableText> editable(atspi_accessible_get_editable_text_iface(text.get()));
         if (!editable) continue;
         window->entry = std::move(text);
         return true;
     }
+    window->entry.reset();
     return false;
 }
 
@@ -494,16 +514,16 @@ AtspiRef ThunarAtspi::currentPane() {
     WindowElements* window = current();
     if (!window) return nullptr;
     // Each tab has a directory pane; the current tab's is the one showing.
-    for (AtspiRef& pane : descendantsWithRoles(window->frame.get(), {ATSPI_ROLE_DIRECTORY_PANE})) {
-        if (hasState(pane.get(), ATSPI_STATE_SHOWING)) return std::move(pane);
-    }
-    return nullptr;
+    std::vector<AtspiRef> panes =
+        descendantsWithRoles(window->frame.get(), {ATSPI_ROLE_DIRECTORY_PANE}, {ATSPI_STATE_SHOWING});
+    if (panes.empty()) return nullptr;
+    return std::move(panes.front());
 }
 
 ThunarView ThunarAtspi::currentView() {
     AtspiRef pane = currentPane();
     if (!pane) return ThunarView::Unknown;
-    std::optional<std::string> name = nameOf(pane.get());
+    std::optional<std::string> name = freshNameOf(pane.get());
     if (name) {
         if (thunarNameIs(*name, "Details view")) return ThunarView::Details;
         if (thunarNameIs(*name, "Icon view")) return ThunarView::Icon;
@@ -520,6 +540,7 @@ ThunarView ThunarAtspi::currentView() {
 std::optional<DetailsTable> ThunarAtspi::detailsTable() {
     AtspiRef pane = currentPane();
     if (!pane) return std::nullopt;
+    atspi_accessible_clear_cache(pane.get());
     const int count = childCount(pane.get());
     for (int i = 0; i < count; ++i) {
         AtspiRef child = childAt(pane.get(), i);
@@ -534,25 +555,26 @@ std::optional<std::string> ThunarAtspi::statusText() {
     for (int attempt = 0; attempt < 2; ++attempt) {
         if (!window->statusBar) {
             // With split views there is one status bar per pane; the showing one is current.
-            for (AtspiRef& bar : descendantsWithRoles(window->frame.get(), {ATSPI_ROLE_STATUS_BAR})) {
-                if (hasState(bar.get(), ATSPI_STATE_SHOWING)) {
-                    window->statusBar = std::move(bar);
-                    break;
-                }
-            }
+            std::vector<AtspiRef> bars =
+                descendantsWithRoles(window->frame.get(), {ATSPI_ROLE_STATUS_BAR}, {ATSPI_STATE_SHOWING});
+            if (!bars.empty()) window->statusBar = std::move(bars.front());
             if (!window->statusBar) return std::nullopt;
         }
-        if (std::optional<std::string> text = nameOf(window->statusBar.get())) return text;
+        if (std::optional<std::string> text = freshNameOf(window->statusBar.get())) return text;
         window->statusBar.reset();
     }
     return std::nullopt;
 }
 
-std::string ThunarAtspi::selectionStatusPrefix() {
+std::string ThunarAtspi::translated(const char* msgid) {
     static std::once_flag bound;
     std::call_once(bound, [] { bind_textdomain_codeset("thunar", "UTF-8"); });
-    std::string format = dgettext("thunar", "Selection: %s");
-    const std::size_t placeholder = format.find("%s");
+    return dgettext("thunar", msgid);
+}
+
+std::string ThunarAtspi::formatPrefix(const char* msgid) {
+    const std::string format = translated(msgid);
+    const std::size_t placeholder = format.find('%');
     return placeholder == std::string::npos ? format : format.substr(0, placeholder);
 }
 

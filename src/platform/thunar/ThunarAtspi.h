@@ -83,8 +83,10 @@ public:
     // The table of the current tab's Details view; nothing in other views.
     std::optional<DetailsTable> detailsTable();
 
-    // Thunar's "Selection: " status prefix in the user's language.
-    static std::string selectionStatusPrefix();
+    // A text of Thunar's in the user's language (the message catalogue Thunar
+    // uses), and the part of a format before its first placeholder.
+    static std::string translated(const char* msgid);
+    static std::string formatPrefix(const char* msgid);
 
 private:
     struct WindowElements {
@@ -96,6 +98,7 @@ private:
     };
     AtspiRef applicationFor(int pid);
     AtspiRef findFrame(int pid, const std::string& title, const std::optional<XRect>& frame);
+    AtspiRef findFrameIn(AtspiAccessible* app, const std::string& title, const std::optional<XRect>& frame);
     AtspiRef currentPane();
     WindowElements* current();
 

@@ -593,14 +593,29 @@ std::optional<std::vector<std::string>> ThunarHandlerCatalogue::Worker::selected
                                                                                      Clock::time_point deadline) {
     const ThunarView original = atspi_.currentView();
     if (original != ThunarView::Details) {
-        // The status bar names a single selected item; only for several (or
-        // an unreadable status) look at the Details view.
-        if (std::optional<std::string> status = atspi_.statusText()) {
-            if (status->rfind(ThunarAtspi::selectionStatusPrefix(), 0) != 0 && status->rfind("Selection: ", 0) != 0) {
-                if (std::optional<std::string> name = selectedNameFromStatus(*status, entriesOf(folder)))
-                    return std::vector<std::string>{*name};
+        // The status bar names a single selected item and shows the free
+        // space when nothing is selected; for several items, or a text it
+        // does not know, look at the Details view.
+        auto startsWith = [](const std::string& text, const std::string& prefix) {
+            return !prefix.empty() && text.rfind(prefix, 0) == 0;
+        };
+        auto contains = [](const std::string& text, const std::string& part) {
+            return !part.empty() && text.find(part) != std::string::npos;
+        };
+        std::optional<std::string> status = atspi_.statusText();
+        // Right after a change of folder or view Thunar says it is loading.
+        while (status && !expired(deadline) &&
+               (*status == ThunarAtspi::translated("Loading folder contents...") ||
+                *status == "Loading folder contents...")) {
+            pause(milliseconds(10));
+            status = atspi_.statusText();
+        }
+        if (status && !startsWith(*status, ThunarAtspi::formatPrefix("Selection: %s")) &&
+            !startsWith(*status, "Selection: ")) {
+            if (std::optional<std::string> name = selectedNameFromStatus(*status, entriesOf(folder)))
+                return std::vector<std::string>{*name};
+            if (contains(*status, ThunarAtspi::formatPrefix("Free space: %s")) || contains(*status, "Free space: "))
                 return std::vector<std::string>{};
-            }
         }
         if (!switchView(window, ThunarView::Details, deadline)) return std::nullopt;
     }
