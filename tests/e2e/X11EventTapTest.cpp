@@ -452,6 +452,27 @@ TEST_F(X11EventTapTest, aHeldSwallowedKeyRepeatsFlaggedAndIsReleasedOnce) {
     EXPECT_TRUE(window->inputs(XCB_KEY_RELEASE, hands_->keycode('g')).empty());
 }
 
+TEST_F(X11EventTapTest, aWindowClosedUnderAHeldSwallowedKeyLeavesTheKeyboardWorking) {
+    X11EventTap tap(options());
+    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback([](const TapEvent&) { return EventTap::Decision::Swallow; })));
+    tap.setSwallowableKeys({{kVK_ANSI_L, kCGEventFlagMaskCommand}});
+    auto first = tappedWindow(tap);
+
+    hands_->key(kCtrl, true);
+    hands_->key('l', true);
+    ASSERT_TRUE(observed_.waitForCount(kCGEventKeyDown, 1));
+    first.reset();  // the server ends our grab: no release of L comes to the tap
+    hands_->key('l', false);
+    hands_->key(kCtrl, false);
+
+    auto second = tappedWindow(tap, 300, 200);
+    hands_->chord(kCtrl, 'l');
+    hands_->tap('x');
+    ASSERT_TRUE(second->waitForKeyPress(hands_->keycode('x'))) << "the keyboard stayed frozen";
+    EXPECT_EQ(observed_.of(kCGEventKeyDown).size(), 2u);
+    EXPECT_TRUE(second->inputs(XCB_KEY_PRESS, hands_->keycode('l')).empty());
+}
+
 TEST_F(X11EventTapTest, aHeldPassedKeyReachesTheWindowRepeatedAndTheTapFlagsTheRepeats) {
     X11EventTap tap(options());
     ASSERT_TRUE(tap.install(kTappedPid, observed_.callback()));

@@ -534,7 +534,9 @@ struct X11EventTap::Impl {
 
     void onKeyPress(const xcb_key_press_event_t* e) {
         // Without an active grab of ours, this press activated one of the
-        // passive grabs and the keyboard waits for our decision.
+        // passive grabs and the keyboard waits for our decision. Every press
+        // is answered all the same: AllowEvents does nothing to a keyboard
+        // that is not frozen, and a wrong guess must never leave it frozen.
         const bool frozen = grabKey == 0;
         const bool repeat = pressedKeys.count(e->detail) > 0;
         pressedKeys.insert(e->detail);
@@ -543,23 +545,23 @@ struct X11EventTap::Impl {
         Decision decision = Decision::Pass;
         bool timedOut = false;
         if (enabled && keys) {
-            if (std::optional<TapEvent> event = keys->keyEvent(e->detail, e->state, true, repeat, {double(e->root_x), double(e->root_y)})) {
-                decision = deliver(*event, frozen, &timedOut);
+            if (std::optional<TapEvent> event = keys->keyEvent(e->detail, e->state, true, repeat,
+                                                               {double(e->root_x), double(e->root_y)})) {
+                decision = deliver(*event, /*watched=*/true, &timedOut);
             }
         }
-        if (frozen) {
-            if (timedOut) {
-                grabKey = 0;  // the watchdog replayed it
-            } else if (decision == Decision::Swallow) {
-                xcb_allow_events(conn, XCB_ALLOW_ASYNC_KEYBOARD, e->time);
-                grabKey = e->detail;
-            } else {
-                xcb_allow_events(conn, XCB_ALLOW_REPLAY_KEYBOARD, e->time);
+        if (timedOut) {
+            if (frozen) grabKey = 0;  // the watchdog replayed it
+        } else if (decision == Decision::Swallow) {
+            xcb_allow_events(conn, XCB_ALLOW_ASYNC_KEYBOARD, e->time);
+            if (frozen) grabKey = e->detail;
+        } else {
+            xcb_allow_events(conn, XCB_ALLOW_REPLAY_KEYBOARD, e->time);
+            if (!frozen) {
+                KMLogInDomain(KMLogLevelDebug, kLog, "key %u came during our grab and cannot be handed on", e->detail);
             }
-            xcb_flush(conn);
-        } else if (decision == Decision::Pass) {
-            KMLogInDomain(KMLogLevelDebug, kLog, "key %u came during our grab and cannot be handed on", e->detail);
         }
+        xcb_flush(conn);
         if (timedOut) onDecisionTimeout();
     }
 
@@ -586,6 +588,9 @@ struct X11EventTap::Impl {
                 break;
             case XCB_INPUT_RAW_KEY_RELEASE:
                 if (raw->detail < 256) pressedKeys.erase(static_cast<xcb_keycode_t>(raw->detail));
+                // Our grab ends with this key's release, also when the server
+                // ended it earlier (its window went away) and no core release comes.
+                if (raw->detail == grabKey) grabKey = 0;
                 selectRaw();
                 break;
             default: break;
@@ -670,9 +675,11 @@ struct X11EventTap::Impl {
 
     // ---- Delivery.
 
-    Decision deliver(const TapEvent& event, bool frozen, bool* timedOut) {
+    // `watched`: the keyboard may be frozen until the callback returns, so the
+    // watchdog guards the call.
+    Decision deliver(const TapEvent& event, bool watched, bool* timedOut) {
         if (!callback) return Decision::Pass;
-        if (frozen) {
+        if (watched) {
             std::lock_guard lock(watchMutex);
             watchArmed = true;
             watchFired = false;
@@ -687,7 +694,7 @@ struct X11EventTap::Impl {
         } catch (...) {
             KMLogInDomain(KMLogLevelError, kLog, "the tap callback threw");
         }
-        if (frozen) {
+        if (watched) {
             std::lock_guard lock(watchMutex);
             watchArmed = false;
             if (watchFired && timedOut) *timedOut = true;
