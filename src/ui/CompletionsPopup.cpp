@@ -23,11 +23,15 @@ public:
 
 // The same dark look as the bar; the selection looks active although the
 // window never is.
+// No frame: the window is exactly as high as its rows.
 const char* const kListStyle =
-    "QListView { background: rgb(30, 30, 33); color: rgb(232, 232, 232); border: 1px solid rgb(88, 88, 94);"
-    " outline: 0; }"
+    "QListView { background: rgb(30, 30, 33); color: rgb(232, 232, 232); border: 0; outline: 0; }"
     "QListView::item { padding-left: 4px; border: 0; }"
-    "QListView::item:selected { background: rgb(58, 110, 185); color: white; }";
+    "QListView::item:selected { background: rgb(58, 110, 185); color: white; }"
+    "QScrollBar:vertical { background: rgb(30, 30, 33); width: 8px; margin: 0; }"
+    "QScrollBar::handle:vertical { background: rgb(96, 96, 102); border-radius: 3px; min-height: 16px; }"
+    "QScrollBar::add-line:vertical, QScrollBar::sub-line:vertical { height: 0; }"
+    "QScrollBar::add-page:vertical, QScrollBar::sub-page:vertical { background: none; }";
 
 }  // namespace
 
@@ -45,6 +49,7 @@ CompletionsPopup::CompletionsPopup()
     list_->setModel(model_);
     list_->setItemDelegate(new RowDelegate(list_));
     list_->setUniformItemSizes(true);
+    list_->setFrameShape(QFrame::NoFrame);
     list_->setFocusPolicy(Qt::NoFocus);
     list_->setEditTriggers(QAbstractItemView::NoEditTriggers);
     list_->setSelectionMode(QAbstractItemView::SingleSelection);

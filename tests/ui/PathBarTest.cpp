@@ -8,6 +8,7 @@
 #include <QContextMenuEvent>
 #include <QListView>
 #include <QMenu>
+#include <QScrollBar>
 #include <QTest>
 
 #include <cstdio>
@@ -331,6 +332,8 @@ TEST_F(PathBarTest, aClickOnARowSelectsItAndChoosesIt) {
     QListView& view = *bar().popup()->listView();
     const QRect row = view.visualRect(view.model()->index(2, 0));
     EXPECT_EQ(row.height(), 17);
+    EXPECT_EQ(row.bottom(), 50) << "three rows fill the list exactly";
+    EXPECT_FALSE(view.verticalScrollBar()->isVisible());
     QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, row.center());
     EXPECT_EQ(log_, (std::vector<std::string>{"chosen 2"}));
     EXPECT_TRUE(bar().window()->isActiveWindow()) << "the list never takes the keyboard";

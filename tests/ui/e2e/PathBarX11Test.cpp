@@ -1,0 +1,312 @@
+// The address bar's Qt views on a real X server: the end-to-end desktop
+// (Xvfb, openbox, Thunar), the bar's widgets with a recorder in place of the
+// controller, input injected with XTEST as a user's would arrive. What the
+// offscreen tests cannot show: the window is unmanaged and sits exactly
+// where it is told, above the file manager; it takes the keyboard from the
+// file manager and takes it back on a click; keys reach the controller first,
+// named by the X key; the list and the context menu leave the keyboard with
+// the bar; an alert comes to the front with the keyboard.
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QMenu>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTest>
+#include <QTimer>
+
+#include <xcb/xcb.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "DesktopTest.h"
+#include "ui/CompletionsPopup.h"
+#include "ui/PathBar.h"
+#include "ui/PathBarWindow.h"
+#include "ui/QtAlerts.h"
+#include "ui/QtPathWindowViews.h"
+#include "ui/QtScreens.h"
+
+namespace jorvane::ui {
+namespace {
+
+using e2e::Desktop;
+using std::chrono::milliseconds;
+
+constexpr int kWait = 5000;  // ms, the bound of every wait for something that must happen
+
+template <class T>
+std::unique_ptr<T, decltype(&std::free)> own(T* p) {
+    return {p, &std::free};
+}
+
+// A connection of the test's own, to look at the server as others see it.
+class XView {
+public:
+    explicit XView(const std::string& display) : c_(xcb_connect(display.c_str(), nullptr)) {
+        root_ = xcb_setup_roots_iterator(xcb_get_setup(c_)).data->root;
+    }
+    ~XView() { xcb_disconnect(c_); }
+    XView(const XView&) = delete;
+    XView& operator=(const XView&) = delete;
+
+    xcb_window_t focus() const {
+        auto reply = own(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr));
+        return reply ? reply->focus : XCB_NONE;
+    }
+
+    // The window's outer rectangle on the root.
+    std::optional<QRect> rootGeometry(xcb_window_t window) const {
+        auto geometry = own(xcb_get_geometry_reply(c_, xcb_get_geometry(c_, window), nullptr));
+        auto origin = own(xcb_translate_coordinates_reply(c_, xcb_translate_coordinates(c_, window, root_, 0, 0), nullptr));
+        if (!geometry || !origin) return std::nullopt;
+        return QRect(origin->dst_x, origin->dst_y, geometry->width, geometry->height);
+    }
+
+    bool isOverrideRedirect(xcb_window_t window) const {
+        auto attributes = own(xcb_get_window_attributes_reply(c_, xcb_get_window_attributes(c_, window), nullptr));
+        return attributes && attributes->override_redirect;
+    }
+
+    // The root's child that holds the window (its frame, for a managed one).
+    xcb_window_t topLevelOf(xcb_window_t window) const {
+        for (;;) {
+            auto tree = own(xcb_query_tree_reply(c_, xcb_query_tree(c_, window), nullptr));
+            if (!tree || tree->parent == root_ || tree->parent == XCB_NONE) return window;
+            window = tree->parent;
+        }
+    }
+
+    // Position in the root's stacking order, bottom first; -1 when absent.
+    int stackingIndex(xcb_window_t topLevel) const {
+        auto tree = own(xcb_query_tree_reply(c_, xcb_query_tree(c_, root_), nullptr));
+        if (!tree) return -1;
+        const xcb_window_t* children = xcb_query_tree_children(tree.get());
+        const int count = xcb_query_tree_children_length(tree.get());
+        for (int i = 0; i < count; ++i) {
+            if (children[i] == topLevel) return i;
+        }
+        return -1;
+    }
+
+private:
+    xcb_connection_t* c_;
+    xcb_window_t root_ = XCB_NONE;
+};
+
+class PathBarOnX : public e2e::DesktopTest {
+protected:
+    static void SetUpTestSuite() {
+        DesktopTest::SetUpTestSuite();
+        if (!startError().empty() || !qApp) return;
+        std::error_code error;
+        std::filesystem::create_directories(desktop().dataDir() / "bar", error);
+        thunar_ = desktop().openThunarWindow(desktop().dataDir() / "bar");
+    }
+
+    static void TearDownTestSuite() {
+        if (Desktop* running = Desktop::sharedIfRunning()) running->closeThunarWindows();
+        thunar_.reset();
+    }
+
+    void SetUp() override {
+        DesktopTest::SetUp();
+        ASSERT_NE(qApp, nullptr) << "no Qt application on the desktop's display";
+        ASSERT_TRUE(thunar_) << "no Thunar window";
+        x_ = std::make_unique<XView>(desktop().display());
+        qt_ = makePathWindowViews();
+        PathWindowEvents& events = *qt_.events;
+        events.handleKeyDown = [this](const KeyEvent& event) {
+            char entry[64];
+            std::snprintf(entry, sizeof entry, "key %u 0x%llx", event.keyCode,
+                          static_cast<unsigned long long>(event.modifierFlags & kShortcutModifierMask));
+            log_.emplace_back(entry);
+            return handleKeyDownAnswer_;
+        };
+        events.doCommandBySelector = [this](TextCommand) {
+            log_.emplace_back("command");
+            return true;
+        };
+        events.completionsTableViewSelector = [this] {
+            log_.push_back("chosen " + std::to_string(qt_.views.completions->selectedRow()));
+        };
+        events.windowDidResignKey = [this] { log_.emplace_back("resignKey"); };
+        ASSERT_TRUE(desktop().activate(*thunar_));
+    }
+
+    void TearDown() override {
+        qt_ = {};
+        QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+
+    PathBar& bar() { return *qt_.bar.lock(); }
+    xcb_window_t barWindow() { return static_cast<xcb_window_t>(bar().window()->winId()); }
+
+    // Where the bar goes: over the top of the Thunar window, in Qt's (root)
+    // coordinates.
+    QRect barRectOverThunar() {
+        const std::optional<e2e::WindowGeometry> thunar = desktop().geometry(*thunar_);
+        if (!thunar) return {};
+        return QRect(thunar->x + 60, thunar->y - 12, std::min(thunar->width - 120, 420), PathBarWindow::kHeight);
+    }
+
+    // What the controller's show does: place, order front, make key.
+    void showBar(const QRect& where) {
+        qt_.views.panel->setFrame(fromQtRect(where, firstScreenHeight()), true, false);
+        qt_.views.field->setStringValue("/tmp/");
+        qt_.views.panel->orderFrontRegardless();
+        qt_.views.panel->makeKeyWindow();
+    }
+
+    bool barHasTheKeyboard() { return x_->focus() == barWindow() && bar().window()->isActiveWindow(); }
+
+    bool logged(const std::string& entry) const { return std::find(log_.begin(), log_.end(), entry) != log_.end(); }
+
+    static inline std::optional<std::uint32_t> thunar_;
+    std::unique_ptr<XView> x_;
+    QtPathWindow qt_;
+    std::vector<std::string> log_;
+    bool handleKeyDownAnswer_ = false;
+};
+
+TEST_F(PathBarOnX, theBarMapsExactlyWhereToldUnmanagedAndAboveTheFileManager) {
+    const QRect where = barRectOverThunar();
+    showBar(where);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return x_->rootGeometry(barWindow()) == where; }, kWait))
+        << "the window manager moved or framed it";
+    EXPECT_TRUE(x_->isOverrideRedirect(barWindow()));
+    EXPECT_EQ(x_->topLevelOf(barWindow()), barWindow()) << "no frame around it";
+    EXPECT_GT(x_->stackingIndex(barWindow()), x_->stackingIndex(x_->topLevelOf(*thunar_)));
+}
+
+TEST_F(PathBarOnX, theBarTakesTheKeyboardFromTheFileManager) {
+    ASSERT_EQ(desktop().activeWindow(), *thunar_);
+    // Shown from the main queue some time after the event that asked for it,
+    // as the tap's activation does.
+    QTimer::singleShot(50, [&] { showBar(barRectOverThunar()); });
+    EXPECT_TRUE(QTest::qWaitFor([&] { return barHasTheKeyboard(); }, kWait));
+    EXPECT_FALSE(logged("resignKey"));
+}
+
+TEST_F(PathBarOnX, keysReachTheControllerFirstThenTheField) {
+    showBar(barRectOverThunar());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return barHasTheKeyboard(); }, kWait));
+
+    handleKeyDownAnswer_ = true;
+    ASSERT_TRUE(desktop().key("ctrl+w"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return logged("key 13 0x100000"); }, kWait));
+    EXPECT_EQ(bar().field()->text(), QStringLiteral("/tmp/")) << "taken by the controller";
+
+    handleKeyDownAnswer_ = false;
+    log_.clear();
+    ASSERT_TRUE(desktop().type("ab"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return bar().field()->text() == QStringLiteral("/tmp/ab"); }, kWait));
+    EXPECT_EQ(log_, (std::vector<std::string>{"key 0 0x0", "key 11 0x0"}));
+
+    log_.clear();
+    ASSERT_TRUE(desktop().key("Return"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return log_.size() >= 2; }, kWait));
+    EXPECT_EQ(log_, (std::vector<std::string>{"key 36 0x0", "command"}));
+}
+
+TEST_F(PathBarOnX, theXKeyNamesTheKeyWhateverTheLayoutTypes) {
+    if (desktop().run({"setxkbmap", "-display", desktop().display(), "de"}).exitCode != 0)
+        GTEST_SKIP() << "setxkbmap cannot switch the layout here";
+    showBar(barRectOverThunar());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return barHasTheKeyboard(); }, kWait));
+    // On a German keyboard Shift+. types ":"; the shortcut is still Ctrl+Shift+.
+    desktop().key("ctrl+shift+period");
+    const bool seen = QTest::qWaitFor([&] { return !log_.empty(); }, kWait);
+    desktop().run({"setxkbmap", "-display", desktop().display(), "us"});
+    ASSERT_TRUE(seen);
+    EXPECT_EQ(log_.front(), "key 47 0x120000");
+}
+
+TEST_F(PathBarOnX, aClickElsewhereResignsAndAClickOnTheBarTakesTheKeyboardBack) {
+    const QRect where = barRectOverThunar();
+    showBar(where);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return barHasTheKeyboard(); }, kWait));
+
+    const std::optional<e2e::WindowGeometry> thunar = desktop().geometry(*thunar_);
+    desktop().click(thunar->x + thunar->width / 2, thunar->y + thunar->height / 2);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return logged("resignKey"); }, kWait));
+    EXPECT_NE(x_->focus(), barWindow());
+
+    // Nobody hid the bar (the recorder stands in for the controller): a click
+    // into its field takes the keyboard back.
+    desktop().click(where.x() + 40, where.center().y());
+    EXPECT_TRUE(QTest::qWaitFor([&] { return barHasTheKeyboard(); }, kWait));
+}
+
+TEST_F(PathBarOnX, aClickOnTheListChoosesARowAndLeavesTheKeyboardWithTheBar) {
+    const QRect where = barRectOverThunar();
+    showBar(where);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return barHasTheKeyboard(); }, kWait));
+    CompletionsListView& list = *qt_.views.completions;
+    list.setContent({"/tmp/a/", "/tmp/bb/", "/tmp/ccc"});
+    const Rect field = qt_.views.field->frame();
+    const Rect panel = qt_.views.panel->frame();
+    list.setFrame({{panel.origin.x + field.origin.x, panel.origin.y + field.origin.y - 51}, {field.size.width, 51}}, true);
+    list.orderFrontRegardless();
+    list.becomeKeyWindow();
+    CompletionsPopup& popup = *bar().popup();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&popup));
+    const auto popupWindow = static_cast<xcb_window_t>(popup.winId());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return x_->rootGeometry(popupWindow).has_value(); }, kWait));
+    EXPECT_EQ(x_->rootGeometry(popupWindow)->top(), where.top() + 2 + 20) << "hangs from the field's bottom edge";
+    EXPECT_TRUE(x_->isOverrideRedirect(popupWindow));
+
+    const QPoint row = x_->rootGeometry(popupWindow)->topLeft() + QPoint(30, 17 + 8);
+    desktop().click(row.x(), row.y());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return logged("chosen 1"); }, kWait));
+    // Whatever the click made Qt ask of the server has been sent by now.
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(barHasTheKeyboard());
+    EXPECT_FALSE(logged("resignKey"));
+}
+
+TEST_F(PathBarOnX, theContextMenuLeavesTheKeyboardWithTheBar) {
+    const QRect where = barRectOverThunar();
+    showBar(where);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return barHasTheKeyboard(); }, kWait));
+    desktop().click(where.x() + 60, where.center().y(), 3);
+    ASSERT_TRUE(QTest::qWaitFor([] { return qobject_cast<QMenu*>(QApplication::activePopupWidget()) != nullptr; },
+                                kWait));
+    desktop().key("Escape");
+    ASSERT_TRUE(QTest::qWaitFor([] { return QApplication::activePopupWidget() == nullptr; }, kWait));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return barHasTheKeyboard(); }, kWait));
+    EXPECT_FALSE(logged("resignKey"));
+    EXPECT_FALSE(logged("command")) << "the menu's Escape is the menu's";
+}
+
+TEST_F(PathBarOnX, anAlertComesToTheFrontWithTheKeyboard) {
+    QtAlerts alerts;
+    bool hadKeyboard = false;
+    auto* poll = new QTimer;
+    int polls = 0;
+    QObject::connect(poll, &QTimer::timeout, [&] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (!box) return;
+        hadKeyboard = x_->focus() == static_cast<xcb_window_t>(box->winId()) ||
+                      x_->topLevelOf(x_->focus()) == x_->topLevelOf(static_cast<xcb_window_t>(box->winId()));
+        if (hadKeyboard || ++polls > kWait / 20) {
+            poll->stop();
+            for (QAbstractButton* button : box->buttons())
+                if (button->text() == QStringLiteral("Quit")) button->click();
+        }
+    });
+    poll->start(20);
+    const int answer = alerts.runModal({"Thunar is not running.", "", {"Start", "Quit"}});
+    delete poll;
+    EXPECT_TRUE(hadKeyboard);
+    EXPECT_EQ(answer, NSAlertSecondButtonReturn);
+}
+
+}  // namespace
+}  // namespace jorvane::ui
