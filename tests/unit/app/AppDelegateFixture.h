@@ -1,0 +1,209 @@
+#pragma once
+
+// The application delegate with every port faked: one file-manager process
+// (pid 4242) with one window, 600 x 400 at (100, 50), whose title text is
+// 120 points wide at (340, 53) and which is focused; the window's folder is
+// "/home/me". Bars are real PathWindowControllers over recording views. All
+// fakes write into one EventLog; time is virtual.
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "addressbar/PathWindowController.h"
+#include "app/JorvaneAppDelegate.h"
+#include "bridges/VJASWrapper.h"
+#include "fakes/FakeAXObserver.h"
+#include "fakes/FakeAccessibility.h"
+#include "fakes/FakeAlerts.h"
+#include "fakes/FakeApplication.h"
+#include "fakes/FakeEventTap.h"
+#include "fakes/FakeFileManagerProcess.h"
+#include "fakes/FakeHandlerCatalogue.h"
+#include "fakes/FakePathWindowDelegate.h"
+#include "fakes/FakePathWindowViews.h"
+#include "fakes/FakeWorkspaceObserver.h"
+#include "fakes/MemoryDefaults.h"
+#include "settings/UserDefaults.h"
+#include "util/Dispatch.h"
+
+namespace jorvane::test::appcore {
+
+// Logs every handler call, from any thread, as "vj <name> [<param>] ...".
+class RecordingCatalogue final : public HandlerCatalogue {
+public:
+    RecordingCatalogue(std::shared_ptr<FakeHandlerCatalogue> inner, std::shared_ptr<EventLog> log)
+        : inner_(std::move(inner)), log_(std::move(log)) {}
+    std::optional<std::string> call(std::string_view name, const std::vector<std::string>& params) override {
+        std::string entry = "vj " + std::string(name);
+        for (const std::string& param : params) entry += " [" + param + "]";
+        log_->add(std::move(entry));
+        return inner_->call(name, params);
+    }
+
+private:
+    std::shared_ptr<FakeHandlerCatalogue> inner_;
+    std::shared_ptr<EventLog> log_;
+};
+
+class AppDelegateFixture {
+public:
+    static constexpr std::int32_t kPid = 4242;
+    static constexpr Rect kWindowFrame{{100, 50}, {600, 400}};
+    static constexpr Rect kTitleFrame{{340, 53}, {120, 16}};
+    static constexpr Point kOnTitle{400, 60};
+
+    AppDelegateFixture() {
+        dispatch::mainQueue().bindToCurrentThread();
+        dispatch::mainQueue().drain();
+        dispatch::setTimeSource(&time_);
+        application_ = ax_->addApplication(kPid);
+        window_ = ax_->addWindow(application_, "me - Thunar", kWindowFrame);
+        title_ = ax_->addStaticText(window_, "me - Thunar", kTitleFrame);
+        ax_->setFocusedWindow(window_);
+        finder_->answer(handlers::finderGetPath, "/home/me");
+        fileManager_.setPid(kPid);
+        defaults_->setBool(true, settings::keys::notFirstLaunch);
+    }
+
+    virtual ~AppDelegateFixture() {
+        finder_->releaseAll();
+        delegate_.reset();
+        dispatch::mainQueue().drain();
+        bridge_.waitUntilIdle();
+        dispatch::setTimeSource(nullptr);
+    }
+
+    JorvaneAppDelegate& delegate() {
+        if (!delegate_) delegate_ = std::make_unique<JorvaneAppDelegate>(ports());
+        return *delegate_;
+    }
+
+    // Launched, with the log cleared.
+    JorvaneAppDelegate& launched() {
+        delegate().applicationDidFinishLaunching();
+        log_->clear();
+        return *delegate_;
+    }
+
+    JorvaneAppDelegate::Ports ports() {
+        return {*defaults_, accessibility_, tap_, workspace_, alerts_, application_port_, environment_, fileManager_,
+                updater_, bridge_,
+                [this](AXUIElementRef window, PathWindowDelegate& delegate) {
+                    auto views = std::make_unique<FakePathWindowViews>(log_);
+                    views->panel().setFrameSilently({{0, 0}, {0, 22}});
+                    auto controller = std::make_unique<PathWindowController>(
+                        std::move(window), views->take(),
+                        PathWindowController::Dependencies{bridge_, *defaults_, workspaceFiles_, screens_, delegate});
+                    views_.push_back(std::move(views));
+                    return controller;
+                },
+                [this] {
+                    log_->add("welcome");
+                    return welcomeGoesOn_;
+                },
+                {}, {}, PlatformNames{}, JORVANE_RESOURCE_DIR "/DefaultPreferences.json", "1.2.3"};
+    }
+
+    // Runs what the delegate queued, on the main queue and in the background,
+    // until nothing is left.
+    void settle() {
+        for (int i = 0; i < 3; ++i) {
+            if (delegate_) delegate_->waitUntilIdle();
+            dispatch::mainQueue().drain();
+        }
+    }
+
+    void advance(double seconds) {
+        time_.advance(dispatch::seconds(seconds));
+        settle();
+    }
+
+    // Pushes the event through the tap, with the mouse where a mouse event says.
+    EventTap::Decision push(const TapEvent& event) {
+        if (event.type != kCGEventKeyDown && event.type != kCGEventKeyUp) {
+            ax_->setMouseLocation(event.location);
+            tap_.setMouseLocation(event.location);
+        }
+        return tap_.push(event);
+    }
+
+    // A title-bar click that opens the bar of the window; the log is cleared.
+    PathWindowController* openBar() {
+        push(TapEvent::mouseEvent(kCGEventLeftMouseUp, kOnTitle));
+        settle();
+        log_->clear();
+        return delegate_->winControllerFor(ax_->element(window_), false);
+    }
+
+    // The log, keeping only entries that begin with one of the prefixes.
+    std::vector<std::string> logged(const std::vector<std::string>& prefixes) const {
+        std::vector<std::string> out;
+        for (const std::string& entry : log_->entries())
+            for (const std::string& prefix : prefixes)
+                if (entry.starts_with(prefix)) {
+                    out.push_back(entry);
+                    break;
+                }
+        return out;
+    }
+
+    bool barVisible(std::size_t index = 0) const { return views_.at(index)->panel().isVisible(); }
+
+    dispatch::ManualTimeSource time_;
+    std::shared_ptr<EventLog> log_ = std::make_shared<EventLog>();
+    std::shared_ptr<FakeAccessibility> ax_ = std::make_shared<FakeAccessibility>();
+    ScopedAccessibility installed_{ax_};
+    ObservableAccessibility accessibility_{ax_, log_};
+    AXNode application_, window_, title_;
+    std::shared_ptr<FakeHandlerCatalogue> finder_ = std::make_shared<FakeHandlerCatalogue>();
+    VJASWrapper bridge_{std::make_shared<RecordingCatalogue>(finder_, log_)};
+    std::unique_ptr<settings::UserDefaults> defaults_ = std::make_unique<settings::UserDefaults>(nullptr);
+    FakeEventTap tap_{log_};
+    FakeWorkspaceObserver workspace_{log_};
+    FakeAlerts alerts_{log_};
+    FakeApplication application_port_{log_};
+    FakeEnvironment environment_{log_};
+    FakeFileManagerProcess fileManager_{log_};
+    FakeUpdater updater_{log_};
+    FakeWorkspace workspaceFiles_{log_};
+    FakeScreens screens_{std::vector<Rect>{Rect{{0, 0}, {1440, 900}}}};
+    bool welcomeGoesOn_ = true;
+    std::vector<std::unique_ptr<FakePathWindowViews>> views_;
+    std::unique_ptr<JorvaneAppDelegate> delegate_;
+};
+
+class AppDelegateTest : public AppDelegateFixture, public testing::Test {};
+
+template <class Row>
+class AppDelegateTable : public AppDelegateFixture, public testing::TestWithParam<Row> {};
+
+// Row names: the row's sentence with spaces as underscores.
+struct SentenceName {
+    template <class Info>
+    std::string operator()(const Info& info) const {
+        std::string name;
+        for (char c : std::string(info.param.name)) {
+            const bool keep = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+            name.push_back(keep ? c : '_');
+        }
+        return name;
+    }
+};
+
+// Rows print as their sentence.
+template <class Row>
+    requires std::is_convertible_v<decltype(Row::name), const char*>
+void PrintTo(const Row& row, std::ostream* out) {
+    *out << row.name;
+}
+
+inline std::vector<std::string> operator+(std::vector<std::string> a, const std::vector<std::string>& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+}  // namespace jorvane::test::appcore

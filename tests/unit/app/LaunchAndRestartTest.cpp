@@ -1,0 +1,189 @@
+// The launch sequence and its exits, and the file-manager restart that
+// toggling hidden files needs.
+
+#include "AppDelegateFixture.h"
+
+#include <gmock/gmock.h>
+
+#include "util/Diagnostics.h"
+
+namespace jorvane::test::appcore {
+namespace {
+
+using appcore::PrintTo;
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+const std::vector<std::string> kUntilSessionCheck = {
+    "updater.setUpdateCheckInterval 10800", "updater.checkForUpdatesInBackground", "workspace.setCallback",
+    "environment.missingRequirements"};
+const std::vector<std::string> kWatchAndStepBack = {
+    "tap.install 4242", "tap.setSwallowableKeys 5/0x100000", "observer.create 4242",
+    "observer.add AXFocusedWindowChanged", "observer.add AXApplicationDeactivated", "observer.add AXWindowMiniaturized",
+    "app.activateIgnoringOtherApps", "app.deactivate"};
+const std::vector<std::string> kFind = {"fm.runningApplicationPid"};
+const std::vector<std::string> kNoFileManager = {"alert Thunar is not running!", "app.terminate"};
+
+struct LaunchRow {
+    const char* name;
+    std::vector<std::string> missing;
+    bool firstLaunch;
+    bool welcomeGoesOn;
+    std::int32_t fileManagerPid;
+    std::vector<std::string> steps;
+};
+
+class Launch : public AppDelegateTable<LaunchRow> {};
+
+TEST_P(Launch, Row) {
+    const LaunchRow& row = GetParam();
+    environment_.setMissing(row.missing);
+    if (row.firstLaunch) defaults_->removeObjectForKey(settings::keys::notFirstLaunch);
+    welcomeGoesOn_ = row.welcomeGoesOn;
+    fileManager_.setPid(row.fileManagerPid);
+
+    delegate().applicationDidFinishLaunching();
+
+    EXPECT_EQ(log_->entries(), row.steps);
+    const bool ends = row.steps.back() == "app.terminate";
+    EXPECT_EQ(delegate().isTerminating(), ends);
+    EXPECT_EQ(tap_.isInstalled(), !ends);
+    EXPECT_EQ(accessibility_.observer() != nullptr, !ends);
+}
+
+const LaunchRow kLaunchRows[] = {
+    {"a usual launch watches the file manager and steps back", {}, false, true, 4242,
+     kUntilSessionCheck + kFind + kWatchAndStepBack},
+    {"a first launch greets before it looks for the file manager", {}, true, true, 4242,
+     kUntilSessionCheck + std::vector<std::string>{"welcome"} + kFind + kWatchAndStepBack},
+    {"a session without XTEST says so and ends before anything else", {"the XTEST extension"}, true, true, 4242,
+     kUntilSessionCheck + std::vector<std::string>{"alert Jorvane cannot work in this session.", "app.terminate"}},
+    {"no file manager running ends with an alert", {}, false, true, 0, kUntilSessionCheck + kFind + kNoFileManager},
+    {"no file manager on a first launch greets first then ends", {}, true, true, 0,
+     kUntilSessionCheck + std::vector<std::string>{"welcome"} + kFind + kNoFileManager},
+    {"a welcome answered with quit ends without looking further", {}, true, false, 4242,
+     kUntilSessionCheck + std::vector<std::string>{"welcome", "app.terminate"}},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, Launch, testing::ValuesIn(kLaunchRows), SentenceName{});
+
+TEST_F(AppDelegateTest, theAlertsSayWhatIsMissingInTheFileManagersName) {
+    fileManager_.setPid(0);
+    launched();
+    ASSERT_EQ(alerts_.shown().size(), 1u);
+    const AlertSpec& alert = alerts_.shown()[0];
+    EXPECT_EQ(alert.messageText, "Thunar is not running!");
+    EXPECT_EQ(alert.informativeText, "Jorvane requires Thunar to be running. Start Thunar and restart Jorvane!");
+    EXPECT_THAT(alert.buttons, ElementsAre("Quit"));
+    EXPECT_EQ(alert.style, AlertSpec::Style::warning);
+    EXPECT_EQ(alert.windowTitle, "Jorvane");
+
+    // A file manager that turns up now gets no tap: the program is ending.
+    workspace_.launched(5000);
+    EXPECT_FALSE(tap_.isInstalled());
+}
+
+TEST_F(AppDelegateTest, theSessionAlertListsWhatIsMissing) {
+    environment_.setMissing({"an X display", "the XInput 2.2 extension"});
+    launched();
+    ASSERT_EQ(alerts_.shown().size(), 1u);
+    EXPECT_EQ(alerts_.shown()[0].informativeText,
+              "To see clicks and keys in Thunar windows, Jorvane needs what this session lacks: an X display, the "
+              "XInput 2.2 extension. Start Jorvane again in a session that offers it.");
+    EXPECT_THAT(alerts_.shown()[0].buttons, ElementsAre("Quit"));
+    EXPECT_EQ(alerts_.shown()[0].style, AlertSpec::Style::critical);
+}
+
+TEST_F(AppDelegateTest, launchRegistersTheShippedDefaultsAndStoresTheVersion) {
+    launched();
+    EXPECT_TRUE(defaults_->boolForKey(settings::keys::activateByHotkey));
+    EXPECT_EQ(defaults_->stringForKey(settings::keys::version), "1.2.3");
+}
+
+TEST_F(AppDelegateTest, aMissingDefaultsResourceIsLoggedAndLaunchGoesOn) {
+    std::vector<std::string> lines;
+    KMSetLogSink([&](KMLogStream, std::string_view line) { lines.emplace_back(line); });
+    KMSetLogLevelForDomain("JorvaneAppDelegate", KMLogLevelError);
+    auto ports = this->ports();
+    ports.defaultPreferences = "/nonexistent/DefaultPreferences.json";
+    delegate_ = std::make_unique<JorvaneAppDelegate>(ports);
+    launched();
+    KMSetLogSink(nullptr);
+    KMClearLogLevelsForDomains();
+
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_THAT(lines[0], HasSubstr("no defaults registered"));
+    EXPECT_TRUE(tap_.isInstalled());
+    EXPECT_FALSE(defaults_->boolForKey(settings::keys::activateByHotkey)) << "every key reads as false or 0";
+}
+
+TEST_F(AppDelegateTest, aTapThatCannotBeMadeLeavesTheRestOfTheLaunch) {
+    tap_.failInstalls(true);
+    delegate().applicationDidFinishLaunching();
+    EXPECT_FALSE(tap_.isInstalled());
+    EXPECT_NE(accessibility_.observer(), nullptr);
+    EXPECT_EQ(log_->entries().back(), "app.deactivate");
+}
+
+// ---- toggling hidden files: flip, quit, wait a second, start, bring to the front
+
+TEST_F(AppDelegateTest, togglingHiddenFilesRestartsTheFileManagerAfterASecondAndBringsItToTheFront) {
+    launched();
+    delegate().finderToggleShowHidden();
+    settle();
+    EXPECT_THAT(logged({"fm."}), ElementsAre("fm.showsAllFiles", "fm.setShowsAllFiles 1", "fm.quit org.xfce.Thunar"));
+    EXPECT_EQ(fileManager_.processExistsCount(), 1) << "the old process is gone at the first look";
+
+    advance(0.999);
+    EXPECT_EQ(fileManager_.launchCount(), 0);
+    advance(0.001);
+    EXPECT_EQ(fileManager_.launchCount(), 1);
+    EXPECT_TRUE(delegate().finderLaunchAfterToggleHidden());
+
+    log_->clear();
+    workspace_.launched(fileManager_.pid());
+    EXPECT_THAT(logged({"fm.", "tap.install"}), ElementsAre("tap.install 5000", "fm.bringToFront 5000"));
+    EXPECT_FALSE(delegate().finderLaunchAfterToggleHidden());
+
+    // The user's own restart later is not brought to the front.
+    log_->clear();
+    workspace_.launched(6000);
+    EXPECT_TRUE(logged({"fm."}).empty());
+}
+
+TEST_F(AppDelegateTest, togglingTwiceRestoresTheSettingAndBringsTheFileManagerBackEachTime) {
+    launched();
+    for (int i = 0; i < 2; ++i) {
+        delegate().finderToggleShowHidden();
+        settle();
+        advance(1.0);
+        workspace_.launched(fileManager_.pid());
+    }
+    EXPECT_FALSE(fileManager_.showsAllFilesValue());
+    EXPECT_THAT(logged({"fm.bringToFront"}), ElementsAre("fm.bringToFront 5000", "fm.bringToFront 5001"));
+}
+
+TEST_F(AppDelegateTest, aFileManagerThatDoesNotQuitIsAskedFiftyTimesAndStartedAnyway) {
+    launched();
+    fileManager_.lingerAfterQuit(true);
+    fileManager_.setQuitResult(errAETimeout);
+    delegate().finderToggleShowHidden();
+    settle();
+    EXPECT_EQ(fileManager_.processExistsCount(), JorvaneAppDelegate::kQuitPolls);
+    advance(1.0);
+    EXPECT_EQ(fileManager_.launchCount(), 1);
+}
+
+TEST_F(AppDelegateTest, aRestartStillWaitingWhenTheDelegateGoesNeverHappens) {
+    launched();
+    delegate().finderToggleShowHidden();
+    settle();
+    delegate_.reset();
+    EXPECT_EQ(time_.scheduledCount(), 0u);
+    advance(2.0);
+    EXPECT_EQ(fileManager_.launchCount(), 0);
+}
+
+}  // namespace
+}  // namespace jorvane::test::appcore

@@ -1,0 +1,169 @@
+// The registry of bars and what the file manager's windows and process do to
+// it: lookups by element identity, the observer's notices, the workspace's
+// deactivation and launch notices.
+
+#include "AppDelegateFixture.h"
+
+#include <gmock/gmock.h>
+
+namespace jorvane::test::appcore {
+namespace {
+
+using appcore::PrintTo;
+
+using testing::ElementsAre;
+
+TEST_F(AppDelegateTest, twoElementObjectsOfOneWindowShareOneBar) {
+    launched();
+    PathWindowController* first = delegate().winControllerFor(ax_->element(window_));
+    PathWindowController* second = delegate().winControllerFor(ax_->element(window_), false);
+    EXPECT_NE(first, nullptr);
+    EXPECT_EQ(first, second);
+    EXPECT_EQ(delegate().pathControllers().size(), 1u);
+    EXPECT_FALSE(barVisible()) << "a new bar starts hidden";
+    EXPECT_THAT(accessibility_.observer()->notificationsOf(ax_->element(window_)),
+                ElementsAre("AXUIElementDestroyed", "AXWindowMiniaturized", "AXWindowMoved", "AXWindowResized",
+                            "JVWindowRestacked"));
+}
+
+TEST_F(AppDelegateTest, noWindowOrNoCreationMakesNoBar) {
+    launched();
+    EXPECT_EQ(delegate().winControllerFor(nullptr, true), nullptr);
+    EXPECT_EQ(delegate().winControllerFor(ax_->element(window_), false), nullptr);
+    ax_->setFocusedWindow({});
+    EXPECT_EQ(delegate().winControllerForFocusedWindow(), nullptr);
+    delegate().show();
+    EXPECT_TRUE(delegate().pathControllers().empty());
+    EXPECT_TRUE(log_->entries().empty());
+}
+
+TEST_F(AppDelegateTest, aFactoryThatFailsMakesNoBar) {
+    auto ports = this->ports();
+    ports.makeController = [](AXUIElementRef, PathWindowDelegate&) -> std::unique_ptr<PathWindowController> {
+        throw std::invalid_argument("no views");
+    };
+    delegate_ = std::make_unique<JorvaneAppDelegate>(ports);
+    launched();
+    EXPECT_EQ(delegate().winControllerFor(ax_->element(window_)), nullptr);
+    EXPECT_TRUE(delegate().pathControllers().empty());
+}
+
+// ---- the observer's notices
+
+struct NoticeRow {
+    const char* name;
+    bool barOpen;
+    void (*arrange)(AppDelegateFixture&);
+    std::vector<std::string> notices;
+    std::size_t barsAfter;
+    bool visibleAfter;
+    std::vector<std::string> effects;
+};
+
+class ObserverNotice : public AppDelegateTable<NoticeRow> {};
+
+TEST_P(ObserverNotice, Row) {
+    const NoticeRow& row = GetParam();
+    launched();
+    if (row.barOpen) {
+        openBar();
+    } else {
+        delegate().winControllerFor(ax_->element(window_));
+        log_->clear();
+    }
+    if (row.arrange) row.arrange(*this);
+    for (const std::string& notice : row.notices) accessibility_.observer()->post(ax_->element(window_), notice);
+
+    EXPECT_EQ(delegate().pathControllers().size(), row.barsAfter);
+    if (row.barsAfter > 0) {
+        EXPECT_EQ(barVisible(), row.visibleAfter);
+    }
+    EXPECT_EQ(logged({"panel.", "list.close", "vj "}), row.effects);
+}
+
+void moveWindow(AppDelegateFixture& f) { f.ax_->setFrame(f.window_, {{200, 100}, {600, 400}}); }
+void coverTitle(AppDelegateFixture& f) { f.ax_->addForeignWindow({"xterm", 77, "xterm", 300, 30, 200, 100}); }
+void coverBody(AppDelegateFixture& f) { f.ax_->addForeignWindow({"xterm", 77, "xterm", 300, 200, 200, 100}); }
+void panelOverTitle(AppDelegateFixture& f) { f.ax_->addForeignWindow({"Dock", 78, "panel", 0, 0, 1440, 60}); }
+
+const NoticeRow kNoticeRows[] = {
+    {"a destroyed window closes its bar and drops it", true, nullptr, {"AXUIElementDestroyed"}, 0, false,
+     {"list.close", "panel.close"}},
+    {"a second destroyed notice finds nothing and does nothing", true, nullptr,
+     {"AXUIElementDestroyed", "AXUIElementDestroyed"}, 0, false, {"list.close", "panel.close"}},
+    {"a minimised window hides its bar", true, nullptr, {"AXWindowMiniaturized"}, 1, false, {"panel.orderOut"}},
+    {"a restored window does not bring its bar back", true, nullptr,
+     {"AXWindowMiniaturized", "AXWindowDeminiaturized"}, 1, false, {"panel.orderOut"}},
+    {"a moved window takes its open bar along", true, moveWindow, {"AXWindowMoved"}, 1, true,
+     {"panel.setFrame 397,779 206x22 animated"}},
+    {"a resized window fits its open bar again", true, moveWindow, {"AXWindowResized"}, 1, true,
+     {"panel.setFrame 397,779 206x22 animated"}},
+    {"a moved window with a hidden bar moves nothing", false, moveWindow, {"AXWindowMoved"}, 1, false, {}},
+    {"a window raised over the title hides the bar", true, coverTitle, {"JVWindowRestacked"}, 1, false,
+     {"panel.orderOut"}},
+    {"a window raised over the body leaves the bar", true, coverBody, {"JVWindowRestacked"}, 1, true, {}},
+    {"a panel along the top of the screen leaves the bar", true, panelOverTitle, {"JVWindowRestacked"}, 1, true, {}},
+    {"an uncovered window does not bring its bar back", false, nullptr, {"JVWindowRestacked"}, 1, false, {}},
+    {"focus changes and the application's deactivation change nothing", true, nullptr,
+     {"AXFocusedWindowChanged", "AXApplicationDeactivated", "AXApplicationActivated"}, 1, true, {}},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, ObserverNotice, testing::ValuesIn(kNoticeRows), SentenceName{});
+
+TEST_F(AppDelegateTest, theObserverHearsOfTheWindowsThatHaveBars) {
+    launched();
+    EXPECT_EQ(accessibility_.observer()->pid(), kPid);
+    const AXUIElementRef window = ax_->element(window_);
+    EXPECT_FALSE(accessibility_.observer()->notify(window, "AXUIElementDestroyed")) << "no bar, not watched";
+    openBar();
+    EXPECT_TRUE(accessibility_.observer()->notify(window, "AXUIElementDestroyed"));
+    EXPECT_TRUE(delegate().pathControllers().empty());
+}
+
+// ---- the workspace's notices
+
+TEST_F(AppDelegateTest, losingTheFrontHidesEveryBarOnlyForTheFileManagerOrThisProgram) {
+    launched();
+    const AXNode second = ax_->addWindow(application_, "tmp - Thunar", {{800, 50}, {400, 300}});
+    openBar();
+    delegate().winControllerFor(ax_->element(second))->show();
+    ASSERT_TRUE(barVisible(0) && barVisible(1));
+
+    workspace_.deactivated(77, false, "xterm");
+    EXPECT_TRUE(barVisible(0) && barVisible(1)) << "another application stepping back hides nothing";
+    workspace_.deactivated(kPid);
+    EXPECT_FALSE(barVisible(0) || barVisible(1));
+
+    delegate().show();
+    ASSERT_TRUE(barVisible(0));
+    delegate().applicationDidResignActive();
+    EXPECT_FALSE(barVisible(0));
+}
+
+TEST_F(AppDelegateTest, aNewFileManagerProcessHidesEveryBarAndGetsTheTap) {
+    launched();
+    openBar();
+    workspace_.launched(77, false, "xterm");
+    EXPECT_TRUE(barVisible());
+    EXPECT_THAT(tap_.installs(), ElementsAre(kPid));
+
+    workspace_.launched(5000);
+    EXPECT_FALSE(barVisible());
+    EXPECT_EQ(delegate().finderPid(), 5000);
+    EXPECT_THAT(logged({"tap.", "fm.", "observer."}),
+                ElementsAre("tap.setEnabled 0", "tap.uninstall", "tap.install 5000", "tap.setSwallowableKeys 5/0x100000"));
+    EXPECT_EQ(delegate().pathControllers().size(), 1u) << "the old window's bar stays until its window goes";
+    EXPECT_EQ(accessibility_.createdCount(), 1u) << "the observer stays";
+
+    // The new process's window gets its own bar through the new tap.
+    const AXNode newApp = ax_->addApplication(5000);
+    const AXNode newWindow = ax_->addWindow(newApp, "me - Thunar", {{100, 500}, {600, 300}});
+    ax_->setFocusedWindow(newWindow);
+    EXPECT_EQ(push(TapEvent::keyboardEvent(kVK_ANSI_G, false, kCGEventFlagMaskCommand)), EventTap::Decision::Swallow);
+    settle();
+    EXPECT_EQ(delegate().pathControllers().size(), 2u);
+    EXPECT_TRUE(barVisible(1));
+}
+
+}  // namespace
+}  // namespace jorvane::test::appcore
