@@ -258,6 +258,11 @@ void ThunarHandlerCatalogue::Worker::run() {
         GUnixFDSourceFunc onEvents = [](gint, GIOCondition, gpointer self) -> gboolean {
             auto* worker = static_cast<Worker*>(self);
             worker->x_.processEvents([worker](std::uint32_t xid) { worker->noteActive(xid); });
+            // A broken connection stays readable: stop watching it.
+            if (worker->x_.hasError()) {
+                KMLogInDomain(KMLogLevelWarn, kLogDomain, "the X connection broke");
+                return G_SOURCE_REMOVE;
+            }
             return G_SOURCE_CONTINUE;
         };
         g_source_set_callback(xSource, G_SOURCE_FUNC(onEvents), this, nullptr);

@@ -48,6 +48,8 @@ bool ThunarX::open() {
     return true;
 }
 
+bool ThunarX::hasError() const { return !connection_ || xcb_connection_has_error(connection_) != 0; }
+
 int ThunarX::fileDescriptor() const { return connection_ ? xcb_get_file_descriptor(connection_) : -1; }
 
 std::uint32_t ThunarX::atom(const char* name) {

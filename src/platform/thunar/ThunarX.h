@@ -31,6 +31,7 @@ public:
     // Connects to $DISPLAY and selects property changes on the root window.
     bool open();
     bool isOpen() const { return connection_ != nullptr; }
+    bool hasError() const;
     int fileDescriptor() const;
 
     // Reads the queued events; calls `onActive` with the new
