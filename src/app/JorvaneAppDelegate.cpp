@@ -348,8 +348,9 @@ EventTap::Decision JorvaneAppDelegate::eventTapCallback(const TapEvent& event) {
 
 void JorvaneAppDelegate::startKeyAction(activation::KeyAction action) {
     using activation::KeyAction;
-    // Blocks capture only the weak self, which std::function keeps without
-    // allocating.
+    // Runs only for the few keys that act (a hot-key release, an extra
+    // shortcut); the presses that are merely swallowed or passed queue
+    // nothing and allocate nothing.
     switch (action) {
         case KeyAction::none: break;
         case KeyAction::reloadScript:
