@@ -110,16 +110,6 @@ const NoticeRow kNoticeRows[] = {
 
 INSTANTIATE_TEST_SUITE_P(Rows, ObserverNotice, testing::ValuesIn(kNoticeRows), SentenceName{});
 
-TEST_F(AppDelegateTest, theObserverHearsOfTheWindowsThatHaveBars) {
-    launched();
-    EXPECT_EQ(accessibility_.observer()->pid(), kPid);
-    const AXUIElementRef window = ax_->element(window_);
-    EXPECT_FALSE(accessibility_.observer()->notify(window, "AXUIElementDestroyed")) << "no bar, not watched";
-    openBar();
-    EXPECT_TRUE(accessibility_.observer()->notify(window, "AXUIElementDestroyed"));
-    EXPECT_TRUE(delegate().pathControllers().empty());
-}
-
 // ---- the workspace's notices
 
 TEST_F(AppDelegateTest, losingTheFrontHidesEveryBarOnlyForTheFileManagerOrThisProgram) {
