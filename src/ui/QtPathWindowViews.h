@@ -60,8 +60,9 @@ struct PathWindowEvents {
     // A row of the completion list was clicked (it is selected by then).
     std::function<void()> completionsTableViewSelector;
     std::function<void()> windowDidResignKey;
-    // After the bar went off screen for any reason (the composition root
-    // hands the keyboard back to the file manager's window here).
+    // After the bar went off screen while it had the keyboard (Escape, Return,
+    // the hot key): the composition root hands the keyboard back to the file
+    // manager's window here. Not after the user took the keyboard elsewhere.
     std::function<void()> didOrderOut;
 };
 

@@ -14,6 +14,7 @@ QtMessageHandler defaultHandler = nullptr;
 
 void quietOffscreen(QtMsgType type, const QMessageLogContext& context, const QString& message) {
     if (message.startsWith(QLatin1String("This plugin does not support"))) return;
+    if (message.startsWith(QLatin1String("QStandardPaths: XDG_RUNTIME_DIR not set"))) return;
     if (defaultHandler) defaultHandler(type, context, message);
 }
 
