@@ -1,6 +1,7 @@
 #include "platform/x11/X11Accessibility.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <map>
 #include <mutex>
@@ -33,8 +34,12 @@ constexpr std::string_view kFocusedWindow = "AXFocusedWindow";
 // Owner name of panels and docks in the window list.
 constexpr const char* kDockOwner = "Dock";
 
-// Title measurements kept at most; one per window is all that is ever used.
+// Title layouts kept at most; one per window is all that is ever used.
 constexpr std::size_t kTitleCacheSize = 64;
+
+// How long one reading of a frame answers the other of "AXPosition" and
+// "AXSize" (see X11Element::frameAttribute).
+constexpr std::chrono::milliseconds kFramePairing{100};
 
 std::int32_t whole(double v) { return static_cast<std::int32_t>(std::lround(v)); }
 
@@ -55,9 +60,9 @@ struct X11Accessibility::Session : std::enable_shared_from_this<Session> {
     struct TitleLayout {
         std::tuple<std::uint32_t, double, double, double, double, std::uint32_t> key;
         xcb_window_t frame = 0;
-        Rect boxInFrame;
-        Rect box;
-        std::optional<InkSpan> ink;
+        Rect boxInFrame;             // relative to the frame window
+        Rect box;                    // relative to the outer frame
+        std::optional<InkSpan> ink;  // relative to the box
     };
     std::map<std::uint32_t, TitleLayout> titles;
 
@@ -75,6 +80,8 @@ struct X11Accessibility::Session : std::enable_shared_from_this<Session> {
 
     AXUIElementRef element(const X11ElementIdentity& identity);
     std::optional<AXValue> attribute(const X11ElementIdentity& identity, std::string_view name);
+    // The frame of a window or title text element.
+    std::optional<Rect> frame(const X11ElementIdentity& identity);
 
     // Helpers, called with the mutex held on a connected display.
     std::vector<xcb_window_t> clients(const XcbDisplay& d);
@@ -96,14 +103,45 @@ public:
     }
 
     std::optional<AXValue> copyAttributeValue(std::string_view attribute) const override {
+        const bool hasFrame = identity_.kind == Kind::Window || identity_.kind == Kind::TitleText;
+        if (hasFrame && (attribute == kPosition || attribute == kSize)) return frameAttribute(attribute == kPosition);
         return session_->attribute(identity_, attribute);
     }
 
     const X11ElementIdentity& identity() const { return identity_; }
 
 private:
+    // Callers read "AXPosition" and "AXSize" one after the other to learn a
+    // frame. One reading answers both: the other attribute, asked of the
+    // same element right after, takes the rectangle the first one read.
+    // That halves the cost and keeps the two halves of one rectangle.
+    std::optional<AXValue> frameAttribute(bool position) const {
+        const auto now = std::chrono::steady_clock::now();
+        std::optional<Rect> rect;
+        {
+            std::lock_guard lock(pairMutex_);
+            if (pending_ && pending_->forPosition == position && now - pending_->readAt < kFramePairing)
+                rect = pending_->rect;
+            pending_.reset();
+        }
+        if (!rect) {
+            rect = session_->frame(identity_);
+            if (!rect) return std::nullopt;
+            std::lock_guard lock(pairMutex_);
+            pending_ = Pending{*rect, !position, now};
+        }
+        return position ? AXValue{rect->origin} : AXValue{rect->size};
+    }
+
     std::shared_ptr<X11Accessibility::Session> session_;
     X11ElementIdentity identity_;
+    struct Pending {
+        Rect rect;
+        bool forPosition;  // the attribute that may still take it
+        std::chrono::steady_clock::time_point readAt;
+    };
+    mutable std::mutex pairMutex_;
+    mutable std::optional<Pending> pending_;
 };
 
 }  // namespace
@@ -132,8 +170,16 @@ std::optional<std::int32_t> X11Accessibility::Session::pidOf(const XcbDisplay& d
 }
 
 std::optional<Rect> X11Accessibility::Session::titleTextRect(const XcbDisplay& d, xcb_window_t client) {
+    // With the layout found last time, the image of the title's box travels
+    // with the request that tells whether that layout still holds.
+    auto layout = titles.find(client);
+    const InkRequest early =
+        layout != titles.end() ? requestInk(d, layout->second.frame, layout->second.boxInFrame) : InkRequest{};
     const auto snapshot = readClientSnapshot(d, client);
-    if (!snapshot || snapshot->frame.extents.top == 0) return std::nullopt;
+    if (!snapshot || snapshot->frame.extents.top == 0) {
+        discardInk(d, early);
+        return std::nullopt;
+    }
     const ClientFrame& geometry = snapshot->frame;
     const Rect outer = geometry.outer();
     auto atOuter = [&outer](const Rect& r) {
@@ -143,8 +189,11 @@ std::optional<Rect> X11Accessibility::Session::titleTextRect(const XcbDisplay& d
     // The box moves and changes only with the frame.
     const auto key = std::make_tuple(snapshot->parent, outer.origin.x, outer.origin.y, outer.size.width,
                                      outer.size.height, geometry.extents.top);
-    auto layout = titles.find(client);
-    if (layout == titles.end() || layout->second.key != key) {
+    std::optional<InkSpan> ink;
+    if (layout != titles.end() && layout->second.key == key) {
+        ink = inkReply(d, early);
+    } else {
+        discardInk(d, early);
         const xcb_window_t frame = topLevelOf(d, client);
         if (frame == 0) return std::nullopt;
         const auto frameShape = readWindowShapes(d, {frame}).front();
@@ -156,27 +205,38 @@ std::optional<Rect> X11Accessibility::Session::titleTextRect(const XcbDisplay& d
                             box->size};
         if (titles.size() >= kTitleCacheSize) titles.clear();
         layout = titles.insert_or_assign(client, TitleLayout{key, frame, *box, relative, std::nullopt}).first;
+        ink = measureInk(d, frame, *box);
     }
     TitleLayout& t = layout->second;
-    auto narrowed = [&](const std::optional<InkSpan>& ink) {
+    auto narrowed = [&](const std::optional<InkSpan>& span) {
         Rect text = t.box;
-        if (ink) {
-            text.origin.x += ink->left;
-            text.size.width = ink->width;
+        if (span) {
+            text.origin.x += span->left;
+            text.size.width = span->width;
         }
         return atOuter(text);
     };
 
-    // The text is measured at every read: the window manager redraws a new
+    // The text is looked at on every read: the window manager redraws a new
     // title a moment after it is set, and until then the box shows the old
     // one. A box that shows something else than last time may also be
     // covered, by our own address bar for one; then the last measurement
     // made in full view stands.
-    const auto ink = measureInk(d, t.frame, t.boxInFrame);
     if (ink && t.ink && ink->left == t.ink->left && ink->width == t.ink->width) return narrowed(ink);
     if (isCoveredAbove(d, t.frame, atOuter(t.box))) return narrowed(t.ink);
     t.ink = ink;
     return narrowed(ink);
+}
+
+std::optional<Rect> X11Accessibility::Session::frame(const X11ElementIdentity& id) {
+    std::lock_guard lock(mutex);
+    XcbDisplay* d = connected();
+    if (!d) return std::nullopt;
+    if (id.kind == Kind::TitleText) return titleTextRect(*d, id.window);
+    if (id.kind != Kind::Window) return std::nullopt;
+    const auto geometry = readClientFrames(*d, {id.window}).front();
+    if (!geometry) return std::nullopt;
+    return geometry->outer();
 }
 
 std::optional<AXValue> X11Accessibility::Session::attribute(const X11ElementIdentity& id, std::string_view name) {
@@ -237,11 +297,6 @@ std::optional<AXValue> X11Accessibility::Session::attribute(const X11ElementIden
             if (name == kTitle) {
                 const auto p = readClientProperties(*d, {id.window}, kClientName).front();
                 if (p) return AXValue{p->name};
-            } else if (name == kPosition || name == kSize) {
-                const auto frame = readClientFrames(*d, {id.window}).front();
-                if (!frame) return std::nullopt;
-                const Rect outer = frame->outer();
-                return name == kPosition ? AXValue{outer.origin} : AXValue{outer.size};
             } else if (name == kParent) {
                 if (const auto pid = pidOf(*d, id.window)) return AXValue{element({Kind::Application, 0, *pid})};
             }
@@ -251,10 +306,6 @@ std::optional<AXValue> X11Accessibility::Session::attribute(const X11ElementIden
             if (name == kValue) {
                 const auto p = readClientProperties(*d, {id.window}, kClientName).front();
                 if (p) return AXValue{p->name};
-            } else if (name == kPosition || name == kSize) {
-                const auto rect = titleTextRect(*d, id.window);
-                if (!rect) return std::nullopt;
-                return name == kPosition ? AXValue{rect->origin} : AXValue{rect->size};
             }
             return std::nullopt;
     }
@@ -299,9 +350,9 @@ AXUIElementRef X11Accessibility::elementAtPosition(float x, float y) {
     XcbDisplay* d = session_->connected();
     if (!d) return nullptr;
     const Point position{x, y};
-    const auto topLevel = topLevelAt(*d, position);
-    if (!topLevel || *topLevel == 0) return nullptr;
-    const xcb_window_t client = clientOfTopLevel(*d, *topLevel, session_->clients(*d));
+    const auto lookup = lookUpPoint(*d, position);
+    if (!lookup || lookup->topLevel == 0) return nullptr;
+    const xcb_window_t client = clientOfTopLevel(*d, lookup->topLevel, lookup->clients);
     if (client == 0) return nullptr;
     const auto frame = readClientFrames(*d, {client}).front();
     if (!frame) return nullptr;

@@ -369,14 +369,16 @@ std::vector<std::optional<WindowShape>> readWindowShapes(const XcbDisplay& d, co
     return result;
 }
 
-std::optional<xcb_window_t> topLevelAt(const XcbDisplay& d, Point position) {
+std::optional<PointLookup> lookUpPoint(const XcbDisplay& d, Point position) {
     const auto x = static_cast<std::int16_t>(std::clamp(position.x, -32768.0, 32767.0));
     const auto y = static_cast<std::int16_t>(std::clamp(position.y, -32768.0, 32767.0));
+    const auto clientsCookie = requestProperty(d, d.root(), d.atoms().netClientList, XCB_ATOM_WINDOW);
+    const auto childCookie = xcb_translate_coordinates(d.connection(), d.root(), d.root(), x, y);
+    const auto clients = propertyReply(d, clientsCookie, d.root());
     ErrorSlot error("TranslateCoordinates", d.root());
-    const auto reply =
-        own(xcb_translate_coordinates_reply(d.connection(), xcb_translate_coordinates(d.connection(), d.root(), d.root(), x, y), &error));
-    if (!reply) return std::nullopt;
-    return reply->child;
+    const auto child = own(xcb_translate_coordinates_reply(d.connection(), childCookie, &error));
+    if (!clients || !child) return std::nullopt;
+    return PointLookup{child->child, cardinals(clients.get())};
 }
 
 xcb_window_t clientOfTopLevel(const XcbDisplay& d, xcb_window_t topLevel, const std::vector<xcb_window_t>& clients) {
@@ -492,21 +494,16 @@ std::optional<Rect> titleTextBox(const XcbDisplay& d, xcb_window_t frame, xcb_wi
 std::optional<InkSpan> inkSpanOfPixels(const std::vector<std::uint32_t>& pixels, int width, int height) {
     if (width <= 0 || height <= 0 || pixels.size() < static_cast<std::size_t>(width) * height) return std::nullopt;
     int first = width, last = -1;
-    std::vector<std::uint32_t> row(static_cast<std::size_t>(width));
     for (int y = 0; y < height; ++y) {
         const std::uint32_t* line = pixels.data() + static_cast<std::size_t>(y) * width;
-        // The row's background is its commonest colour: text covers far less
-        // of a title row than the paint around it.
-        for (int x = 0; x < width; ++x) row[x] = line[x] & 0xFFFFFF;
-        std::sort(row.begin(), row.end());
-        std::uint32_t background = row[0];
-        std::size_t best = 0;
-        for (std::size_t i = 0, run = 0; i < row.size(); ++i) {
-            run = (i > 0 && row[i] == row[i - 1]) ? run + 1 : 1;
-            if (run > best) {
-                best = run;
-                background = row[i];
-            }
+        // The row's background is the colour of most of its pixels (text
+        // covers far less of a title row than the paint around it), found
+        // by a majority vote.
+        std::uint32_t background = 0;
+        for (int x = 0, votes = 0; x < width; ++x) {
+            const std::uint32_t p = line[x] & 0xFFFFFF;
+            if (votes == 0) background = p;
+            votes += p == background ? 1 : -1;
         }
         for (int x = 0; x < width; ++x) {
             if (x >= first && x <= last) continue;
@@ -524,17 +521,24 @@ std::optional<InkSpan> inkSpanOfPixels(const std::vector<std::uint32_t>& pixels,
     return InkSpan{static_cast<double>(first), static_cast<double>(last - first + 1)};
 }
 
-std::optional<InkSpan> measureInk(const XcbDisplay& d, xcb_window_t frame, const Rect& box) {
-    if (!d.imagesAre32BitPixels() || box.isEmpty()) return std::nullopt;
-    const auto width = static_cast<std::uint16_t>(box.size.width);
-    const auto height = static_cast<std::uint16_t>(box.size.height);
-    ErrorSlot error("GetImage", frame);
-    const auto image = own(xcb_get_image_reply(
-        d.connection(),
-        xcb_get_image(d.connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, frame, static_cast<std::int16_t>(box.origin.x),
-                      static_cast<std::int16_t>(box.origin.y), width, height, ~0u),
-        &error));
+InkRequest requestInk(const XcbDisplay& d, xcb_window_t frame, const Rect& box) {
+    InkRequest request{frame, box, {}, false};
+    if (!d.imagesAre32BitPixels() || box.isEmpty()) return request;
+    request.cookie = xcb_get_image(d.connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, frame,
+                                   static_cast<std::int16_t>(box.origin.x), static_cast<std::int16_t>(box.origin.y),
+                                   static_cast<std::uint16_t>(box.size.width),
+                                   static_cast<std::uint16_t>(box.size.height), ~0u);
+    request.sent = true;
+    return request;
+}
+
+std::optional<InkSpan> inkReply(const XcbDisplay& d, const InkRequest& request) {
+    if (!request.sent) return std::nullopt;
+    ErrorSlot error("GetImage", request.frame);
+    const auto image = own(xcb_get_image_reply(d.connection(), request.cookie, &error));
     if (!image) return std::nullopt;
+    const auto width = static_cast<int>(request.box.size.width);
+    const auto height = static_cast<int>(request.box.size.height);
     const std::size_t count = static_cast<std::size_t>(width) * height;
     if (static_cast<std::size_t>(xcb_get_image_data_length(image.get())) < count * 4) return std::nullopt;
     const std::uint8_t* data = xcb_get_image_data(image.get());
@@ -546,6 +550,14 @@ std::optional<InkSpan> measureInk(const XcbDisplay& d, xcb_window_t frame, const
                         : (std::uint32_t{p[1]} << 16) | (std::uint32_t{p[2]} << 8) | p[3];
     }
     return inkSpanOfPixels(pixels, width, height);
+}
+
+void discardInk(const XcbDisplay& d, const InkRequest& request) {
+    if (request.sent) xcb_discard_reply(d.connection(), request.cookie.sequence);
+}
+
+std::optional<InkSpan> measureInk(const XcbDisplay& d, xcb_window_t frame, const Rect& box) {
+    return inkReply(d, requestInk(d, frame, box));
 }
 
 bool isCoveredAbove(const XcbDisplay& d, xcb_window_t topLevel, const Rect& area) {

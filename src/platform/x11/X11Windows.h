@@ -167,9 +167,14 @@ struct WindowShape {
 std::vector<std::optional<WindowShape>> readWindowShapes(const XcbDisplay& display,
                                                          const std::vector<xcb_window_t>& windows);
 
-// The root's child at the position (what XTranslateCoordinates finds):
-// 0 when there is none, nullopt on error.
-std::optional<xcb_window_t> topLevelAt(const XcbDisplay& display, Point position);
+// The root's child at the position (what XTranslateCoordinates finds; 0
+// when there is none) and the client list, in one round trip. Nothing on
+// error.
+struct PointLookup {
+    xcb_window_t topLevel = 0;
+    std::vector<xcb_window_t> clients;
+};
+std::optional<PointLookup> lookUpPoint(const XcbDisplay& display, Point position);
 
 // The client window a top-level window holds: itself when it is a client,
 // else the client among its children or grandchildren. 0 when it holds none
@@ -197,6 +202,17 @@ struct InkSpan {
     double width = 0;  // up to and including the last one
 };
 std::optional<InkSpan> measureInk(const XcbDisplay& display, xcb_window_t frame, const Rect& box);
+// The same in two halves, so that the image travels with other requests.
+// Every request is either answered or discarded.
+struct InkRequest {
+    xcb_window_t frame = 0;
+    Rect box;
+    xcb_get_image_cookie_t cookie{};
+    bool sent = false;
+};
+InkRequest requestInk(const XcbDisplay& display, xcb_window_t frame, const Rect& box);
+std::optional<InkSpan> inkReply(const XcbDisplay& display, const InkRequest& request);
+void discardInk(const XcbDisplay& display, const InkRequest& request);
 
 // Whether a window stacked above the top-level covers part of the area
 // (what is drawn there is then not the top-level's). True on error.
