@@ -263,6 +263,21 @@ Rect frameOf(const AXUIElementRef& e) {
 
 Point centreOf(const Rect& r) { return {r.origin.x + r.size.width / 2, r.origin.y + r.size.height / 2}; }
 
+// The adapter with the mouse held at a point.
+class FixedMouse final : public AccessibilityAPI {
+public:
+    FixedMouse(std::shared_ptr<X11Accessibility> ax, Point mouse) : ax_(std::move(ax)), mouse_(mouse) {}
+    AXUIElementRef systemWideElement() override { return ax_->systemWideElement(); }
+    AXUIElementRef applicationElement(std::int32_t pid) override { return ax_->applicationElement(pid); }
+    AXUIElementRef elementAtPosition(float x, float y) override { return ax_->elementAtPosition(x, y); }
+    std::vector<AXWindowInfo> windowList() override { return ax_->windowList(); }
+    Point mouseLocation() override { return mouse_; }
+
+private:
+    std::shared_ptr<X11Accessibility> ax_;
+    Point mouse_;
+};
+
 class X11AccessibilityTest : public ::testing::TestWithParam<WindowManagerCase> {
 protected:
     static void TearDownTestSuite() {
@@ -384,6 +399,26 @@ TEST_P(X11AccessibilityTest, ATitleUnderOurBarKeepsTheRectangleLastSeenInFullVie
     EXPECT_EQ(frameOf(title), seen);
     clients_->destroy(bar);
     EXPECT_EQ(frameOf(title), seen);
+}
+
+TEST_P(X11AccessibilityTest, NoWindowIsUnderTheMouseWhileOurBarLiesOverTheTitle) {
+    const xcb_window_t w = clients_->create({.title = "under the bar", .x = 260, .y = 200});
+    const Rect window = frameOf(ax_->windowElement(w));
+    const Rect barArea{{window.origin.x + 40, window.origin.y - 1}, {window.size.width - 80, 40}};
+    const xcb_window_t bar = clients_->cover(barArea);
+    const Point onBar = centreOf(barArea);
+
+    EXPECT_EQ(ax_->elementAtPosition(static_cast<float>(onBar.x), static_cast<float>(onBar.y)), nullptr);
+    // The window list has the bar in front of the window, so its second
+    // stage finds nothing either.
+    const auto list = ax_->windowList();
+    ASSERT_FALSE(list.empty());
+    EXPECT_EQ((Rect{{double(list[0].x), double(list[0].y)}, {double(list[0].width), double(list[0].height)}}), barArea);
+    AXUtils::setAccessibility(std::make_shared<FixedMouse>(ax_, onBar));
+    EXPECT_EQ(AXUtils::AXWindowUnderMouse(), nullptr);
+    clients_->destroy(bar);
+    EXPECT_TRUE(AXUIElementEqual(AXUtils::AXWindowUnderMouse(), ax_->windowElement(w)));
+    AXUtils::setAccessibility(nullptr);
 }
 
 struct PositionCase {
