@@ -1,0 +1,208 @@
+// Names of key combinations: the special keys with their Linux names, the
+// layout's keys and the keypad prefix, both modifier orders, both mask
+// conversions and the reverse lookup.
+#include "shortcutrecorder/HKKeyCodeTransformer.h"
+
+#include <gtest/gtest.h>
+
+#include "fakes/FakeKeyboardLayout.h"
+
+namespace jorvane {
+namespace {
+
+using test::FakeKeyboardLayout;
+
+// ---- One key code's name.
+
+struct NameRow {
+    const char* name;
+    std::int64_t value;
+    std::optional<std::string> expected;
+};
+
+class KeyCodeName : public testing::TestWithParam<NameRow> {
+protected:
+    test::ScopedKeyboardLayout us_;
+};
+
+TEST_P(KeyCodeName, isAsListed) {
+    EXPECT_EQ(HKKeyCodeTransformer().transformedValue(GetParam().value), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Keys, KeyCodeName,
+    testing::Values(NameRow{"F1IsTheFirstFunctionKey", 122, "F1"}, NameRow{"F19IsTheLastFunctionKey", 80, "F19"},
+                    NameRow{"Code64IsF17", 64, "F17"}, NameRow{"SpaceIsAWordNotABlank", 49, "Space"},
+                    NameRow{"MacDeleteIsBackspace", 51, "Backspace"}, NameRow{"ForwardDeleteIsDelete", 117, "Delete"},
+                    NameRow{"KeypadClearIsNumLock", 71, "Num Lock"}, NameRow{"LeftArrowIsLeft", 123, "Left"},
+                    NameRow{"RightArrowIsRight", 124, "Right"}, NameRow{"UpArrowIsUp", 126, "Up"},
+                    NameRow{"DownArrowIsDown", 125, "Down"}, NameRow{"EndIsEnd", 119, "End"},
+                    NameRow{"HomeIsHome", 115, "Home"}, NameRow{"EscapeIsEsc", 53, "Esc"},
+                    NameRow{"PageDownIsPageDown", 121, "Page Down"}, NameRow{"PageUpIsPageUp", 116, "Page Up"},
+                    NameRow{"ReturnIsEnter", 36, "Enter"}, NameRow{"KeypadEnterIsPadEnter", 76, "Pad Enter"},
+                    NameRow{"TabIsTab", 48, "Tab"}, NameRow{"HelpIsInsert", 114, "Insert"},
+                    NameRow{"GIsTheLayoutsCapitalG", 5, "G"}, NameRow{"DigitOneIsOne", 18, "1"},
+                    NameRow{"EqualsIsEquals", 24, "="}, NameRow{"KeypadOneIsPadOne", 83, "Pad 1"},
+                    NameRow{"KeypadStarIsPadStar", 67, "Pad *"}, NameRow{"KeypadEqualsIsPadEquals", 81, "Pad ="},
+                    NameRow{"ModifierKeyTypesNothingAndHasAnEmptyName", 55, ""},
+                    NameRow{"NoKeyHasNoName", -1, std::nullopt},
+                    NameRow{"ValueIsReadAsSixteenBitsSo65535IsNoKey", 65535, std::nullopt},
+                    NameRow{"ValueIsReadAsSixteenBitsSoHighBitsAreDropped", 0x10005, "G"},
+                    NameRow{"KeyTheLayoutLacksHasNoName", 90, std::nullopt}),
+    [](const testing::TestParamInfo<NameRow>& row) { return std::string(row.param.name); });
+
+TEST(KeyCodeNameLayout, WithoutLayoutLayoutKeysReadQuestionMarksAndSpecialKeysKeepTheirNames) {
+    test::ScopedKeyboardLayout scoped;
+    scoped.layout().setHasLayout(false);
+    EXPECT_EQ(HKKeyCodeName(5), "???");
+    EXPECT_EQ(HKKeyCodeName(83), "???");
+    EXPECT_EQ(HKKeyCodeName(122), "F1");
+    EXPECT_EQ(HKKeyCodeName(-1), std::nullopt);
+}
+
+TEST(KeyCodeNameLayout, NothingInstalledCountsAsNoLayout) { EXPECT_EQ(HKKeyCodeName(5), "???"); }
+
+TEST(KeyCodeNameLayout, NamesFollowTheLayoutInUpperCase) {
+    test::ScopedKeyboardLayout scoped;
+    scoped.layout().setKey(kVK_ANSI_Y, {"z", "Z", ""});
+    scoped.layout().setKey(kVK_ANSI_Semicolon, {"\u00f6", "\u00d6", ""});
+    scoped.layout().setKey(kVK_ANSI_Minus, {"\u00df", "?", ""});
+    scoped.layout().setKey(kVK_ANSI_Keypad1, {"1", "1", ""});
+    EXPECT_EQ(HKKeyCodeName(kVK_ANSI_Y), "Z");
+    EXPECT_EQ(HKKeyCodeName(kVK_ANSI_Semicolon), "\u00d6");
+    EXPECT_EQ(HKKeyCodeName(kVK_ANSI_Minus), "\u1e9e");  // one character, not "SS"
+}
+
+// ---- Reverse lookup.
+
+struct ReverseRow {
+    const char* name;
+    const char* keyName;
+    std::optional<HKKeyCode> expected;
+};
+
+class ReverseLookup : public testing::TestWithParam<ReverseRow> {
+protected:
+    ReverseLookup() {
+        // Code 10 types "a" too, and a key above 127 types the euro sign.
+        us_.layout().setKey(kVK_ISO_Section, {"a", "A", ""});
+        us_.layout().setKey(130, {"\u20ac", "\u20ac", ""});
+    }
+    test::ScopedKeyboardLayout us_;
+};
+
+TEST_P(ReverseLookup, findsTheFirstCode) {
+    EXPECT_EQ(HKKeyCodeTransformer().reverseTransformedValue(GetParam().keyName), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Names, ReverseLookup,
+    testing::Values(ReverseRow{"F1Is122", "F1", 122}, ReverseRow{"GIs5", "G", 5}, ReverseRow{"SpaceIs49", "Space", 49},
+                    ReverseRow{"EscIs53", "Esc", 53}, ReverseRow{"PadOneIs83", "Pad 1", 83},
+                    ReverseRow{"TwoCodesNamedAGiveTheLowest", "A", 0},
+                    ReverseRow{"LowerCaseIsNoName", "g", std::nullopt},
+                    ReverseRow{"MacSymbolIsNoNameOnLinux", "\u238b", std::nullopt},
+                    ReverseRow{"NameOnlyAbove127IsNotFound", "\u20ac", std::nullopt},
+                    ReverseRow{"EmptyNameIsNotFound", "", std::nullopt}),
+    [](const testing::TestParamInfo<ReverseRow>& row) { return std::string(row.param.name); });
+
+// ---- Combinations in both forms.
+
+struct ComboRow {
+    const char* name;
+    CGEventFlags cocoa;
+    HKKeyCode code;
+    const char* glyphs;
+    const char* readable;
+};
+
+class ComboNames : public testing::TestWithParam<ComboRow> {
+protected:
+    test::ScopedKeyboardLayout us_;
+};
+
+TEST_P(ComboNames, inBothOrdersAndBothLayouts) {
+    const ComboRow& row = GetParam();
+    const std::uint32_t carbon = HKCocoaToCarbonModifiers(row.cocoa);
+    EXPECT_EQ(HKCocoaComboGlyphs(row.cocoa, row.code), row.glyphs);
+    EXPECT_EQ(HKCarbonComboGlyphs(carbon, row.code), row.glyphs);
+    EXPECT_EQ(HKCocoaComboReadable(row.cocoa, row.code), row.readable);
+    EXPECT_EQ(HKCarbonComboReadable(carbon, row.code), row.readable);
+}
+
+constexpr CGEventFlags kCmd = kCGEventFlagMaskCommand, kOpt = kCGEventFlagMaskAlternate,
+                       kCtl = kCGEventFlagMaskControl, kShf = kCGEventFlagMaskShift;
+
+INSTANTIATE_TEST_SUITE_P(
+    Combos, ComboNames,
+    testing::Values(ComboRow{"CtrlGIsTheHotKeyAsLinuxWritesIt", kCmd, 5, "Ctrl+G", "Ctrl + G"},
+                    ComboRow{"GlyphsPutShiftBeforeCtrlWordsPutCtrlFirst", kCmd | kShf, 49, "Shift+Ctrl+Space",
+                             "Ctrl + Shift + Space"},
+                    ComboRow{"AllFourRunSuperAltShiftCtrlAndCtrlAltSuperShift", kCmd | kOpt | kCtl | kShf, 96,
+                             "Super+Alt+Shift+Ctrl+F5", "Ctrl + Alt + Super + Shift + F5"},
+                    ComboRow{"SuperIsTheControlBit", kCtl, 53, "Super+Esc", "Super + Esc"},
+                    ComboRow{"NoModifiersIsTheKeyAlone", 0, 83, "Pad 1", "Pad 1"},
+                    ComboRow{"NoKeyLeavesTheModifiers", kOpt, -1, "Alt+", "Alt + "},
+                    ComboRow{"CapsLockAndKeypadBitsAreNotNamed", kCmd | kCGEventFlagMaskAlphaShift |
+                                                                     kCGEventFlagMaskNumericPad,
+                             5, "Ctrl+G", "Ctrl + G"}),
+    [](const testing::TestParamInfo<ComboRow>& row) { return std::string(row.param.name); });
+
+TEST(ModifierGlyphs, CarbonAndCocoaAgree) {
+    EXPECT_EQ(HKCarbonModifierGlyphs(controlKey | cmdKey), "Super+Ctrl+");
+    EXPECT_EQ(HKCocoaModifierGlyphs(kCtl | kCmd), "Super+Ctrl+");
+    EXPECT_EQ(HKCarbonModifierGlyphs(0), "");
+}
+
+// ---- Mask conversions.
+
+struct ConversionRow {
+    const char* name;
+    CGEventFlags cocoa;
+    std::uint32_t carbon;
+};
+
+class MaskConversion : public testing::TestWithParam<ConversionRow> {};
+
+TEST_P(MaskConversion, goesBothWays) {
+    EXPECT_EQ(HKCocoaToCarbonModifiers(GetParam().cocoa), GetParam().carbon);
+    EXPECT_EQ(HKCarbonToCocoaModifiers(GetParam().carbon), GetParam().cocoa);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Bits, MaskConversion,
+    testing::Values(ConversionRow{"Shift", 0x20000, 0x200}, ConversionRow{"Control", 0x40000, 0x1000},
+                    ConversionRow{"Option", 0x80000, 0x800}, ConversionRow{"Command", 0x100000, 0x100},
+                    ConversionRow{"FunctionIsCopied", 0x800000, 0x800000},
+                    ConversionRow{"AllTogether", 0x9E0000, 0x801B00}, ConversionRow{"Nothing", 0, 0}),
+    [](const testing::TestParamInfo<ConversionRow>& row) { return std::string(row.param.name); });
+
+TEST(MaskConversionDrops, CapsLockAndKeypadBitsFromCocoaAndStrayBitsFromCarbon) {
+    EXPECT_EQ(HKCocoaToCarbonModifiers(kCmd | kCGEventFlagMaskAlphaShift | kCGEventFlagMaskNumericPad |
+                                       kCGEventFlagMaskHelp),
+              cmdKey);
+    EXPECT_EQ(HKCarbonToCocoaModifiers(shiftKey | 0x400 | 0x1 | 0x80), kShf);
+}
+
+// ---- The character a combination types.
+
+TEST(CharacterForCombo, FollowsShiftAndOptionOnlyAndCapitalises) {
+    test::ScopedKeyboardLayout scoped;
+    scoped.layout().setKey(kVK_ANSI_G, {"g", "G", "\u00a9"});
+    EXPECT_EQ(HKCharacterForCocoaCombo(kVK_ANSI_1, kShf), "!");
+    EXPECT_EQ(HKCharacterForCarbonCombo(kVK_ANSI_1, shiftKey), "!");
+    EXPECT_EQ(HKCharacterForCocoaCombo(kVK_ANSI_G, 0), "G");
+    EXPECT_EQ(HKCharacterForCocoaCombo(kVK_ANSI_G, kCmd | kCtl), "G");
+    EXPECT_EQ(HKCharacterForCocoaCombo(kVK_ANSI_G, kOpt), "\u00a9");
+}
+
+TEST(CharacterForCombo, FallsBackToTheKeysName) {
+    test::ScopedKeyboardLayout scoped;
+    EXPECT_EQ(HKCharacterForCocoaCombo(90, 0), std::nullopt);  // no such key, and so no name
+    scoped.layout().setHasLayout(false);
+    EXPECT_EQ(HKCharacterForCocoaCombo(kVK_ANSI_G, kShf), "???");
+    EXPECT_EQ(HKCharacterForCocoaCombo(kVK_F1, kShf), "F1");
+}
+
+}  // namespace
+}  // namespace jorvane
