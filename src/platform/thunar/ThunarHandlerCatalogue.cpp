@@ -150,6 +150,7 @@ public:
     }
 
     ~Worker() {
+        stopping_.store(true);
         g_main_context_invoke_full(
             context_, G_PRIORITY_HIGH,
             [](gpointer loop) -> gboolean {
@@ -159,7 +160,9 @@ public:
             loop_, nullptr);
         thread_.join();
         g_main_loop_unref(loop_);
-        g_main_context_unref(context_);
+        // libatspi stays attached to the context it was given (it has no way
+        // to let go), so a context that libatspi used lives on.
+        if (!atspi_.isInitialised()) g_main_context_unref(context_);
     }
 
     std::optional<std::string> call(std::string_view name, const std::vector<std::string>& params,
@@ -241,6 +244,8 @@ private:
     ThunarX x_;
     ThunarAtspi atspi_;
     bool atspiFailed_ = false;
+    std::atomic<bool> stopping_{false};
+    std::atomic<int> pending_{0};  // jobs queued and not yet done
 };
 
 void ThunarHandlerCatalogue::Worker::run() {
@@ -275,7 +280,9 @@ void ThunarHandlerCatalogue::Worker::run() {
         g_source_destroy(xSource);
         g_source_unref(xSource);
     }
-    // Jobs still queued are dropped with the context; dropping wakes their callers.
+    // Jobs still queued answer nothing at once and wake their callers (a
+    // bounded number of rounds: Thunar's events may keep arriving).
+    for (int round = 0; round < 1000 && pending_.load() > 0; ++round) g_main_context_iteration(context_, FALSE);
     g_main_context_pop_thread_default(context_);
 }
 
@@ -286,6 +293,7 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::call(std::string_view
     job->name = std::string(name);
     job->params = params;
     job->deadline = Clock::now() + timeout;
+    pending_.fetch_add(1);
     g_main_context_invoke_full(
         context_, G_PRIORITY_DEFAULT,
         [](gpointer data) -> gboolean {
@@ -296,6 +304,7 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::call(std::string_view
         new std::pair<Worker*, std::shared_ptr<Call>>(this, job),
         [](gpointer data) {
             auto* self = static_cast<std::pair<Worker*, std::shared_ptr<Call>>*>(data);
+            self->first->pending_.fetch_sub(1);
             // A job dropped without running still wakes its caller.
             {
                 std::lock_guard lock(self->second->mutex);
@@ -317,7 +326,7 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::call(std::string_view
 void ThunarHandlerCatalogue::Worker::execute(Call& call) {
     std::optional<std::string> result;
     // A job whose caller gave up before it started is not run at all.
-    if (!expired(call.deadline)) result = dispatch(call);
+    if (!expired(call.deadline) && !stopping_.load()) result = dispatch(call);
     std::lock_guard lock(call.mutex);
     call.result = std::move(result);
     call.finished = true;
@@ -560,7 +569,7 @@ std::vector<int> ThunarHandlerCatalogue::Worker::findRows(DetailsTable& table, c
             }
             if (foundCount == names.size()) return rows;
             // Everything Thunar shows is there; the rest is hidden.
-            if (static_cast<std::size_t>(count) >= expectedRows && count > 0) return rows;
+            if (static_cast<std::size_t>(count) >= expectedRows) return rows;
         }
         pause(milliseconds(10));
     }
