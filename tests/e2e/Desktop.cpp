@@ -1,6 +1,7 @@
 #include "Desktop.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -58,6 +59,23 @@ std::vector<char*> pointers(const std::vector<std::string>& strings) {
     out.reserve(strings.size() + 1);
     for (const std::string& s : strings) out.push_back(const_cast<char*>(s.c_str()));
     out.push_back(nullptr);
+    return out;
+}
+
+// Thunar's title of a folder whose path is not UTF-8, "file:///a%FFb - Thunar",
+// decoded to "/a\xffb - Thunar" (anything else comes back unchanged).
+std::string percentDecoded(const std::string& title) {
+    if (title.rfind("file://", 0) != 0) return title;
+    std::string out;
+    for (std::size_t i = 7; i < title.size(); ++i) {
+        if (title[i] == '%' && i + 2 < title.size() && std::isxdigit(static_cast<unsigned char>(title[i + 1])) &&
+            std::isxdigit(static_cast<unsigned char>(title[i + 2]))) {
+            out.push_back(static_cast<char>(std::stoi(title.substr(i + 1, 2), nullptr, 16)));
+            i += 2;
+        } else {
+            out.push_back(title[i]);
+        }
+    }
     return out;
 }
 
@@ -612,9 +630,10 @@ std::optional<std::uint32_t> Desktop::openThunarWindow(const fs::path& folder, m
         [&](std::uint32_t window) {
             if (std::find(before.begin(), before.end(), window) != before.end()) return false;
             if (wmClass(window) != "Thunar") return false;
+            if (thunarPid_ > 0 && windowPid(window) != thunarPid_) return false;
             const std::string shown = title(window);
-            // Paths that are not UTF-8 appear as file:// URIs.
-            return shown == expected || shown.rfind("file://", 0) == 0;
+            // Paths that are not UTF-8 appear as escaped file:// URIs.
+            return shown == expected || percentDecoded(shown) == expected;
         },
         timeout);
 }
