@@ -1,0 +1,180 @@
+// Login items as XDG autostart entries in a temporary XDG_CONFIG_HOME.
+#include "settings/LoginItems.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "fakes/TestSupport.h"
+
+namespace jorvane {
+namespace {
+
+namespace fs = std::filesystem;
+
+class LoginItems : public testing::Test {
+protected:
+    LoginItems() {
+        if (const char* old = std::getenv("XDG_CONFIG_HOME")) saved_ = old;
+        ::setenv("XDG_CONFIG_HOME", home_.str().c_str(), 1);
+    }
+    ~LoginItems() override {
+        if (saved_) {
+            ::setenv("XDG_CONFIG_HOME", saved_->c_str(), 1);
+        } else {
+            ::unsetenv("XDG_CONFIG_HOME");
+        }
+    }
+    fs::path autostart() const { return home_.path() / "autostart"; }
+    std::vector<std::string> files() const {
+        std::vector<std::string> names;
+        if (!fs::exists(autostart())) return names;
+        for (const auto& entry : fs::directory_iterator(autostart())) names.push_back(entry.path().filename().string());
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+    std::string read(const std::string& name) const {
+        std::ifstream in(autostart() / name);
+        std::stringstream text;
+        text << in.rdbuf();
+        return text.str();
+    }
+    void write(const std::string& name, const std::string& text) const { home_.file("autostart/" + name, text); }
+
+    test::TempDir home_;
+    std::optional<std::string> saved_;
+};
+
+TEST_F(LoginItems, AutostartFolderFollowsXdgConfigHomeOrFallsBackToDotConfig) {
+    EXPECT_EQ(LoginItem::autostartDirectory(), autostart());
+    const std::string home = std::getenv("HOME") ? std::getenv("HOME") : "";
+    ::setenv("XDG_CONFIG_HOME", "relative/config", 1);
+    ::setenv("HOME", home_.str().c_str(), 1);
+    EXPECT_EQ(LoginItem::autostartDirectory(), home_.path() / ".config" / "autostart");
+    ::setenv("HOME", home.c_str(), 1);
+}
+
+TEST_F(LoginItems, InstallWritesOneEntryThatTheSessionStarts) {
+    LoginItem::InstallLoginItemWithPath("/opt/Jorvane/bin/jorvane");
+    LoginItem::InstallLoginItemWithPath("/opt/Jorvane/bin/jorvane");
+    EXPECT_EQ(files(), std::vector<std::string>{"jorvane.desktop"});
+    EXPECT_EQ(read("jorvane.desktop"),
+              "[Desktop Entry]\nType=Application\nName=jorvane\nExec=/opt/Jorvane/bin/jorvane\nTerminal=false\n"
+              "X-GNOME-Autostart-enabled=true\n");
+    EXPECT_TRUE(LoginItem::HasLoginItemWithPath("/opt/Jorvane/bin/jorvane"));
+}
+
+TEST_F(LoginItems, PathsAreComparedExactly) {
+    LoginItem::InstallLoginItemWithPath("/opt/Jorvane/bin/jorvane");
+    EXPECT_FALSE(LoginItem::HasLoginItemWithPath("/opt/jorvane/bin/jorvane"));
+    EXPECT_FALSE(LoginItem::HasLoginItemWithPath("/opt/Jorvane/bin/jorvane/"));
+    EXPECT_FALSE(LoginItem::HasLoginItemWithPath("/opt/Jorvane/bin/../bin/jorvane"));
+    LoginItem::RemoveLoginItemWithPath("/opt/jorvane/bin/jorvane");
+    EXPECT_TRUE(LoginItem::HasLoginItemWithPath("/opt/Jorvane/bin/jorvane"));
+}
+
+TEST_F(LoginItems, PathsWithSpacesAndSpecialCharactersSurviveTheExecQuoting) {
+    const std::vector<std::string> paths = {"/home/me/My Apps/jorvane", "/tmp/a\"b$c`d\\e/jorvane",
+                                            "/tmp/100%/jorvane", "/tmp/tab\there/jorvane"};
+    for (const std::string& path : paths) {
+        LoginItem::InstallLoginItemWithPath(path);
+        EXPECT_TRUE(LoginItem::HasLoginItemWithPath(path)) << path;
+    }
+    EXPECT_EQ(files().size(), paths.size());  // jorvane.desktop, jorvane-2.desktop …
+    EXPECT_NE(read("jorvane.desktop").find("Exec=\"/home/me/My Apps/jorvane\"\n"), std::string::npos);
+    EXPECT_NE(read("jorvane-2.desktop").find("Exec=\"/tmp/a\\\\\"b\\\\$c\\\\`d\\\\\\\\e/jorvane\"\n"),
+              std::string::npos);
+    EXPECT_NE(read("jorvane-3.desktop").find("Exec=/tmp/100%%/jorvane\n"), std::string::npos);
+    for (const std::string& path : paths) LoginItem::RemoveLoginItemWithPath(path);
+    EXPECT_TRUE(files().empty());
+}
+
+TEST_F(LoginItems, RemovalTakesEveryDuplicateAndLeavesOtherProgramsAlone) {
+    const std::string other = "[Desktop Entry]\nType=Application\nName=Notes\nExec=/usr/bin/notes --tray %U\n";
+    write("notes.desktop", other);
+    write("a-copy.desktop", "[Desktop Entry]\nExec=\"/opt/Jorvane/bin/jorvane\" --quiet\n");
+    LoginItem::InstallLoginItemWithPath("/opt/Jorvane/bin/jorvane");
+    EXPECT_EQ(files(), (std::vector<std::string>{"a-copy.desktop", "notes.desktop"}));  // already an item
+    LoginItem::RemoveLoginItemWithPath("/opt/Jorvane/bin/jorvane");
+    EXPECT_EQ(files(), std::vector<std::string>{"notes.desktop"});
+    EXPECT_EQ(read("notes.desktop"), other);
+    EXPECT_TRUE(LoginItem::HasLoginItemWithPath("/usr/bin/notes"));
+}
+
+TEST_F(LoginItems, RemovalByFileNameMatchesTheProgramsLastComponent) {
+    LoginItem::InstallLoginItemWithPath("/opt/Jorvane/bin/jorvane");
+    LoginItem::InstallLoginItemWithPath("/home/me/bin/jorvane");
+    LoginItem::InstallLoginItemWithPath("/home/me/bin/jorvane-helper");
+    LoginItem::RemoveLoginItemWithFileName("jorvane");
+    EXPECT_FALSE(LoginItem::HasLoginItemWithPath("/opt/Jorvane/bin/jorvane"));
+    EXPECT_FALSE(LoginItem::HasLoginItemWithPath("/home/me/bin/jorvane"));
+    EXPECT_TRUE(LoginItem::HasLoginItemWithPath("/home/me/bin/jorvane-helper"));
+}
+
+TEST_F(LoginItems, EntriesTheSessionWouldNotStartAreNeitherReportedNorRemoved) {
+    const std::vector<std::pair<std::string, std::string>> entries = {
+        {"hidden.desktop", "[Desktop Entry]\nExec=/opt/j\nHidden=true\n"},
+        {"off.desktop", "[Desktop Entry]\nExec=/opt/j\nX-GNOME-Autostart-enabled=false\n"},
+        {"other-group.desktop", "[Desktop Action x]\nExec=/opt/j\n"},
+        {"open-quote.desktop", "[Desktop Entry]\nExec=\"/opt/j\n"},
+        {"j.txt", "[Desktop Entry]\nExec=/opt/j\n"},
+    };
+    for (const auto& [name, text] : entries) write(name, text);
+    EXPECT_FALSE(LoginItem::HasLoginItemWithPath("/opt/j"));
+    LoginItem::RemoveLoginItemWithPath("/opt/j");
+    EXPECT_EQ(files().size(), entries.size());
+}
+
+TEST_F(LoginItems, ANameTakenByAnotherProgramGetsANumberAndNoTemporaryFilesRemain) {
+    write("jorvane.desktop", "[Desktop Entry]\nExec=/usr/bin/something-else\n");
+    LoginItem::InstallLoginItemWithPath("/opt/Jorvane/bin/jorvane");
+    EXPECT_EQ(files(), (std::vector<std::string>{"jorvane-2.desktop", "jorvane.desktop"}));
+    EXPECT_EQ(read("jorvane.desktop"), "[Desktop Entry]\nExec=/usr/bin/something-else\n");
+}
+
+TEST_F(LoginItems, WithoutAutostartFolderNothingIsThereAndRemovalIsHarmless) {
+    EXPECT_FALSE(LoginItem::HasLoginItemWithPath("/opt/j"));
+    LoginItem::RemoveLoginItemWithPath("/opt/j");
+    LoginItem::RemoveLoginItemWithFileName("j");
+    EXPECT_FALSE(fs::exists(autostart()));
+}
+
+// ---- The Exec rules on their own.
+
+struct ExecRow {
+    const char* name;
+    const char* exec;
+    std::optional<std::vector<std::string>> arguments;
+};
+
+class ExecSplitting : public testing::TestWithParam<ExecRow> {};
+
+TEST_P(ExecSplitting, readsTheArguments) {
+    EXPECT_EQ(LoginItem::splitExecArguments(GetParam().exec), GetParam().arguments);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Exec, ExecSplitting,
+    testing::Values(ExecRow{"PlainWords", "prog  --flag %U", std::vector<std::string>{"prog", "--flag", "%U"}},
+                    ExecRow{"QuotedSpaces", "\"/a b/prog\" x", std::vector<std::string>{"/a b/prog", "x"}},
+                    ExecRow{"EscapesInsideQuotes", R"("a\"b\$c\`d\\e")", std::vector<std::string>{"a\"b$c`d\\e"}},
+                    ExecRow{"DoublePercentIsOnePercent", "\"/100%%\" 5%%", std::vector<std::string>{"/100%", "5%"}},
+                    ExecRow{"EmptyQuotesAreAnEmptyArgument", "prog \"\"", std::vector<std::string>{"prog", ""}},
+                    ExecRow{"UnclosedQuoteIsUnreadable", "\"prog", std::nullopt}),
+    [](const testing::TestParamInfo<ExecRow>& row) { return std::string(row.param.name); });
+
+TEST(DesktopValues, EscapesRoundTrip) {
+    const std::string value = " lead\\back\nnew\ttab\rret";
+    EXPECT_EQ(LoginItem::escapeDesktopValue(value), "\\slead\\\\back\\nnew\\ttab\\rret");
+    EXPECT_EQ(LoginItem::unescapeDesktopValue(LoginItem::escapeDesktopValue(value)), value);
+    for (const char* path : {"/a b", "/x\"y", "/p%q", "/$HOME", "/plain", ""}) {
+        const auto split = LoginItem::splitExecArguments(
+            LoginItem::unescapeDesktopValue(LoginItem::escapeDesktopValue(LoginItem::quoteExecArgument(path))));
+        EXPECT_EQ(split, std::vector<std::string>{path}) << path;
+    }
+}
+
+}  // namespace
+}  // namespace jorvane
