@@ -1,19 +1,284 @@
 // The composition root: the only place that knows the core, the X11 and
 // Thunar adapters and the Qt views, and wires them together.
+//
+// Start: the log's thresholds (JORVANE_LOG), the display check (exit code 2
+// without a usable X display), the Qt application without a window of its
+// own, the settings domain on its file, the adapters, then the delegate's
+// launch sequence. SIGINT, SIGTERM and SIGHUP end the event loop, and
+// everything is taken down in the reverse order, the tap first.
+
 #include <QApplication>
+#include <QFileSystemWatcher>
+#include <QSocketNotifier>
+#include <QString>
+
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
 
+#include "addressbar/PathWindowController.h"
+#include "app/JorvaneAppDelegate.h"
+#include "app/Updater.h"
+#include "bridges/AXUtils.h"
+#include "bridges/VJASWrapper.h"
+#include "platform/GioWorkspace.h"
+#include "platform/LaunchEnvironment.h"
+#include "platform/thunar/ThunarFileManagerProcess.h"
+#include "platform/thunar/ThunarHandlerCatalogue.h"
+#include "platform/x11/X11Accessibility.h"
+#include "platform/x11/X11EnvironmentCheck.h"
+#include "platform/x11/X11EventTap.h"
+#include "platform/x11/X11WorkspaceObserver.h"
+#include "settings/FileDefaultsStorage.h"
+#include "settings/UserDefaults.h"
 #include "ui/MainLoop.h"
+#include "ui/QtAlerts.h"
+#include "ui/QtApplication.h"
+#include "ui/QtPathWindowViews.h"
+#include "ui/QtScreens.h"
+#include "util/Diagnostics.h"
+#include "util/Dispatch.h"
+
+namespace {
+
+using namespace jorvane;
+
+constexpr const char* kLog = "Jorvane";
+
+// The panel of one bar as this program wires it: when the bar comes forward
+// the handler catalogue learns which Thunar window "the front window" is
+// (while the bar has the keyboard, the window manager names no active
+// window), and the bar's life goes to the log.
+class WiredPanel final : public PathPanelView {
+public:
+    WiredPanel(std::unique_ptr<PathPanelView> panel, std::shared_ptr<ThunarHandlerCatalogue> catalogue,
+               std::uint32_t window)
+        : panel_(std::move(panel)), catalogue_(std::move(catalogue)), window_(window) {
+        KMLogInDomain(KMLogLevelInfo, kLog, "bar made for window 0x%x", window_);
+    }
+    ~WiredPanel() override { KMLogInDomain(KMLogLevelInfo, kLog, "bar of window 0x%x removed", window_); }
+    WiredPanel(const WiredPanel&) = delete;
+    WiredPanel& operator=(const WiredPanel&) = delete;
+
+    Rect frame() const override { return panel_->frame(); }
+    void setFrame(const Rect& frame, bool display, bool animate) override { panel_->setFrame(frame, display, animate); }
+    bool isVisible() const override { return panel_->isVisible(); }
+    void orderFrontRegardless() override {
+        if (window_ != 0) catalogue_->setFrontWindow(window_);
+        panel_->orderFrontRegardless();
+    }
+    void makeKeyWindow() override { panel_->makeKeyWindow(); }
+    void orderOut() override { panel_->orderOut(); }
+    void close() override {
+        KMLogInDomain(KMLogLevelDebug, kLog, "bar of window 0x%x closed", window_);
+        panel_->close();
+    }
+
+private:
+    std::unique_ptr<PathPanelView> panel_;
+    std::shared_ptr<ThunarHandlerCatalogue> catalogue_;
+    std::uint32_t window_;
+};
+
+// Turns SIGINT, SIGTERM and SIGHUP into a quit of the event loop. The signals
+// are blocked before any thread starts, so every thread inherits the mask
+// and they all arrive at the descriptor.
+class QuitSignals {
+public:
+    static sigset_t blockAll() {
+        sigset_t set;
+        sigemptyset(&set);
+        sigaddset(&set, SIGINT);
+        sigaddset(&set, SIGTERM);
+        sigaddset(&set, SIGHUP);
+        pthread_sigmask(SIG_BLOCK, &set, nullptr);
+        return set;
+    }
+
+    explicit QuitSignals(const sigset_t& set) : fd_(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK)) {
+        if (fd_ < 0) return;
+        notifier_ = std::make_unique<QSocketNotifier>(fd_, QSocketNotifier::Read);
+        QObject::connect(notifier_.get(), &QSocketNotifier::activated, [this] {
+            signalfd_siginfo info{};
+            while (read(fd_, &info, sizeof info) == static_cast<ssize_t>(sizeof info))
+                KMLogInDomain(KMLogLevelInfo, kLog, "signal %u: quitting", info.ssi_signo);
+            QApplication::quit();
+        });
+    }
+    ~QuitSignals() {
+        notifier_.reset();
+        if (fd_ >= 0) close(fd_);
+    }
+    QuitSignals(const QuitSignals&) = delete;
+    QuitSignals& operator=(const QuitSignals&) = delete;
+
+private:
+    int fd_;
+    std::unique_ptr<QSocketNotifier> notifier_;
+};
+
+// Runs an action when the scope ends: takes back a process-wide
+// installation before the object installed goes.
+class AtScopeEnd {
+public:
+    explicit AtScopeEnd(std::function<void()> action) : action_(std::move(action)) {}
+    ~AtScopeEnd() { action_(); }
+    AtScopeEnd(const AtScopeEnd&) = delete;
+    AtScopeEnd& operator=(const AtScopeEnd&) = delete;
+
+private:
+    std::function<void()> action_;
+};
+
+void configureLog() {
+    const char* text = std::getenv("JORVANE_LOG");
+    const launch::LogSettings settings = launch::parseLogSettings(text ? text : "");
+    launch::applyLogSettings(settings);
+    for (const std::string& error : settings.errors) std::fprintf(stderr, "jorvane: JORVANE_LOG: %s\n", error.c_str());
+}
+
+std::uint32_t clientWindowOf(const AXUIElementRef& element) {
+    const std::optional<x11::X11ElementIdentity> identity = x11::X11Accessibility::identityOf(element);
+    return identity ? identity->window : 0;
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
-    if (!std::getenv("DISPLAY") || !*std::getenv("DISPLAY")) {
-        std::fprintf(stderr, "jorvane: no X display (DISPLAY is not set). Jorvane needs an X11 session.\n");
-        return 2;
+    configureLog();
+
+    const std::optional<std::string> problem =
+        launch::displayProblem(launch::SessionVariables::fromEnvironment(), [](const std::string& display) {
+            return x11::checkX11InputSupport(display).displayReachable;
+        });
+    if (problem) {
+        std::fprintf(stderr, "%s\n", problem->c_str());
+        return launch::kNoDisplayExitCode;
     }
+    if (const char* wayland = std::getenv("WAYLAND_DISPLAY"); wayland && *wayland)
+        KMLogInDomain(KMLogLevelWarn, kLog,
+                      "a Wayland session: only Thunar windows on X11 (GDK_BACKEND=x11) get an address bar");
+
+    const sigset_t quitSignals = QuitSignals::blockAll();
+
+    // The bars are X11 windows laid over X11 windows, whatever else the
+    // session offers.
+    qputenv("QT_QPA_PLATFORM", "xcb");
     QApplication app(argc, argv);
     QApplication::setApplicationName("Jorvane");
+    QApplication::setApplicationVersion(JORVANE_VERSION);
+    // The program lives in the background: closing an alert or hiding the
+    // last bar does not end it.
     QApplication::setQuitOnLastWindowClosed(false);
-    jorvane::ui::MainLoop loop;
-    return QApplication::exec();
+    ui::MainLoop mainLoop;
+    QuitSignals signals(quitSignals);
+
+    settings::UserDefaults defaults(std::make_unique<settings::FileDefaultsStorage>(), [](const std::string& warning) {
+        KMLogInDomain(KMLogLevelWarn, "Settings", "%s", warning.c_str());
+    });
+    settings::setStandardUserDefaults(&defaults);
+    const AtScopeEnd uninstallDefaults([] { settings::setStandardUserDefaults(nullptr); });
+
+    const std::filesystem::path resources = launch::resourceDirectoryFor(launch::currentExecutable());
+    KMLogInDomain(KMLogLevelDebug, kLog, "resources in %s", resources.c_str());
+
+    auto accessibility = std::make_shared<x11::X11Accessibility>();
+    AXUtils::setAccessibility(accessibility);
+    const AtScopeEnd uninstallAccessibility([] { AXUtils::setAccessibility(nullptr); });
+    auto catalogue = std::make_shared<ThunarHandlerCatalogue>();
+    VJASWrapper::setSharedCatalogue(catalogue);
+    // The shared wrapper lives on; its catalogue's worker ends with the run.
+    const AtScopeEnd uninstallCatalogue([] { VJASWrapper::setSharedCatalogue(nullptr); });
+    // A window's folder is read from its title, which names the full path
+    // once this Thunar setting is on (windows take it up at their next
+    // folder change). In the background: xfconf may take a moment.
+    dispatch::globalQueue().async([] {
+        if (!ThunarHandlerCatalogue::enableFullPathInTitle())
+            KMLogInDomain(KMLogLevelWarn, kLog, "cannot turn on thunar /misc-full-path-in-window-title");
+    });
+
+    x11::X11EventTap eventTap;
+    x11::X11WorkspaceObserver workspaceObserver;
+    x11::X11EnvironmentCheck environment;
+    ThunarFileManagerProcess fileManager;
+    ui::QtAlerts alerts;
+    ui::QtScreens screens;
+    GioWorkspace files;
+    NullUpdater updater;
+    VJASWrapper& bridge = VJASWrapper::sharedVJASWrapper();
+
+    JorvaneAppDelegate* running = nullptr;
+    ui::QtApplication application([&running] {
+        if (running) running->applicationDidResignActive();
+    });
+
+    auto makeController = [&](AXUIElementRef axWindow, PathWindowDelegate& delegate) {
+        const std::uint32_t window = clientWindowOf(axWindow);
+        ui::QtPathWindow qt = ui::makePathWindowViews();
+        qt.views.panel = std::make_unique<WiredPanel>(std::move(qt.views.panel), catalogue, window);
+        auto controller = std::make_unique<PathWindowController>(
+            std::move(axWindow), std::move(qt.views),
+            PathWindowController::Dependencies{bridge, defaults, files, screens, delegate});
+        ui::connectToController(*qt.events, *controller);
+        // The bar had the keyboard: it goes back to the Thunar window.
+        qt.events->didOrderOut = [&fileManager, window] { fileManager.activateWindow(window); };
+        return controller;
+    };
+
+    JorvaneAppDelegate delegate(JorvaneAppDelegate::Ports{
+        .defaults = defaults,
+        .accessibility = *accessibility,
+        .eventTap = eventTap,
+        .workspace = workspaceObserver,
+        .alerts = alerts,
+        .application = application,
+        .environment = environment,
+        .fileManager = fileManager,
+        .updater = updater,
+        .bridge = bridge,
+        .makeController = makeController,
+        .firstLaunch = {},
+        .openPreferences = {},
+        .about = {},
+        .names = PlatformNames{},
+        .defaultPreferences = resources / settings::kDefaultPreferencesFileName,
+        .version = JORVANE_VERSION,
+    });
+    running = &delegate;
+
+    // settings.json edited by hand (the hot key, the activations) counts
+    // from the next event; the tap must learn the keys it may swallow now.
+    QFileSystemWatcher settingsWatcher;
+    const std::filesystem::path settingsFolder = settings::settingsDirectory();
+    std::error_code error;
+    std::filesystem::create_directories(settingsFolder, error);
+    if (!error) settingsWatcher.addPath(QString::fromStdString(settingsFolder.string()));
+    QObject::connect(&settingsWatcher, &QFileSystemWatcher::directoryChanged, [&defaults, &delegate] {
+        defaults.reload();
+        delegate.settingsDidChange();
+    });
+
+    delegate.applicationDidFinishLaunching();
+    int status = 0;
+    if (delegate.isTerminating() || application.terminateRequested()) {
+        KMLogInDomain(KMLogLevelInfo, kLog, "launch ended the program");
+        status = 1;
+    } else {
+        KMLogInDomain(KMLogLevelInfo, kLog, "running beside Thunar (process %d)", delegate.finderPid());
+        status = QApplication::exec();
+    }
+
+    running = nullptr;
+    // Everything goes in reverse order: the delegate (tap, observer, bars)
+    // first, then the adapters, then the process-wide installations.
+    return status;
 }

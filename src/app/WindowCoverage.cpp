@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include <unistd.h>
+
 namespace jorvane {
 
 namespace {
@@ -22,11 +24,15 @@ bool overlaps(const AXWindowInfo& info, const Rect& band) {
 bool isTitleBandCovered(const std::vector<AXWindowInfo>& frontToBack, std::int32_t pid, const Rect& windowFrame,
                         double bandHeight) {
     const Rect band{{windowFrame.origin.x, windowFrame.origin.y - 1}, {windowFrame.size.width, bandHeight}};
+    // The list holds this program's own windows too: the bar lies over the
+    // very band it belongs to.
+    const std::int32_t self = static_cast<std::int32_t>(::getpid());
     for (std::size_t i = 0; i < frontToBack.size(); ++i) {
         const AXWindowInfo& info = frontToBack[i];
         if (info.ownerPid != pid || !sameBounds(info, windowFrame)) continue;
         for (std::size_t j = 0; j < i; ++j)
-            if (frontToBack[j].ownerName != "Dock" && overlaps(frontToBack[j], band)) return true;
+            if (frontToBack[j].ownerName != "Dock" && frontToBack[j].ownerPid != self && overlaps(frontToBack[j], band))
+                return true;
         return false;
     }
     return false;

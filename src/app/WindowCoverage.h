@@ -17,7 +17,8 @@ namespace jorvane {
 // window is the first entry of process `pid` whose bounds are `windowFrame`
 // (in whole points); the band is its top `bandHeight` points, from one point
 // above its top edge, where the bar sits. Covered when an entry in front of
-// it, other than a panel ("Dock"), overlaps the band. A window not found in
+// it, other than a panel ("Dock") or a window of this program (its bars and
+// their lists), overlaps the band. A window not found in
 // the list is not taken as covered: without an answer the bar stays.
 bool isTitleBandCovered(const std::vector<AXWindowInfo>& frontToBack, std::int32_t pid, const Rect& windowFrame,
                         double bandHeight);

@@ -1,0 +1,26 @@
+#include "platform/GioWorkspace.h"
+
+#include <filesystem>
+
+#include "platform/thunar/ThunarProcess.h"
+#include "util/Diagnostics.h"
+#include "util/Paths.h"
+
+namespace jorvane {
+
+bool GioWorkspace::openFile(const std::string& path) {
+    const std::string expanded = paths::stringByExpandingTildeInPath(path);
+    std::error_code error;
+    if (expanded.empty() || !std::filesystem::exists(expanded, error)) {
+        KMLogInDomain(KMLogLevelInfo, "Workspace", "nothing to open at \"%s\"", path.c_str());
+        return false;
+    }
+    // "--" so that a name starting with "-" is not taken for an option.
+    if (!thunar::spawnDetached({"gio", "open", "--", expanded})) {
+        KMLogInDomain(KMLogLevelWarn, "Workspace", "cannot start \"gio open\" for \"%s\"", expanded.c_str());
+        return false;
+    }
+    return true;
+}
+
+}  // namespace jorvane
