@@ -1,0 +1,111 @@
+// Xfce's shortcut list: accelerators, the custom and default sets, and the
+// query program's failures (with small stand-in programs).
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+#include "fakes/TestSupport.h"
+#include "platform/x11/X11SymbolicHotKeys.h"
+
+namespace jorvane::x11 {
+namespace {
+
+struct AcceleratorRow {
+    const char* name;
+    const char* accelerator;
+    std::optional<SymbolicHotKey> expected;
+};
+
+class Accelerator : public testing::TestWithParam<AcceleratorRow> {};
+
+TEST_P(Accelerator, becomesACodeAndCarbonModifiers) {
+    EXPECT_EQ(symbolicHotKeyForAccelerator(GetParam().accelerator), GetParam().expected);
+}
+
+SymbolicHotKey hot(CGKeyCode code, std::uint32_t modifiers) {
+    return SymbolicHotKey{true, static_cast<HKKeyCode>(code), static_cast<std::int32_t>(modifiers)};
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Xfce, Accelerator,
+    testing::Values(
+        AcceleratorRow{"PrimaryIsCtrlAndDeleteIsForwardDelete", "<Primary><Alt>Delete",
+                       hot(kVK_ForwardDelete, cmdKey | optionKey)},
+        AcceleratorRow{"SuperIsTheControlBit", "<Super>e", hot(kVK_ANSI_E, controlKey)},
+        AcceleratorRow{"ControlAndUpperCaseKeyNames", "<Control>L", hot(kVK_ANSI_L, cmdKey)},
+        AcceleratorRow{"KeypadKeysKeepTheirCodes", "<Primary><Alt>KP_1", hot(kVK_ANSI_Keypad1, cmdKey | optionKey)},
+        AcceleratorRow{"NamedKeysByKeysym", "<Shift><Alt>Page_Down", hot(kVK_PageDown, shiftKey | optionKey)},
+        AcceleratorRow{"SpaceByName", "<Alt>space", hot(kVK_Space, optionKey)},
+        AcceleratorRow{"FunctionKeyWithoutModifiers", "F12", hot(kVK_F12, 0)},
+        AcceleratorRow{"KeyWithoutCodeIsLeftOut", "Print", std::nullopt},
+        AcceleratorRow{"UnknownModifierIsLeftOut", "<Hyper>a", std::nullopt},
+        AcceleratorRow{"ModifiersWithoutKeyAreLeftOut", "<Primary>", std::nullopt},
+        AcceleratorRow{"UnclosedModifierIsLeftOut", "<Primary", std::nullopt},
+        AcceleratorRow{"UnknownKeysymIsLeftOut", "<Primary>NoSuchKey", std::nullopt}),
+    [](const testing::TestParamInfo<AcceleratorRow>& row) { return std::string(row.param.name); });
+
+constexpr const char* kListing =
+    "/commands/custom/<Alt>F2                  xfce4-appfinder --collapsed\n"
+    "/commands/custom/<Alt>F2/startup-notify   true\n"
+    "/commands/custom/<Super>r                 xfce4-appfinder -c\n"
+    "/commands/custom/override                 true\n"
+    "/commands/default/<Primary><Alt>l         xflock4\n"
+    "/providers                                <<UNSUPPORTED>>\n"
+    "/xfwm4/default/<Alt>F4                    close_window_key\n"
+    "/xfwm4/default/Escape                     cancel_key\n"
+    "/xfwm4/default/Print                      screenshot\n";
+
+TEST(XfceListing, TakesTheCustomSetWhenItOverridesElseTheDefaults) {
+    EXPECT_EQ(parseXfceShortcuts(kListing),
+              (std::vector<SymbolicHotKey>{hot(kVK_F2, optionKey), hot(kVK_ANSI_R, controlKey), hot(kVK_F4, optionKey),
+                                           SymbolicHotKey{false, kVK_Escape, 0}}));
+    EXPECT_TRUE(parseXfceShortcuts("").empty());
+    EXPECT_TRUE(parseXfceShortcuts("Channel \"xfce4-keyboard-shortcuts\" contains no properties.\n").empty());
+}
+
+class XfconfQuery : public testing::Test {
+protected:
+    // A stand-in for xfconf-query made of a shell script.
+    std::string program(const std::string& body) {
+        const auto path = dir_.file("xfconf-query", "#!/bin/sh\n" + body + "\n");
+        ::chmod(path.c_str(), 0755);
+        return path.string();
+    }
+    std::optional<std::vector<SymbolicHotKey>> list(const std::string& query, bool xfce = true) {
+        X11SymbolicHotKeys::Options options;
+        options.readXfceList = xfce;
+        options.xfconfQuery = query;
+        options.timeout = std::chrono::milliseconds(300);
+        return X11SymbolicHotKeys(nullptr, options).copySymbolicHotKeys();
+    }
+    test::TempDir dir_;
+};
+
+TEST_F(XfconfQuery, ListsTheShortcutsItPrints) {
+    const std::string query = program("[ \"$*\" = \"-c xfce4-keyboard-shortcuts -l -v\" ] || exit 3\n"
+                                      "echo '/commands/default/<Super>e   thunar'");
+    EXPECT_EQ(list(query), (std::vector<SymbolicHotKey>{hot(kVK_ANSI_E, controlKey)}));
+}
+
+TEST_F(XfconfQuery, FailureOrSilenceIsAnUnreadableList) {
+    EXPECT_EQ(list(program("echo 'Failed to init libxfconf' >&2; exit 1")), std::nullopt);
+    EXPECT_EQ(list(program("exec sleep 30")), std::nullopt);
+}
+
+TEST_F(XfconfQuery, WithoutTheProgramOrOutsideXfceTheListIsEmpty) {
+    EXPECT_EQ(list((dir_.path() / "missing").string()), std::vector<SymbolicHotKey>{});
+    EXPECT_EQ(list(program("exit 1"), false), std::vector<SymbolicHotKey>{});
+}
+
+TEST(XfceSettingsName, NamesXfcesPanelsOnlyInXfce) {
+    X11SymbolicHotKeys::Options options;
+    options.readXfceList = true;
+    EXPECT_EQ(X11SymbolicHotKeys(nullptr, options).settingsName(),
+              "the Keyboard and Window Manager panels of the Xfce Settings Manager");
+    options.readXfceList = false;
+    EXPECT_EQ(X11SymbolicHotKeys(nullptr, options).settingsName(), "");
+    EXPECT_FALSE(X11SymbolicHotKeys(nullptr, options).isHeldByAnotherProgram(kVK_ANSI_G, cmdKey));
+}
+
+}  // namespace
+}  // namespace jorvane::x11
