@@ -52,14 +52,14 @@ mkdir -p build build-asan build-tsan
 echo "== plain build"
 configure build -DCMAKE_BUILD_TYPE=RelWithDebInfo
 cmake --build build -j"$jobs"
-run_ctest unit build -L unit
+run_ctest unit build -L 'unit|concurrency'
 
 echo "== AddressSanitizer + UndefinedBehaviorSanitizer"
 configure build-asan -DCMAKE_BUILD_TYPE=Debug -DJORVANE_SANITIZE=address,undefined \
   -DJORVANE_BUILD_APP=OFF -DJORVANE_BUILD_BENCH=OFF
 cmake --build build-asan -j"$jobs"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
-  run_ctest asan build-asan -L unit
+  run_ctest asan build-asan -L 'unit|concurrency'
 
 echo "== ThreadSanitizer (queues and timers)"
 configure build-tsan -DCMAKE_BUILD_TYPE=Debug -DJORVANE_SANITIZE=thread \
