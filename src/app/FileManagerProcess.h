@@ -42,6 +42,11 @@ public:
     virtual bool launch() = 0;
     // Brings the process's front window to the front.
     virtual bool bringToFront(std::int32_t pid) = 0;
+
+    // Whether a middle click on a folder already opens it in a new window
+    // (or tab) in the file manager itself. The tap cannot keep the click
+    // from the file manager, so the program then adds no clicks of its own.
+    virtual bool opensMiddleClickedFolderInNewWindow() const { return false; }
 };
 
 }  // namespace jorvane

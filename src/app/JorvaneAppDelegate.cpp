@@ -422,7 +422,8 @@ void JorvaneAppDelegate::handleMouseEvent(const TapEvent& event) {
             return;
         }
         case kCGEventOtherMouseUp:
-            if (flags == 0 && static_cast<std::uint16_t>(event.buttonNumber) == kCGMouseButtonCenter) {
+            if (flags == 0 && static_cast<std::uint16_t>(event.buttonNumber) == kCGMouseButtonCenter &&
+                !ports_.fileManager.opensMiddleClickedFolderInNewWindow()) {
                 dispatch::mainQueue().async([weak = std::weak_ptr(self_)] {
                     if (const auto self = weak.lock()) (*self)->middleClick();
                 });

@@ -33,8 +33,10 @@ public:
     int quitApplication(std::string_view bundleIdentifier) override;
     bool launch() override;
     bool bringToFront(std::int32_t pid) override;
+    bool opensMiddleClickedFolderInNewWindow() const override { return opensMiddleClicks_; }
 
     // ---- test side
+    void setOpensMiddleClickedFolderInNewWindow(bool opens) { opensMiddleClicks_ = opens; }
     // The running process (0: not running).
     void setPid(std::int32_t pid);
     std::int32_t pid() const;
@@ -59,6 +61,7 @@ private:
     bool linger_ = false;
     int processExistsCount_ = 0;
     int launchCount_ = 0;
+    bool opensMiddleClicks_ = false;
 };
 
 }  // namespace jorvane::test

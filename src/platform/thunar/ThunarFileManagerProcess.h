@@ -59,6 +59,9 @@ public:
     int quitApplication(std::string_view bundleIdentifier) override;
     bool launch() override;
     bool bringToFront(std::int32_t pid) override;
+    // Thunar opens a middle-clicked folder in a new tab or window itself; a
+    // synthetic Ctrl+double-click would then also open it in place.
+    bool opensMiddleClickedFolderInNewWindow() const override { return true; }
 
     // Asks the window manager to make the window active (the keyboard goes
     // back to a Thunar window when its bar closes).
