@@ -1,0 +1,205 @@
+#include "app/AppcastUpdater.h"
+#include "app/SocketHttpClient.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+using namespace jorvane;
+
+namespace {
+
+struct VersionCase {
+    const char* name;
+    const char* a;
+    const char* b;
+    int expected;  // sign of compareVersions(a, b)
+};
+
+class VersionOrder : public testing::TestWithParam<VersionCase> {};
+
+int sign(int v) { return v < 0 ? -1 : v > 0 ? 1 : 0; }
+
+TEST_P(VersionOrder, ComparesAsExpectedBothWays) {
+    const auto& c = GetParam();
+    EXPECT_EQ(sign(appcast::compareVersions(c.a, c.b)), c.expected) << c.a << " vs " << c.b;
+    EXPECT_EQ(sign(appcast::compareVersions(c.b, c.a)), -c.expected) << c.b << " vs " << c.a;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Versions, VersionOrder,
+    testing::Values(VersionCase{"TenIsAboveNine", "1.10", "1.9", 1},
+                    VersionCase{"MissingPartsCountAsZero", "1.2", "1.2.0", 0},
+                    VersionCase{"LeadingZerosDoNotMatter", "1.02", "1.2", 0},
+                    VersionCase{"ALongerVersionWithANonZeroPartIsAbove", "1.2.1", "1.2", 1},
+                    VersionCase{"MajorWinsOverMinor", "2.0", "1.99.99", 1},
+                    VersionCase{"ABetaComesBeforeItsRelease", "1.2b3", "1.2", -1},
+                    VersionCase{"BetaNumbersCompareAsNumbers", "1.2b10", "1.2b9", 1},
+                    VersionCase{"BetaComesBeforeReleaseCandidate", "1.2b9", "1.2rc1", -1},
+                    VersionCase{"ADashedSuffixComesBeforeTheRelease", "2.0-beta", "2.0", -1},
+                    VersionCase{"HugeNumbersDoNotOverflow", "1.123456789012345678901", "1.99999999999999999999", 1},
+                    VersionCase{"SurroundingSpacesAreIgnored", " 1.5 ", "1.5", 0},
+                    VersionCase{"PlainBuildNumbers", "120", "99", 1},
+                    VersionCase{"EmptyIsZero", "", "0", 0}),
+    [](const auto& param) { return std::string(param.param.name); });
+
+constexpr const char* kFeed = R"(<?xml version="1.0" encoding="utf-8"?>
+<rss version="2.0" xmlns:sparkle="http://www.andymatuschak.org/xml-namespaces/sparkle">
+  <channel>
+    <title>Jorvane</title>
+    <item>
+      <title><![CDATA[Jorvane 1.10 & more]]></title>
+      <enclosure url="http://example.test/j-1.10.tar.gz?a=1&amp;b=2" sparkle:version="110"
+                 sparkle:shortVersionString="1.10" length="12" type="application/octet-stream"/>
+    </item>
+    <item>
+      <title>Jorvane 1.9</title>
+      <sparkle:version>109</sparkle:version>
+      <sparkle:shortVersionString>1.9</sparkle:shortVersionString>
+      <link>http://example.test/1.9</link>
+    </item>
+    <item><title>No version: skipped</title><enclosure url="http://example.test/x"/></item>
+    <item>
+      <title>Only a version</title>
+      <enclosure url='http://example.test/j-111' sparkle:version='111'/>
+    </item>
+  </channel>
+</rss>)";
+
+TEST(AppcastParse, ReadsAttributesElementsEntitiesAndCdata) {
+    const auto items = appcast::parse(kFeed);
+    ASSERT_TRUE(items);
+    ASSERT_EQ(items->size(), 3u);
+    EXPECT_EQ((*items)[0].title, "Jorvane 1.10 & more");
+    EXPECT_EQ((*items)[0].version, "110");
+    EXPECT_EQ((*items)[0].shortVersion, "1.10");
+    EXPECT_EQ((*items)[0].url, "http://example.test/j-1.10.tar.gz?a=1&b=2");
+    EXPECT_EQ((*items)[1].version, "109");
+    EXPECT_EQ((*items)[1].shortVersion, "1.9");
+    EXPECT_EQ((*items)[1].url, "http://example.test/1.9");
+    // Without a short version the version is shown.
+    EXPECT_EQ((*items)[2].shortVersion, "111");
+    EXPECT_EQ((*items)[2].url, "http://example.test/j-111");
+}
+
+TEST(AppcastParse, NewestAboveTheRunningVersionIsPickedWhateverTheOrder) {
+    const auto items = appcast::parse(kFeed);
+    ASSERT_TRUE(items);
+    EXPECT_EQ(appcast::newestAbove(*items, "100")->version, "111");
+    EXPECT_FALSE(appcast::newestAbove(*items, "111"));
+    EXPECT_FALSE(appcast::newestAbove(*items, "200"));
+}
+
+struct BadFeed {
+    const char* name;
+    const char* text;
+};
+
+class MalformedFeed : public testing::TestWithParam<BadFeed> {};
+
+TEST_P(MalformedFeed, IsRefusedWithAReason) {
+    std::string error;
+    EXPECT_FALSE(appcast::parse(GetParam().text, &error));
+    EXPECT_FALSE(error.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Feeds, MalformedFeed,
+    testing::Values(BadFeed{"EmptyText", ""}, BadFeed{"HtmlPage", "<html><body>Not found</body></html>"},
+                    BadFeed{"RssWithoutChannel", "<rss version=\"2.0\"></rss>"},
+                    BadFeed{"UnclosedItem", "<rss><channel><item><title>x</title>"},
+                    BadFeed{"UnclosedEnclosure", "<rss><channel><item><enclosure url=\"x\"</item></channel></rss>"}),
+    [](const auto& param) { return std::string(param.param.name); });
+
+TEST(AppcastParse, AFeedWithoutItemsIsValidAndEmpty) {
+    const auto items = appcast::parse("<rss><channel><title>t</title></channel></rss>");
+    ASSERT_TRUE(items);
+    EXPECT_TRUE(items->empty());
+}
+
+struct UrlCase {
+    const char* name;
+    const char* url;
+    const char* host;  // nullptr: refused
+    const char* port;
+    const char* target;
+};
+
+class HttpUrl : public testing::TestWithParam<UrlCase> {};
+
+TEST_P(HttpUrl, SplitsOrRefuses) {
+    const auto& c = GetParam();
+    std::string error;
+    const auto url = http::parseUrl(c.url, &error);
+    if (!c.host) {
+        EXPECT_FALSE(url);
+        EXPECT_FALSE(error.empty());
+        return;
+    }
+    ASSERT_TRUE(url) << error;
+    EXPECT_EQ(url->host, c.host);
+    EXPECT_EQ(url->port, c.port);
+    EXPECT_EQ(url->target, c.target);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Urls, HttpUrl,
+    testing::Values(UrlCase{"HostOnly", "http://example.test", "example.test", "80", "/"},
+                    UrlCase{"PortAndPath", "http://127.0.0.1:8080/feed.xml?x=1#top", "127.0.0.1", "8080",
+                            "/feed.xml?x=1"},
+                    UrlCase{"UppercaseScheme", "HTTP://h/a", "h", "80", "/a"},
+                    UrlCase{"Ipv6Literal", "http://[::1]:81/f", "::1", "81", "/f"},
+                    UrlCase{"QueryWithoutPath", "http://h?q", "h", "80", "/?q"},
+                    UrlCase{"HttpsIsRefused", "https://h/f", nullptr, nullptr, nullptr},
+                    UrlCase{"OtherSchemeIsRefused", "ftp://h/f", nullptr, nullptr, nullptr},
+                    UrlCase{"NoHost", "http:///f", nullptr, nullptr, nullptr},
+                    UrlCase{"PortOutOfRange", "http://h:70000/", nullptr, nullptr, nullptr},
+                    UrlCase{"SpaceInPath", "http://h/a b", nullptr, nullptr, nullptr}),
+    [](const auto& param) { return std::string(param.param.name); });
+
+struct ResponseCase {
+    const char* name;
+    const char* raw;
+    const char* body;  // nullptr: refused
+};
+
+class HttpResponse : public testing::TestWithParam<ResponseCase> {};
+
+TEST_P(HttpResponse, DecodesOrRefuses) {
+    const auto& c = GetParam();
+    std::string error;
+    const auto body = http::parseResponse(c.raw, 16, &error);
+    if (!c.body) {
+        EXPECT_FALSE(body);
+        EXPECT_FALSE(error.empty());
+        return;
+    }
+    ASSERT_TRUE(body) << error;
+    EXPECT_EQ(*body, c.body);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Responses, HttpResponse,
+    testing::Values(
+        ResponseCase{"ContentLengthStopsTheBody", "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabcdef", "abc"},
+        ResponseCase{"ChunksAreJoined",
+                     "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3;ext\r\nabc\r\nA\r\n0123456789\r\n0\r\n\r\n",
+                     "abc0123456789"},
+        ResponseCase{"UnframedBodyRunsToTheEnd", "HTTP/1.0 200 OK\r\n\r\nxyz", "xyz"},
+        ResponseCase{"HeaderNamesIgnoreCase", "HTTP/1.1 204 No Content\r\ncontent-LENGTH: 0\r\n\r\n", ""},
+        ResponseCase{"NotFoundIsRefused", "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n", nullptr},
+        ResponseCase{"RedirectIsRefused", "HTTP/1.1 301 Moved\r\nLocation: /x\r\n\r\n", nullptr},
+        ResponseCase{"GarbageIsRefused", "SSH-2.0-OpenSSH\r\n\r\n", nullptr},
+        ResponseCase{"HeaderCutShortIsRefused", "HTTP/1.1 200 OK\r\nContent-Le", nullptr},
+        ResponseCase{"BodyCutShortIsRefused", "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc", nullptr},
+        ResponseCase{"BadLengthIsRefused", "HTTP/1.1 200 OK\r\nContent-Length: -1\r\n\r\n", nullptr},
+        ResponseCase{"LengthAboveTheCapIsRefused", "HTTP/1.1 200 OK\r\nContent-Length: 17\r\n\r\n", nullptr},
+        ResponseCase{"ChunksAboveTheCapAreRefused",
+                     "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n9\r\n123456789\r\n9\r\n123456789\r\n0\r\n\r\n",
+                     nullptr},
+        ResponseCase{"MissingLastChunkIsRefused", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n",
+                     nullptr},
+        ResponseCase{"BadChunkSizeIsRefused", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n", nullptr}),
+    [](const auto& param) { return std::string(param.param.name); });
+
+}  // namespace
