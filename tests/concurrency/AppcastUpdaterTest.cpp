@@ -248,14 +248,16 @@ TEST_F(AppcastUpdaterTest, AServerThatNeverAnswersTimesOutWithoutAnOffer) {
 }
 
 TEST_F(AppcastUpdaterTest, ANewCheckIsNotStartedWhileOneIsRunning) {
-    FeedServer server(ok(feedWith("999", "9.9.9")));
-    server.setSilent(true);
-    auto& updater = make(server.url(), "1", 0.3);
-    updater.checkForUpdatesInBackground();
-    updater.checkForUpdatesInBackground();
-    ASSERT_TRUE(waitForChecks(1));
-    mainQueue().drain();
-    EXPECT_EQ(updater.completedCheckCount(), 1u);
+    CountingQueue background;
+    updater_ = std::make_unique<AppcastUpdater>(std::make_shared<CountingClient>(),
+                                                AppcastUpdater::Options{"http://127.0.0.1:1/f", "1", 1.0},
+                                                [this](const UpdateOffer& o) { offers_.push_back(o); }, background);
+    updater_->setUpdateCheckInterval(10800.0);
+    updater_->checkForUpdatesInBackground();
+    updater_->checkForUpdatesInBackground();
+    EXPECT_EQ(background.tasks, 1);
+    // The running check is not doubled by the timer either: it is disarmed until the check ends.
+    EXPECT_FALSE(updater_->isCheckScheduled());
 }
 
 TEST_F(AppcastUpdaterTest, AnEmptyFeedUrlMeansNoCheckAndNoNetwork) {
@@ -293,12 +295,19 @@ TEST_F(AppcastUpdaterTest, WithoutAnIntervalOnlyTheAskedCheckRuns) {
 TEST_F(AppcastUpdaterTest, DestroyingTheUpdaterDuringAFetchDropsItsResult) {
     FeedServer server(ok(feedWith("999", "9.9.9")));
     server.setSilent(true);
-    make(server.url(), "1", 0.3).checkForUpdatesInBackground();
-    updater_.reset();
-    EXPECT_EQ(clock_.scheduledCount(), 0u);
-    // The fetch ends on its own (time-out) and its result goes nowhere.
-    mainQueue().runFor(600ms);
+    {
+        GlobalQueue background(1);
+        updater_ = std::make_unique<AppcastUpdater>(std::make_shared<SocketHttpClient>(),
+                                                    AppcastUpdater::Options{server.url(), "1", 0.3},
+                                                    [this](const UpdateOffer& o) { offers_.push_back(o); }, background);
+        updater_->setUpdateCheckInterval(10800.0);
+        updater_->checkForUpdatesInBackground();
+        updater_.reset();
+        EXPECT_EQ(clock_.scheduledCount(), 0u);
+    }  // waits for the fetch to time out
+    mainQueue().drain();
     EXPECT_TRUE(offers_.empty());
+    EXPECT_EQ(clock_.scheduledCount(), 0u);
 }
 
 }  // namespace
