@@ -12,12 +12,14 @@
 #include <QSocketNotifier>
 #include <QString>
 
+#include <execinfo.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -139,6 +141,26 @@ private:
     std::function<void()> action_;
 };
 
+// A crash leaves its stack on standard error (the log) before the default
+// action ends the process.
+void reportCrash(int signal) {
+    const char* name = strsignal(signal);
+    (void)!write(STDERR_FILENO, "jorvane: fatal signal: ", 23);
+    (void)!write(STDERR_FILENO, name, std::strlen(name));
+    (void)!write(STDERR_FILENO, "\n", 1);
+    void* frames[64];
+    backtrace_symbols_fd(frames, backtrace(frames, 64), STDERR_FILENO);
+    std::signal(signal, SIG_DFL);
+    raise(signal);
+}
+
+void reportCrashes() {
+    // Loads the unwinder now: not from inside the handler.
+    void* frame[1];
+    backtrace(frame, 1);
+    for (int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) std::signal(signal, reportCrash);
+}
+
 void configureLog() {
     const char* text = std::getenv("JORVANE_LOG");
     const launch::LogSettings settings = launch::parseLogSettings(text ? text : "");
@@ -154,6 +176,7 @@ std::uint32_t clientWindowOf(const AXUIElementRef& element) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    reportCrashes();
     configureLog();
 
     const std::optional<std::string> problem =

@@ -1,0 +1,269 @@
+// The whole program on the end-to-end desktop: the built jorvane binary beside
+// Thunar under openbox, driven with XTEST as a user's devices would drive it,
+// and judged by what Thunar shows (its title names the full path, its
+// selection through AT-SPI), by the X server (the bar's window, its place,
+// the focus) and by the bar's text through Qt's accessibility bridge.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "DesktopTest.h"
+#include "JorvaneDriver.h"
+
+namespace jorvane::e2e {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr milliseconds kWait{5000};  // the bound of every wait for something that must happen
+
+std::string hex(std::uint32_t window) {
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%x", window);
+    return text;
+}
+
+class JorvaneApp : public DesktopTest {
+protected:
+    static void SetUpTestSuite() {
+        DesktopTest::SetUpTestSuite();
+        if (!startError().empty()) return;
+        Desktop& d = desktop();
+        demo_ = d.dataDir() / "demo";
+        for (const char* folder : {"Projects", "Projects/Drafts", "Music"}) fs::create_directories(demo_ / folder);
+        for (const char* file : {"alpha.txt", "beta.txt", "gamma.txt", "delta.log", "Projects/readme.txt"})
+            std::ofstream(demo_ / file) << file << "\n";
+        // Selections can be read in the Details view only.
+        d.setXfconf("thunar", "/default-view", "string", "ThunarDetailsView");
+        // One window before the program starts: it must find Thunar running.
+        d.openThunarWindow(demo_);
+        driver_ = std::make_unique<JorvaneDriver>(d);
+        if (!driver_->start({})) startFailure_ = driver_->why();
+    }
+
+    static void TearDownTestSuite() {
+        driver_.reset();
+        if (Desktop* running = Desktop::sharedIfRunning()) running->closeThunarWindows();
+    }
+
+    void SetUp() override {
+        DesktopTest::SetUp();
+        ASSERT_TRUE(startFailure_.empty()) << startFailure_;
+        ASSERT_TRUE(driver().running()) << "jorvane is gone; its log:\n" << driver().log();
+        // A fresh window on the demo folder for every test.
+        if (driver().bar()) {
+            driver().key("Escape");
+            driver().key("Escape");
+        }
+        desktop().closeThunarWindows();
+        window_ = openWindow(demo_);
+        ASSERT_NE(window_, 0u);
+    }
+
+    static JorvaneDriver& driver() { return *driver_; }
+
+    // Opens a Thunar window on the folder, waits until the program's tap
+    // holds its keys, and brings it to the front.
+    std::uint32_t openWindow(const fs::path& folder) {
+        const std::optional<std::uint32_t> window = desktop().openThunarWindow(folder);
+        if (!window) {
+            ADD_FAILURE() << "no Thunar window on " << folder;
+            return 0;
+        }
+        EXPECT_TRUE(driver().waitForGrab(*window, "g", kWait)) << "the tap never grabbed Ctrl+G on the new window";
+        EXPECT_TRUE(desktop().activate(*window));
+        return *window;
+    }
+
+    std::string titleOf(const fs::path& folder) const { return folder.string() + " - Thunar"; }
+
+    // A click on the middle of the window's title opens its bar.
+    void openBarByTitleClick(std::uint32_t window) {
+        const std::optional<std::pair<int, int>> point = driver().titlePoint(window);
+        ASSERT_TRUE(point) << "the window has no title bar";
+        driver().clickAt(point->first, point->second);
+        ASSERT_TRUE(driver().waitForFocusedBar(kWait)) << "no focused bar after a click on the title";
+    }
+
+    void openBarByHotKey() {
+        ASSERT_TRUE(driver().hotKey());
+        ASSERT_TRUE(driver().waitForFocusedBar(kWait)) << "no focused bar after Ctrl+G";
+    }
+
+    void expectSelection(std::uint32_t window, const std::vector<std::string>& names) {
+        std::optional<std::vector<std::string>> selected;
+        const bool seen = waitUntil(
+            [&] {
+                selected = driver().thunarSelection(window);
+                return selected && *selected == names;
+            },
+            kWait, milliseconds(50));
+        EXPECT_TRUE(seen) << "Thunar's selection: "
+                          << (selected ? ::testing::PrintToString(*selected) : std::string("(unreadable)"));
+    }
+
+    static inline fs::path demo_;
+    static inline std::unique_ptr<JorvaneDriver> driver_;
+    static inline std::string startFailure_;
+    std::uint32_t window_ = 0;
+};
+
+TEST_F(JorvaneApp, AClickOnTheTitleOpensTheBarOverItFilledWithTheFolder) {
+    openBarByTitleClick(window_);
+
+    const std::optional<BarWindow> bar = driver().bar();
+    ASSERT_TRUE(bar);
+    const std::optional<WindowGeometry> client = desktop().geometry(window_);
+    ASSERT_TRUE(client);
+    const JorvaneDriver::Extents extents = driver().frameExtents(window_);
+    // Over the title band, within the window's width.
+    EXPECT_GE(bar->geometry.y, client->y - extents.top - 2);
+    EXPECT_LE(bar->geometry.y + bar->geometry.height, client->y + 4);
+    EXPECT_GE(bar->geometry.x, client->x - extents.left);
+    EXPECT_LE(bar->geometry.x + bar->geometry.width, client->x + client->width + extents.right);
+
+    ASSERT_TRUE(driver().waitForFieldText(demo_.string(), kWait));
+    const std::optional<FieldText> field = driver().fieldText();
+    ASSERT_TRUE(field);
+    EXPECT_EQ(field->selectionStart, 0) << "the whole path is selected, ready to be typed over";
+    EXPECT_EQ(field->selectionEnd, static_cast<int>(demo_.string().size()));
+}
+
+TEST_F(JorvaneApp, CtrlGInThunarOpensTheBarAndThunarNeverSeesTheKey) {
+    // With the pointer outside Thunar's window, keys are reported on the
+    // focus window itself, where this test listens beside Thunar.
+    driver().moveTo(2, 2);
+    // The window manager names the active window before the X focus follows.
+    ASSERT_TRUE(waitUntil([&] { return driver().focusIsIn(window_); }, kWait))
+        << "the focus is on " << hex(driver().inputFocus()) << " (" << desktop().title(driver().inputFocus())
+        << "), not in " << hex(window_) << "; active " << hex(desktop().activeWindow());
+    driver().watchKeys(window_);
+    const std::optional<std::uint8_t> g = driver().keycodeOf("g");
+    const std::optional<std::uint8_t> control = driver().keycodeOf("Control_L");
+    ASSERT_TRUE(g && control);
+
+    openBarByHotKey();
+    EXPECT_TRUE(driver().waitForFieldText(demo_.string(), kWait));
+
+    const std::vector<JorvaneDriver::SeenKey> seen = driver().seenKeys();
+    const bool sawControl = std::any_of(seen.begin(), seen.end(), [&](const auto& key) {
+        return key.press && key.keycode == *control;
+    });
+    const bool sawG = std::any_of(seen.begin(), seen.end(), [&](const auto& key) { return key.keycode == *g; });
+    std::string keys;
+    for (const auto& key : seen) keys += (key.press ? " press " : " release ") + std::to_string(key.keycode);
+    EXPECT_TRUE(sawControl) << "Thunar's window gets the keys the program does not take; seen:" << keys;
+    EXPECT_FALSE(sawG) << "Thunar saw the G of Ctrl+G";
+}
+
+TEST_F(JorvaneApp, TypingANameCompletesInlineAndSelectsTheItemInThunar) {
+    openBarByTitleClick(window_);
+    ASSERT_TRUE(driver().waitForFieldText(demo_.string(), kWait));
+    ASSERT_TRUE(driver().type("alp"));
+
+    ASSERT_TRUE(driver().waitForFieldText("alpha.txt", kWait));
+    const std::optional<FieldText> field = driver().fieldText();
+    ASSERT_TRUE(field);
+    EXPECT_EQ(field->selectionStart, 3) << "the completed tail is selected, so typing goes on over it";
+    EXPECT_EQ(field->selectionEnd, 9);
+    expectSelection(window_, {"alpha.txt"});
+    EXPECT_TRUE(driver().barHasFocus());
+}
+
+TEST_F(JorvaneApp, ReturnOnAnAbsoluteFolderShowsItInTheSameWindow) {
+    openBarByTitleClick(window_);
+    ASSERT_TRUE(driver().type((demo_ / "Projects").string()));
+    ASSERT_TRUE(driver().key("Return"));
+
+    EXPECT_TRUE(desktop().waitForTitle(window_, titleOf(demo_ / "Projects"), kWait)) << desktop().title(window_);
+    EXPECT_EQ(desktop().thunarWindows().size(), 1u) << "no new window";
+}
+
+TEST_F(JorvaneApp, ReturnOnAPatternSelectsEveryMatch) {
+    openBarByTitleClick(window_);
+    ASSERT_TRUE(driver().type("*.txt"));
+    ASSERT_TRUE(driver().waitForFieldText("*.txt", kWait));
+    ASSERT_TRUE(driver().key("Return"));
+
+    expectSelection(window_, {"alpha.txt", "beta.txt", "gamma.txt"});
+    EXPECT_EQ(desktop().title(window_), titleOf(demo_)) << "the window stays where it is";
+}
+
+TEST_F(JorvaneApp, EscapeClosesTheListThenTheBarAndThunarGetsTheKeyboardBack) {
+    openBarByHotKey();
+    ASSERT_TRUE(driver().waitForFieldText(demo_.string(), kWait));
+    ASSERT_TRUE(driver().key("Tab"));
+    ASSERT_TRUE(waitUntil([&] { return driver().completionListShown(); }, kWait)) << "Tab shows the list";
+
+    ASSERT_TRUE(driver().key("Escape"));
+    EXPECT_TRUE(waitUntil([&] { return !driver().completionListShown(); }, kWait)) << "the first Escape closes the list";
+    EXPECT_TRUE(driver().bar()) << "... and leaves the bar";
+
+    ASSERT_TRUE(driver().key("Escape"));
+    EXPECT_TRUE(driver().waitForBarHidden(kWait)) << "the second Escape closes the bar";
+    EXPECT_TRUE(waitUntil([&] { return desktop().activeWindow() == window_; }, kWait))
+        << "the keyboard goes back to the Thunar window";
+}
+
+TEST_F(JorvaneApp, UpGoesToTheParentFolder) {
+    desktop().closeThunarWindows();
+    window_ = openWindow(demo_ / "Projects" / "Drafts");
+    ASSERT_NE(window_, 0u);
+    openBarByHotKey();
+    ASSERT_TRUE(driver().waitForFieldText((demo_ / "Projects" / "Drafts").string(), kWait));
+
+    ASSERT_TRUE(driver().key("Up"));
+    EXPECT_TRUE(desktop().waitForTitle(window_, titleOf(demo_ / "Projects"), kWait)) << desktop().title(window_);
+    EXPECT_TRUE(driver().waitForFieldText((demo_ / "Projects").string() + "/", kWait));
+
+    ASSERT_TRUE(driver().key("Up"));
+    EXPECT_TRUE(desktop().waitForTitle(window_, titleOf(demo_), kWait)) << desktop().title(window_);
+}
+
+TEST_F(JorvaneApp, ClosingTheThunarWindowRemovesItsBar) {
+    openBarByHotKey();
+    ASSERT_TRUE(driver().waitForLog("bar made for window " + hex(window_), kWait));
+
+    ASSERT_TRUE(desktop().closeWindow(window_));
+    EXPECT_TRUE(driver().waitForLog("bar of window " + hex(window_) + " removed", kWait)) << driver().log();
+    EXPECT_TRUE(driver().waitForBarHidden(kWait));
+    EXPECT_TRUE(driver().running());
+}
+
+TEST_F(JorvaneApp, MinimisingTheWindowHidesTheBarAndRestoringDoesNotBringItBack) {
+    openBarByTitleClick(window_);
+    driver().minimise(window_);
+    EXPECT_TRUE(driver().waitForBarHidden(kWait)) << "the bar of a minimised window goes";
+
+    ASSERT_TRUE(desktop().activate(window_));
+    // The restored window is drawn again; the bar was not asked for.
+    ASSERT_TRUE(waitUntil([&] { return driver().titlePoint(window_).has_value(); }, kWait));
+    EXPECT_FALSE(driver().bar());
+    openBarByHotKey();
+}
+
+// Last: it replaces the desktop's Thunar.
+TEST_F(JorvaneApp, ZAfterThunarIsKilledAndStartedAgainTheHotKeyWorksAgain) {
+    const std::optional<pid_t> before = desktop().windowPid(window_);
+    desktop().closeThunarWindows();
+    desktop().restartThunar();
+    window_ = openWindow(demo_);
+    ASSERT_NE(window_, 0u);
+    ASSERT_NE(desktop().windowPid(window_), before) << "a new Thunar process";
+
+    openBarByHotKey();
+    EXPECT_TRUE(driver().waitForFieldText(demo_.string(), kWait));
+    ASSERT_TRUE(driver().key("a", {"Control_L"}));
+    ASSERT_TRUE(driver().type("bet"));
+    expectSelection(window_, {"beta.txt"});
+}
+
+}  // namespace
+}  // namespace jorvane::e2e

@@ -1,0 +1,145 @@
+#pragma once
+
+// Drives the built jorvane program on the end-to-end desktop and looks at
+// what it does from outside, as a user's desktop would see it:
+//  - the program: started by pid with its log in the output folder, stopped
+//    with SIGTERM;
+//  - its bar: the program's viewable override-redirect window (the
+//    completion list is the one of type TOOLTIP), its geometry, and whether
+//    it holds the X input focus;
+//  - input: XTEST motion, clicks and keys with the modifiers pressed and
+//    released in the order a person does (the hot key acts on its release);
+//  - the bar's text and selection through the accessibility bus (Qt's bridge,
+//    switched on by QT_LINUX_ACCESSIBILITY_ALWAYS_ON for the tests), and
+//    Thunar's selected items through its Details view.
+//
+// libatspi is not thread-safe: use one driver from one thread.
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+#include "Desktop.h"
+
+struct xcb_connection_t;
+
+namespace jorvane::e2e {
+
+#ifdef JORVANE_BINARY
+inline constexpr const char* kJorvaneBinary = JORVANE_BINARY;
+#else
+inline constexpr const char* kJorvaneBinary = "jorvane";
+#endif
+
+struct BarWindow {
+    std::uint32_t window = 0;
+    WindowGeometry geometry;
+};
+
+// What the bar's text field holds, as its accessible text says.
+struct FieldText {
+    std::string text;
+    int selectionStart = 0;  // characters; start == end when nothing is selected
+    int selectionEnd = 0;
+};
+
+// A key event to inject: keysym names as X spells them ("Control_L", "g").
+class JorvaneDriver {
+public:
+    struct Options {
+        // Qt's accessibility bridge, so that the bar's text can be read.
+        bool accessible = true;
+        std::string logLevel = "info";
+    };
+
+    explicit JorvaneDriver(Desktop& desktop);
+    ~JorvaneDriver();
+    JorvaneDriver(const JorvaneDriver&) = delete;
+    JorvaneDriver& operator=(const JorvaneDriver&) = delete;
+
+    // ---- the program
+    // Starts jorvane and waits until its launch sequence is done; false
+    // (with the reason in why()) when it does not get there in time.
+    bool start(const Options& options, milliseconds timeout = milliseconds(15000));
+    // SIGTERM, and SIGKILL when it does not end in time.
+    void stop();
+    pid_t pid() const { return pid_; }
+    bool running() const;
+    const std::string& why() const { return why_; }
+    std::filesystem::path logFile() const;
+    std::string log() const;
+    bool waitForLog(const std::string& text, milliseconds timeout);
+
+    // ---- its windows
+    std::optional<BarWindow> bar();
+    bool completionListShown();
+    std::uint32_t inputFocus();
+    // The focus is on the window or one of its children.
+    bool focusIsIn(std::uint32_t window);
+    bool barHasFocus();
+    // Polls until the bar is shown and holds the focus, or is hidden.
+    bool waitForFocusedBar(milliseconds timeout);
+    bool waitForBarHidden(milliseconds timeout);
+
+    // ---- Thunar's windows
+    // The frame's extents around a client (_NET_FRAME_EXTENTS).
+    struct Extents {
+        int left = 0, right = 0, top = 0, bottom = 0;
+    };
+    Extents frameExtents(std::uint32_t client);
+    // The middle of the window's title bar, in root coordinates.
+    std::optional<std::pair<int, int>> titlePoint(std::uint32_t client);
+    // Whether another client holds a passive grab of Ctrl+key on the window
+    // (the tap's; a grab of ours then fails with BadAccess).
+    bool keyGrabbedByOthers(std::uint32_t window, const std::string& keysym);
+    bool waitForGrab(std::uint32_t window, const std::string& keysym, milliseconds timeout);
+    // Asks the window manager to iconify the window (WM_CHANGE_STATE).
+    void minimise(std::uint32_t client);
+
+    // ---- input (XTEST)
+    void moveTo(int x, int y);
+    void clickAt(int x, int y);
+    // Presses the modifiers in order, the key, then releases the key and the
+    // modifiers in reverse order.
+    bool key(const std::string& keysym, const std::vector<std::string>& modifiers = {});
+    bool hotKey() { return key("g", {"Control_L"}); }
+    bool type(const std::string& text);
+
+    // Reports the key events that reach the window or its children from now
+    // on (a selection of XInput 2 key events beside the owner's).
+    void watchKeys(std::uint32_t window);
+    struct SeenKey {
+        bool press = false;
+        std::uint8_t keycode = 0;
+    };
+    std::vector<SeenKey> seenKeys();
+    std::optional<std::uint8_t> keycodeOf(const std::string& keysym);
+
+    // ---- through the accessibility bus
+    std::optional<FieldText> fieldText();
+    bool waitForFieldText(const std::string& text, milliseconds timeout);
+    // Thunar's selected items in the window (its Details view); nothing when
+    // they cannot be read.
+    std::optional<std::vector<std::string>> thunarSelection(std::uint32_t client);
+
+    struct Atspi;
+
+private:
+    std::uint32_t atom(const char* name);
+    void sync();
+
+    Desktop& desktop_;
+    pid_t pid_ = -1;
+    std::string why_;
+    xcb_connection_t* connection_ = nullptr;
+    std::uint32_t root_ = 0;
+    std::uint32_t watched_ = 0;
+    std::unique_ptr<Atspi> atspi_;
+};
+
+}  // namespace jorvane::e2e
