@@ -265,5 +265,26 @@ TEST_F(JorvaneApp, ZAfterThunarIsKilledAndStartedAgainTheHotKeyWorksAgain) {
     expectSelection(window_, {"beta.txt"});
 }
 
+// Very last: Thunar ends up as a process the program started.
+TEST_F(JorvaneApp, ZZHiddenFilesToggleRestartsThunarOnItsFoldersInFront) {
+    const std::optional<pid_t> before = desktop().windowPid(window_);
+    ASSERT_TRUE(before);
+    const std::string shown = desktop().xfconf("thunar", "/last-show-hidden").value_or("false");
+    openBarByHotKey();
+
+    ASSERT_TRUE(driver().key("period", {"Control_L", "Shift_L"}));
+    // Thunar quits, and a new one opens the same folder and comes to the front.
+    const std::optional<std::uint32_t> reopened = desktop().waitForWindow(
+        [&](std::uint32_t window) {
+            const std::optional<pid_t> pid = desktop().windowPid(window);
+            return pid && pid != before && desktop().title(window) == titleOf(demo_);
+        },
+        milliseconds(15000));
+    ASSERT_TRUE(reopened) << "no new Thunar window on the folder";
+    EXPECT_TRUE(waitUntil([&] { return desktop().activeWindow() == *reopened; }, kWait)) << "it is not in front";
+    EXPECT_EQ(desktop().xfconf("thunar", "/last-show-hidden"), shown == "true" ? "false" : "true");
+    EXPECT_TRUE(driver().running());
+}
+
 }  // namespace
 }  // namespace jorvane::e2e
