@@ -79,6 +79,10 @@ protected:
         }
         EXPECT_TRUE(driver().waitForGrab(*window, "g", kWait)) << "the tap never grabbed Ctrl+G on the new window";
         EXPECT_TRUE(desktop().activate(*window));
+        // The window manager names the active window before the X focus
+        // follows, and the tap's key grab fires only with the focus inside.
+        EXPECT_TRUE(waitUntil([&] { return driver().focusIsIn(*window); }, kWait))
+            << "the focus is on " << hex(driver().inputFocus()) << ", not in " << hex(*window);
         return *window;
     }
 
@@ -140,10 +144,6 @@ TEST_F(JorvaneApp, CtrlGInThunarOpensTheBarAndThunarNeverSeesTheKey) {
     // With the pointer outside Thunar's window, keys are reported on the
     // focus window itself, where this test listens beside Thunar.
     driver().moveTo(2, 2);
-    // The window manager names the active window before the X focus follows.
-    ASSERT_TRUE(waitUntil([&] { return driver().focusIsIn(window_); }, kWait))
-        << "the focus is on " << hex(driver().inputFocus()) << " (" << desktop().title(driver().inputFocus())
-        << "), not in " << hex(window_) << "; active " << hex(desktop().activeWindow());
     driver().watchKeys(window_);
     const std::optional<std::uint8_t> g = driver().keycodeOf("g");
     const std::optional<std::uint8_t> control = driver().keycodeOf("Control_L");
@@ -246,6 +246,7 @@ TEST_F(JorvaneApp, MinimisingTheWindowHidesTheBarAndRestoringDoesNotBringItBack)
     // The restored window is drawn again; the bar was not asked for.
     ASSERT_TRUE(waitUntil([&] { return driver().titlePoint(window_).has_value(); }, kWait));
     EXPECT_FALSE(driver().bar());
+    ASSERT_TRUE(waitUntil([&] { return driver().focusIsIn(window_); }, kWait));
     openBarByHotKey();
 }
 

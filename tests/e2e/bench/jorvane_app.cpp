@@ -58,6 +58,7 @@ Fixture& fixture() {
         if (!made.jorvane->start({.accessible = false, .logLevel = "warn"})) throw std::runtime_error(made.jorvane->why());
         if (!made.jorvane->waitForGrab(made.window, "g", kWait)) throw std::runtime_error("the tap never grabbed Ctrl+G");
         made.desktop->activate(made.window);
+        jorvane::e2e::waitUntil([&] { return made.jorvane->focusIsIn(made.window); }, kWait);
         return made;
     }();
     return f;
