@@ -73,39 +73,39 @@ public:
     }
 
     // Maps the window and waits until the window manager manages it.
-    xcb_window_t create(const WindowSpec& spec) {
+    xcb_window_t create(const WindowSpec& shape) {
         const xcb_window_t w = xcb_generate_id(c_);
         const std::uint32_t values[] = {screen_->white_pixel, XCB_EVENT_MASK_EXPOSURE};
-        xcb_create_window(c_, XCB_COPY_FROM_PARENT, w, screen_->root, static_cast<std::int16_t>(spec.x),
-                          static_cast<std::int16_t>(spec.y), static_cast<std::uint16_t>(spec.width),
-                          static_cast<std::uint16_t>(spec.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+        xcb_create_window(c_, XCB_COPY_FROM_PARENT, w, screen_->root, static_cast<std::int16_t>(shape.x),
+                          static_cast<std::int16_t>(shape.y), static_cast<std::uint16_t>(shape.width),
+                          static_cast<std::uint16_t>(shape.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
                           screen_->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
-        const std::string wmClass = "jorvane-test" + std::string(1, '\0') + spec.wmClass + std::string(1, '\0');
+        const std::string wmClass = "jorvane-test" + std::string(1, '\0') + shape.wmClass + std::string(1, '\0');
         xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
                             static_cast<std::uint32_t>(wmClass.size()), wmClass.data());
-        const std::uint32_t pid = static_cast<std::uint32_t>(spec.pid);
+        const std::uint32_t pid = static_cast<std::uint32_t>(shape.pid);
         xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, atom("_NET_WM_PID"), XCB_ATOM_CARDINAL, 32, 1, &pid);
-        const char* typeName = spec.type == TestWindowType::Dock     ? "_NET_WM_WINDOW_TYPE_DOCK"
-                               : spec.type == TestWindowType::Dialog ? "_NET_WM_WINDOW_TYPE_DIALOG"
+        const char* typeName = shape.type == TestWindowType::Dock     ? "_NET_WM_WINDOW_TYPE_DOCK"
+                               : shape.type == TestWindowType::Dialog ? "_NET_WM_WINDOW_TYPE_DIALOG"
                                                                      : "_NET_WM_WINDOW_TYPE_NORMAL";
         const xcb_atom_t type = atom(typeName);
         xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, atom("_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM, 32, 1, &type);
-        if (spec.transientFor)
+        if (shape.transientFor)
             xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_TRANSIENT_FOR, XCB_ATOM_WINDOW, 32, 1,
-                                &spec.transientFor);
+                                &shape.transientFor);
         // WM_NORMAL_HINTS with USPosition and USSize: the window manager
         // places the window where we say.
         std::uint32_t hints[18] = {};
         hints[0] = 1 | 2;
-        hints[1] = static_cast<std::uint32_t>(spec.x);
-        hints[2] = static_cast<std::uint32_t>(spec.y);
-        hints[3] = static_cast<std::uint32_t>(spec.width);
-        hints[4] = static_cast<std::uint32_t>(spec.height);
+        hints[1] = static_cast<std::uint32_t>(shape.x);
+        hints[2] = static_cast<std::uint32_t>(shape.y);
+        hints[3] = static_cast<std::uint32_t>(shape.width);
+        hints[4] = static_cast<std::uint32_t>(shape.height);
         xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS, 32, 18,
                             hints);
-        setTitle(w, spec.title);
+        setTitle(w, shape.title);
         windows_.push_back(w);
-        const bool undecorated = spec.type == TestWindowType::Dock;
+        const bool undecorated = shape.type == TestWindowType::Dock;
         // Openbox sometimes drops a map request that comes while it is still
         // starting (the window stays unmapped); asking again helps.
         bool managed = false;
@@ -114,7 +114,7 @@ public:
             xcb_flush(c_);
             managed = waitUntil([&] { return isManaged(w) && (undecorated || hasFrameExtents(w)); }, kWait / 3);
         }
-        EXPECT_TRUE(managed) << "the window manager did not take window " << spec.title;
+        EXPECT_TRUE(managed) << "the window manager did not take window " << shape.title;
         return w;
     }
 
