@@ -1,0 +1,60 @@
+#include "app/Bundle.h"
+
+#include <array>
+#include <cstdlib>
+#include <string_view>
+#include <system_error>
+
+namespace jorvane::bundle {
+
+namespace {
+
+constexpr std::string_view kProgramName = "jorvane";
+
+std::filesystem::path normal(const std::filesystem::path& path) {
+    std::error_code error;
+    std::filesystem::path absolute = std::filesystem::absolute(path, error);
+    if (error) absolute = path;
+    std::filesystem::path result = absolute.lexically_normal();
+    // "/usr/" normalises to "/usr/": drop the empty last component.
+    if (result.has_relative_path() && !result.has_filename()) result = result.parent_path();
+    return result;
+}
+
+// `ancestor` is `path` or a folder above it.
+bool isSameOrAbove(const std::filesystem::path& ancestor, const std::filesystem::path& path) {
+    auto a = ancestor.begin();
+    auto p = path.begin();
+    for (; a != ancestor.end(); ++a, ++p)
+        if (p == path.end() || *a != *p) return false;
+    return true;
+}
+
+}  // namespace
+
+std::filesystem::path bundlePathFor(const std::filesystem::path& executable) {
+    if (executable.empty()) return {};
+    const std::filesystem::path folder = normal(executable).parent_path();
+    if (folder.filename() == "bin") return folder.parent_path();
+    return folder;
+}
+
+std::filesystem::path executableIn(const std::filesystem::path& bundle) {
+    return bundle / "bin" / std::string(kProgramName);
+}
+
+bool isSharedPrefix(const std::filesystem::path& folder) {
+    if (folder.empty()) return true;
+    const std::filesystem::path path = normal(folder);
+    static constexpr std::array<std::string_view, 16> kShared = {
+        "/",        "/usr",      "/usr/local", "/opt",  "/bin",  "/sbin", "/lib",  "/lib64",
+        "/usr/lib", "/usr/bin",  "/etc",       "/var",  "/home", "/tmp",  "/root", "/srv",
+    };
+    for (std::string_view shared : kShared)
+        if (path == std::filesystem::path(shared)) return true;
+    // The home folder and everything above it hold the user's own files.
+    if (const char* home = std::getenv("HOME"); home && *home && isSameOrAbove(path, normal(home))) return true;
+    return false;
+}
+
+}  // namespace jorvane::bundle

@@ -1,0 +1,29 @@
+#pragma once
+
+// The program's own folder, its "bundle": the program is <bundle>/bin/jorvane
+// and its resources lie in <bundle>/share/jorvane. An unpacked copy in
+// ~/Applications/Jorvane or /opt/jorvane is such a folder of its own; an
+// install by the package manager puts the program into a prefix shared with
+// every other program (/usr), which must never be moved or removed as a
+// whole.
+
+#include <filesystem>
+
+namespace jorvane::bundle {
+
+// The bundle of the program file: the folder above its bin/. A program not
+// in a bin/ folder is its own bundle's only file: its folder is returned.
+// Empty for an empty path.
+std::filesystem::path bundlePathFor(const std::filesystem::path& executable);
+
+// The program file inside a bundle.
+std::filesystem::path executableIn(const std::filesystem::path& bundle);
+
+// Whether the folder is one that other programs or the user's own files
+// share: the root, the system prefixes (/usr, /usr/local, /opt, /bin …),
+// the home folder and anything above it. Such a folder is never moved or
+// deleted on the program's behalf. Compared lexically after making the path
+// absolute and normal ("/usr/" and "/usr/./" are /usr).
+bool isSharedPrefix(const std::filesystem::path& folder);
+
+}  // namespace jorvane::bundle
