@@ -257,16 +257,5 @@ TEST_F(PathWindowControllerTest, SearchAsYouTypeRevealsEachFirstCandidateOnce) {
     EXPECT_EQ(views_.completions().content(), std::vector<std::string>{t("{T}/docs/")});
 }
 
-TEST_F(PathWindowControllerTest, TheDataSourceCountsWhatWasTypedWithoutTheCompletedTail) {
-    bar().setFinderLocation(t("{T}"));
-    views_.field().type(t("{T}/threeXYZ"), {t("{T}/three").size(), 3});
-    EXPECT_EQ(bar().uncompletedString(), t("{T}/three"));
-    EXPECT_EQ(bar().numberOfItemsInComboBox(), 1u);
-    EXPECT_EQ(bar().objectValueForItemAtIndex(0), t("{T}/three/"));
-    EXPECT_EQ(bar().indexOfItemWithStringValue(t("{T}/three/")), 0u);
-    EXPECT_EQ(bar().indexOfItemWithStringValue("nothing"), CompletionEngine::notFound);
-    EXPECT_GE(views_.field().noteNumberOfItemsChangedCount(), 1);
-}
-
 }  // namespace
 }  // namespace jorvane::test

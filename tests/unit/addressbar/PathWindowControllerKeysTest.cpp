@@ -164,13 +164,6 @@ const FilterRow kFilterRows[] = {
 };
 INSTANTIATE_TEST_SUITE_P(JVPathFieldEditor, FieldEditorKeyDown, testing::ValuesIn(kFilterRows), SentenceName{});
 
-TEST_F(PathWindowControllerTest, CtrlAltMatchesNoShortcutAndReachesTheText) {
-    const KeyEvent event{kVK_ANSI_W, kCmd | kOpt, "w"};
-    EXPECT_FALSE(bar().handleKeyDown(event));
-    EXPECT_FALSE(bar().pathFieldEditor().keyDown(event));
-    EXPECT_THAT(log_->entries(), IsEmpty());
-}
-
 TEST_F(PathWindowControllerTest, TheContextMenuEndsWithThePreferences) {
     MenuItem cut;
     cut.title = "Cut";
@@ -304,21 +297,6 @@ const CommandRow kCommandRows[] = {
 INSTANTIATE_TEST_SUITE_P(PathWindowController, DoCommandBySelector, testing::ValuesIn(kCommandRows),
                          SentenceName{});
 
-TEST_F(PathWindowControllerTest, UpOnTheFirstRowDeselectsAndASecondUpGoesToTheParent) {
-    bar().setFinderLocation(t("{T}"));
-    bar().updateCompletions(t("{T}/nine/"));
-    views_.completions().setContentSilently(bar().currentCompletions());
-    views_.completions().setVisible(true);
-    views_.completions().setSelectedRowSilently(0);
-    views_.field().type(t("{T}/docs/"));
-
-    bar().doCommandBySelector(TextCommand::moveUp);
-    EXPECT_EQ(views_.completions().selectedRow(), -1);
-    EXPECT_EQ(views_.field().stringValue(), t("{T}/docs/"));
-    bar().doCommandBySelector(TextCommand::moveUp);
-    EXPECT_EQ(views_.field().stringValue(), t("{T}/"));
-}
-
 TEST_F(PathWindowControllerTest, DownWithTheListHiddenMovesACaretAtTheStartToTheEndOnly) {
     bar().setFinderLocation(t("{T}"));
     views_.field().type(t("{T}/c"), {0, 0});
@@ -330,18 +308,6 @@ TEST_F(PathWindowControllerTest, DownWithTheListHiddenMovesACaretAtTheStartToThe
     views_.field().type(t("{T}/c"), {2, 0});
     bar().doCommandBySelector(TextCommand::moveDown);
     EXPECT_EQ(views_.field().selectedRange(), (TextRange{2, 0}));
-}
-
-TEST_F(PathWindowControllerTest, EscapeClosesTheListFirstAndTheBarSecond) {
-    finder_->answer(handlers::finderGetPath, t("{T}"));
-    bar().show();
-    bar().popupButtonClicked();
-    ASSERT_TRUE(views_.completions().isVisible());
-    bar().doCommandBySelector(TextCommand::cancelOperation);
-    EXPECT_FALSE(views_.completions().isVisible());
-    EXPECT_TRUE(views_.panel().isVisible());
-    bar().doCommandBySelector(TextCommand::cancelOperation);
-    EXPECT_FALSE(views_.panel().isVisible());
 }
 
 TEST_F(PathWindowControllerTest, TextChangedToEmptyShowsTheSearchImage) {

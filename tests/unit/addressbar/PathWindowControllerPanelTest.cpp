@@ -208,7 +208,6 @@ TEST_P(IsFinderWin, Row) {
 const IsFinderWinRow kIsFinderWinRows[] = {
     {"NO hides the bar", "NO", true},
     {"no does not hide the bar", "no", false},
-    {"No does not hide the bar", "No", false},
     {"no answer does not hide the bar", std::nullopt, false},
     {"YES keeps the bar", "YES", false},
 };
@@ -266,23 +265,12 @@ TEST_F(PathWindowControllerTest, ClosingDropsTheCompletionData) {
     EXPECT_TRUE(views_.completions().content().empty());
 }
 
-TEST_F(PathWindowControllerTest, TheTitleElementIsTheWindowsTitleText) {
-    EXPECT_EQ(ax_->nodeOf(bar().axTitleElement()), title_);
-    EXPECT_EQ(ax_->nodeOf(bar().axWindow()), window_);
-}
-
 TEST_F(PathWindowControllerTest, MissingViewsAreRefused) {
     FakePathWindowViews fakes;
     PathWindowViews views = fakes.take();
     views.spinner.reset();
     const PathWindowController::Dependencies dependencies{bridge_, *defaults_, workspace_, screens_, delegate_};
     EXPECT_THROW(PathWindowController(ax_->element(window_), std::move(views), dependencies), std::invalid_argument);
-}
-
-TEST_F(PathWindowControllerTest, AboutAndPreferencesGoToTheApplication) {
-    bar().about();
-    bar().showPreferences();
-    EXPECT_THAT(log_->entries(), ElementsAre("delegate.about", "delegate.openPreferences"));
 }
 
 // ---- the completion list
