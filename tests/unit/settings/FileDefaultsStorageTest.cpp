@@ -255,13 +255,3 @@ TEST_F(FileDefaultsTest, EditOfTheFileIsPickedUp) {
     defaults->reload();
     EXPECT_EQ(defaults->integerForKey(keys::hotkeyKeycode), 9);
 }
-
-TEST_F(FileDefaultsTest, ConfigHomeFromTheEnvironmentIsWhereTheDefaultStorageWrites) {
-    ScopedEnv xdg("XDG_CONFIG_HOME", (dir_.path() / "xdg").string());
-    {
-        UserDefaults defaults(std::make_unique<FileDefaultsStorage>(), [](const std::string&) {});
-        defaults.setBool(true, keys::notFirstLaunch);
-    }
-    EXPECT_EQ(Value::parse(slurp(dir_.path() / "xdg" / "jorvane" / "settings.json")),
-              Value::parse(R"({"notfirstlaunch": true})"));
-}

@@ -65,28 +65,11 @@ TEST_F(UserDefaultsTest, EverySetIsSavedAtOnceButRewritingTheSameValueIsNot) {
     EXPECT_EQ(store_->saveCount(), 2);
 }
 
-TEST_F(UserDefaultsTest, RegisteredValuesAreNeverSaved) {
-    auto defaults = open();
-    defaults->setInteger(9, keys::hotkeyKeycode);
-    EXPECT_EQ(Value(store_->values()), Value::parse(R"({"hotkey_keycode": 9})"));
-}
-
 TEST_F(UserDefaultsTest, RemovingAKeyBringsBackItsRegisteredValue) {
     auto defaults = open(dict(R"({"hotkey_flags": 131072})"));
     defaults->removeObjectForKey(keys::hotkeyFlags);
     EXPECT_EQ(defaults->integerForKey(keys::hotkeyFlags), 0x100000);
     EXPECT_TRUE(store_->values().empty());
-}
-
-TEST_F(UserDefaultsTest, RecorderDictionaryRoundTripsThroughTheDomain) {
-    auto defaults = open();
-    const auto key = keys::hotkeyRecorder("hotkey");
-    const HotkeyRecorderEntry entry{5, 0x100000, 0x100, "g", "g"};
-    defaults->setObject(entry.toDictionary(), key);
-    EXPECT_EQ(HotkeyRecorderEntry::fromDictionary(defaults->dictionaryForKey(key)), entry);
-    // A second domain over the same store sees the same entry.
-    auto again = jorvane::test::makeMemoryDefaults(store_);
-    EXPECT_EQ(HotkeyRecorderEntry::fromDictionary(again->dictionaryForKey(key)), entry);
 }
 
 TEST_F(UserDefaultsTest, AnotherProcessesEditIsSeenOnceTheValuesAreStale) {
