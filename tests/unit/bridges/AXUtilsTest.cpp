@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -61,6 +62,17 @@ AXNode climb(Screen& s, std::size_t depth, bool wantDeep) {
     return wantDeep ? deep : front;
 }
 
+// A window "docs" over (0,0)-(500,500), another program's window in front of
+// it when given, and nothing found at any position: the window list must
+// answer for the mouse at `mouse`.
+AXNode docsFromTheWindowList(Screen& s, Point mouse = {10, 10}, std::optional<AXWindowInfo> inFront = {}) {
+    const AXNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
+    if (inFront) s.ax->addForeignWindow(*inFront);
+    s.nothingAtAnyPosition();
+    s.ax->setMouseLocation(mouse);
+    return win;
+}
+
 const UnderMouseRow kUnderMouseRows[] = {
     {"TitleTextGivesItsWindowThroughTheWindowAttribute",
      [](Screen& s) {
@@ -89,27 +101,12 @@ const UnderMouseRow kUnderMouseRows[] = {
          s.ax->setMouseLocation({10, 10});
          return AXNode{};
      }},
-    {"NothingAtThePositionIsLeftToTheWindowList",
-     [](Screen& s) {
-         const AXNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
-         s.nothingAtAnyPosition();
-         s.ax->setMouseLocation({10, 10});
-         return win;
-     }},
+    {"NothingAtThePositionIsLeftToTheWindowList", [](Screen& s) { return docsFromTheWindowList(s); }},
     {"DockPanelInFrontIsSkipped",
-     [](Screen& s) {
-         const AXNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
-         s.ax->addForeignWindow({"Dock", 17, "", 0, 0, 1000, 1000});
-         s.nothingAtAnyPosition();
-         s.ax->setMouseLocation({10, 10});
-         return win;
-     }},
+     [](Screen& s) { return docsFromTheWindowList(s, {10, 10}, AXWindowInfo{"Dock", 17, "", 0, 0, 1000, 1000}); }},
     {"AnotherProgramInFrontEndsTheScan",
      [](Screen& s) {
-         s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
-         s.ax->addForeignWindow({"Firefox", 17, "news", 0, 0, 1000, 1000});
-         s.nothingAtAnyPosition();
-         s.ax->setMouseLocation({10, 10});
+         docsFromTheWindowList(s, {10, 10}, AXWindowInfo{"Firefox", 17, "news", 0, 0, 1000, 1000});
          return AXNode{};
      }},
     {"SameTitledWindowsOnePointApartAcrossAreToldApartByOrigin",
@@ -130,35 +127,25 @@ const UnderMouseRow kUnderMouseRows[] = {
      }},
     {"SizeIsNotCompared",
      [](Screen& s) {
-         const AXNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
+         const AXNode win = docsFromTheWindowList(s);
          s.ax->setWindowList(std::vector<AXWindowInfo>{{"Thunar", kPid, "docs", 0, 0, 700, 300}});
          s.ax->removeAttribute(win, "AXSize");
-         s.nothingAtAnyPosition();
-         s.ax->setMouseLocation({10, 10});
          return win;
      }},
     {"WindowWithoutPositionNeverMatches",
      [](Screen& s) {
-         const AXNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
-         s.ax->setWindowList(std::vector<AXWindowInfo>{{"Thunar", kPid, "docs", 0, 0, 500, 500}});
-         s.ax->removeAttribute(win, "AXPosition");
-         s.nothingAtAnyPosition();
-         s.ax->setMouseLocation({10, 10});
+         s.ax->removeAttribute(docsFromTheWindowList(s), "AXPosition");
          return AXNode{};
      }},
     {"TitleMustEqualTheEntrysName",
      [](Screen& s) {
-         s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
+         docsFromTheWindowList(s);
          s.ax->setWindowList(std::vector<AXWindowInfo>{{"Thunar", kPid, "Docs", 0, 0, 500, 500}});
-         s.nothingAtAnyPosition();
-         s.ax->setMouseLocation({10, 10});
          return AXNode{};
      }},
     {"PointOnTheFarEdgeIsOutside",
      [](Screen& s) {
-         s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
-         s.nothingAtAnyPosition();
-         s.ax->setMouseLocation({500, 10});
+         docsFromTheWindowList(s, {500, 10});
          return AXNode{};
      }},
     {"UnknownOwnerFindsNothing",
@@ -257,24 +244,19 @@ TEST(AXUtils, FrameIsReadFromPositionAndSize) {
     EXPECT_EQ(frame, (Rect{{12.5, 40}, {640, 480}}));
 }
 
-TEST(AXUtils, MissingSizeFailsWithTheOriginAlreadyWritten) {
+TEST(AXUtils, AFrameWithoutItsSizeOrPositionFailsAfterWritingWhatItRead) {
     Screen s;
     const AXNode win = s.ax->addWindow(s.app, "docs", {{12, 40}, {640, 480}});
-    s.ax->removeAttribute(win, "AXSize");
     Rect frame{{-1, -1}, {7, 7}};
-    EXPECT_FALSE(AXUtils::AXWindowGetFrame(s.ax->element(win), frame));
-    EXPECT_EQ(frame, (Rect{{12, 40}, {7, 7}}));
-}
-
-TEST(AXUtils, MissingOrMistypedPositionLeavesTheFrameAlone) {
-    Screen s;
-    const AXNode win = s.ax->addWindow(s.app, "docs", {{12, 40}, {640, 480}});
-    s.ax->setAttribute(win, "AXPosition", std::string("12,40"));
-    Rect frame{{-1, -1}, {7, 7}};
+    s.ax->setAttribute(win, "AXPosition", std::string("12,40"));  // mistyped
     EXPECT_FALSE(AXUtils::AXWindowGetFrame(s.ax->element(win), frame));
     s.ax->removeAttribute(win, "AXPosition");
     EXPECT_FALSE(AXUtils::AXWindowGetFrame(s.ax->element(win), frame));
     EXPECT_EQ(frame, (Rect{{-1, -1}, {7, 7}}));
+    s.ax->setAttribute(win, "AXPosition", Point{12, 40});
+    s.ax->removeAttribute(win, "AXSize");
+    EXPECT_FALSE(AXUtils::AXWindowGetFrame(s.ax->element(win), frame));
+    EXPECT_EQ(frame, (Rect{{12, 40}, {7, 7}})) << "the origin is written before the size is read";
 }
 
 }  // namespace

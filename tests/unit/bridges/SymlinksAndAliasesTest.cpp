@@ -107,13 +107,6 @@ TEST_F(Links, AFileIsNoLink) {
     EXPECT_EQ(links::stringByResolvingSymlink(at("nothing")), at("nothing"));
 }
 
-TEST_F(Links, NothingIsAnAliasOnLinux) {
-    for (const std::string& p : {at("real/file"), at("real/sub"), at("chain1"), at("nothing")}) {
-        EXPECT_EQ(links::stringByConditionallyResolvingAlias(p), std::nullopt) << p;
-        EXPECT_EQ(links::stringByResolvingAlias(p), p) << p;
-    }
-}
-
 TEST_F(Links, ALongTargetIsReadWhole) {
     std::string deep = "real";
     for (int i = 0; i < 8; ++i) deep += "/" + std::string(60, char('a' + i));
