@@ -47,17 +47,5 @@ TEST(VirtualKeyCodes, impliedFlagsNeverTouchTheShortcutModifiers) {
     EXPECT_EQ(virtualKey(kVK_ANSI_G)->impliedFlags, 0u);
 }
 
-TEST(TapEvent, integerFieldsReadByTheirQuartzNumbers) {
-    TapEvent key = TapEvent::keyboardEvent(kVK_ANSI_G, true, kCGEventFlagMaskCommand);
-    key.autorepeat = true;
-    EXPECT_EQ(key.type, kCGEventKeyDown);
-    EXPECT_EQ(key.integerValueField(kCGKeyboardEventKeycode), kVK_ANSI_G);
-    EXPECT_EQ(key.integerValueField(kCGKeyboardEventAutorepeat), 1);
-    const TapEvent click = TapEvent::mouseEvent(kCGEventOtherMouseUp, {5, 6}, kCGMouseButtonCenter, 2);
-    EXPECT_EQ(click.integerValueField(kCGMouseEventButtonNumber), 2);
-    EXPECT_EQ(click.integerValueField(kCGMouseEventClickState), 2);
-    EXPECT_EQ(click.integerValueField(42), 0);
-}
-
 }  // namespace
 }  // namespace jorvane

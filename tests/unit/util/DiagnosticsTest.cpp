@@ -124,14 +124,6 @@ INSTANTIATE_TEST_SUITE_P(
         ThresholdCase{"ANegativeLevelIsDroppedAsInvalid", 0, {}, {}, -1, false}),
     [](const testing::TestParamInfo<ThresholdCase>& row) { return std::string(row.param.name); });
 
-TEST_F(Diagnostics, ADomainLevelIsReplacedBySettingItAgain) {
-    KMSetLogLevelForDomain("finder", 4);
-    KMSetLogLevelForDomain("finder", 1);
-    EXPECT_EQ(KMLogLevelForDomain("finder"), 1);
-    KMLogInDomain(KMLogLevelWarn, "finder", "quiet now");
-    EXPECT_TRUE(lines_.empty());
-}
-
 TEST_F(Diagnostics, DisabledTimersMeasureNothing) {
     EXPECT_FALSE(KMTimersEnabled());
     KMStartTimer("load");
