@@ -4,8 +4,11 @@
 // question. Texts are UTF-8 and shown as plain text. The buttons keep their
 // order: the first is the default (Return) and answers 1000, the next 1001,
 // and so on. An alert without buttons gets one, "OK", answering 1000. The
-// application titles every alert "Jorvane".
+// application titles every alert "Jorvane". An alert may carry a check box
+// below its texts (its accessory); the answer then reports the box's state
+// as the user left it.
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,6 +27,15 @@ struct AlertSpec {
     std::vector<std::string> buttons;
     Style style = Style::warning;
     std::string windowTitle = "Jorvane";
+    // The check box's title; no box when there is none.
+    std::optional<std::string> checkBox;
+    bool checkBoxOn = true;  // its state when the alert opens
+};
+
+struct AlertResult {
+    int button = NSAlertFirstButtonReturn;
+    // The box's state when the alert closed; false without a box.
+    bool checkBoxOn = false;
 };
 
 class Alerts {
@@ -32,6 +44,11 @@ public:
     // Shows the alert and waits until the user has chosen a button; returns
     // that button's answer. Main thread only.
     virtual int runModal(const AlertSpec& alert) = 0;
+    // The same, answering the check box's state too. Alerts that cannot show
+    // a box answer its initial state.
+    virtual AlertResult runModalWithResult(const AlertSpec& alert) {
+        return {runModal(alert), alert.checkBox && alert.checkBoxOn};
+    }
 };
 
 }  // namespace jorvane

@@ -1,5 +1,7 @@
 #include "app/Bundle.h"
 
+#include "app/MoveToApplications.h"
+
 #include <array>
 #include <cstdlib>
 #include <string_view>
@@ -55,6 +57,26 @@ bool isSharedPrefix(const std::filesystem::path& folder) {
     // The home folder and everything above it hold the user's own files.
     if (const char* home = std::getenv("HOME"); home && *home && isSameOrAbove(path, normal(home))) return true;
     return false;
+}
+
+std::vector<std::filesystem::path> applicationsDirectories() {
+    std::vector<std::filesystem::path> folders;
+    if (const char* home = std::getenv("HOME"); home && *home == '/')
+        folders.push_back(std::filesystem::path(home) / "Applications");
+    folders.push_back(localApplicationsDirectory());
+    return folders;
+}
+
+std::vector<std::string> applicationsDirectoryStrings() {
+    std::vector<std::string> folders;
+    for (const std::filesystem::path& folder : applicationsDirectories()) folders.push_back(folder.string());
+    return folders;
+}
+
+std::filesystem::path localApplicationsDirectory() { return "/opt"; }
+
+bool isInApplicationsFolder(const std::filesystem::path& bundle) {
+    return MoveToApplications::isInApplicationsFolder(bundle.string(), applicationsDirectoryStrings());
 }
 
 }  // namespace jorvane::bundle

@@ -8,6 +8,8 @@
 // whole.
 
 #include <filesystem>
+#include <string>
+#include <vector>
 
 namespace jorvane::bundle {
 
@@ -25,5 +27,17 @@ std::filesystem::path executableIn(const std::filesystem::path& bundle);
 // deleted on the program's behalf. Compared lexically after making the path
 // absolute and normal ("/usr/" and "/usr/./" are /usr).
 bool isSharedPrefix(const std::filesystem::path& folder);
+
+// The applications folders, the user's first: ~/Applications (when HOME is
+// set), then /opt, the local one (localApplicationsDirectory).
+std::vector<std::filesystem::path> applicationsDirectories();
+std::vector<std::string> applicationsDirectoryStrings();
+// Where a move into the applications folder goes: /opt.
+std::filesystem::path localApplicationsDirectory();
+
+// Whether the bundle lies in an applications folder: its path begins with
+// one of them as a string (so "/optical" counts as in "/opt"), or one of its
+// components is "Applications".
+bool isInApplicationsFolder(const std::filesystem::path& bundle);
 
 }  // namespace jorvane::bundle

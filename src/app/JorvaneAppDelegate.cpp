@@ -13,6 +13,7 @@
 #include "app/EnvironmentCheck.h"
 #include "app/FileManagerProcess.h"
 #include "app/Updater.h"
+#include "app/WelcomeAlerts.h"
 #include "app/WindowCoverage.h"
 #include "bridges/AXUtils.h"
 #include "bridges/VJASWrapper.h"
@@ -176,6 +177,11 @@ bool JorvaneAppDelegate::checkAXEnabled() {
     ports_.alerts.runModal(alert);
     terminate();
     return false;
+}
+
+bool JorvaneAppDelegate::applicationShouldHandleReopen(bool /*hasVisibleWindows*/) {
+    return WelcomeAlerts::applicationShouldHandleReopen(
+        ports_.alerts, withRecordedHotKey(ports_.names, ports_.defaults), [this] { openPreferences(); });
 }
 
 std::int32_t JorvaneAppDelegate::finderRunningApplication() { return ports_.fileManager.runningApplicationPid(); }

@@ -132,6 +132,9 @@ public:
     std::int32_t finderPid() const { return finderPid_.load(); }
     // True once the program has asked to end.
     bool isTerminating() const { return terminating_; }
+    // The program was started again while it runs: the "already running"
+    // alert, whose second button opens the preferences. Always true.
+    bool applicationShouldHandleReopen(bool hasVisibleWindows = false);
 
     // ---- the registry of bars
     const std::vector<std::unique_ptr<PathWindowController>>& pathControllers() const { return pathControllers_; }
