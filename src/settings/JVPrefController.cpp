@@ -42,7 +42,7 @@ void JVPrefController::close() {
     if (!defaults_.synchronize()) KMLogInDomain(KMLogLevelWarn, kLog, "settings not saved on closing");
     PrefPaneView* window = window_;
     setWindow(nullptr);
-    if (window) window->close();
+    if (window) window->closeWindow();
 }
 
 void JVPrefController::hotkeyRecorderKeyComboDidChange(HKRecorderControl&, CGEventFlags flags, HKKeyCode keyCode) {

@@ -38,7 +38,7 @@ public:
     // The hot-key field; it lives as long as the window.
     virtual HKRecorderControl& hotkeyRecorder() = 0;
     // Closes the window (it goes away with its controls).
-    virtual void close() = 0;
+    virtual void closeWindow() = 0;
 };
 
 class JVPrefController final : public HKRecorderDelegate {

@@ -39,7 +39,7 @@ class FakePane final : public PrefPaneView {
 public:
     FakePane(settings::UserDefaults& defaults, Alerts& alerts) : recorder_(&defaults, &alerts) {}
     HKRecorderControl& hotkeyRecorder() override { return recorder_; }
-    void close() override {
+    void closeWindow() override {
         ++closes;
         delegateAtClose = recorder_.delegate();
         if (onClose) onClose();

@@ -1,0 +1,248 @@
+#include "ui/HKRecorderWidget.h"
+
+#include <QApplication>
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QPainter>
+#include <QPainterPath>
+
+#include "shortcutrecorder/KeyboardLayout.h"
+
+namespace jorvane::ui {
+
+namespace {
+
+constexpr int kHeight = 26;
+constexpr int kButtonSide = 16;
+constexpr int kButtonInset = 5;
+
+bool isDeadKey(int key) { return key >= Qt::Key_Dead_Grave && key <= Qt::Key_Dead_Longsolidusoverlay; }
+
+// What the key types without modifiers: from the keyboard layout, else the
+// unshifted US character of Qt's key, else (keys that type no character, F6,
+// the arrows) the key's name. Empty for a dead key, which the cell refuses.
+std::string charactersIgnoringModifiers(const QKeyEvent& event, CGKeyCode code) {
+    if (isDeadKey(event.key())) return {};
+    if (const std::shared_ptr<const KeyboardLayout> layout = currentKeyboardLayout(); layout && layout->hasLayout()) {
+        if (std::optional<std::string> typed = layout->characterForKeyCode(code, 0); typed && !typed->empty())
+            return *typed;
+    }
+    const int key = event.key();
+    if (key >= 0x21 && key <= 0x7E) return std::string(1, static_cast<char>(key >= 'A' && key <= 'Z' ? key + 32 : key));
+    if (key == Qt::Key_Space) return " ";
+    return HKKeyCodeName(code).value_or("");
+}
+
+}  // namespace
+
+HKRecorderWidget::HKRecorderWidget(settings::UserDefaults* defaults, Alerts* alerts, NativeKeyCodes native,
+                                   QWidget* parent)
+    : QWidget(parent), control_(defaults, alerts), native_(std::move(native)) {
+    setFocusPolicy(Qt::StrongFocus);
+    setMouseTracking(true);
+    setAttribute(Qt::WA_Hover);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    setAccessibleName(QStringLiteral("Hot key"));
+    cell().setView(this);
+}
+
+HKRecorderWidget::~HKRecorderWidget() { cell().setView(nullptr); }
+
+QSize HKRecorderWidget::sizeHint() const { return {220, kHeight}; }
+
+QRect HKRecorderWidget::removeButtonRect() const {
+    return {width() - kButtonInset - kButtonSide, (height() - kButtonSide) / 2, kButtonSide, kButtonSide};
+}
+
+QRect HKRecorderWidget::snapBackButtonRect() const { return removeButtonRect(); }
+
+HKRecorderPart HKRecorderWidget::partAt(const QPoint& point) const {
+    if (!rect().contains(point)) return HKRecorderPart::none;
+    if (cell().showsRemoveButton() && removeButtonRect().adjusted(-2, -2, 2, 2).contains(point))
+        return HKRecorderPart::removeButton;
+    if (cell().showsSnapBackButton() && snapBackButtonRect().adjusted(-2, -2, 2, 2).contains(point))
+        return HKRecorderPart::snapBackButton;
+    return HKRecorderPart::field;
+}
+
+// ---- Drawing
+
+void HKRecorderWidget::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QPalette& colours = palette();
+    const bool recording = cell().isRecording();
+    const QRectF frame = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
+
+    painter.setPen(QPen(hasFocus() || recording ? colours.color(QPalette::Highlight) : colours.color(QPalette::Mid),
+                        hasFocus() || recording ? 2.0 : 1.0));
+    painter.setBrush(recording ? colours.color(QPalette::AlternateBase) : colours.color(QPalette::Base));
+    painter.drawRoundedRect(frame, height() / 2.0, height() / 2.0);
+
+    QRect textArea = rect().adjusted(kButtonInset + kButtonSide, 0, -(kButtonInset + kButtonSide), 0);
+    const bool empty = !recording && cell().isEmpty();
+    painter.setPen(empty || recording ? colours.color(QPalette::PlaceholderText) : colours.color(QPalette::Text));
+    if (cell().isJustChanged()) painter.setPen(colours.color(QPalette::Highlight));
+    painter.drawText(textArea, Qt::AlignCenter, QString::fromStdString(cell().displayText()));
+
+    const HKRecorderPart pressed = cell().pressedPart();
+    const HKRecorderPart hovered = cell().hoveredPart();
+    if (cell().showsRemoveButton()) {
+        // A grey disc with a white cross; darker under the pointer, darker
+        // still while pressed.
+        const QRectF button = removeButtonRect();
+        QColor disc = colours.color(QPalette::Mid);
+        if (hovered == HKRecorderPart::removeButton) disc = disc.darker(130);
+        if (pressed == HKRecorderPart::removeButton) disc = disc.darker(160);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(disc);
+        painter.drawEllipse(button);
+        painter.setPen(QPen(colours.color(QPalette::Base), 1.6));
+        const QRectF cross = button.adjusted(5, 5, -5, -5);
+        painter.drawLine(cross.topLeft(), cross.bottomRight());
+        painter.drawLine(cross.topRight(), cross.bottomLeft());
+    }
+    if (cell().showsSnapBackButton()) {
+        // A curved arrow back: the old combination returns.
+        const QRectF button = snapBackButtonRect();
+        QColor ink = colours.color(QPalette::Highlight);
+        if (pressed == HKRecorderPart::snapBackButton) ink = ink.darker(150);
+        painter.setPen(QPen(ink, 1.6));
+        painter.setBrush(Qt::NoBrush);
+        const QRectF arc = button.adjusted(3, 4, -3, -2);
+        painter.drawArc(arc, 0, 200 * 16);
+        const QPointF tip(arc.left(), arc.center().y() + 1);
+        painter.drawLine(tip, tip + QPointF(4, -1));
+        painter.drawLine(tip, tip + QPointF(-1, -4));
+    }
+}
+
+// ---- Keys
+
+bool HKRecorderWidget::event(QEvent* event) {
+    if (cell().isRecording()) {
+        // Every key is a candidate: neither the window's shortcuts nor focus
+        // navigation (Tab) may take it first.
+        if (event->type() == QEvent::ShortcutOverride) {
+            event->accept();
+            return true;
+        }
+        if (event->type() == QEvent::KeyPress) {
+            keyPressEvent(static_cast<QKeyEvent*>(event));
+            return true;
+        }
+    }
+    return QWidget::event(event);
+}
+
+std::optional<CGEventFlags> HKRecorderWidget::modifierChange(const QKeyEvent& event, bool pressed) {
+    CGEventFlags bit = 0;
+    switch (event.key()) {
+        case Qt::Key_Shift: bit = kCGEventFlagMaskShift; break;
+        case Qt::Key_Control: bit = kCGEventFlagMaskCommand; break;
+        case Qt::Key_Meta:
+        case Qt::Key_Super_L:
+        case Qt::Key_Super_R: bit = kCGEventFlagMaskControl; break;
+        case Qt::Key_Alt:
+        case Qt::Key_AltGr: bit = kCGEventFlagMaskAlternate; break;
+        default: return std::nullopt;
+    }
+    // Qt's modifiers may or may not count the key itself yet.
+    const CGEventFlags others = flagsForQtModifiers(event.modifiers()) & ~kCGEventFlagMaskNumericPad;
+    return pressed ? (others | bit) : (others & ~bit);
+}
+
+void HKRecorderWidget::keyPressEvent(QKeyEvent* event) {
+    if (const std::optional<CGEventFlags> held = modifierChange(*event, true)) {
+        cell().flagsChanged(*held);
+        event->accept();
+        return;
+    }
+    const std::optional<KeyEvent> key = keyEventFor(*event, native_);
+    if (!key) {
+        if (cell().isRecording()) {
+            event->accept();
+            return;
+        }
+        QWidget::keyPressEvent(event);
+        return;
+    }
+    const HKKeyEvent press{static_cast<HKKeyCode>(key->keyCode), key->modifierFlags, key->characters,
+                           charactersIgnoringModifiers(*event, key->keyCode)};
+    if (cell().performKeyEquivalent(press) || cell().isRecording()) {
+        event->accept();
+        return;
+    }
+    QWidget::keyPressEvent(event);
+}
+
+void HKRecorderWidget::keyReleaseEvent(QKeyEvent* event) {
+    if (const std::optional<CGEventFlags> held = modifierChange(*event, false)) {
+        cell().flagsChanged(*held);
+        event->accept();
+        return;
+    }
+    QWidget::keyReleaseEvent(event);
+}
+
+// ---- Mouse
+
+void HKRecorderWidget::mousePressEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton || !cell().isEnabled()) {
+        QWidget::mousePressEvent(event);
+        return;
+    }
+    const HKRecorderPart part = partAt(event->position().toPoint());
+    if (part == HKRecorderPart::removeButton || part == HKRecorderPart::snapBackButton) {
+        cell().setPressedPart(part);
+    } else {
+        setFocus(Qt::MouseFocusReason);
+        cell().clickField();
+    }
+    event->accept();
+}
+
+void HKRecorderWidget::mouseReleaseEvent(QMouseEvent* event) {
+    const HKRecorderPart pressed = cell().pressedPart();
+    cell().setPressedPart(HKRecorderPart::none);
+    // A button acts when the pointer is released over it.
+    if (pressed != HKRecorderPart::none && partAt(event->position().toPoint()) == pressed) {
+        if (pressed == HKRecorderPart::removeButton) cell().removeKeyCombo();
+        if (pressed == HKRecorderPart::snapBackButton) cell().snapBack();
+    }
+    event->accept();
+}
+
+void HKRecorderWidget::mouseMoveEvent(QMouseEvent* event) {
+    const HKRecorderPart part = partAt(event->position().toPoint());
+    cell().setHoveredPart(part);
+    setToolTip(part == HKRecorderPart::snapBackButton ? QString::fromStdString(cell().snapBackText()) : QString());
+    QWidget::mouseMoveEvent(event);
+}
+
+void HKRecorderWidget::leaveEvent(QEvent* event) {
+    cell().setHoveredPart(HKRecorderPart::none);
+    QWidget::leaveEvent(event);
+}
+
+void HKRecorderWidget::focusOutEvent(QFocusEvent* event) {
+    // The alert that refuses a combination takes the focus for a moment;
+    // recording goes on behind it.
+    if (event->reason() != Qt::PopupFocusReason && event->reason() != Qt::ActiveWindowFocusReason)
+        cell().snapBack();
+    QWidget::focusOutEvent(event);
+}
+
+// ---- HKRecorderCellView
+
+void HKRecorderWidget::setNeedsDisplay() { update(); }
+
+void HKRecorderWidget::beep() { QApplication::beep(); }
+
+bool HKRecorderWidget::isFirstResponder() const { return hasFocus(); }
+
+CGEventFlags HKRecorderWidget::currentModifierFlags() const {
+    return flagsForQtModifiers(QGuiApplication::queryKeyboardModifiers()) & ~kCGEventFlagMaskNumericPad;
+}
+
+}  // namespace jorvane::ui

@@ -1,0 +1,172 @@
+// The preferences and about windows on the offscreen platform: the hot key
+// recorded with the mouse and the keyboard, the check boxes and the choice
+// written at once, closing saves and deletes the window; the about window's
+// version and buttons.
+#include <gtest/gtest.h>
+
+#include <QCheckBox>
+#include <QLabel>
+#include <QPointer>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTest>
+
+#include <cstdlib>
+#include <optional>
+
+#include "fakes/FakeAlerts.h"
+#include "fakes/FakeApplication.h"
+#include "fakes/FakeKeyboardLayout.h"
+#include "fakes/MemoryDefaults.h"
+#include "fakes/TestSupport.h"
+#include "ui/AboutWindow.h"
+#include "ui/HKRecorderWidget.h"
+#include "ui/PreferencesWindow.h"
+
+namespace jorvane::ui {
+namespace {
+
+class PreferencesWindowTest : public testing::Test {
+protected:
+    PreferencesWindowTest() {
+        if (const char* old = std::getenv("XDG_CONFIG_HOME")) savedConfigHome_ = old;
+        ::setenv("XDG_CONFIG_HOME", config_.str().c_str(), 1);
+        window_ = PreferencesWindow::open(PreferencesWindow::Dependencies{
+            *defaults_, alerts_, "/opt/jorvane/bin/jorvane", [this] { ++aboutRequests_; },
+            [this] { ++settingsChanges_; }, {}, "Thunar"});
+    }
+    ~PreferencesWindowTest() override {
+        delete window_.data();
+        if (savedConfigHome_) {
+            ::setenv("XDG_CONFIG_HOME", savedConfigHome_->c_str(), 1);
+        } else {
+            ::unsetenv("XDG_CONFIG_HOME");
+        }
+    }
+
+    test::ScopedKeyboardLayout us_;
+    test::TempDir config_;
+    std::optional<std::string> savedConfigHome_;
+    std::shared_ptr<test::MemoryStore> store_ = std::make_shared<test::MemoryStore>();
+    std::unique_ptr<settings::UserDefaults> defaults_ = test::makeMemoryDefaults(store_, [](const std::string&) {});
+    test::FakeAlerts alerts_;
+    QPointer<PreferencesWindow> window_;
+    int aboutRequests_ = 0;
+    int settingsChanges_ = 0;
+};
+
+TEST_F(PreferencesWindowTest, ShowsTheStoredSettings) {
+    EXPECT_EQ(window_->windowTitle(), "Jorvane Preferences");
+    EXPECT_TRUE(window_->testAttribute(Qt::WA_DeleteOnClose));
+    EXPECT_EQ(window_->recorder()->cell().displayText(), "Ctrl+G");
+    EXPECT_TRUE(window_->hotkeyBox()->isChecked());
+    EXPECT_TRUE(window_->titlebarBox()->isChecked());
+    EXPECT_FALSE(window_->shortcutsBox()->isChecked());
+    EXPECT_TRUE(window_->folderChoice()->isChecked());
+    EXPECT_FALSE(window_->autostartBox()->isChecked());
+    EXPECT_EQ(window_->autostartBox()->text(), "Start Jorvane at login");
+}
+
+TEST_F(PreferencesWindowTest, AClickThenCtrlShiftJRecordsTheHotKey) {
+    HKRecorderWidget* recorder = window_->recorder();
+    QTest::mouseClick(recorder, Qt::LeftButton, {}, QPoint(20, recorder->height() / 2));
+    ASSERT_TRUE(recorder->cell().isRecording());
+    EXPECT_EQ(recorder->cell().displayText(), "Type shortcut");
+    EXPECT_EQ(recorder->cell().snapBackText(), "Use old shortcut");
+
+    // Holding modifiers shows them before the key comes.
+    QTest::keyPress(recorder, Qt::Key_Control, Qt::ControlModifier);
+    EXPECT_EQ(recorder->cell().displayText(), "Ctrl+");
+    QTest::keyClick(recorder, Qt::Key_J, Qt::ControlModifier | Qt::ShiftModifier);
+    EXPECT_FALSE(recorder->cell().isRecording());
+    EXPECT_EQ(defaults_->integerForKey(settings::keys::hotkeyFlags), 0x120000);
+    EXPECT_EQ(defaults_->integerForKey(settings::keys::hotkeyKeycode), 38);
+    EXPECT_EQ(recorder->cell().displayText(), "Shift+Ctrl+J");
+    EXPECT_GE(settingsChanges_, 1);
+}
+
+TEST_F(PreferencesWindowTest, TabIsRecordedRatherThanMovingTheFocus) {
+    HKRecorderWidget* recorder = window_->recorder();
+    QTest::mouseClick(recorder, Qt::LeftButton, {}, QPoint(20, recorder->height() / 2));
+    QTest::keyClick(recorder, Qt::Key_Tab, Qt::AltModifier);
+    EXPECT_EQ(defaults_->integerForKey(settings::keys::hotkeyKeycode), 48);
+    EXPECT_EQ(defaults_->integerForKey(settings::keys::hotkeyFlags), 0x80000);
+}
+
+TEST_F(PreferencesWindowTest, TheRemoveButtonClearsAndTheSnapBackButtonKeeps) {
+    HKRecorderWidget* recorder = window_->recorder();
+    QTest::mouseClick(recorder, Qt::LeftButton, {}, QPoint(20, recorder->height() / 2));
+    ASSERT_TRUE(recorder->cell().isRecording());
+    QTest::mouseClick(recorder, Qt::LeftButton, {}, recorder->snapBackButtonRect().center());
+    EXPECT_FALSE(recorder->cell().isRecording());
+    EXPECT_EQ(defaults_->integerForKey(settings::keys::hotkeyKeycode), 5);
+
+    ASSERT_TRUE(recorder->cell().showsRemoveButton());
+    QTest::mouseClick(recorder, Qt::LeftButton, {}, recorder->removeButtonRect().center());
+    EXPECT_EQ(recorder->cell().displayText(), "Click to record shortcut");
+    EXPECT_EQ(defaults_->integerForKey(settings::keys::hotkeyKeycode), -1);
+}
+
+TEST_F(PreferencesWindowTest, CheckBoxesAndTheChoiceAreWrittenAtOnce) {
+    window_->shortcutsBox()->click();
+    EXPECT_TRUE(defaults_->boolForKey(settings::keys::inactiveShortcuts));
+    window_->hotkeyBox()->click();
+    EXPECT_FALSE(defaults_->boolForKey(settings::keys::activateByHotkey));
+    window_->titlebarBox()->click();
+    EXPECT_FALSE(defaults_->boolForKey(settings::keys::activateByTitlebar));
+    window_->selectionChoice()->click();
+    EXPECT_EQ(defaults_->integerForKey(settings::keys::activationPathBehaviour), 0);
+    window_->folderChoice()->click();
+    EXPECT_EQ(defaults_->integerForKey(settings::keys::activationPathBehaviour), 1);
+    EXPECT_GE(settingsChanges_, 5);
+
+    window_->autostartBox()->click();
+    EXPECT_TRUE(window_->autostartBox()->isChecked());
+    EXPECT_TRUE(window_->controller().autostarts());
+
+    window_->aboutButton()->click();
+    EXPECT_EQ(aboutRequests_, 1);
+}
+
+TEST_F(PreferencesWindowTest, ClosingSavesAndDeletesTheWindow) {
+    store_->failSaves("busy");
+    window_->shortcutsBox()->click();
+    store_->failSaves("");
+    window_->close();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_TRUE(window_.isNull());
+    EXPECT_EQ(store_->values().at("inactive_shortcuts"), true);
+}
+
+class RecordingURLs final : public URLOpener {
+public:
+    bool openURL(const std::string& url) override {
+        opened.push_back(url);
+        return true;
+    }
+    std::vector<std::string> opened;
+};
+
+TEST(AboutWindowTest, ShowsTheVersionAndItsButtonsAct) {
+    test::FakeAlerts alerts;
+    test::FakeApplication application;
+    auto urls = std::make_shared<RecordingURLs>();
+    QPointer<AboutWindow> window = AboutWindow::open(
+        AboutWindow::Dependencies{alerts, application, "/usr/bin/jorvane", "/usr", "2.0.1", urls});
+    EXPECT_EQ(window->windowTitle(), "About Jorvane");
+    EXPECT_EQ(window->versionLabel()->text(), "Version: 2.0.1");
+    window->homepageButton()->click();
+    window->contactButton()->click();
+    EXPECT_EQ(urls->opened, (std::vector<std::string>{"https://jorvane.org", "mailto:feedback@jorvane.org"}));
+
+    alerts.answerNext(NSAlertThirdButtonReturn);
+    window->uninstallButton()->click();
+    EXPECT_EQ(alerts.shown().at(0).messageText, "Do you really want to uninstall Jorvane?");
+    EXPECT_EQ(application.terminations(), 0);
+    window->quitButton()->click();
+    EXPECT_EQ(application.terminations(), 1);
+    delete window.data();
+}
+
+}  // namespace
+}  // namespace jorvane::ui
