@@ -6,10 +6,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <memory>
 #include <poll.h>
-#include <spawn.h>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -44,22 +42,6 @@ std::unique_ptr<Desktop>& sharedInstance() {
 std::string& sharedError() {
     static std::string error;
     return error;
-}
-
-// Moves a descriptor above the standard ones and the ones a child gets, so
-// that dup2 onto 3 always clears close-on-exec.
-int highDescriptor(int fd) {
-    const int moved = fcntl(fd, F_DUPFD_CLOEXEC, 10);
-    close(fd);
-    return moved;
-}
-
-std::vector<char*> pointers(const std::vector<std::string>& strings) {
-    std::vector<char*> out;
-    out.reserve(strings.size() + 1);
-    for (const std::string& s : strings) out.push_back(const_cast<char*>(s.c_str()));
-    out.push_back(nullptr);
-    return out;
 }
 
 // Thunar's title of a folder whose path is not UTF-8, "file:///a%FFb - Thunar",
@@ -229,134 +211,40 @@ void Desktop::track(pid_t pid) {
     }
 }
 
-pid_t Desktop::spawnWithPipe(const std::vector<std::string>& argv, const std::string& logName, int* readEnd) {
-    int fds[2] = {-1, -1};
-    if (readEnd) {
-        if (pipe2(fds, O_CLOEXEC) != 0) throw std::runtime_error("pipe failed");
-        fds[0] = highDescriptor(fds[0]);
-        fds[1] = highDescriptor(fds[1]);
+pid_t Desktop::spawnWithPipe(const std::vector<std::string>& argv, const std::string& logName, int* readEnd,
+                             const std::optional<fs::path>& workingDirectory) {
+    std::optional<subprocess::Pipe> pipe;
+    if (readEnd && !(pipe = subprocess::openPipe())) throw std::runtime_error("pipe failed");
+    subprocess::SpawnOptions options;
+    options.environment = childEnvironment();
+    options.workingDirectory = workingDirectory;
+    options.outputFile = outputDir_ / (logName + ".log");
+    if (pipe) options.descriptor3 = pipe->writeEnd;
+    // A session of its own (the default): the terminal's signals are for the tests.
+    std::string error;
+    const std::optional<int> pid = subprocess::spawn(argv, options, &error);
+    if (pipe) close(pipe->writeEnd);
+    if (!pid) {
+        if (pipe) close(pipe->readEnd);
+        throw std::runtime_error("cannot start " + (argv.empty() ? std::string("nothing") : argv.front()) + ": " +
+                                 error);
     }
-    const std::string log = (outputDir_ / (logName + ".log")).string();
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
-    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-    if (readEnd) posix_spawn_file_actions_adddup2(&actions, fds[1], 3);
-    posix_spawn_file_actions_addclosefrom_np(&actions, readEnd ? 4 : 3);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    // A session of its own: the terminal's signals are for the tests.
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    sigset_t none, all;
-    sigemptyset(&none);
-    sigfillset(&all);
-    posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawnattr_setsigdefault(&attributes, &all);
-    const std::vector<std::string> env = childEnvironment();
-    std::vector<char*> args = pointers(argv);
-    std::vector<char*> envp = pointers(env);
-    pid_t pid = -1;
-    const int error = posix_spawnp(&pid, args[0], &actions, &attributes, args.data(), envp.data());
-    posix_spawn_file_actions_destroy(&actions);
-    posix_spawnattr_destroy(&attributes);
-    if (readEnd) close(fds[1]);
-    if (error != 0) {
-        if (readEnd) close(fds[0]);
-        throw std::runtime_error("cannot start " + argv.front() + ": " + std::strerror(error));
-    }
-    track(pid);
-    if (readEnd) *readEnd = fds[0];
-    return pid;
+    track(*pid);
+    if (readEnd) *readEnd = pipe->readEnd;
+    return *pid;
 }
 
 pid_t Desktop::spawn(const std::vector<std::string>& argv, const std::string& logName,
                      const std::optional<fs::path>& workingDirectory) {
-    if (!workingDirectory) return spawnWithPipe(argv, logName, nullptr);
-    // posix_spawn has no portable chdir; glibc's extension does it.
-    const std::string log = (outputDir_ / (logName + ".log")).string();
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
-    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-    posix_spawn_file_actions_addclosefrom_np(&actions, 3);
-    posix_spawn_file_actions_addchdir_np(&actions, workingDirectory->c_str());
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
-    const std::vector<std::string> env = childEnvironment();
-    std::vector<char*> args = pointers(argv);
-    std::vector<char*> envp = pointers(env);
-    pid_t pid = -1;
-    const int error = posix_spawnp(&pid, args[0], &actions, &attributes, args.data(), envp.data());
-    posix_spawn_file_actions_destroy(&actions);
-    posix_spawnattr_destroy(&attributes);
-    if (error != 0) throw std::runtime_error("cannot start " + argv.front() + ": " + std::strerror(error));
-    track(pid);
-    return pid;
+    return spawnWithPipe(argv, logName, nullptr, workingDirectory);
 }
 
 RunResult Desktop::run(const std::vector<std::string>& argv, milliseconds timeout) {
-    RunResult result;
-    int fds[2];
-    if (pipe2(fds, O_CLOEXEC) != 0) return result;
-    fds[0] = highDescriptor(fds[0]);
-    fds[1] = highDescriptor(fds[1]);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_adddup2(&actions, fds[1], STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, fds[1], STDERR_FILENO);
-    posix_spawn_file_actions_addclosefrom_np(&actions, 3);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
-    posix_spawnattr_setpgroup(&attributes, 0);
-    const std::vector<std::string> env = childEnvironment();
-    std::vector<char*> args = pointers(argv);
-    std::vector<char*> envp = pointers(env);
-    pid_t pid = -1;
-    const int error = posix_spawnp(&pid, args[0], &actions, &attributes, args.data(), envp.data());
-    posix_spawn_file_actions_destroy(&actions);
-    posix_spawnattr_destroy(&attributes);
-    close(fds[1]);
-    if (error != 0) {
-        close(fds[0]);
-        result.output = std::strerror(error);
-        return result;
-    }
-    result.started = true;
-    const auto deadline = Clock::now() + timeout;
-    for (;;) {
-        const auto left = std::chrono::duration_cast<milliseconds>(deadline - Clock::now()).count();
-        if (left <= 0) {
-            result.timedOut = true;
-            break;
-        }
-        pollfd entry{fds[0], POLLIN, 0};
-        const int ready = poll(&entry, 1, static_cast<int>(left));
-        if (ready <= 0) continue;
-        char buffer[4096];
-        const ssize_t n = read(fds[0], buffer, sizeof buffer);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;
-        result.output.append(buffer, static_cast<std::size_t>(n));
-    }
-    close(fds[0]);
-    int status = 0;
-    while (!result.timedOut) {
-        const pid_t done = waitpid(pid, &status, WNOHANG);
-        if (done == pid) {
-            result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-            return result;
-        }
-        if (Clock::now() >= deadline) result.timedOut = true;
-        else std::this_thread::sleep_for(milliseconds(2));
-    }
-    kill(-pid, SIGKILL);
-    waitpid(pid, &status, 0);
-    return result;
+    subprocess::RunOptions options;
+    options.environment = childEnvironment();
+    options.outputLimit = 16 * 1024 * 1024;
+    options.grace = milliseconds(0);
+    return subprocess::run(argv, timeout, options);
 }
 
 void Desktop::stopProcess(pid_t pid, milliseconds grace) {
@@ -372,33 +260,20 @@ bool Desktop::resume(pid_t pid) { return pid > 1 && kill(pid, SIGCONT) == 0; }
 
 void Desktop::startReaper() {
 #ifdef JORVANE_E2E_REAPER
-    int fds[2];
-    if (pipe2(fds, O_CLOEXEC) != 0) throw std::runtime_error("pipe failed");
-    fds[0] = highDescriptor(fds[0]);
-    fds[1] = highDescriptor(fds[1]);
-    const std::string log = (outputDir_ / "reaper.log").string();
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, fds[0], STDIN_FILENO);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
-    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-    posix_spawn_file_actions_addclosefrom_np(&actions, 3);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
-    std::vector<std::string> argv = {JORVANE_E2E_REAPER, marker_, root_.string()};
-    std::vector<char*> args = pointers(argv);
-    pid_t pid = -1;
-    const int error = posix_spawn(&pid, args[0], &actions, &attributes, args.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    posix_spawnattr_destroy(&attributes);
-    close(fds[0]);
-    if (error != 0) {
-        close(fds[1]);
-        throw std::runtime_error(std::string("cannot start the reaper: ") + std::strerror(error));
+    std::optional<subprocess::Pipe> pipe = subprocess::openPipe();
+    if (!pipe) throw std::runtime_error("pipe failed");
+    subprocess::SpawnOptions options;
+    options.input = pipe->readEnd;
+    options.outputFile = outputDir_ / "reaper.log";
+    std::string error;
+    const std::optional<int> pid = subprocess::spawn({JORVANE_E2E_REAPER, marker_, root_.string()}, options, &error);
+    close(pipe->readEnd);
+    if (!pid) {
+        close(pipe->writeEnd);
+        throw std::runtime_error("cannot start the reaper: " + error);
     }
-    reaperPid_ = pid;
-    reaperPipe_ = fds[1];
+    reaperPid_ = *pid;
+    reaperPipe_ = pipe->writeEnd;
 #endif
 }
 

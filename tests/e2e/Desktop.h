@@ -24,6 +24,8 @@
 #include <sys/types.h>
 #include <vector>
 
+#include "platform/Subprocess.h"
+
 struct xcb_connection_t;
 
 namespace jorvane::e2e {
@@ -47,12 +49,8 @@ struct WindowGeometry {
     int x = 0, y = 0, width = 0, height = 0;  // the client window, root coordinates
 };
 
-struct RunResult {
-    bool started = false;
-    bool timedOut = false;
-    int exitCode = -1;
-    std::string output;  // stdout and stderr together
-};
+// stdout and stderr together in `output`.
+using RunResult = subprocess::RunResult;
 
 class Desktop {
 public:
@@ -158,7 +156,8 @@ private:
     void setVariable(const std::string& name, const std::optional<std::string>& value);
     void restoreProcessEnvironment();
     std::vector<std::string> childEnvironment() const;
-    pid_t spawnWithPipe(const std::vector<std::string>& argv, const std::string& logName, int* readEnd);
+    pid_t spawnWithPipe(const std::vector<std::string>& argv, const std::string& logName, int* readEnd,
+                        const std::optional<std::filesystem::path>& workingDirectory = std::nullopt);
     void track(pid_t pid);
     std::optional<std::uint32_t> rootWindowProperty(const char* name, std::uint32_t type);
     std::uint32_t atom(const char* name);

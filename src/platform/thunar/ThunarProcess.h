@@ -1,9 +1,7 @@
 #pragma once
 
 // Starting helper programs for the Thunar handlers (gio, thunar, a terminal)
-// without a shell: the arguments go to the program as they are, bytes that
-// are not UTF-8 included. Standard input is /dev/null, and no descriptor of
-// ours leaks into the child.
+// without a shell, through the subprocess helper (see platform/Subprocess.h).
 
 #include <chrono>
 #include <filesystem>
@@ -11,14 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "platform/Subprocess.h"
+
 namespace jorvane::thunar {
 
-struct ProcessResult {
-    bool started = false;   // the program could be started
-    bool timedOut = false;  // it was stopped when the time ran out
-    int exitCode = -1;      // its exit code; -1 when it did not exit normally
-    std::string output;     // what it wrote to stdout and stderr (at most 64 KiB)
-};
+// What the program wrote to stdout and stderr is kept up to 64 KiB.
+using ProcessResult = subprocess::RunResult;
 
 // Runs the program to its end, at most for `timeout`; past it the program gets
 // SIGTERM and, 500 ms later, SIGKILL. The search for argv[0] follows PATH.
