@@ -28,6 +28,7 @@
 #include <utility>
 
 #include "addressbar/PathWindowController.h"
+#include "app/Bundle.h"
 #include "app/JorvaneAppDelegate.h"
 #include "app/Updater.h"
 #include "bridges/AXUtils.h"
@@ -42,11 +43,14 @@
 #include "platform/x11/X11WorkspaceObserver.h"
 #include "settings/FileDefaultsStorage.h"
 #include "settings/UserDefaults.h"
+#include "ui/AboutWindow.h"
 #include "ui/MainLoop.h"
+#include "ui/PreferencesWindow.h"
 #include "ui/QtAlerts.h"
 #include "ui/QtApplication.h"
 #include "ui/QtPathWindowViews.h"
 #include "ui/QtScreens.h"
+#include "ui/X11KeyboardMap.h"
 #include "util/Diagnostics.h"
 #include "util/Dispatch.h"
 
@@ -257,6 +261,39 @@ int main(int argc, char** argv) {
         return controller;
     };
 
+    // The preferences and about windows: a new one at each request. A change
+    // in the preferences counts from the next event; the tap learns at once
+    // which keys it may have to swallow.
+    const std::filesystem::path ownExecutable = launch::currentExecutable();
+    const std::shared_ptr<ui::X11KeyboardMap> preferencesKeys = ui::X11KeyboardMap::forApplication();
+    auto openAbout = [&alerts, &application, ownExecutable] {
+        ui::AboutWindow::open(ui::AboutWindow::Dependencies{alerts, application, ownExecutable,
+                                                            bundle::bundlePathFor(ownExecutable), JORVANE_VERSION,
+                                                            nullptr});
+    };
+    auto openPreferences = [&defaults, &alerts, &running, ownExecutable, preferencesKeys, openAbout] {
+        ui::NativeKeyCodes native;
+        if (preferencesKeys) {
+            // A layout switched since the last window counts.
+            preferencesKeys->invalidate();
+            native = [preferencesKeys](std::uint32_t scanCode, std::uint32_t state) {
+                return preferencesKeys->keyCode(scanCode, state);
+            };
+        }
+        ui::PreferencesWindow::open(ui::PreferencesWindow::Dependencies{
+            .defaults = defaults,
+            .alerts = alerts,
+            .executablePath = ownExecutable.string(),
+            .about = openAbout,
+            .settingsDidChange =
+                [&running] {
+                    if (running) running->settingsDidChange();
+                },
+            .native = std::move(native),
+            .fileManager = PlatformNames{}.fileManager,
+        });
+    };
+
     JorvaneAppDelegate delegate(JorvaneAppDelegate::Ports{
         .defaults = defaults,
         .accessibility = *accessibility,
@@ -270,8 +307,8 @@ int main(int argc, char** argv) {
         .bridge = bridge,
         .makeController = makeController,
         .firstLaunch = {},
-        .openPreferences = {},
-        .about = {},
+        .openPreferences = openPreferences,
+        .about = openAbout,
         .names = PlatformNames{},
         .defaultPreferences = resources / settings::kDefaultPreferencesFileName,
         .version = JORVANE_VERSION,
