@@ -28,21 +28,35 @@
 #include <utility>
 
 #include "addressbar/PathWindowController.h"
+#include "app/AppcastUpdater.h"
 #include "app/Bundle.h"
 #include "app/JorvaneAppDelegate.h"
-#include "app/Updater.h"
+#include "app/MoveToApplications.h"
+#include "app/SingleInstance.h"
+#include "app/SocketHttpClient.h"
+#include "app/UpdateAlert.h"
+#include "app/WelcomeAlerts.h"
 #include "bridges/AXUtils.h"
 #include "bridges/VJASWrapper.h"
 #include "platform/GioWorkspace.h"
 #include "platform/LaunchEnvironment.h"
+#include "platform/LinuxBundleServices.h"
+#include "platform/UnixInstanceChannel.h"
 #include "platform/thunar/ThunarFileManagerProcess.h"
 #include "platform/thunar/ThunarHandlerCatalogue.h"
+#include "platform/thunar/ThunarProcess.h"
 #include "platform/x11/X11Accessibility.h"
 #include "platform/x11/X11EnvironmentCheck.h"
 #include "platform/x11/X11EventTap.h"
+#include "platform/x11/X11Keyboard.h"
+#include "platform/x11/X11KeyboardLayout.h"
+#include "platform/x11/X11SymbolicHotKeys.h"
 #include "platform/x11/X11WorkspaceObserver.h"
 #include "settings/FileDefaultsStorage.h"
+#include "settings/LoginItems.h"
 #include "settings/UserDefaults.h"
+#include "shortcutrecorder/KeyboardLayout.h"
+#include "shortcutrecorder/SymbolicHotKeys.h"
 #include "ui/AboutWindow.h"
 #include "ui/MainLoop.h"
 #include "ui/PreferencesWindow.h"
@@ -195,6 +209,21 @@ int main(int argc, char** argv) {
         KMLogInDomain(KMLogLevelWarn, kLog,
                       "a Wayland session: only Thunar windows on X11 (GDK_BACKEND=x11) get an address bar");
 
+    // One program per session and display: a second start asks the running
+    // one to show itself and ends.
+    UnixInstanceChannel instances;
+    switch (SingleInstance::atStart(instances)) {
+        case SingleInstance::Start::run:
+        case SingleInstance::Start::runUnguarded: break;
+        case SingleInstance::Start::handedOver:
+            KMLogInDomain(KMLogLevelInfo, kLog, "Jorvane runs already: it was asked to show itself");
+            return 0;
+        case SingleInstance::Start::otherUnreachable:
+            std::fprintf(stderr, "jorvane: Jorvane runs already but does not answer at %s\n",
+                         instances.socketPath().c_str());
+            return 1;
+    }
+
     const sigset_t quitSignals = QuitSignals::blockAll();
 
     // The bars are X11 windows laid over X11 windows, whatever else the
@@ -218,6 +247,17 @@ int main(int argc, char** argv) {
     const std::filesystem::path resources = launch::resourceDirectoryFor(launch::currentExecutable());
     KMLogInDomain(KMLogLevelDebug, kLog, "resources in %s", resources.c_str());
 
+    // Key names follow the server's layout; the recorder checks the desktop's
+    // shortcuts.
+    const std::shared_ptr<x11::X11Keyboard> keyboard = x11::X11Keyboard::open();
+    setCurrentKeyboardLayout(std::make_shared<x11::X11KeyboardLayout>(keyboard));
+    setSystemSymbolicHotKeys(
+        std::make_shared<x11::X11SymbolicHotKeys>(keyboard, x11::X11SymbolicHotKeys::defaultOptions()));
+    const AtScopeEnd uninstallKeyboard([] {
+        setSystemSymbolicHotKeys(nullptr);
+        setCurrentKeyboardLayout(nullptr);
+    });
+
     auto accessibility = std::make_shared<x11::X11Accessibility>();
     AXUtils::setAccessibility(accessibility);
     const AtScopeEnd uninstallAccessibility([] { AXUtils::setAccessibility(nullptr); });
@@ -240,7 +280,18 @@ int main(int argc, char** argv) {
     ui::QtAlerts alerts;
     ui::QtScreens screens;
     GioWorkspace files;
-    NullUpdater updater;
+    // The feed is the user's setting (none ships): without one nothing is
+    // ever fetched.
+    AppcastUpdater updater(
+        std::make_shared<SocketHttpClient>(),
+        AppcastUpdater::Options{.feedUrl = defaults.stringForKey(settings::keys::updateFeedUrl),
+                                .currentVersion = JORVANE_VERSION},
+        [&alerts](const UpdateOffer& offer) {
+            UpdateAlert::offer(alerts, offer, JORVANE_VERSION, [](const std::string& url) {
+                if (!thunar::spawnDetached({"gio", "open", "--", url}))
+                    KMLogInDomain(KMLogLevelWarn, kLog, "cannot open %s", url.c_str());
+            });
+        });
     VJASWrapper& bridge = VJASWrapper::sharedVJASWrapper();
 
     JorvaneAppDelegate* running = nullptr;
@@ -259,6 +310,31 @@ int main(int argc, char** argv) {
         // The bar had the keyboard: it goes back to the Thunar window.
         qt.events->didOrderOut = [&fileManager, window] { fileManager.activateWindow(window); };
         return controller;
+    };
+
+    // The welcome of a first launch, with the offer to move the program's
+    // own folder into the applications folder.
+    LinuxBundleServices bundleServices;
+    const std::filesystem::path mainBundle = bundle::bundlePathFor(launch::currentExecutable());
+    auto firstLaunch = [&] {
+        const PlatformNames names = withRecordedHotKey(PlatformNames{}, defaults);
+        const std::string local = bundle::localApplicationsDirectory().string();
+        MoveToApplications::Context move{bundleServices, alerts, application, names, mainBundle.string(),
+                                         bundle::applicationsDirectoryStrings(), local};
+        return WelcomeAlerts::runWelcome(WelcomeAlerts::Welcome{
+            .alerts = alerts,
+            .defaults = defaults,
+            .names = names,
+            .mainBundle = mainBundle.string(),
+            .offerMove = !bundle::isInApplicationsFolder(mainBundle) && !bundle::isSharedPrefix(mainBundle),
+            .localApplicationsDirectory = bundleServices.resolveLinks(local).value_or(std::string{}),
+            .hasLoginItemWithPath = LoginItem::HasLoginItemWithPath,
+            .installLoginItemWithPath = LoginItem::InstallLoginItemWithPath,
+            .moveToApplications =
+                [&move](const std::string& name) {
+                    MoveToApplications::moveMainBundleToApplicationsWithNameAndRestart(name, move);
+                },
+        });
     };
 
     // The preferences and about windows: a new one at each request. A change
@@ -306,7 +382,7 @@ int main(int argc, char** argv) {
         .updater = updater,
         .bridge = bridge,
         .makeController = makeController,
-        .firstLaunch = {},
+        .firstLaunch = firstLaunch,
         .openPreferences = openPreferences,
         .about = openAbout,
         .names = PlatformNames{},
@@ -333,6 +409,19 @@ int main(int argc, char** argv) {
         KMLogInDomain(KMLogLevelInfo, kLog, "launch ended the program");
         status = 1;
     } else {
+        // Later starts are heard once the launch is done (one that came
+        // during the welcome waits until now). The notifier rests while an
+        // alert is up, so that alerts do not pile up inside each other.
+        std::unique_ptr<QSocketNotifier> reopens;
+        if (instances.listeningDescriptor() >= 0) {
+            reopens = std::make_unique<QSocketNotifier>(instances.listeningDescriptor(), QSocketNotifier::Read);
+            QObject::connect(reopens.get(), &QSocketNotifier::activated, [&instances, &delegate, &reopens] {
+                reopens->setEnabled(false);
+                while (const std::optional<std::string> message = instances.takeMessage())
+                    SingleInstance::received(*message, [&delegate] { delegate.applicationShouldHandleReopen(); });
+                reopens->setEnabled(true);
+            });
+        }
         KMLogInDomain(KMLogLevelInfo, kLog, "running beside Thunar (process %d)", delegate.finderPid());
         status = QApplication::exec();
     }

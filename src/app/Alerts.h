@@ -28,7 +28,7 @@ struct AlertSpec {
     Style style = Style::warning;
     std::string windowTitle = "Jorvane";
     // The check box's title; no box when there is none.
-    std::optional<std::string> checkBox;
+    std::optional<std::string> checkBox = std::nullopt;
     bool checkBoxOn = true;  // its state when the alert opens
 };
 

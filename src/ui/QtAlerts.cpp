@@ -1,5 +1,6 @@
 #include "ui/QtAlerts.h"
 
+#include <QCheckBox>
 #include <QLabel>
 #include <QPushButton>
 
@@ -52,6 +53,11 @@ QMessageBox* QtAlerts::makeMessageBox(const AlertSpec& alert, QWidget* parent) {
     for (std::size_t i = 0; i < titles.size(); ++i) {
         if (titles[i] == "Cancel") box->setEscapeButton(buttons[i]);
     }
+    if (alert.checkBox) {
+        auto* checkBox = new QCheckBox(fromBytes(*alert.checkBox), box);
+        checkBox->setChecked(alert.checkBoxOn);
+        box->setCheckBox(checkBox);
+    }
     box->setWindowFlag(Qt::WindowStaysOnTopHint);
     return box;
 }
@@ -63,13 +69,20 @@ int QtAlerts::answerOf(const QMessageBox& box) {
     return clicked ? clicked->property(kAnswerProperty).toInt() : NSAlertFirstButtonReturn;
 }
 
-int QtAlerts::runModal(const AlertSpec& alert) {
+AlertResult QtAlerts::resultOf(const QMessageBox& box) {
+    const QCheckBox* checkBox = box.checkBox();
+    return {answerOf(box), checkBox && checkBox->isChecked()};
+}
+
+int QtAlerts::runModal(const AlertSpec& alert) { return runModalWithResult(alert).button; }
+
+AlertResult QtAlerts::runModalWithResult(const AlertSpec& alert) {
     const std::unique_ptr<QMessageBox> box(makeMessageBox(alert));
     box->show();
     box->raise();
     box->activateWindow();
     box->exec();
-    return answerOf(*box);
+    return resultOf(*box);
 }
 
 }  // namespace jorvane::ui

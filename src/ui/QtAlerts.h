@@ -18,12 +18,15 @@ namespace jorvane::ui {
 class QtAlerts final : public Alerts {
 public:
     int runModal(const AlertSpec& alert) override;
+    AlertResult runModalWithResult(const AlertSpec& alert) override;
 
     // The message box for an alert, with each button's answer in its
     // "jorvaneAnswer" property (for runModal and tests).
     static QMessageBox* makeMessageBox(const AlertSpec& alert, QWidget* parent = nullptr);
     // The answer of the button the user chose in such a box.
     static int answerOf(const QMessageBox& box);
+    // The answer with the state of the box's check box (false without one).
+    static AlertResult resultOf(const QMessageBox& box);
 };
 
 }  // namespace jorvane::ui

@@ -19,6 +19,8 @@
 
 #include "ProcessSweep.h"
 #include "platform/thunar/ThunarAtspi.h"
+#include "settings/FileDefaultsStorage.h"
+#include "settings/UserDefaults.h"
 
 namespace jorvane::e2e {
 
@@ -82,6 +84,30 @@ struct JorvaneDriver::Atspi {
         return nullptr;
     }
 
+    // The first element at or below `root` whose name is exactly `name`.
+    AccessibleRef findNamed(AtspiAccessible* root, const std::string& name, int depth) {
+        GError* error = nullptr;
+        gchar* own = atspi_accessible_get_name(root, &error);
+        const bool match = own && name == own;
+        g_free(own);
+        g_clear_error(&error);
+        if (match) {
+            g_object_ref(root);
+            return AccessibleRef(root);
+        }
+        if (depth > 12) return nullptr;
+        atspi_accessible_clear_cache(root);
+        const int count = atspi_accessible_get_child_count(root, &error);
+        g_clear_error(&error);
+        for (int i = 0; i < count; ++i) {
+            AccessibleRef child(atspi_accessible_get_child_at_index(root, i, &error));
+            g_clear_error(&error);
+            if (!child) continue;
+            if (AccessibleRef found = findNamed(child.get(), name, depth + 1)) return found;
+        }
+        return nullptr;
+    }
+
     // The first element below `root` with a Text interface and role "text".
     AccessibleRef findText(AtspiAccessible* root, int depth) {
         GError* error = nullptr;
@@ -131,30 +157,82 @@ bool JorvaneDriver::start(const Options& options, milliseconds timeout) {
     why_.clear();
     std::error_code error;
     fs::remove(logFile(), error);
-    // The child takes this process's environment.
-    // JORVANE_E2E_LOG raises the program's log for a diagnosis.
-    const char* asked = std::getenv("JORVANE_E2E_LOG");
-    std::string level = asked && *asked ? asked : options.logLevel;
-    // The launch and the bars' life are the program's own info lines.
-    if (level.find("debug") == std::string::npos) level += ",Jorvane=info";
-    setenv("JORVANE_LOG", level.c_str(), 1);
-    if (options.accessible)
-        setenv("QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1", 1);
-    else
-        unsetenv("QT_LINUX_ACCESSIBILITY_ALWAYS_ON");
+    if (!options.home) {
+        // The desktop's home has seen the welcome: the launch goes straight on.
+        settings::UserDefaults defaults(std::make_unique<settings::FileDefaultsStorage>());
+        if (!defaults.boolForKey(settings::keys::notFirstLaunch)) defaults.setBool(true, settings::keys::notFirstLaunch);
+    }
     try {
-        pid_ = desktop_.spawn({kJorvaneBinary}, "jorvane");
+        pid_ = spawnProgram(options, "jorvane");
     } catch (const std::exception& failure) {
         why_ = failure.what();
         return false;
     }
-    unsetenv("JORVANE_LOG");
-    unsetenv("QT_LINUX_ACCESSIBILITY_ALWAYS_ON");
+    if (!options.waitUntilRunning) return true;
     if (!waitForLog("running beside Thunar", timeout)) {
         why_ = "jorvane did not finish its launch; its log:\n" + log();
         return false;
     }
     return true;
+}
+
+std::vector<std::string> JorvaneDriver::overrides(const Options& options) const {
+    // JORVANE_E2E_LOG raises the program's log for a diagnosis.
+    const char* asked = std::getenv("JORVANE_E2E_LOG");
+    std::string level = asked && *asked ? asked : options.logLevel;
+    // The launch and the bars' life are the program's own info lines.
+    if (level.find("debug") == std::string::npos) level += ",Jorvane=info";
+    std::vector<std::string> variables{"JORVANE_LOG=" + level};
+    if (options.accessible) variables.emplace_back("QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1");
+    if (options.home) {
+        variables.push_back("HOME=" + options.home->string());
+        variables.push_back("XDG_CONFIG_HOME=" + (*options.home / ".config").string());
+    }
+    return variables;
+}
+
+pid_t JorvaneDriver::spawnProgram(const Options& options, const std::string& logName) {
+    // The child takes this process's environment, with these for its start.
+    std::vector<std::pair<std::string, std::optional<std::string>>> saved;
+    auto restore = [&saved] {
+        for (const auto& [name, value] : saved) {
+            if (value)
+                setenv(name.c_str(), value->c_str(), 1);
+            else
+                unsetenv(name.c_str());
+        }
+    };
+    std::vector<std::string> variables = overrides(options);
+    if (!options.accessible) variables.emplace_back("QT_LINUX_ACCESSIBILITY_ALWAYS_ON");
+    for (const std::string& variable : variables) {
+        const std::size_t equals = variable.find('=');
+        const std::string name = variable.substr(0, equals);
+        const char* old = std::getenv(name.c_str());
+        saved.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
+        if (equals == std::string::npos)
+            unsetenv(name.c_str());
+        else
+            setenv(name.c_str(), variable.substr(equals + 1).c_str(), 1);
+    }
+    try {
+        const pid_t pid = desktop_.spawn({kJorvaneBinary}, logName);
+        restore();
+        return pid;
+    } catch (...) {
+        restore();
+        throw;
+    }
+}
+
+std::optional<int> JorvaneDriver::startAgain(const Options& options, milliseconds timeout) {
+    const pid_t pid = spawnProgram(options, "jorvane-again");
+    int status = 0;
+    const bool ended = waitUntil([&] { return waitpid(pid, &status, WNOHANG) == pid; }, timeout);
+    if (!ended) {
+        desktop_.stopProcess(pid);
+        return std::nullopt;
+    }
+    return WIFEXITED(status) ? std::optional<int>(WEXITSTATUS(status)) : std::nullopt;
 }
 
 bool JorvaneDriver::running() const { return pid_ > 0 && processAlive(pid_); }
@@ -434,6 +512,55 @@ std::vector<JorvaneDriver::SeenKey> JorvaneDriver::seenKeys() {
 }
 
 // ---- accessibility
+
+namespace {
+
+AccessibleRef namedElement(JorvaneDriver::Atspi& atspi, pid_t pid, const std::string& name);
+
+}  // namespace
+
+bool JorvaneDriver::waitForElement(const std::string& name, milliseconds timeout) {
+    if (!atspi_) atspi_ = std::make_unique<Atspi>();
+    if (!atspi_->ready || pid_ <= 0) return false;
+    return waitUntil([&] { return namedElement(*atspi_, pid_, name) != nullptr; }, timeout, milliseconds(100));
+}
+
+bool JorvaneDriver::pressElement(const std::string& name) {
+    if (!atspi_) atspi_ = std::make_unique<Atspi>();
+    if (!atspi_->ready || pid_ <= 0) return false;
+    AccessibleRef element = namedElement(*atspi_, pid_, name);
+    if (!element) return false;
+    AtspiAction* action = atspi_accessible_get_action_iface(element.get());
+    if (!action) return false;
+    GError* error = nullptr;
+    const gboolean done = atspi_action_do_action(action, 0, &error);
+    g_clear_error(&error);
+    g_object_unref(action);
+    return done;
+}
+
+std::optional<bool> JorvaneDriver::elementChecked(const std::string& name) {
+    if (!atspi_) atspi_ = std::make_unique<Atspi>();
+    if (!atspi_->ready || pid_ <= 0) return std::nullopt;
+    AccessibleRef element = namedElement(*atspi_, pid_, name);
+    if (!element) return std::nullopt;
+    AtspiStateSet* states = atspi_accessible_get_state_set(element.get());
+    if (!states) return std::nullopt;
+    const bool checked = atspi_state_set_contains(states, ATSPI_STATE_CHECKED);
+    g_object_unref(states);
+    return checked;
+}
+
+namespace {
+
+AccessibleRef namedElement(JorvaneDriver::Atspi& atspi, pid_t pid, const std::string& name) {
+    atspi.pump();
+    AccessibleRef app = atspi.application(pid);
+    if (!app) return nullptr;
+    return atspi.findNamed(app.get(), name, 0);
+}
+
+}  // namespace
 
 std::optional<FieldText> JorvaneDriver::fieldText() {
     if (!atspi_) atspi_ = std::make_unique<Atspi>();

@@ -55,6 +55,14 @@ public:
         // Qt's accessibility bridge, so that the bar's text can be read.
         bool accessible = true;
         std::string logLevel = "info";
+        // A home folder of its own (HOME and XDG_CONFIG_HOME below it) where
+        // the program starts as on a new machine. Without one it runs in the
+        // desktop's home, which is marked as past its first launch so that
+        // no welcome holds the launch up.
+        std::optional<std::filesystem::path> home;
+        // Wait until the launch sequence is done (false: return once it has
+        // started, for a launch that waits on an alert).
+        bool waitUntilRunning = true;
     };
 
     explicit JorvaneDriver(Desktop& desktop);
@@ -74,6 +82,10 @@ public:
     std::filesystem::path logFile() const;
     std::string log() const;
     bool waitForLog(const std::string& text, milliseconds timeout);
+    // Starts the program once more beside the running one, with the same
+    // options, and waits for it to end; its exit code (nothing when it did
+    // not end in time).
+    std::optional<int> startAgain(const Options& options, milliseconds timeout = milliseconds(10000));
 
     // ---- its windows
     std::optional<BarWindow> bar();
@@ -121,6 +133,14 @@ public:
     std::optional<std::uint8_t> keycodeOf(const std::string& keysym);
 
     // ---- through the accessibility bus
+    // The program's alerts: an element (window, label, button, check box)
+    // whose accessible name is exactly `name`.
+    bool waitForElement(const std::string& name, milliseconds timeout);
+    // Performs the element's first action (a button's press, a check box's
+    // toggle); false when there is no such element.
+    bool pressElement(const std::string& name);
+    // Whether the named element is checked; nothing when there is none.
+    std::optional<bool> elementChecked(const std::string& name);
     std::optional<FieldText> fieldText();
     bool waitForFieldText(const std::string& text, milliseconds timeout);
     // Thunar's selected items in the window (its Details view); nothing when
@@ -132,6 +152,8 @@ public:
 private:
     std::uint32_t atom(const char* name);
     void sync();
+    pid_t spawnProgram(const Options& options, const std::string& logName);
+    std::vector<std::string> overrides(const Options& options) const;
 
     Desktop& desktop_;
     pid_t pid_ = -1;

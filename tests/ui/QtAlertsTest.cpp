@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QLabel>
 #include <QPushButton>
 #include <QTest>
@@ -89,6 +90,32 @@ TEST(QtAlerts, runModalReturnsTheChosenButtonsAnswer) {
     });
     EXPECT_EQ(alerts.runModal({"Update available", "Version 2 is out.", {"Install", "Later"}}),
               NSAlertSecondButtonReturn);
+}
+
+TEST(QtAlerts, aCheckBoxShowsItsTitleAndStateAndTheAnswerReportsItAsLeft) {
+    AlertSpec alert{"Welcome", "", {"Start", "Quit"}};
+    EXPECT_EQ(boxFor(alert)->checkBox(), nullptr);
+    EXPECT_FALSE(QtAlerts::resultOf(*boxFor(alert)).checkBoxOn) << "no box reads as off";
+
+    alert.checkBox = "Move it";
+    auto box = boxFor(alert);
+    ASSERT_NE(box->checkBox(), nullptr);
+    EXPECT_EQ(box->checkBox()->text(), QStringLiteral("Move it"));
+    EXPECT_TRUE(box->checkBox()->isChecked());
+    alert.checkBoxOn = false;
+    EXPECT_FALSE(boxFor(alert)->checkBox()->isChecked());
+
+    QtAlerts alerts;
+    alert.checkBoxOn = true;
+    QTimer::singleShot(0, [] {
+        auto* shown = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        ASSERT_NE(shown, nullptr);
+        shown->checkBox()->click();
+        buttonTitled(*shown, "Start")->click();
+    });
+    const AlertResult result = alerts.runModalWithResult(alert);
+    EXPECT_EQ(result.button, NSAlertFirstButtonReturn);
+    EXPECT_FALSE(result.checkBoxOn) << "the user turned the box off";
 }
 
 }  // namespace

@@ -1,0 +1,70 @@
+// The session's rendezvous over real files and sockets in a temporary
+// folder: one holder at a time, a later start's line reaches the holder, and
+// what a holder leaves behind when it ends does not block the next one.
+
+#include <gtest/gtest.h>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <fstream>
+#include <memory>
+
+#include "fakes/TestSupport.h"
+#include "platform/UnixInstanceChannel.h"
+
+namespace jorvane {
+namespace {
+
+using Claim = InstanceChannel::Claim;
+
+TEST(UnixInstanceChannel, oneHolderPerDisplayAndALaterStartsLineReachesIt) {
+    test::TempDir folder;
+    UnixInstanceChannel first(folder.path(), ":7");
+    ASSERT_EQ(first.claim(), Claim::claimed);
+    EXPECT_GE(first.listeningDescriptor(), 0);
+    EXPECT_EQ(first.takeMessage(), std::nullopt) << "nobody has called yet";
+
+    UnixInstanceChannel second(folder.path(), ":7");
+    EXPECT_EQ(second.claim(), Claim::heldByAnother);
+    EXPECT_EQ(second.listeningDescriptor(), -1);
+    ASSERT_TRUE(second.send("reopen"));
+    EXPECT_EQ(first.takeMessage(), "reopen\n");
+
+    UnixInstanceChannel otherDisplay(folder.path(), ":8");
+    EXPECT_EQ(otherDisplay.claim(), Claim::claimed);
+}
+
+TEST(UnixInstanceChannel, theNextStartClaimsOnceTheHolderHasEndedWhateverItLeftBehind) {
+    test::TempDir folder;
+    auto first = std::make_unique<UnixInstanceChannel>(folder.path(), ":7");
+    ASSERT_EQ(first->claim(), Claim::claimed);
+    const std::filesystem::path socketPath = first->socketPath();
+    first.reset();
+    EXPECT_FALSE(std::filesystem::exists(socketPath)) << "an orderly end removes the socket";
+
+    // A crashed holder leaves its socket file (and the lock file) behind.
+    const int stale = socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, socketPath.c_str(), sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(stale, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    close(stale);
+    ASSERT_TRUE(std::filesystem::exists(socketPath));
+
+    UnixInstanceChannel next(folder.path(), ":7");
+    ASSERT_EQ(next.claim(), Claim::claimed);
+    UnixInstanceChannel later(folder.path(), ":7");
+    ASSERT_TRUE(later.send("reopen"));
+    EXPECT_EQ(next.takeMessage(), "reopen\n");
+}
+
+TEST(UnixInstanceChannel, aFolderThatCannotHoldTheLockLeavesTheProgramUnguarded) {
+    UnixInstanceChannel channel("/nonexistent/jorvane-test", ":7");
+    EXPECT_EQ(channel.claim(), Claim::unavailable);
+}
+
+}  // namespace
+}  // namespace jorvane
