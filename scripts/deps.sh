@@ -10,13 +10,15 @@ build=(cmake ninja-build g++ pkg-config libutf8proc-dev nlohmann-json3-dev
 test=(libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev desktop-file-utils)
 desktop=(xvfb xauth openbox xfwm4 thunar dbus-x11 at-spi2-core libglib2.0-bin xfconf x11-utils xdotool imagemagick
          x11-xkb-utils xterm)
+# Only for running: the administrator's copy when the program moves itself into /opt.
+run_only=(pkexec)
 
 want=()
 for set in "${@:-build}"; do
   case "$set" in
     build) want+=("${build[@]}") ;;
     test) want+=("${build[@]}" "${test[@]}" "${desktop[@]}") ;;
-    run) want+=("${build[@]}" "${desktop[@]}") ;;
+    run) want+=("${build[@]}" "${desktop[@]}" "${run_only[@]}") ;;
     *) echo "deps.sh: unknown set '$set'" >&2; exit 2 ;;
   esac
 done
