@@ -557,7 +557,18 @@ AccessibleRef namedElement(JorvaneDriver::Atspi& atspi, pid_t pid, const std::st
     atspi.pump();
     AccessibleRef app = atspi.application(pid);
     if (!app) return nullptr;
-    return atspi.findNamed(app.get(), name, 0);
+    // Below the application, which bears the program's name itself.
+    atspi_accessible_clear_cache(app.get());
+    GError* error = nullptr;
+    const int count = atspi_accessible_get_child_count(app.get(), &error);
+    g_clear_error(&error);
+    for (int i = 0; i < count; ++i) {
+        AccessibleRef window(atspi_accessible_get_child_at_index(app.get(), i, &error));
+        g_clear_error(&error);
+        if (!window) continue;
+        if (AccessibleRef found = atspi.findNamed(window.get(), name, 1)) return found;
+    }
+    return nullptr;
 }
 
 }  // namespace
