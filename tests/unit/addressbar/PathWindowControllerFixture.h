@@ -13,10 +13,8 @@
 
 #include <cstdlib>
 #include <memory>
-#include <ostream>
 #include <optional>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 #include "addressbar/PathWindowController.h"
@@ -27,32 +25,10 @@
 #include "fakes/FakePathWindowViews.h"
 #include "fakes/MemoryDefaults.h"
 #include "fakes/TestSupport.h"
+#include "unit/TableSupport.h"
 #include "util/Dispatch.h"
 
 namespace jorvane::test {
-
-// Forwards to a FakeHandlerCatalogue and logs the calls made on the main
-// thread as "vj <name> [<param>] ...". Calls from the bridge's queues are
-// left out of the log (their moment is not the test's to fix); the fake
-// catalogue records them all.
-class LoggingCatalogue final : public HandlerCatalogue {
-public:
-    LoggingCatalogue(std::shared_ptr<FakeHandlerCatalogue> inner, std::shared_ptr<EventLog> log)
-        : inner_(std::move(inner)), log_(std::move(log)) {}
-
-    std::optional<std::string> call(std::string_view name, const std::vector<std::string>& params) override {
-        if (dispatch::isMainThread()) {
-            std::string entry = "vj " + std::string(name);
-            for (const std::string& param : params) entry += " [" + param + "]";
-            log_->add(std::move(entry));
-        }
-        return inner_->call(name, params);
-    }
-
-private:
-    std::shared_ptr<FakeHandlerCatalogue> inner_;
-    std::shared_ptr<EventLog> log_;
-};
 
 inline std::string replaceAll(std::string text, const std::string& from, const std::string& to) {
     for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
@@ -123,14 +99,7 @@ public:
 
     // The log, keeping only entries that begin with one of the prefixes.
     std::vector<std::string> logged(const std::vector<std::string>& prefixes) const {
-        std::vector<std::string> out;
-        for (const std::string& entry : log_->entries())
-            for (const std::string& prefix : prefixes)
-                if (entry.starts_with(prefix)) {
-                    out.push_back(entry);
-                    break;
-                }
-        return out;
+        return entriesStartingWithAny(*log_, prefixes);
     }
 
     // Every handler call so far as "name [param] ..." (queues included).
@@ -149,7 +118,7 @@ public:
     std::shared_ptr<FakeAccessibility> ax_ = std::make_shared<FakeAccessibility>();
     AXNode application_, window_, title_;
     std::shared_ptr<FakeHandlerCatalogue> finder_ = std::make_shared<FakeHandlerCatalogue>();
-    VJASWrapper bridge_{std::make_shared<LoggingCatalogue>(finder_, log_)};
+    VJASWrapper bridge_{std::make_shared<LoggingCatalogue>(finder_, log_, LoggingCatalogue::Calls::onMainThread)};
     std::unique_ptr<settings::UserDefaults> defaults_ = makeMemoryDefaults();
     FakeWorkspace workspace_{log_};
     FakeScreens screens_{{kScreen}};
@@ -165,25 +134,5 @@ class PathWindowControllerTest : public PathWindowControllerFixture, public test
 // For table tests: TEST_P over rows of type Row.
 template <class Row>
 class PathWindowControllerTable : public PathWindowControllerFixture, public testing::TestWithParam<Row> {};
-
-// Rows print as their sentence.
-template <class Row>
-    requires std::is_convertible_v<decltype(Row::name), const char*>
-void PrintTo(const Row& row, std::ostream* out) {
-    *out << row.name;
-}
-
-// Row names: the row's sentence with spaces as underscores.
-struct SentenceName {
-    template <class Info>
-    std::string operator()(const Info& info) const {
-        std::string name;
-        for (char c : std::string(info.param.name)) {
-            const bool keep = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-            name.push_back(keep ? c : '_');
-        }
-        return name;
-    }
-};
 
 }  // namespace jorvane::test

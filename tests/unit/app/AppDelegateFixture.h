@@ -10,7 +10,6 @@
 
 #include <memory>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 #include "addressbar/PathWindowController.h"
@@ -28,26 +27,13 @@
 #include "fakes/FakeWorkspaceObserver.h"
 #include "fakes/MemoryDefaults.h"
 #include "settings/UserDefaults.h"
+#include "unit/TableSupport.h"
 #include "util/Dispatch.h"
 
 namespace jorvane::test::appcore {
 
-// Logs every handler call, from any thread, as "vj <name> [<param>] ...".
-class RecordingCatalogue final : public HandlerCatalogue {
-public:
-    RecordingCatalogue(std::shared_ptr<FakeHandlerCatalogue> inner, std::shared_ptr<EventLog> log)
-        : inner_(std::move(inner)), log_(std::move(log)) {}
-    std::optional<std::string> call(std::string_view name, const std::vector<std::string>& params) override {
-        std::string entry = "vj " + std::string(name);
-        for (const std::string& param : params) entry += " [" + param + "]";
-        log_->add(std::move(entry));
-        return inner_->call(name, params);
-    }
-
-private:
-    std::shared_ptr<FakeHandlerCatalogue> inner_;
-    std::shared_ptr<EventLog> log_;
-};
+using test::PrintTo;
+using test::SentenceName;
 
 class AppDelegateFixture {
 public:
@@ -141,14 +127,7 @@ public:
 
     // The log, keeping only entries that begin with one of the prefixes.
     std::vector<std::string> logged(const std::vector<std::string>& prefixes) const {
-        std::vector<std::string> out;
-        for (const std::string& entry : log_->entries())
-            for (const std::string& prefix : prefixes)
-                if (entry.starts_with(prefix)) {
-                    out.push_back(entry);
-                    break;
-                }
-        return out;
+        return entriesStartingWithAny(*log_, prefixes);
     }
 
     bool barVisible(std::size_t index = 0) const { return views_.at(index)->panel().isVisible(); }
@@ -160,7 +139,7 @@ public:
     ObservableAccessibility accessibility_{ax_, log_};
     AXNode application_, window_, title_;
     std::shared_ptr<FakeHandlerCatalogue> finder_ = std::make_shared<FakeHandlerCatalogue>();
-    VJASWrapper bridge_{std::make_shared<RecordingCatalogue>(finder_, log_)};
+    VJASWrapper bridge_{std::make_shared<LoggingCatalogue>(finder_, log_, LoggingCatalogue::Calls::all)};
     std::unique_ptr<settings::UserDefaults> defaults_ = std::make_unique<settings::UserDefaults>(nullptr);
     FakeEventTap tap_{log_};
     FakeWorkspaceObserver workspace_{log_};
@@ -180,26 +159,6 @@ class AppDelegateTest : public AppDelegateFixture, public testing::Test {};
 
 template <class Row>
 class AppDelegateTable : public AppDelegateFixture, public testing::TestWithParam<Row> {};
-
-// Row names: the row's sentence with spaces as underscores.
-struct SentenceName {
-    template <class Info>
-    std::string operator()(const Info& info) const {
-        std::string name;
-        for (char c : std::string(info.param.name)) {
-            const bool keep = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-            name.push_back(keep ? c : '_');
-        }
-        return name;
-    }
-};
-
-// Rows print as their sentence.
-template <class Row>
-    requires std::is_convertible_v<decltype(Row::name), const char*>
-void PrintTo(const Row& row, std::ostream* out) {
-    *out << row.name;
-}
 
 inline std::vector<std::string> operator+(std::vector<std::string> a, const std::vector<std::string>& b) {
     a.insert(a.end(), b.begin(), b.end());
