@@ -5,9 +5,8 @@
 #include <atomic>
 #include <chrono>
 #include <future>
-#include <condition_variable>
 #include <latch>
-#include <mutex>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -21,36 +20,18 @@ namespace {
 
 using Operation = ZTAsyncCancellableOperation<std::string>;
 
-// A gate that blocks until opened; opening twice is harmless.
-class Gate {
-public:
-    void open() {
-        {
-            std::lock_guard lock(mutex_);
-            open_ = true;
-        }
-        opened_.notify_all();
-    }
-    void wait() {
-        std::unique_lock lock(mutex_);
-        opened_.wait(lock, [this] { return open_; });
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable opened_;
-    bool open_ = false;
-};
-
 // An operation whose block waits until the test releases it.
 struct HeldOperation {
-    std::shared_ptr<Gate> gate = std::make_shared<Gate>();
-    std::shared_ptr<Operation> op = Operation::operationWithBlock([gate = gate](Operation&) {
-        gate->wait();
+    std::shared_ptr<std::atomic<bool>> released = std::make_shared<std::atomic<bool>>(false);
+    std::shared_ptr<Operation> op = Operation::operationWithBlock([released = released](Operation&) {
+        released->wait(false);
         return std::string("done");
     });
-    ~HeldOperation() { gate->open(); }  // never leave a worker blocked
-    void release() { gate->open(); }
+    ~HeldOperation() { release(); }  // never leave a worker blocked
+    void release() {
+        released->store(true);
+        released->notify_all();
+    }
     bool finished() const { return op->result().has_value(); }
 };
 
