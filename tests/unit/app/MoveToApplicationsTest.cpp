@@ -148,8 +148,6 @@ const MoveRow kMoveRows[] = {
      {kActivate, kRemoveAsAdmin, kCopyAsAdmin}},
     {"a refused authorisation ends with the alert", administratorRuns({kRefused}), Outcome::failed,
      {kActivate, kRemoveAsAdmin, kFailure}},
-    {"pkexec that cannot start ends with the alert", administratorRuns({{false, false, -1}}), Outcome::failed,
-     {kActivate, kRemoveAsAdmin, kFailure}},
     {"a remove ended by a signal ends with the alert", administratorRuns({{true, true, -1}}), Outcome::failed,
      {kActivate, kRemoveAsAdmin, kFailure}},
     {"a remove that fails otherwise goes on to the copy", administratorRuns({{true, false, 1}}),
