@@ -55,7 +55,10 @@ Fixture& fixture() {
         if (!window) throw std::runtime_error("no Thunar window");
         made.window = *window;
         made.jorvane = std::make_unique<JorvaneDriver>(*made.desktop);
-        if (!made.jorvane->start({.accessible = false, .logLevel = "warn"})) throw std::runtime_error(made.jorvane->why());
+        JorvaneDriver::Options options;
+        options.accessible = false;
+        options.logLevel = "warn";
+        if (!made.jorvane->start(options)) throw std::runtime_error(made.jorvane->why());
         if (!made.jorvane->waitForGrab(made.window, "g", kWait)) throw std::runtime_error("the tap never grabbed Ctrl+G");
         made.desktop->activate(made.window);
         jorvane::e2e::waitUntil([&] { return made.jorvane->focusIsIn(made.window); }, kWait);
