@@ -48,6 +48,8 @@ void JVPrefController::close() {
 void JVPrefController::hotkeyRecorderKeyComboDidChange(HKRecorderControl&, CGEventFlags flags, HKKeyCode keyCode) {
     defaults_.setInteger(static_cast<std::int64_t>(flags), settings::keys::hotkeyFlags);
     defaults_.setInteger(keyCode, settings::keys::hotkeyKeycode);
+    KMLogInDomain(KMLogLevelInfo, kLog, "hot key: flags 0x%llx, key code %d", static_cast<unsigned long long>(flags),
+                  keyCode);
     if (!defaults_.synchronize()) KMLogInDomain(KMLogLevelWarn, kLog, "the hot key could not be saved");
     changed();
 }

@@ -7,11 +7,13 @@
 #include <QPainterPath>
 
 #include "shortcutrecorder/KeyboardLayout.h"
+#include "util/Diagnostics.h"
 
 namespace jorvane::ui {
 
 namespace {
 
+constexpr const char* kLog = "Preferences";
 constexpr int kHeight = 26;
 constexpr int kButtonSide = 16;
 constexpr int kButtonInset = 5;
@@ -169,6 +171,9 @@ void HKRecorderWidget::keyPressEvent(QKeyEvent* event) {
     }
     const HKKeyEvent press{static_cast<HKKeyCode>(key->keyCode), key->modifierFlags, key->characters,
                            charactersIgnoringModifiers(*event, key->keyCode)};
+    KMLogInDomain(KMLogLevelDebug, kLog, "recorder key %d flags 0x%llx typing \"%s\"%s", press.keyCode,
+                  static_cast<unsigned long long>(press.modifierFlags), press.charactersIgnoringModifiers.c_str(),
+                  cell().isRecording() ? " while recording" : "");
     if (cell().performKeyEquivalent(press) || cell().isRecording()) {
         event->accept();
         return;
@@ -198,6 +203,7 @@ void HKRecorderWidget::mousePressEvent(QMouseEvent* event) {
     } else {
         setFocus(Qt::MouseFocusReason);
         cell().clickField();
+        if (cell().isRecording()) KMLogInDomain(KMLogLevelDebug, kLog, "recording a hot key");
     }
     event->accept();
 }
