@@ -18,6 +18,7 @@
 // Start at login is never stored in the settings: the user's autostart
 // entries are the only record (LoginItem::).
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
