@@ -69,7 +69,7 @@ protected:
 
     std::unique_ptr<JVPrefController> open(FakePane& pane) {
         auto controller = std::make_unique<JVPrefController>(JVPrefController::Dependencies{
-            *defaults_, kProgram, [this] { ++aboutRequests_; }, [this] { ++settingsChanges_; }});
+            *defaults_, kProgram, {}, [this] { ++settingsChanges_; }});
         controller->setWindow(&pane);
         controller->windowDidLoad();
         return controller;
@@ -95,7 +95,6 @@ protected:
     test::FakeAlerts alerts_;
     test::TempDir config_;
     std::optional<std::string> savedConfigHome_;
-    int aboutRequests_ = 0;
     int settingsChanges_ = 0;
 };
 
@@ -181,23 +180,6 @@ INSTANTIATE_TEST_SUITE_P(
                     RecordRow{"SuperAltSpace", kVK_Space, kCtl | kOpt, " ", kCtl | kOpt}),
     RowName());
 
-TEST_F(PrefController, EscapeAloneCancelsRecordingAndKeepsTheHotKey) {
-    FakePane pane(*defaults_, alerts_);
-    const auto controller = open(pane);
-    record(pane.hotkeyRecorder(), kVK_Escape, 0, "\x1b");
-    EXPECT_FALSE(pane.hotkeyRecorder().cell().isRecording());
-    EXPECT_EQ(storedFlags(), static_cast<std::int64_t>(kCmd));
-    EXPECT_EQ(storedCode(), kVK_ANSI_G);
-}
-
-TEST_F(PrefController, ClearingTheFieldStoresNoKey) {
-    FakePane pane(*defaults_, alerts_);
-    const auto controller = open(pane);
-    pane.hotkeyRecorder().cell().removeKeyCombo();
-    EXPECT_EQ(storedCode(), kHKNoKeyCode);
-    EXPECT_EQ(storedFlags(), 0);
-}
-
 // ---- The check boxes and the choice.
 
 struct BoxRow {
@@ -263,7 +245,7 @@ TEST_F(PrefController, AutostartOffWithoutAnItemIsHarmless) {
     EXPECT_TRUE(LoginItem::HasLoginItemWithPath("/usr/bin/other-program"));
 }
 
-// ---- Closing, the about button, commands.
+// ---- Closing.
 
 TEST_F(PrefController, CloseSavesThenDetachesThenClosesTheWindow) {
     FakePane pane(*defaults_, alerts_);
@@ -287,17 +269,6 @@ TEST_F(PrefController, AGoneControllerNoLongerHearsFromTheRecorder) {
     EXPECT_EQ(pane.hotkeyRecorder().delegate(), nullptr);
     pane.hotkeyRecorder().setKeyCombo(HKKeyCombo{kCmd, kVK_ANSI_J});
     EXPECT_EQ(storedCode(), kVK_ANSI_G);
-}
-
-TEST_F(PrefController, AboutOpensTheAboutWindowAndCommandsAreConsumed) {
-    FakePane pane(*defaults_, alerts_);
-    const auto controller = open(pane);
-    controller->about();
-    EXPECT_EQ(aboutRequests_, 1);
-    EXPECT_TRUE(controller->doCommandBySelector("insertNewline:"));
-    EXPECT_TRUE(controller->doCommandBySelector("cancelOperation:"));
-    std::string reason;
-    EXPECT_FALSE(controller->hotkeyRecorderIsKeyCodeAndFlagsTaken(pane.hotkeyRecorder(), kVK_ANSI_J, kCmd, reason));
 }
 
 }  // namespace
