@@ -1,6 +1,7 @@
 #include "addressbar/CompletionEngine.h"
 
 #include "fakes/TestSupport.h"
+#include "unit/ScopedEnv.h"
 
 #include <gtest/gtest.h>
 
@@ -46,11 +47,6 @@ protected:
         tmp_.symlink("linkToDocs", "Documents");
         tmp_.symlink("linkToNotes", "notes.txt");
         ::mkfifo((tmp_.str() + "/fifo").c_str(), 0600);
-        if (const char* home = std::getenv("HOME")) savedHome_ = home;
-    }
-    void TearDown() override {
-        if (savedHome_) ::setenv("HOME", savedHome_->c_str(), 1);
-        else ::unsetenv("HOME");
     }
 
     std::string t(const std::string& text) const { return replaceAll(text, "{T}", tmp_.str()); }
@@ -65,7 +61,6 @@ protected:
     }
 
     TempDir tmp_;
-    std::optional<std::string> savedHome_;
     int notes_ = 0;
     int published_ = 0;
     int fetches_ = 0;
@@ -127,7 +122,7 @@ TEST_F(CompletionEngineTest, RootListsEveryEntryAsAFullPathWithSlashesOnDirector
 }
 
 TEST_F(CompletionEngineTest, TildeGivesAbsoluteCandidatesUnderHome) {
-    ::setenv("HOME", tmp_.str().c_str(), 1);
+    const jorvane::test::ScopedEnv home("HOME", tmp_.str());
     EXPECT_EQ(complete("~/Doc"), t(Strings{"{T}/Documents/"}));
     EXPECT_EQ(complete("~/Documents/"), t(Strings{"{T}/Documents/Subfolder/"}));
     EXPECT_EQ(engine_.currentCompletionsDirectoryPath(), t("{T}/Documents"));

@@ -2,6 +2,7 @@
 // text field's editing commands and the context menu.
 
 #include "PathWindowControllerFixture.h"
+#include "unit/ScopedEnv.h"
 
 #include <gmock/gmock.h>
 
@@ -39,9 +40,7 @@ class HandleKeyDown : public PathWindowControllerTable<ShortcutRow> {};
 
 TEST_P(HandleKeyDown, Row) {
     const ShortcutRow& row = GetParam();
-    const char* savedHome = std::getenv("HOME");
-    const std::optional<std::string> home = savedHome ? std::optional<std::string>(savedHome) : std::nullopt;
-    ::setenv("HOME", t("{T}/docs").c_str(), 1);
+    const ScopedEnv home("HOME", t("{T}/docs"));
     if (row.hotkey) {
         defaults_->setInteger(row.hotkey->first, settings::keys::hotkeyKeycode);
         defaults_->setInteger(row.hotkey->second, settings::keys::hotkeyFlags);
@@ -63,9 +62,6 @@ TEST_P(HandleKeyDown, Row) {
         ASSERT_EQ(finder_->callCount(row.backgroundCall), 1u);
         EXPECT_EQ(finder_->lastCall(row.backgroundCall)->params, std::vector<std::string>{t("{T}/notes.txt")});
     }
-
-    if (home) ::setenv("HOME", home->c_str(), 1);
-    else ::unsetenv("HOME");
 }
 
 const ShortcutRow kShortcutRows[] = {

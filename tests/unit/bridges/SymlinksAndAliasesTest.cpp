@@ -1,6 +1,7 @@
 #include "bridges/SymlinksAndAliases.h"
 
 #include "fakes/TestSupport.h"
+#include "unit/ScopedEnv.h"
 
 #include <gtest/gtest.h>
 
@@ -54,16 +55,8 @@ TEST_F(Links, ARelativePathIsRefused) {
 }
 
 TEST_F(Links, ATildePathIsExpandedBeforeResolving) {
-    const char* old = std::getenv("HOME");
-    const std::string saved = old ? old : "";
-    ::setenv("HOME", root().c_str(), 1);
-    const auto resolved = links::stringByResolvingSymlinksAndAliases("~/a/link/b");
-    if (old) {
-        ::setenv("HOME", saved.c_str(), 1);
-    } else {
-        ::unsetenv("HOME");
-    }
-    EXPECT_EQ(resolved, at("c/b"));
+    const test::ScopedEnv home("HOME", root());
+    EXPECT_EQ(links::stringByResolvingSymlinksAndAliases("~/a/link/b"), at("c/b"));
 }
 
 TEST_F(Links, ARelativeLinkInTheMiddleIsJoinedToItsParentAndStandardized) {

@@ -2,6 +2,7 @@
 #include "settings/UserDefaults.h"
 
 #include "fakes/TestSupport.h"
+#include "unit/ScopedEnv.h"
 
 #include <gtest/gtest.h>
 
@@ -20,29 +21,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Sets an environment variable (or unsets it, for nullopt) for one scope.
-class ScopedEnv {
-public:
-    ScopedEnv(const char* name, std::optional<std::string> value) : name_(name) {
-        if (const char* old = std::getenv(name)) old_ = old;
-        if (value) {
-            ::setenv(name, value->c_str(), 1);
-        } else {
-            ::unsetenv(name);
-        }
-    }
-    ~ScopedEnv() {
-        if (old_) {
-            ::setenv(name_, old_->c_str(), 1);
-        } else {
-            ::unsetenv(name_);
-        }
-    }
-
-private:
-    const char* name_;
-    std::optional<std::string> old_;
-};
+using jorvane::test::ScopedEnv;
 
 std::string slurp(const fs::path& file) {
     std::ifstream in(file, std::ios::binary);

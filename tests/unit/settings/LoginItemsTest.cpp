@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "fakes/TestSupport.h"
+#include "unit/ScopedEnv.h"
 
 namespace jorvane {
 namespace {
@@ -16,17 +17,6 @@ namespace fs = std::filesystem;
 
 class LoginItems : public testing::Test {
 protected:
-    LoginItems() {
-        if (const char* old = std::getenv("XDG_CONFIG_HOME")) saved_ = old;
-        ::setenv("XDG_CONFIG_HOME", home_.str().c_str(), 1);
-    }
-    ~LoginItems() override {
-        if (saved_) {
-            ::setenv("XDG_CONFIG_HOME", saved_->c_str(), 1);
-        } else {
-            ::unsetenv("XDG_CONFIG_HOME");
-        }
-    }
     fs::path autostart() const { return home_.path() / "autostart"; }
     std::vector<std::string> files() const {
         std::vector<std::string> names;
@@ -44,16 +34,14 @@ protected:
     void write(const std::string& name, const std::string& text) const { home_.file("autostart/" + name, text); }
 
     test::TempDir home_;
-    std::optional<std::string> saved_;
+    test::ScopedEnv configHome_{"XDG_CONFIG_HOME", home_.str()};
 };
 
 TEST_F(LoginItems, AutostartFolderFollowsXdgConfigHomeOrFallsBackToDotConfig) {
     EXPECT_EQ(LoginItem::autostartDirectory(), autostart());
-    const std::string home = std::getenv("HOME") ? std::getenv("HOME") : "";
-    ::setenv("XDG_CONFIG_HOME", "relative/config", 1);
-    ::setenv("HOME", home_.str().c_str(), 1);
+    const test::ScopedEnv relative("XDG_CONFIG_HOME", "relative/config");
+    const test::ScopedEnv home("HOME", home_.str());
     EXPECT_EQ(LoginItem::autostartDirectory(), home_.path() / ".config" / "autostart");
-    ::setenv("HOME", home.c_str(), 1);
 }
 
 TEST_F(LoginItems, InstallWritesOneEntryThatTheSessionStarts) {

@@ -2,10 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include "unit/ScopedEnv.h"
+
 #include <pwd.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,29 +16,7 @@ using namespace jorvane;
 namespace {
 
 // Sets $HOME for one test and puts the previous value back afterwards.
-class HomeGuard {
-public:
-    explicit HomeGuard(const char* home) {
-        if (const char* old = std::getenv("HOME")) old_ = old;
-        if (home) {
-            ::setenv("HOME", home, 1);
-        } else {
-            ::unsetenv("HOME");
-        }
-    }
-    ~HomeGuard() {
-        if (old_) {
-            ::setenv("HOME", old_->c_str(), 1);
-        } else {
-            ::unsetenv("HOME");
-        }
-    }
-    HomeGuard(const HomeGuard&) = delete;
-    HomeGuard& operator=(const HomeGuard&) = delete;
-
-private:
-    std::optional<std::string> old_;
-};
+using HomeGuard = test::ScopedEnv;
 
 std::string passwdHome(bool current, const char* user = nullptr) {
     const passwd* entry = current ? ::getpwuid(::getuid()) : ::getpwnam(user);
@@ -54,7 +33,7 @@ std::string rowName(const testing::TestParamInfo<StringCase>& row) { return row.
 
 class WithHome : public testing::TestWithParam<StringCase> {
 protected:
-    HomeGuard home_{"/home/ann"};
+    HomeGuard home_{"HOME", "/home/ann"};
 };
 
 // ------------------------------------------------------------------ standardizing
@@ -125,17 +104,17 @@ TEST(Paths, TildeFallsBackToThePasswordEntryWithoutHome) {
     const std::string mine = passwdHome(true);
     ASSERT_FALSE(mine.empty());
     {
-        HomeGuard unset(nullptr);
+        HomeGuard unset("HOME", std::nullopt);
         EXPECT_EQ(paths::stringByExpandingTildeInPath("~/x"), paths::stringByAppendingPathComponent(mine, "x"));
     }
     {
-        HomeGuard empty("");
+        HomeGuard empty("HOME", "");
         EXPECT_EQ(paths::stringByExpandingTildeInPath("~"), paths::stringByStandardizingPath(mine));
     }
 }
 
 TEST(Paths, AHomeAtTheRootGivesNoDoubledSlash) {
-    HomeGuard root("/");
+    HomeGuard root("HOME", "/");
     EXPECT_EQ(paths::stringByExpandingTildeInPath("~"), "/");
     EXPECT_EQ(paths::stringByExpandingTildeInPath("~/a"), "/a");
 }
