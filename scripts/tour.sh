@@ -6,7 +6,7 @@
 # Thunar on a demo folder it creates, and Jorvane; then plays the tour (a
 # click on the title opens the bar, typing completes inline, Tab shows the
 # completion list, Return on a folder shows it, a pattern selects every match,
-# Ctrl+G opens the bar again) and writes a screenshot of each step to
+# Ctrl+G opens the bar again, its context menu opens the preferences) and writes a screenshot of each step to
 # OUTPUT_DIR (a new folder under /tmp by default), named at the end. Stops
 # everything it started, also on failure or Ctrl+C. Needs no network.
 set -euo pipefail
@@ -201,5 +201,19 @@ xdotool keydown ctrl key g keyup ctrl
 wait_for "the bar after Ctrl+G" 10 bar_shown
 sleep 0.3
 shot 06-ctrl-g
+
+# The bar's context menu ends with "Jorvane Preferences…": the preferences
+# window with the hot-key recorder.
+bar=$(xdotool search --onlyvisible --classname '^jorvane$' | head -n 1)
+BX=$(xwininfo -id "$bar" | sed -n 's/.*Absolute upper-left X: *//p')
+BY=$(xwininfo -id "$bar" | sed -n 's/.*Absolute upper-left Y: *//p')
+BW=$(xwininfo -id "$bar" | sed -n 's/.*Width: *//p')
+BH=$(xwininfo -id "$bar" | sed -n 's/.*Height: *//p')
+xdotool mousemove $((BX + BW / 2)) $((BY + BH / 2)) click 3
+sleep 0.5
+xdotool key Up Return
+wait_for "the preferences window" 10 xdotool search --onlyvisible --name '^Jorvane Preferences$'
+sleep 0.5
+shot 07-preferences
 
 echo "The tour's screenshots are in $shots"
