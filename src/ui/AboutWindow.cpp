@@ -2,15 +2,14 @@
 
 #include <QDesktopServices>
 #include <QGridLayout>
-#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
-#include <QScreen>
 #include <QUrl>
 #include <QVBoxLayout>
 
 #include "ui/BarImages.h"
+#include "ui/CentredWindow.h"
 
 namespace jorvane::ui {
 
@@ -70,15 +69,7 @@ AboutWindow::AboutWindow(Dependencies dependencies, QWidget* parent)
 
 AboutWindow* AboutWindow::open(Dependencies dependencies) {
     auto* window = new AboutWindow(std::move(dependencies));
-    window->adjustSize();
-    if (const QScreen* screen = QGuiApplication::primaryScreen()) {
-        QRect frame = window->frameGeometry();
-        frame.moveCenter(screen->availableGeometry().center());
-        window->move(frame.topLeft());
-    }
-    window->show();
-    window->raise();
-    window->activateWindow();
+    showCentred(*window);
     return window;
 }
 

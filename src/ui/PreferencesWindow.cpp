@@ -5,14 +5,13 @@
 #include <QCloseEvent>
 #include <QFormLayout>
 #include <QGroupBox>
-#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
 #include <QRadioButton>
-#include <QScreen>
 #include <QVBoxLayout>
 
+#include "ui/CentredWindow.h"
 #include "ui/HKRecorderWidget.h"
 
 namespace jorvane::ui {
@@ -92,15 +91,7 @@ QCheckBox* PreferencesWindow::boundBox(const QString& text, const settings::Key<
 
 PreferencesWindow* PreferencesWindow::open(Dependencies dependencies) {
     auto* window = new PreferencesWindow(std::move(dependencies));
-    window->adjustSize();
-    if (const QScreen* screen = QGuiApplication::primaryScreen()) {
-        QRect frame = window->frameGeometry();
-        frame.moveCenter(screen->availableGeometry().center());
-        window->move(frame.topLeft());
-    }
-    window->show();
-    window->raise();
-    window->activateWindow();
+    showCentred(*window);
     return window;
 }
 

@@ -84,18 +84,17 @@ struct JorvaneDriver::Atspi {
         return nullptr;
     }
 
-    // The first element at or below `root` whose name is exactly `name`.
-    AccessibleRef findNamed(AtspiAccessible* root, const std::string& name, int depth) {
-        GError* error = nullptr;
-        gchar* own = atspi_accessible_get_name(root, &error);
-        const bool match = own && name == own;
-        g_free(own);
-        g_clear_error(&error);
-        if (match) {
+    // The first element at or below `root` (down to `maxDepth`) that
+    // `matches`. Qt builds its tree as windows show: each level is read
+    // afresh.
+    template <typename Matches>
+    AccessibleRef findFirst(AtspiAccessible* root, const Matches& matches, int depth, int maxDepth) {
+        if (matches(root)) {
             g_object_ref(root);
             return AccessibleRef(root);
         }
-        if (depth > 12) return nullptr;
+        if (depth > maxDepth) return nullptr;
+        GError* error = nullptr;
         atspi_accessible_clear_cache(root);
         const int count = atspi_accessible_get_child_count(root, &error);
         g_clear_error(&error);
@@ -103,31 +102,33 @@ struct JorvaneDriver::Atspi {
             AccessibleRef child(atspi_accessible_get_child_at_index(root, i, &error));
             g_clear_error(&error);
             if (!child) continue;
-            if (AccessibleRef found = findNamed(child.get(), name, depth + 1)) return found;
+            if (AccessibleRef found = findFirst(child.get(), matches, depth + 1, maxDepth)) return found;
         }
         return nullptr;
     }
 
+    // The first element at or below `root` whose name is exactly `name`.
+    AccessibleRef findNamed(AtspiAccessible* root, const std::string& name, int depth) {
+        auto named = [&name](AtspiAccessible* element) {
+            GError* error = nullptr;
+            gchar* own = atspi_accessible_get_name(element, &error);
+            const bool match = own && name == own;
+            g_free(own);
+            g_clear_error(&error);
+            return match;
+        };
+        return findFirst(root, named, depth, 12);
+    }
+
     // The first element below `root` with a Text interface and role "text".
     AccessibleRef findText(AtspiAccessible* root, int depth) {
-        GError* error = nullptr;
-        if (atspi_accessible_get_role(root, &error) == ATSPI_ROLE_TEXT && !error) {
-            g_object_ref(root);
-            return AccessibleRef(root);
-        }
-        g_clear_error(&error);
-        if (depth > 10) return nullptr;
-        // Qt builds its tree as windows show: read it afresh.
-        atspi_accessible_clear_cache(root);
-        const int count = atspi_accessible_get_child_count(root, &error);
-        g_clear_error(&error);
-        for (int i = 0; i < count; ++i) {
-            AccessibleRef child(atspi_accessible_get_child_at_index(root, i, &error));
+        auto text = [](AtspiAccessible* element) {
+            GError* error = nullptr;
+            const bool match = atspi_accessible_get_role(element, &error) == ATSPI_ROLE_TEXT && !error;
             g_clear_error(&error);
-            if (!child) continue;
-            if (AccessibleRef found = findText(child.get(), depth + 1)) return found;
-        }
-        return nullptr;
+            return match;
+        };
+        return findFirst(root, text, depth, 10);
     }
 };
 

@@ -17,6 +17,7 @@
 #include "fakes/FakeAlerts.h"
 #include "fakes/FakeApplication.h"
 #include "fakes/FakeKeyboardLayout.h"
+#include "fakes/FakeURLOpener.h"
 #include "fakes/MemoryDefaults.h"
 #include "fakes/TestSupport.h"
 #include "ui/AboutWindow.h"
@@ -138,19 +139,10 @@ TEST_F(PreferencesWindowTest, ClosingSavesAndDeletesTheWindow) {
     EXPECT_EQ(store_->values().at("inactive_shortcuts"), true);
 }
 
-class RecordingURLs final : public URLOpener {
-public:
-    bool openURL(const std::string& url) override {
-        opened.push_back(url);
-        return true;
-    }
-    std::vector<std::string> opened;
-};
-
 TEST(AboutWindowTest, ShowsTheVersionAndItsButtonsAct) {
     test::FakeAlerts alerts;
     test::FakeApplication application;
-    auto urls = std::make_shared<RecordingURLs>();
+    auto urls = std::make_shared<FakeURLOpener>();
     QPointer<AboutWindow> window = AboutWindow::open(
         AboutWindow::Dependencies{alerts, application, "/usr/bin/jorvane", "/usr", "2.0.1", urls});
     EXPECT_EQ(window->windowTitle(), "About Jorvane");

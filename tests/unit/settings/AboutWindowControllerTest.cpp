@@ -10,21 +10,13 @@
 
 #include "fakes/FakeAlerts.h"
 #include "fakes/FakeApplication.h"
+#include "fakes/FakeURLOpener.h"
 #include "fakes/TestSupport.h"
 
 namespace jorvane {
 namespace {
 
 namespace fs = std::filesystem;
-
-class RecordingURLs final : public URLOpener {
-public:
-    bool openURL(const std::string& url) override {
-        opened.push_back(url);
-        return true;
-    }
-    std::vector<std::string> opened;
-};
 
 struct RowName {
     template <typename Row>
@@ -59,7 +51,7 @@ protected:
     fs::path executable_;
     test::FakeAlerts alerts_;
     test::FakeApplication application_;
-    RecordingURLs urls_;
+    FakeURLOpener urls_;
     std::vector<fs::path> removed_;
     bool failRemoval_ = false;
 };
