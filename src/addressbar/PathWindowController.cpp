@@ -532,8 +532,9 @@ std::size_t PathWindowController::indexOfItemWithStringValue(std::string_view va
 std::optional<std::string> PathWindowController::completedString(std::string_view typed) {
     CompletionEngine::Completion completion =
         engine_.completedString(typed, finderLocation_, [this] { finderLocation(); });
-    // Search as you type: the first match is selected in the window.
-    if (completion.revealName) bridge_.callVJMethod(handlers::finderRevealInCurrent, {*completion.revealName});
+    // Search as you type: the first match is selected in the window, in the
+    // background, so that a slow file manager never holds up the typing.
+    if (completion.revealName) bridge_.finderRevealInCurrentAsync(*completion.revealName);
     return completion.completion;
 }
 

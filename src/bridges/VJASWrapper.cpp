@@ -87,6 +87,12 @@ void VJASWrapper::finderGetPathAsync(PathBlock completion) {
     });
 }
 
+void VJASWrapper::finderRevealInCurrentAsync(std::string name) {
+    finderRevealQueue_.cancelAllOperations();
+    finderRevealQueue_.addOperation(
+        [core = core_, name = std::move(name)] { core->call(handlers::finderRevealInCurrent, {name}); });
+}
+
 void VJASWrapper::openTerminal(std::string path) {
     dispatch::globalQueue().async(
         [core = core_, path = std::move(path)] { core->call(handlers::openTerminal, {path}); });
@@ -95,6 +101,7 @@ void VJASWrapper::openTerminal(std::string path) {
 void VJASWrapper::waitUntilIdle() {
     finderSetPathQueue_.waitUntilAllOperationsAreFinished();
     finderGetPathQueue_.waitUntilAllOperationsAreFinished();
+    finderRevealQueue_.waitUntilAllOperationsAreFinished();
 }
 
 }  // namespace jorvane

@@ -88,10 +88,14 @@ public:
     // "finder_get_path" on the serial get-path queue, same replacement rule;
     // `completion` gets the answer (maybe nothing) on the main queue.
     void finderGetPathAsync(PathBlock completion);
+    // "finder_reveal_in_current" [name] on the serial reveal queue, same
+    // replacement rule: while the user types, only the newest name is still
+    // selected when the file manager is slow. Nothing is reported back.
+    void finderRevealInCurrentAsync(std::string name);
     // "open_terminal" [path] on the global queue; nothing is reported back.
     void openTerminal(std::string path);
 
-    // Waits until both serial queues are empty (tests, shutdown).
+    // Waits until the serial queues are empty (tests, shutdown).
     void waitUntilIdle();
 
 private:
@@ -102,6 +106,7 @@ private:
     // Declared last: destroyed first, so no operation runs on a dead core.
     dispatch::OperationQueue finderSetPathQueue_{1};
     dispatch::OperationQueue finderGetPathQueue_{1};
+    dispatch::OperationQueue finderRevealQueue_{1};
 };
 
 }  // namespace jorvane

@@ -159,6 +159,24 @@ TEST(VJASWrapper, NavigationWhileOneRunsDropsTheWaitingRequest) {
     EXPECT_THAT(shown, ElementsAre("one", "three"));
 }
 
+TEST(VJASWrapper, TypingWhileARevealRunsKeepsOnlyTheNewestNameAndNeverHoldsUpNavigation) {
+    test::TempDir tmp;
+    Bridge b;
+    b.finder->hold("finder_reveal_in_current");
+    b.wrapper.finderRevealInCurrentAsync("a");
+    ASSERT_TRUE(b.finder->waitForHeld("finder_reveal_in_current", 1));
+    for (const char* name : {"ab", "abc", "abcd"}) b.wrapper.finderRevealInCurrentAsync(name);
+    bool shown = false;
+    b.wrapper.finderSetPathAsync(tmp.dir("there").string(), [&] { shown = true; });
+    ASSERT_TRUE(mainQueue().runUntil([&] { return shown; }, 10s));
+    b.finder->release("finder_reveal_in_current");
+    b.wrapper.waitUntilIdle();
+    std::vector<std::string> revealed;
+    for (const Call& c : b.finder->calls())
+        if (c.name == "finder_reveal_in_current") revealed.push_back(c.params.at(0));
+    EXPECT_THAT(revealed, ElementsAre("a", "abcd"));
+}
+
 // ---------------------------------------------------------------- get path
 
 TEST(VJASWrapper, QuickGetPathRequestsWhileOneRunsKeepTheFirstAndTheLast) {

@@ -125,6 +125,7 @@ TEST_F(PathWindowWiring, typingANameCompletesItInlineAndRevealsIt) {
     QTest::keyClicks(&field(), QStringLiteral("nou"));
     EXPECT_EQ(field().text(), QStringLiteral("nougat.txt"));
     EXPECT_EQ(field().selectedText(), QStringLiteral("gat.txt"));
+    bridge_.waitUntilIdle();
     EXPECT_EQ(handlerNames().back(), "finder_reveal_in_current");
 }
 

@@ -278,8 +278,15 @@ TEST_F(PathBarOnX, theContextMenuLeavesTheKeyboardWithTheBar) {
     desktop().click(where.x() + 60, where.center().y(), 3);
     ASSERT_TRUE(QTest::qWaitFor([] { return qobject_cast<QMenu*>(QApplication::activePopupWidget()) != nullptr; },
                                 kWait));
-    desktop().key("Escape");
-    ASSERT_TRUE(QTest::qWaitFor([] { return QApplication::activePopupWidget() == nullptr; }, kWait));
+    // Right after it maps, the menu may not hold the keyboard yet and an
+    // Escape sent by the machine at once can go astray (no person is that
+    // quick): pressed again until the menu closes, a few times at most.
+    bool closed = false;
+    for (int attempt = 0; attempt < 5 && !closed; ++attempt) {
+        desktop().key("Escape");
+        closed = QTest::qWaitFor([] { return QApplication::activePopupWidget() == nullptr; }, 1000);
+    }
+    ASSERT_TRUE(closed);
     EXPECT_TRUE(QTest::qWaitFor([&] { return barHasTheKeyboard(); }, kWait));
     EXPECT_FALSE(logged("resignKey"));
     EXPECT_FALSE(logged("command")) << "the menu's Escape is the menu's";
