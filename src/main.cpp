@@ -407,7 +407,8 @@ int main(int argc, char** argv) {
     int status = 0;
     if (delegate.isTerminating() || application.terminateRequested()) {
         KMLogInDomain(KMLogLevelInfo, kLog, "launch ended the program");
-        status = 1;
+        // Quit in the welcome is the user's choice, not a failure.
+        status = delegate.userDeclinedLaunch() ? 0 : 1;
     } else {
         // Later starts are heard once the launch is done (one that came
         // during the welcome waits until now). The notifier rests while an

@@ -142,6 +142,7 @@ void JorvaneAppDelegate::applicationDidFinishLaunching() {
     // The welcome comes before the file manager is looked for, so a first
     // launch without it greets and then explains.
     if (!ports_.defaults.boolForKey(settings::keys::notFirstLaunch) && ports_.firstLaunch && !ports_.firstLaunch()) {
+        userDeclinedLaunch_ = true;
         terminate();
         return;
     }

@@ -132,6 +132,9 @@ public:
     std::int32_t finderPid() const { return finderPid_.load(); }
     // True once the program has asked to end.
     bool isTerminating() const { return terminating_; }
+    // True when the launch ended because the user chose to quit in the
+    // welcome, not because something was missing.
+    bool userDeclinedLaunch() const { return userDeclinedLaunch_; }
     // The program was started again while it runs: the "already running"
     // alert, whose second button opens the preferences. Always true.
     bool applicationShouldHandleReopen(bool hasVisibleWindows = false);
@@ -205,6 +208,7 @@ private:
     std::vector<std::unique_ptr<PathWindowController>> pathControllers_;
     std::atomic<std::int32_t> finderPid_{0};
     bool terminating_ = false;
+    bool userDeclinedLaunch_ = false;
     bool subscribed_ = false;
 
     // The tap's state, main thread only.

@@ -48,6 +48,7 @@ TEST_P(Launch, Row) {
     EXPECT_EQ(log_->entries(), row.steps);
     const bool ends = row.steps.back() == "app.terminate";
     EXPECT_EQ(delegate().isTerminating(), ends);
+    EXPECT_EQ(delegate().userDeclinedLaunch(), row.firstLaunch && !row.welcomeGoesOn);
     EXPECT_EQ(tap_.isInstalled(), !ends);
     EXPECT_EQ(accessibility_.observer() != nullptr, !ends);
 }
