@@ -14,10 +14,8 @@
 #include <thread>
 #include <unistd.h>
 
-#include <xcb/xcb.h>
-#include <xcb/xtest.h>
-
 #include "ProcessSweep.h"
+#include "XTestClient.h"
 
 extern char** environ;
 
@@ -27,12 +25,6 @@ namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
 namespace {
-
-struct FreeDeleter {
-    void operator()(void* p) const { std::free(p); }
-};
-template <class T>
-using Reply = std::unique_ptr<T, FreeDeleter>;
 
 std::unique_ptr<Desktop>& sharedInstance() {
     static std::unique_ptr<Desktop> instance;
@@ -154,10 +146,7 @@ void Desktop::stop() {
     stopped_ = true;
     for (auto it = atStop_.rbegin(); it != atStop_.rend(); ++it) (*it)();
     atStop_.clear();
-    if (connection_) {
-        xcb_disconnect(connection_);
-        connection_ = nullptr;
-    }
+    x_.reset();
     // Thunar first, so that it does not see its services vanish; then the
     // rest in reverse start order, and everything D-Bus started for us.
     std::vector<pid_t> order(pids_.rbegin(), pids_.rend());
@@ -286,10 +275,8 @@ void Desktop::startXvfb() {
     close(readEnd);
     if (!number || number->empty()) throw std::runtime_error("Xvfb did not start");
     display_ = ":" + *number;
-    int screen = 0;
-    connection_ = xcb_connect(display_.c_str(), &screen);
-    if (!connection_ || xcb_connection_has_error(connection_)) throw std::runtime_error("cannot connect to " + display_);
-    rootWindow_ = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root;
+    x_ = std::make_unique<XTestClient>(display_);
+    if (!x_->ok()) throw std::runtime_error("cannot connect to " + display_);
 }
 
 void Desktop::startSessionBus() {
@@ -353,7 +340,7 @@ void Desktop::startAccessibilityBus() {
     const fs::path launcher = "/usr/libexec/at-spi-bus-launcher";
     if (!fs::exists(launcher)) throw std::runtime_error("at-spi-bus-launcher is missing (install at-spi2-core)");
     spawn({launcher.string(), "--launch-immediately"}, "at-spi-bus-launcher");
-    const bool up = waitUntil([this] { return rootWindowProperty("AT_SPI_BUS", XCB_ATOM_STRING).has_value(); },
+    const bool up = waitUntil([this] { return x_->bytes(x_->root(), x_->atom("AT_SPI_BUS"), XCB_ATOM_STRING).has_value(); },
                               options_.startTimeout, milliseconds(20));
     if (!up || !nameHasOwner("org.a11y.Bus")) throw std::runtime_error("the accessibility bus did not start");
 }
@@ -369,7 +356,7 @@ void Desktop::startWindowManager() {
         throw std::runtime_error("unknown window manager " + options_.windowManager);
     spawn(argv, options_.windowManager);
     const bool up = waitUntil(
-        [this] { return rootWindowProperty("_NET_SUPPORTING_WM_CHECK", XCB_ATOM_WINDOW).value_or(0) != 0; },
+        [this] { return x_->values(x_->root(), "_NET_SUPPORTING_WM_CHECK").size() == 1; },
         options_.startTimeout, milliseconds(20));
     if (!up) throw std::runtime_error(options_.windowManager + " did not start");
 }
@@ -397,80 +384,14 @@ void Desktop::restartThunar() {
 
 // ---- X11
 
-std::uint32_t Desktop::atom(const char* name) {
-    if (!connection_) return XCB_ATOM_NONE;
-    Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
-        connection_, xcb_intern_atom(connection_, 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr));
-    return reply ? reply->atom : static_cast<std::uint32_t>(XCB_ATOM_NONE);
-}
-
-std::optional<std::uint32_t> Desktop::rootWindowProperty(const char* name, std::uint32_t type) {
-    if (!connection_) return std::nullopt;
-    Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
-        connection_, xcb_get_property(connection_, 0, rootWindow_, atom(name), type, 0, 1024), nullptr));
-    if (!reply || reply->type == XCB_ATOM_NONE) return std::nullopt;
-    if (reply->format == 32 && xcb_get_property_value_length(reply.get()) >= 4)
-        return *static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
-    return 0u;  // present, not a number
-}
-
-std::vector<std::uint32_t> Desktop::clientWindows() {
-    std::vector<std::uint32_t> windows;
-    if (!connection_) return windows;
-    Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
-        connection_, xcb_get_property(connection_, 0, rootWindow_, atom("_NET_CLIENT_LIST"), XCB_ATOM_WINDOW, 0, 4096),
-        nullptr));
-    if (!reply || reply->format != 32) return windows;
-    const auto* values = static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
-    windows.assign(values, values + xcb_get_property_value_length(reply.get()) / 4);
-    return windows;
-}
-
-std::string Desktop::title(std::uint32_t window) {
-    if (!connection_) return {};
-    for (auto [property, type] : {std::pair{atom("_NET_WM_NAME"), atom("UTF8_STRING")},
-                                  std::pair{static_cast<std::uint32_t>(XCB_ATOM_WM_NAME),
-                                            static_cast<std::uint32_t>(XCB_ATOM_STRING)}}) {
-        Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
-            connection_, xcb_get_property(connection_, 0, window, property, type, 0, 16384), nullptr));
-        if (reply && reply->type == type && reply->format == 8)
-            return std::string(static_cast<const char*>(xcb_get_property_value(reply.get())),
-                               static_cast<std::size_t>(xcb_get_property_value_length(reply.get())));
-    }
-    return {};
-}
-
-std::string Desktop::wmClass(std::uint32_t window) {
-    if (!connection_) return {};
-    Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
-        connection_, xcb_get_property(connection_, 0, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, 1024), nullptr));
-    if (!reply || reply->format != 8) return {};
-    const std::string value(static_cast<const char*>(xcb_get_property_value(reply.get())),
-                            static_cast<std::size_t>(xcb_get_property_value_length(reply.get())));
-    const std::size_t nul = value.find('\0');
-    if (nul == std::string::npos) return value;
-    const std::string rest = value.substr(nul + 1);
-    return rest.substr(0, rest.find('\0'));
-}
-
-std::optional<pid_t> Desktop::windowPid(std::uint32_t window) {
-    if (!connection_) return std::nullopt;
-    Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
-        connection_, xcb_get_property(connection_, 0, window, atom("_NET_WM_PID"), XCB_ATOM_CARDINAL, 0, 1), nullptr));
-    if (!reply || reply->format != 32 || xcb_get_property_value_length(reply.get()) < 4) return std::nullopt;
-    return static_cast<pid_t>(*static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get())));
-}
-
+std::vector<std::uint32_t> Desktop::clientWindows() { return x_ ? x_->clientList() : std::vector<std::uint32_t>{}; }
+std::string Desktop::title(std::uint32_t window) { return x_ ? x_->title(window) : std::string(); }
+std::string Desktop::wmClass(std::uint32_t window) { return x_ ? x_->wmClass(window) : std::string(); }
+std::optional<pid_t> Desktop::windowPid(std::uint32_t window) { return x_ ? x_->pid(window) : std::nullopt; }
 std::optional<WindowGeometry> Desktop::geometry(std::uint32_t window) {
-    if (!connection_) return std::nullopt;
-    Reply<xcb_get_geometry_reply_t> size(xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, window), nullptr));
-    Reply<xcb_translate_coordinates_reply_t> origin(xcb_translate_coordinates_reply(
-        connection_, xcb_translate_coordinates(connection_, window, rootWindow_, 0, 0), nullptr));
-    if (!size || !origin) return std::nullopt;
-    return WindowGeometry{origin->dst_x, origin->dst_y, size->width, size->height};
+    return x_ ? x_->geometry(window) : std::nullopt;
 }
-
-std::uint32_t Desktop::activeWindow() { return rootWindowProperty("_NET_ACTIVE_WINDOW", XCB_ATOM_WINDOW).value_or(0); }
+std::uint32_t Desktop::activeWindow() { return x_ ? x_->activeWindow() : 0; }
 
 std::vector<std::uint32_t> Desktop::thunarWindows() {
     std::vector<std::uint32_t> windows;
@@ -526,33 +447,15 @@ bool Desktop::waitForTitle(std::uint32_t window, const std::string& expected, mi
     return waitUntil([&] { return title(window) == expected; }, timeout, milliseconds(5));
 }
 
-namespace {
-
-void sendRootMessage(xcb_connection_t* connection, std::uint32_t root, std::uint32_t window, std::uint32_t type,
-                     std::uint32_t d0, std::uint32_t d1) {
-    xcb_client_message_event_t event{};
-    event.response_type = XCB_CLIENT_MESSAGE;
-    event.format = 32;
-    event.window = window;
-    event.type = type;
-    event.data.data32[0] = d0;
-    event.data.data32[1] = d1;
-    xcb_send_event(connection, 0, root, XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
-                   reinterpret_cast<const char*>(&event));
-    xcb_flush(connection);
-}
-
-}  // namespace
-
 bool Desktop::activate(std::uint32_t window, milliseconds timeout) {
-    if (!connection_) return false;
-    sendRootMessage(connection_, rootWindow_, window, atom("_NET_ACTIVE_WINDOW"), 2, XCB_CURRENT_TIME);
+    if (!x_) return false;
+    x_->activate(window);
     return waitUntil([&] { return activeWindow() == window; }, timeout, milliseconds(10));
 }
 
 bool Desktop::closeWindow(std::uint32_t window, milliseconds timeout) {
-    if (!connection_) return false;
-    sendRootMessage(connection_, rootWindow_, window, atom("_NET_CLOSE_WINDOW"), XCB_CURRENT_TIME, 2);
+    if (!x_) return false;
+    x_->close(window);
     return waitForWindowGone(window, timeout);
 }
 
@@ -561,21 +464,11 @@ void Desktop::closeThunarWindows() {
 }
 
 void Desktop::moveMouse(int x, int y) {
-    if (!connection_) return;
-    xcb_test_fake_input(connection_, XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, rootWindow_, static_cast<std::int16_t>(x),
-                        static_cast<std::int16_t>(y), 0);
-    Reply<xcb_get_input_focus_reply_t> sync(
-        xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
+    if (x_) x_->moveTo(x, y);
 }
 
 void Desktop::click(int x, int y, int button) {
-    if (!connection_) return;
-    moveMouse(x, y);
-    const auto detail = static_cast<std::uint8_t>(button);
-    xcb_test_fake_input(connection_, XCB_BUTTON_PRESS, detail, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-    xcb_test_fake_input(connection_, XCB_BUTTON_RELEASE, detail, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-    Reply<xcb_get_input_focus_reply_t> sync(
-        xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
+    if (x_) x_->click(x, y, static_cast<std::uint8_t>(button));
 }
 
 bool Desktop::key(const std::string& combination) {

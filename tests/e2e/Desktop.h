@@ -19,6 +19,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <sys/types.h>
@@ -26,9 +27,9 @@
 
 #include "platform/Subprocess.h"
 
-struct xcb_connection_t;
-
 namespace jorvane::e2e {
+
+class XTestClient;
 
 using std::chrono::milliseconds;
 
@@ -82,6 +83,8 @@ public:
     std::filesystem::path dataDir() const { return root_ / "data"; }
     const std::filesystem::path& outputDir() const { return outputDir_; }
     pid_t thunarPid() const { return thunarPid_; }
+    // The desktop's own X connection (for looking and XTEST input; one thread).
+    XTestClient& x() { return *x_; }
 
     // ---- Processes (no shell; argv goes to the program as it is)
 
@@ -159,8 +162,6 @@ private:
     pid_t spawnWithPipe(const std::vector<std::string>& argv, const std::string& logName, int* readEnd,
                         const std::optional<std::filesystem::path>& workingDirectory = std::nullopt);
     void track(pid_t pid);
-    std::optional<std::uint32_t> rootWindowProperty(const char* name, std::uint32_t type);
-    std::uint32_t atom(const char* name);
 
     DesktopOptions options_;
     std::filesystem::path root_;
@@ -173,8 +174,7 @@ private:
     pid_t thunarPid_ = -1;
     std::vector<pid_t> pids_;  // in start order
     std::vector<std::pair<std::string, std::optional<std::string>>> savedEnvironment_;
-    xcb_connection_t* connection_ = nullptr;
-    std::uint32_t rootWindow_ = 0;
+    std::unique_ptr<XTestClient> x_;
     bool stopped_ = false;
     std::vector<std::function<void()>> atStop_;
 };

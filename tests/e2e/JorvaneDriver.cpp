@@ -4,7 +4,6 @@
 #include <glib.h>
 #include <xcb/xcb.h>
 #include <xcb/xinput.h>
-#include <xcb/xtest.h>
 #include <xkbcommon/xkbcommon.h>
 
 #include <algorithm>
@@ -18,6 +17,7 @@
 #include <sys/wait.h>
 
 #include "ProcessSweep.h"
+#include "XTestClient.h"
 #include "platform/thunar/ThunarAtspi.h"
 #include "settings/FileDefaultsStorage.h"
 #include "settings/UserDefaults.h"
@@ -132,21 +132,12 @@ struct JorvaneDriver::Atspi {
     }
 };
 
-JorvaneDriver::JorvaneDriver(Desktop& desktop) : desktop_(desktop) {
-    int screen = 0;
-    connection_ = xcb_connect(desktop_.display().c_str(), &screen);
-    if (xcb_connection_has_error(connection_)) {
-        xcb_disconnect(connection_);
-        connection_ = nullptr;
-        return;
-    }
-    root_ = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root;
-}
+JorvaneDriver::JorvaneDriver(Desktop& desktop)
+    : desktop_(desktop), x_(std::make_unique<XTestClient>(desktop.display())) {}
 
 JorvaneDriver::~JorvaneDriver() {
     stop();
     atspi_.reset();
-    if (connection_) xcb_disconnect(connection_);
 }
 
 // ---- the program
@@ -257,91 +248,34 @@ bool JorvaneDriver::waitForLog(const std::string& text, milliseconds timeout) {
 
 // ---- X
 
-std::uint32_t JorvaneDriver::atom(const char* name) {
-    if (!connection_) return XCB_ATOM_NONE;
-    Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
-        connection_, xcb_intern_atom(connection_, 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr));
-    return reply ? reply->atom : static_cast<std::uint32_t>(XCB_ATOM_NONE);
-}
-
-void JorvaneDriver::sync() {
-    Reply<xcb_get_input_focus_reply_t> reply(
-        xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
+// The program's viewable windows on the root, topmost first: its list (of
+// type TOOLTIP) or the others.
+std::vector<std::uint32_t> JorvaneDriver::shownWindows(bool lists) {
+    std::vector<std::uint32_t> shown;
+    if (!x_->ok() || pid_ <= 0) return shown;
+    const xcb_atom_t tooltip = x_->atom("_NET_WM_WINDOW_TYPE_TOOLTIP");
+    const std::vector<xcb_window_t> stack = x_->children(x_->root());
+    for (auto it = stack.rbegin(); it != stack.rend(); ++it) {
+        if (!x_->isViewable(*it) || x_->pid(*it) != pid_) continue;
+        const std::vector<std::uint32_t> types = x_->values(*it, "_NET_WM_WINDOW_TYPE");
+        if ((std::find(types.begin(), types.end(), tooltip) != types.end()) == lists) shown.push_back(*it);
+    }
+    return shown;
 }
 
 std::optional<BarWindow> JorvaneDriver::bar() {
-    if (!connection_ || pid_ <= 0) return std::nullopt;
-    Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(connection_, xcb_query_tree(connection_, root_), nullptr));
-    if (!tree) return std::nullopt;
-    const xcb_window_t* children = xcb_query_tree_children(tree.get());
-    const int count = xcb_query_tree_children_length(tree.get());
-    const std::uint32_t pidAtom = atom("_NET_WM_PID");
-    const std::uint32_t typeAtom = atom("_NET_WM_WINDOW_TYPE");
-    const std::uint32_t tooltip = atom("_NET_WM_WINDOW_TYPE_TOOLTIP");
-    for (int i = count - 1; i >= 0; --i) {
-        const xcb_window_t window = children[i];
-        Reply<xcb_get_window_attributes_reply_t> attributes(
-            xcb_get_window_attributes_reply(connection_, xcb_get_window_attributes(connection_, window), nullptr));
-        if (!attributes || !attributes->override_redirect || attributes->map_state != XCB_MAP_STATE_VIEWABLE) continue;
-        Reply<xcb_get_property_reply_t> pid(xcb_get_property_reply(
-            connection_, xcb_get_property(connection_, 0, window, pidAtom, XCB_ATOM_CARDINAL, 0, 1), nullptr));
-        if (!pid || xcb_get_property_value_length(pid.get()) < 4 ||
-            *static_cast<const std::uint32_t*>(xcb_get_property_value(pid.get())) != static_cast<std::uint32_t>(pid_))
-            continue;
-        Reply<xcb_get_property_reply_t> type(xcb_get_property_reply(
-            connection_, xcb_get_property(connection_, 0, window, typeAtom, XCB_ATOM_ATOM, 0, 16), nullptr));
-        bool isTooltip = false;
-        if (type && type->format == 32) {
-            const auto* atoms = static_cast<const std::uint32_t*>(xcb_get_property_value(type.get()));
-            const int n = xcb_get_property_value_length(type.get()) / 4;
-            isTooltip = std::find(atoms, atoms + n, tooltip) != atoms + n;
-        }
-        if (isTooltip) continue;
-        if (std::optional<WindowGeometry> geometry = desktop_.geometry(window)) return BarWindow{window, *geometry};
+    for (std::uint32_t window : shownWindows(false)) {
+        if (!x_->isOverrideRedirect(window)) continue;
+        if (std::optional<WindowGeometry> geometry = x_->geometry(window)) return BarWindow{window, *geometry};
     }
     return std::nullopt;
 }
 
-bool JorvaneDriver::completionListShown() {
-    if (!connection_ || pid_ <= 0) return false;
-    Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(connection_, xcb_query_tree(connection_, root_), nullptr));
-    if (!tree) return false;
-    const xcb_window_t* children = xcb_query_tree_children(tree.get());
-    const int count = xcb_query_tree_children_length(tree.get());
-    const std::uint32_t typeAtom = atom("_NET_WM_WINDOW_TYPE");
-    const std::uint32_t tooltip = atom("_NET_WM_WINDOW_TYPE_TOOLTIP");
-    for (int i = 0; i < count; ++i) {
-        Reply<xcb_get_window_attributes_reply_t> attributes(
-            xcb_get_window_attributes_reply(connection_, xcb_get_window_attributes(connection_, children[i]), nullptr));
-        if (!attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE) continue;
-        if (desktop_.windowPid(children[i]) != pid_) continue;
-        Reply<xcb_get_property_reply_t> type(xcb_get_property_reply(
-            connection_, xcb_get_property(connection_, 0, children[i], typeAtom, XCB_ATOM_ATOM, 0, 16), nullptr));
-        if (!type || type->format != 32) continue;
-        const auto* atoms = static_cast<const std::uint32_t*>(xcb_get_property_value(type.get()));
-        const int n = xcb_get_property_value_length(type.get()) / 4;
-        if (std::find(atoms, atoms + n, tooltip) != atoms + n) return true;
-    }
-    return false;
-}
+bool JorvaneDriver::completionListShown() { return !shownWindows(true).empty(); }
 
-std::uint32_t JorvaneDriver::inputFocus() {
-    if (!connection_) return 0;
-    Reply<xcb_get_input_focus_reply_t> reply(
-        xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
-    return reply ? reply->focus : 0;
-}
+std::uint32_t JorvaneDriver::inputFocus() { return x_->inputFocus(); }
 
-bool JorvaneDriver::focusIsIn(std::uint32_t window) {
-    std::uint32_t focus = inputFocus();
-    while (focus != 0 && focus != root_ && connection_) {
-        if (focus == window) return true;
-        Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(connection_, xcb_query_tree(connection_, focus), nullptr));
-        if (!tree) return false;
-        focus = tree->parent;
-    }
-    return false;
-}
+bool JorvaneDriver::focusIsIn(std::uint32_t window) { return x_->focusIsIn(window); }
 
 bool JorvaneDriver::barHasFocus() {
     const std::optional<BarWindow> shown = bar();
@@ -357,19 +291,13 @@ bool JorvaneDriver::waitForBarHidden(milliseconds timeout) {
 }
 
 JorvaneDriver::Extents JorvaneDriver::frameExtents(std::uint32_t client) {
-    Extents extents;
-    if (!connection_) return extents;
-    Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
-        connection_, xcb_get_property(connection_, 0, client, atom("_NET_FRAME_EXTENTS"), XCB_ATOM_CARDINAL, 0, 4),
-        nullptr));
-    if (!reply || reply->format != 32 || xcb_get_property_value_length(reply.get()) < 16) return extents;
-    const auto* values = static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
-    return {static_cast<int>(values[0]), static_cast<int>(values[1]), static_cast<int>(values[2]),
-            static_cast<int>(values[3])};
+    const std::vector<std::uint32_t> v = x_->frameExtents(client);
+    if (v.size() != 4) return {};
+    return {static_cast<int>(v[0]), static_cast<int>(v[1]), static_cast<int>(v[2]), static_cast<int>(v[3])};
 }
 
 std::optional<std::pair<int, int>> JorvaneDriver::titlePoint(std::uint32_t client) {
-    const std::optional<WindowGeometry> geometry = desktop_.geometry(client);
+    const std::optional<WindowGeometry> geometry = x_->geometry(client);
     if (!geometry) return std::nullopt;
     const Extents extents = frameExtents(client);
     if (extents.top <= 0) return std::nullopt;
@@ -379,33 +307,21 @@ std::optional<std::pair<int, int>> JorvaneDriver::titlePoint(std::uint32_t clien
 }
 
 std::optional<std::uint8_t> JorvaneDriver::keycodeOf(const std::string& keysym) {
-    if (!connection_) return std::nullopt;
     const xkb_keysym_t wanted = xkb_keysym_from_name(keysym.c_str(), XKB_KEYSYM_NO_FLAGS);
-    if (wanted == XKB_KEY_NoSymbol) return std::nullopt;
-    const xcb_setup_t* setup = xcb_get_setup(connection_);
-    const std::uint8_t first = setup->min_keycode;
-    const int count = setup->max_keycode - setup->min_keycode + 1;
-    Reply<xcb_get_keyboard_mapping_reply_t> mapping(xcb_get_keyboard_mapping_reply(
-        connection_, xcb_get_keyboard_mapping(connection_, first, static_cast<std::uint8_t>(count)), nullptr));
-    if (!mapping) return std::nullopt;
-    const xcb_keysym_t* syms = xcb_get_keyboard_mapping_keysyms(mapping.get());
-    const int perCode = mapping->keysyms_per_keycode;
-    // The key's first level first, so that "g" is not found as Shift+something.
-    for (int level = 0; level < perCode; ++level)
-        for (int code = 0; code < count; ++code)
-            if (syms[code * perCode + level] == wanted) return static_cast<std::uint8_t>(first + code);
-    return std::nullopt;
+    if (wanted == XKB_KEY_NoSymbol || !x_->ok()) return std::nullopt;
+    return x_->keycode(wanted);
 }
 
 bool JorvaneDriver::keyGrabbedByOthers(std::uint32_t window, const std::string& keysym) {
     const std::optional<std::uint8_t> code = keycodeOf(keysym);
-    if (!connection_ || !code) return false;
-    const xcb_void_cookie_t cookie = xcb_grab_key_checked(connection_, 1, window, XCB_MOD_MASK_CONTROL, *code,
-                                                          XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
-    Reply<xcb_generic_error_t> error(xcb_request_check(connection_, cookie));
+    if (!code) return false;
+    xcb_connection_t* c = x_->connection();
+    const xcb_void_cookie_t cookie =
+        xcb_grab_key_checked(c, 1, window, XCB_MOD_MASK_CONTROL, *code, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+    Reply<xcb_generic_error_t> error(xcb_request_check(c, cookie));
     if (error) return error->error_code == XCB_ACCESS;
-    xcb_ungrab_key(connection_, *code, window, XCB_MOD_MASK_CONTROL);
-    sync();
+    xcb_ungrab_key(c, *code, window, XCB_MOD_MASK_CONTROL);
+    x_->sync();
     return false;
 }
 
@@ -413,64 +329,29 @@ bool JorvaneDriver::waitForGrab(std::uint32_t window, const std::string& keysym,
     return waitUntil([&] { return keyGrabbedByOthers(window, keysym); }, timeout, milliseconds(10));
 }
 
-void JorvaneDriver::minimise(std::uint32_t client) {
-    if (!connection_) return;
-    xcb_client_message_event_t event{};
-    event.response_type = XCB_CLIENT_MESSAGE;
-    event.format = 32;
-    event.window = client;
-    event.type = atom("WM_CHANGE_STATE");
-    event.data.data32[0] = 3;  // IconicState
-    xcb_send_event(connection_, 0, root_, XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
-                   reinterpret_cast<const char*>(&event));
-    sync();
-}
+void JorvaneDriver::minimise(std::uint32_t client) { x_->iconify(client); }
 
 // ---- input
 
-void JorvaneDriver::moveTo(int x, int y) {
-    if (!connection_) return;
-    xcb_test_fake_input(connection_, XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, root_, static_cast<std::int16_t>(x),
-                        static_cast<std::int16_t>(y), 0);
-    sync();
-}
+void JorvaneDriver::moveTo(int x, int y) { x_->moveTo(x, y); }
 
-void JorvaneDriver::clickAt(int x, int y) {
-    if (!connection_) return;
-    moveTo(x, y);
-    xcb_test_fake_input(connection_, XCB_BUTTON_PRESS, 1, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-    xcb_test_fake_input(connection_, XCB_BUTTON_RELEASE, 1, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-    sync();
-}
+void JorvaneDriver::clickAt(int x, int y) { x_->click(x, y); }
 
 bool JorvaneDriver::key(const std::string& keysym, const std::vector<std::string>& modifiers) {
-    if (!connection_) return false;
-    std::vector<std::uint8_t> held;
-    for (const std::string& modifier : modifiers) {
-        const std::optional<std::uint8_t> code = keycodeOf(modifier);
-        if (!code) return false;
-        held.push_back(*code);
-    }
-    const std::optional<std::uint8_t> code = keycodeOf(keysym);
-    if (!code) return false;
-    for (std::uint8_t modifier : held)
-        xcb_test_fake_input(connection_, XCB_KEY_PRESS, modifier, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-    xcb_test_fake_input(connection_, XCB_KEY_PRESS, *code, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-    xcb_test_fake_input(connection_, XCB_KEY_RELEASE, *code, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-    for (auto it = held.rbegin(); it != held.rend(); ++it)
-        xcb_test_fake_input(connection_, XCB_KEY_RELEASE, *it, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-    sync();
-    return true;
+    std::vector<xcb_keysym_t> held;
+    for (const std::string& modifier : modifiers) held.push_back(xkb_keysym_from_name(modifier.c_str(), XKB_KEYSYM_NO_FLAGS));
+    return x_->ok() && x_->chord(held, xkb_keysym_from_name(keysym.c_str(), XKB_KEYSYM_NO_FLAGS));
 }
 
 bool JorvaneDriver::type(const std::string& text) { return desktop_.type(text); }
 
 void JorvaneDriver::watchKeys(std::uint32_t window) {
-    if (!connection_) return;
+    if (!x_->ok()) return;
+    xcb_connection_t* c = x_->connection();
     // GTK takes its keys through XInput 2, and the server hands an event to
     // core listeners only when no XInput 2 client wants it: listen the same way.
     Reply<xcb_input_xi_query_version_reply_t> version(
-        xcb_input_xi_query_version_reply(connection_, xcb_input_xi_query_version(connection_, 2, 2), nullptr));
+        xcb_input_xi_query_version_reply(c, xcb_input_xi_query_version(c, 2, 2), nullptr));
     struct {
         xcb_input_event_mask_t head;
         std::uint32_t mask;
@@ -484,23 +365,22 @@ void JorvaneDriver::watchKeys(std::uint32_t window) {
     while (!pending.empty()) {
         const xcb_window_t next = pending.back();
         pending.pop_back();
-        xcb_input_xi_select_events(connection_, next, 1, &selection.head);
-        Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(connection_, xcb_query_tree(connection_, next), nullptr));
-        if (!tree) continue;
-        const xcb_window_t* children = xcb_query_tree_children(tree.get());
-        pending.insert(pending.end(), children, children + xcb_query_tree_children_length(tree.get()));
+        xcb_input_xi_select_events(c, next, 1, &selection.head);
+        const std::vector<xcb_window_t> children = x_->children(next);
+        pending.insert(pending.end(), children.begin(), children.end());
     }
     watched_ = window;
-    sync();
+    x_->sync();
     seenKeys();  // drop what came before
 }
 
 std::vector<JorvaneDriver::SeenKey> JorvaneDriver::seenKeys() {
     std::vector<SeenKey> seen;
-    if (!connection_) return seen;
-    sync();
-    const xcb_query_extension_reply_t* xinput = xcb_get_extension_data(connection_, &xcb_input_id);
-    while (xcb_generic_event_t* event = xcb_poll_for_event(connection_)) {
+    if (!x_->ok()) return seen;
+    xcb_connection_t* c = x_->connection();
+    x_->sync();
+    const xcb_query_extension_reply_t* xinput = xcb_get_extension_data(c, &xcb_input_id);
+    while (xcb_generic_event_t* event = xcb_poll_for_event(c)) {
         if ((event->response_type & 0x7f) == XCB_GE_GENERIC && xinput &&
             reinterpret_cast<xcb_ge_generic_event_t*>(event)->extension == xinput->major_opcode) {
             const auto* device = reinterpret_cast<const xcb_input_key_press_event_t*>(event);

@@ -26,9 +26,9 @@
 
 #include "Desktop.h"
 
-struct xcb_connection_t;
-
 namespace jorvane::e2e {
+
+class XTestClient;
 
 #ifdef JORVANE_BINARY
 inline constexpr const char* kJorvaneBinary = JORVANE_BINARY;
@@ -150,16 +150,14 @@ public:
     struct Atspi;
 
 private:
-    std::uint32_t atom(const char* name);
-    void sync();
+    std::vector<std::uint32_t> shownWindows(bool lists);
     pid_t spawnProgram(const Options& options, const std::string& logName);
     std::vector<std::string> overrides(const Options& options) const;
 
     Desktop& desktop_;
     pid_t pid_ = -1;
     std::string why_;
-    xcb_connection_t* connection_ = nullptr;
-    std::uint32_t root_ = 0;
+    std::unique_ptr<XTestClient> x_;  // a connection of its own: it listens for keys
     std::uint32_t watched_ = 0;
     std::unique_ptr<Atspi> atspi_;
 };

@@ -11,15 +11,13 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <cstring>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "Desktop.h"
+#include "XTestClient.h"
 #include "bridges/AXUtils.h"
 #include "platform/x11/X11AXObserver.h"
 #include "platform/x11/X11Accessibility.h"
@@ -36,192 +34,16 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kWait{5000};
 
-// ---- plain X clients for the tests
+using e2e::TestWindowType;
+using e2e::WindowGeometry;
 
-enum class TestWindowType { Normal, Dialog, Dock };
+Rect rectOf(const std::optional<WindowGeometry>& g) {
+    return g ? Rect{{double(g->x), double(g->y)}, {double(g->width), double(g->height)}} : Rect{};
+}
 
-struct WindowSpec {
-    std::string title = "Jorvane test window";
-    std::string wmClass = "JorvaneTest";
-    std::int32_t pid = static_cast<std::int32_t>(getpid());
-    int x = 200, y = 150, width = 400, height = 240;
-    TestWindowType type = TestWindowType::Normal;
-    xcb_window_t transientFor = 0;
-};
-
-// Windows made on a connection of their own, destroyed at the end.
-class TestClients {
-public:
-    explicit TestClients(const std::string& display) {
-        c_ = xcb_connect(display.c_str(), nullptr);
-        screen_ = xcb_setup_roots_iterator(xcb_get_setup(c_)).data;
-    }
-    ~TestClients() {
-        for (const xcb_window_t w : windows_) xcb_destroy_window(c_, w);
-        xcb_disconnect(c_);
-    }
-    TestClients(const TestClients&) = delete;
-    TestClients& operator=(const TestClients&) = delete;
-
-    xcb_window_t root() const { return screen_->root; }
-
-    xcb_atom_t atom(const char* name) {
-        auto reply = xcb_intern_atom_reply(c_, xcb_intern_atom(c_, 0, std::strlen(name), name), nullptr);
-        const xcb_atom_t a = reply ? reply->atom : 0;
-        std::free(reply);
-        return a;
-    }
-
-    // Maps the window and waits until the window manager manages it.
-    xcb_window_t create(const WindowSpec& shape) {
-        const xcb_window_t w = xcb_generate_id(c_);
-        const std::uint32_t values[] = {screen_->white_pixel, XCB_EVENT_MASK_EXPOSURE};
-        xcb_create_window(c_, XCB_COPY_FROM_PARENT, w, screen_->root, static_cast<std::int16_t>(shape.x),
-                          static_cast<std::int16_t>(shape.y), static_cast<std::uint16_t>(shape.width),
-                          static_cast<std::uint16_t>(shape.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
-                          screen_->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
-        const std::string wmClass = "jorvane-test" + std::string(1, '\0') + shape.wmClass + std::string(1, '\0');
-        xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
-                            static_cast<std::uint32_t>(wmClass.size()), wmClass.data());
-        const std::uint32_t pid = static_cast<std::uint32_t>(shape.pid);
-        xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, atom("_NET_WM_PID"), XCB_ATOM_CARDINAL, 32, 1, &pid);
-        const char* typeName = shape.type == TestWindowType::Dock     ? "_NET_WM_WINDOW_TYPE_DOCK"
-                               : shape.type == TestWindowType::Dialog ? "_NET_WM_WINDOW_TYPE_DIALOG"
-                                                                     : "_NET_WM_WINDOW_TYPE_NORMAL";
-        const xcb_atom_t type = atom(typeName);
-        xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, atom("_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM, 32, 1, &type);
-        if (shape.transientFor)
-            xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_TRANSIENT_FOR, XCB_ATOM_WINDOW, 32, 1,
-                                &shape.transientFor);
-        // WM_NORMAL_HINTS with USPosition and USSize: the window manager
-        // places the window where we say.
-        std::uint32_t hints[18] = {};
-        hints[0] = 1 | 2;
-        hints[1] = static_cast<std::uint32_t>(shape.x);
-        hints[2] = static_cast<std::uint32_t>(shape.y);
-        hints[3] = static_cast<std::uint32_t>(shape.width);
-        hints[4] = static_cast<std::uint32_t>(shape.height);
-        xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS, 32, 18,
-                            hints);
-        setTitle(w, shape.title);
-        windows_.push_back(w);
-        const bool undecorated = shape.type == TestWindowType::Dock;
-        // Openbox sometimes drops a map request that comes while it is still
-        // starting (the window stays unmapped); asking again helps.
-        bool managed = false;
-        for (int attempt = 0; attempt < 3 && !managed; ++attempt) {
-            xcb_map_window(c_, w);
-            xcb_flush(c_);
-            managed = waitUntil([&] { return isManaged(w) && (undecorated || hasFrameExtents(w)); }, kWait / 3);
-        }
-        EXPECT_TRUE(managed) << "the window manager did not take window " << shape.title;
-        return w;
-    }
-
-    // A window the window manager leaves alone, painted black, as our
-    // address bar is one.
-    xcb_window_t cover(const Rect& area) {
-        const xcb_window_t w = xcb_generate_id(c_);
-        const std::uint32_t values[] = {screen_->black_pixel, 1};
-        xcb_create_window(c_, XCB_COPY_FROM_PARENT, w, screen_->root, static_cast<std::int16_t>(area.origin.x),
-                          static_cast<std::int16_t>(area.origin.y), static_cast<std::uint16_t>(area.size.width),
-                          static_cast<std::uint16_t>(area.size.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
-                          screen_->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
-        xcb_map_window(c_, w);
-        std::free(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr));
-        windows_.push_back(w);
-        return w;
-    }
-
-    void setTitle(xcb_window_t w, const std::string& title) {
-        xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, atom("_NET_WM_NAME"), atom("UTF8_STRING"), 8,
-                            static_cast<std::uint32_t>(title.size()), title.data());
-        xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8,
-                            static_cast<std::uint32_t>(title.size()), title.data());
-        xcb_flush(c_);
-    }
-
-    void destroy(xcb_window_t w) {
-        xcb_destroy_window(c_, w);
-        xcb_flush(c_);
-        std::erase(windows_, w);
-    }
-
-    void iconify(xcb_window_t w) { rootMessage(w, atom("WM_CHANGE_STATE"), {3, 0, 0}); }
-    void activate(xcb_window_t w) { rootMessage(w, atom("_NET_ACTIVE_WINDOW"), {2, XCB_CURRENT_TIME, 0}); }
-    void move(xcb_window_t w, int x, int y) {
-        const std::uint32_t values[] = {static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y)};
-        xcb_configure_window(c_, w, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, values);
-        xcb_flush(c_);
-    }
-
-    std::vector<xcb_window_t> windowsProperty(xcb_window_t w, const char* name) {
-        auto reply = xcb_get_property_reply(
-            c_, xcb_get_property(c_, 0, w, atom(name), XCB_ATOM_ANY, 0, 4096), nullptr);
-        std::vector<xcb_window_t> result;
-        if (reply && reply->format == 32) {
-            const auto* v = static_cast<const std::uint32_t*>(xcb_get_property_value(reply));
-            result.assign(v, v + xcb_get_property_value_length(reply) / 4);
-        }
-        std::free(reply);
-        return result;
-    }
-    bool isManaged(xcb_window_t w) {
-        const auto list = windowsProperty(root(), "_NET_CLIENT_LIST");
-        return std::find(list.begin(), list.end(), w) != list.end();
-    }
-    bool hasFrameExtents(xcb_window_t w) { return windowsProperty(w, "_NET_FRAME_EXTENTS").size() == 4; }
-    std::vector<std::uint32_t> frameExtents(xcb_window_t w) { return windowsProperty(w, "_NET_FRAME_EXTENTS"); }
-    bool isIconic(xcb_window_t w) {
-        const auto state = windowsProperty(w, "WM_STATE");
-        return !state.empty() && state.front() == 3;
-    }
-    xcb_window_t activeWindow() {
-        const auto active = windowsProperty(root(), "_NET_ACTIVE_WINDOW");
-        return active.empty() ? 0 : active.front();
-    }
-
-    // The client's area and its parent's (the frame's) rectangle.
-    Rect clientRect(xcb_window_t w) {
-        auto origin = xcb_translate_coordinates_reply(c_, xcb_translate_coordinates(c_, w, root(), 0, 0), nullptr);
-        auto geometry = xcb_get_geometry_reply(c_, xcb_get_geometry(c_, w), nullptr);
-        Rect r;
-        if (origin && geometry) r = {{double(origin->dst_x), double(origin->dst_y)}, {double(geometry->width), double(geometry->height)}};
-        std::free(origin);
-        std::free(geometry);
-        return r;
-    }
-    Rect frameRect(xcb_window_t w) {
-        auto tree = xcb_query_tree_reply(c_, xcb_query_tree(c_, w), nullptr);
-        const xcb_window_t parent = tree ? tree->parent : 0;
-        std::free(tree);
-        auto geometry = xcb_get_geometry_reply(c_, xcb_get_geometry(c_, parent), nullptr);
-        Rect r;
-        if (geometry)
-            r = {{double(geometry->x), double(geometry->y)},
-                 {double(geometry->width + 2 * geometry->border_width), double(geometry->height + 2 * geometry->border_width)}};
-        std::free(geometry);
-        return r;
-    }
-
-private:
-    void rootMessage(xcb_window_t w, xcb_atom_t type, std::vector<std::uint32_t> data) {
-        xcb_client_message_event_t event{};
-        event.response_type = XCB_CLIENT_MESSAGE;
-        event.format = 32;
-        event.window = w;
-        event.type = type;
-        for (std::size_t i = 0; i < data.size() && i < 5; ++i) event.data.data32[i] = data[i];
-        xcb_send_event(c_, 0, root(),
-                       XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
-                       reinterpret_cast<const char*>(&event));
-        xcb_flush(c_);
-    }
-
-    xcb_connection_t* c_ = nullptr;
-    xcb_screen_t* screen_ = nullptr;
-    std::vector<xcb_window_t> windows_;
-};
+WindowGeometry geometryOf(const Rect& r) {
+    return {int(r.origin.x), int(r.origin.y), int(r.size.width), int(r.size.height)};
+}
 
 // ---- one private desktop per window manager
 
@@ -298,7 +120,7 @@ protected:
             desktop = desktops().emplace_back(wm, std::make_unique<Desktop>(options)).second.get();
         }
         display_ = desktop->display();
-        clients_ = std::make_unique<TestClients>(display_);
+        clients_ = std::make_unique<e2e::XTestClient>(display_);
         ax_ = std::make_shared<X11Accessibility>(display_);
         ASSERT_TRUE(ax_->isConnected());
     }
@@ -317,7 +139,7 @@ protected:
     }
 
     std::string display_;
-    std::unique_ptr<TestClients> clients_;
+    std::unique_ptr<e2e::XTestClient> clients_;
     std::shared_ptr<X11Accessibility> ax_;
 };
 
@@ -330,13 +152,13 @@ TEST_P(X11AccessibilityTest, AWindowsFrameIsItsClientGrownByTheWindowManagersExt
               (std::vector<std::uint32_t>{expected.left, expected.right, expected.top, expected.bottom}));
 
     const AXUIElementRef window = ax_->windowElement(w);
-    const Rect client = clients_->clientRect(w);
+    const Rect client = rectOf(clients_->geometry(w));
     const Rect frame = frameOf(window);
     EXPECT_EQ(frame.origin, (Point{client.origin.x - expected.left, client.origin.y - expected.top}));
     EXPECT_EQ(frame.size, (Size{client.size.width + expected.left + expected.right,
                                 client.size.height + expected.top + expected.bottom}));
     // The same rectangle as the window manager's frame window.
-    EXPECT_EQ(frame, clients_->frameRect(w));
+    EXPECT_EQ(frame, rectOf(clients_->frameGeometry(w)));
     EXPECT_EQ(textOf(window, "AXRole"), "AXWindow");
     EXPECT_EQ(textOf(window, "AXTitle"), "frame");
 }
@@ -395,7 +217,7 @@ TEST_P(X11AccessibilityTest, ATitleUnderOurBarKeepsTheRectangleLastSeenInFullVie
         },
         kWait, milliseconds(50)));
 
-    const xcb_window_t bar = clients_->cover({{window.origin.x, window.origin.y - 1}, {window.size.width, 40}});
+    const xcb_window_t bar = clients_->cover(geometryOf({{window.origin.x, window.origin.y - 1}, {window.size.width, 40}}));
     EXPECT_EQ(frameOf(title), seen);
     clients_->destroy(bar);
     // Uncovered, the box shows whatever the server fills it with until the
@@ -408,7 +230,7 @@ TEST_P(X11AccessibilityTest, NoWindowIsUnderTheMouseWhileOurBarLiesOverTheTitle)
     const xcb_window_t w = clients_->create({.title = "under the bar", .x = 260, .y = 200});
     const Rect window = frameOf(ax_->windowElement(w));
     const Rect barArea{{window.origin.x + 40, window.origin.y - 1}, {window.size.width - 80, 40}};
-    const xcb_window_t bar = clients_->cover(barArea);
+    const xcb_window_t bar = clients_->cover(geometryOf(barArea));
     const Point onBar = centreOf(barArea);
 
     EXPECT_EQ(ax_->elementAtPosition(static_cast<float>(onBar.x), static_cast<float>(onBar.y)), nullptr);

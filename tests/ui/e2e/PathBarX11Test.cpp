@@ -19,13 +19,13 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "DesktopTest.h"
+#include "XTestClient.h"
 #include "ui/CompletionsPopup.h"
 #include "ui/PathBar.h"
 #include "ui/PathBarWindow.h"
@@ -40,65 +40,6 @@ using e2e::Desktop;
 using std::chrono::milliseconds;
 
 constexpr int kWait = 5000;  // ms, the bound of every wait for something that must happen
-
-template <class T>
-std::unique_ptr<T, decltype(&std::free)> own(T* p) {
-    return {p, &std::free};
-}
-
-// A connection of the test's own, to look at the server as others see it.
-class XView {
-public:
-    explicit XView(const std::string& display) : c_(xcb_connect(display.c_str(), nullptr)) {
-        root_ = xcb_setup_roots_iterator(xcb_get_setup(c_)).data->root;
-    }
-    ~XView() { xcb_disconnect(c_); }
-    XView(const XView&) = delete;
-    XView& operator=(const XView&) = delete;
-
-    xcb_window_t focus() const {
-        auto reply = own(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr));
-        return reply ? reply->focus : XCB_NONE;
-    }
-
-    // The window's outer rectangle on the root.
-    std::optional<QRect> rootGeometry(xcb_window_t window) const {
-        auto geometry = own(xcb_get_geometry_reply(c_, xcb_get_geometry(c_, window), nullptr));
-        auto origin = own(xcb_translate_coordinates_reply(c_, xcb_translate_coordinates(c_, window, root_, 0, 0), nullptr));
-        if (!geometry || !origin) return std::nullopt;
-        return QRect(origin->dst_x, origin->dst_y, geometry->width, geometry->height);
-    }
-
-    bool isOverrideRedirect(xcb_window_t window) const {
-        auto attributes = own(xcb_get_window_attributes_reply(c_, xcb_get_window_attributes(c_, window), nullptr));
-        return attributes && attributes->override_redirect;
-    }
-
-    // The root's child that holds the window (its frame, for a managed one).
-    xcb_window_t topLevelOf(xcb_window_t window) const {
-        for (;;) {
-            auto tree = own(xcb_query_tree_reply(c_, xcb_query_tree(c_, window), nullptr));
-            if (!tree || tree->parent == root_ || tree->parent == XCB_NONE) return window;
-            window = tree->parent;
-        }
-    }
-
-    // Position in the root's stacking order, bottom first; -1 when absent.
-    int stackingIndex(xcb_window_t topLevel) const {
-        auto tree = own(xcb_query_tree_reply(c_, xcb_query_tree(c_, root_), nullptr));
-        if (!tree) return -1;
-        const xcb_window_t* children = xcb_query_tree_children(tree.get());
-        const int count = xcb_query_tree_children_length(tree.get());
-        for (int i = 0; i < count; ++i) {
-            if (children[i] == topLevel) return i;
-        }
-        return -1;
-    }
-
-private:
-    xcb_connection_t* c_;
-    xcb_window_t root_ = XCB_NONE;
-};
 
 class PathBarOnX : public e2e::DesktopTest {
 protected:
@@ -119,7 +60,7 @@ protected:
         DesktopTest::SetUp();
         ASSERT_NE(qApp, nullptr) << "no Qt application on the desktop's display";
         ASSERT_TRUE(thunar_) << "no Thunar window";
-        x_ = std::make_unique<XView>(desktop().display());
+        x_ = &desktop().x();
         qt_ = makePathWindowViews();
         PathWindowEvents& events = *qt_.events;
         events.handleKeyDown = [this](const KeyEvent& event) {
@@ -164,12 +105,18 @@ protected:
         qt_.views.panel->makeKeyWindow();
     }
 
-    bool barHasTheKeyboard() { return x_->focus() == barWindow() && bar().window()->isActiveWindow(); }
+    // The window's outer rectangle on the root.
+    std::optional<QRect> rootGeometry(xcb_window_t window) {
+        const std::optional<e2e::WindowGeometry> g = x_->geometry(window);
+        return g ? std::optional(QRect(g->x, g->y, g->width, g->height)) : std::nullopt;
+    }
+
+    bool barHasTheKeyboard() { return x_->inputFocus() == barWindow() && bar().window()->isActiveWindow(); }
 
     bool logged(const std::string& entry) const { return std::find(log_.begin(), log_.end(), entry) != log_.end(); }
 
     static inline std::optional<std::uint32_t> thunar_;
-    std::unique_ptr<XView> x_;
+    e2e::XTestClient* x_ = nullptr;  // the desktop's connection, to look at the server as others see it
     QtPathWindow qt_;
     std::vector<std::string> log_;
     bool handleKeyDownAnswer_ = false;
@@ -178,7 +125,7 @@ protected:
 TEST_F(PathBarOnX, theBarMapsExactlyWhereToldUnmanagedAndAboveTheFileManager) {
     const QRect where = barRectOverThunar();
     showBar(where);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return x_->rootGeometry(barWindow()) == where; }, kWait))
+    ASSERT_TRUE(QTest::qWaitFor([&] { return rootGeometry(barWindow()) == where; }, kWait))
         << "the window manager moved or framed it";
     EXPECT_TRUE(x_->isOverrideRedirect(barWindow()));
     EXPECT_EQ(x_->topLevelOf(barWindow()), barWindow()) << "no frame around it";
@@ -236,7 +183,7 @@ TEST_F(PathBarOnX, aClickElsewhereResignsAndAClickOnTheBarTakesTheKeyboardBack) 
     const std::optional<e2e::WindowGeometry> thunar = desktop().geometry(*thunar_);
     desktop().click(thunar->x + thunar->width / 2, thunar->y + thunar->height / 2);
     ASSERT_TRUE(QTest::qWaitFor([&] { return logged("resignKey"); }, kWait));
-    EXPECT_NE(x_->focus(), barWindow());
+    EXPECT_NE(x_->inputFocus(), barWindow());
 
     // Nobody hid the bar (the recorder stands in for the controller): a click
     // into its field takes the keyboard back.
@@ -258,11 +205,11 @@ TEST_F(PathBarOnX, aClickOnTheListChoosesARowAndLeavesTheKeyboardWithTheBar) {
     CompletionsPopup& popup = *bar().popup();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&popup));
     const auto popupWindow = static_cast<xcb_window_t>(popup.winId());
-    ASSERT_TRUE(QTest::qWaitFor([&] { return x_->rootGeometry(popupWindow).has_value(); }, kWait));
-    EXPECT_EQ(x_->rootGeometry(popupWindow)->top(), where.top() + 2 + 20) << "hangs from the field's bottom edge";
+    ASSERT_TRUE(QTest::qWaitFor([&] { return rootGeometry(popupWindow).has_value(); }, kWait));
+    EXPECT_EQ(rootGeometry(popupWindow)->top(), where.top() + 2 + 20) << "hangs from the field's bottom edge";
     EXPECT_TRUE(x_->isOverrideRedirect(popupWindow));
 
-    const QPoint row = x_->rootGeometry(popupWindow)->topLeft() + QPoint(30, 17 + 8);
+    const QPoint row = rootGeometry(popupWindow)->topLeft() + QPoint(30, 17 + 8);
     desktop().click(row.x(), row.y());
     ASSERT_TRUE(QTest::qWaitFor([&] { return logged("chosen 1"); }, kWait));
     // Whatever the click made Qt ask of the server has been sent by now.
@@ -300,8 +247,8 @@ TEST_F(PathBarOnX, anAlertComesToTheFrontWithTheKeyboard) {
     QObject::connect(poll, &QTimer::timeout, [&] {
         auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
         if (!box) return;
-        hadKeyboard = x_->focus() == static_cast<xcb_window_t>(box->winId()) ||
-                      x_->topLevelOf(x_->focus()) == x_->topLevelOf(static_cast<xcb_window_t>(box->winId()));
+        hadKeyboard = x_->inputFocus() == static_cast<xcb_window_t>(box->winId()) ||
+                      x_->topLevelOf(x_->inputFocus()) == x_->topLevelOf(static_cast<xcb_window_t>(box->winId()));
         if (hadKeyboard || ++polls > kWait / 20) {
             poll->stop();
             for (QAbstractButton* button : box->buttons())

@@ -1,0 +1,322 @@
+#include "XTestClient.h"
+
+#include <gtest/gtest.h>
+#include <xcb/xtest.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+namespace jorvane::e2e {
+
+namespace {
+
+struct FreeDeleter {
+    void operator()(void* p) const { std::free(p); }
+};
+template <class T>
+using Reply = std::unique_ptr<T, FreeDeleter>;
+
+constexpr milliseconds kManageWait{5000};
+
+}  // namespace
+
+XTestClient::XTestClient(const std::string& display) : c_(xcb_connect(display.c_str(), nullptr)) {
+    if (xcb_connection_has_error(c_)) return;
+    screen_ = xcb_setup_roots_iterator(xcb_get_setup(c_)).data;
+    root_ = screen_->root;
+}
+
+XTestClient::~XTestClient() {
+    if (ok()) {
+        for (const xcb_window_t w : made_) xcb_destroy_window(c_, w);
+        sync();  // gone before whatever the test does next
+    }
+    xcb_disconnect(c_);
+}
+
+bool XTestClient::ok() const { return !xcb_connection_has_error(c_); }
+
+void XTestClient::sync() { std::free(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr)); }
+
+xcb_atom_t XTestClient::atom(const char* name) {
+    Reply<xcb_intern_atom_reply_t> reply(
+        xcb_intern_atom_reply(c_, xcb_intern_atom(c_, 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr));
+    return reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
+}
+
+// ---- Looking at windows
+
+std::vector<std::uint32_t> XTestClient::values(xcb_window_t window, const char* property) {
+    Reply<xcb_get_property_reply_t> reply(
+        xcb_get_property_reply(c_, xcb_get_property(c_, 0, window, atom(property), XCB_ATOM_ANY, 0, 4096), nullptr));
+    if (!reply || reply->format != 32) return {};
+    const auto* v = static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
+    return {v, v + xcb_get_property_value_length(reply.get()) / 4};
+}
+
+std::optional<std::string> XTestClient::bytes(xcb_window_t window, xcb_atom_t property, xcb_atom_t type) {
+    Reply<xcb_get_property_reply_t> reply(
+        xcb_get_property_reply(c_, xcb_get_property(c_, 0, window, property, type, 0, 16384), nullptr));
+    if (!reply || reply->type != type || reply->format != 8) return std::nullopt;
+    return std::string(static_cast<const char*>(xcb_get_property_value(reply.get())),
+                       static_cast<std::size_t>(xcb_get_property_value_length(reply.get())));
+}
+
+std::string XTestClient::title(xcb_window_t window) {
+    if (std::optional<std::string> name = bytes(window, atom("_NET_WM_NAME"), atom("UTF8_STRING"))) return *name;
+    return bytes(window, XCB_ATOM_WM_NAME, XCB_ATOM_STRING).value_or("");
+}
+
+std::string XTestClient::wmClass(xcb_window_t window) {
+    // "instance\0class\0"
+    const std::string value = bytes(window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING).value_or("");
+    const std::size_t nul = value.find('\0');
+    if (nul == std::string::npos) return value;
+    const std::string rest = value.substr(nul + 1);
+    return rest.substr(0, rest.find('\0'));
+}
+
+std::optional<std::int32_t> XTestClient::pid(xcb_window_t window) {
+    const std::vector<std::uint32_t> pid = values(window, "_NET_WM_PID");
+    if (pid.empty()) return std::nullopt;
+    return static_cast<std::int32_t>(pid.front());
+}
+
+bool XTestClient::isManaged(xcb_window_t window) {
+    const std::vector<xcb_window_t> list = clientList();
+    return std::find(list.begin(), list.end(), window) != list.end();
+}
+
+xcb_window_t XTestClient::activeWindow() {
+    const std::vector<std::uint32_t> active = values(root_, "_NET_ACTIVE_WINDOW");
+    return active.empty() ? 0 : active.front();
+}
+
+std::optional<WindowGeometry> XTestClient::geometry(xcb_window_t window) {
+    Reply<xcb_get_geometry_reply_t> size(xcb_get_geometry_reply(c_, xcb_get_geometry(c_, window), nullptr));
+    Reply<xcb_translate_coordinates_reply_t> origin(
+        xcb_translate_coordinates_reply(c_, xcb_translate_coordinates(c_, window, root_, 0, 0), nullptr));
+    if (!size || !origin) return std::nullopt;
+    return WindowGeometry{origin->dst_x, origin->dst_y, size->width, size->height};
+}
+
+std::optional<WindowGeometry> XTestClient::frameGeometry(xcb_window_t window) {
+    Reply<xcb_get_geometry_reply_t> g(xcb_get_geometry_reply(c_, xcb_get_geometry(c_, parent(window)), nullptr));
+    if (!g) return std::nullopt;
+    return WindowGeometry{g->x, g->y, g->width + 2 * g->border_width, g->height + 2 * g->border_width};
+}
+
+std::vector<xcb_window_t> XTestClient::children(xcb_window_t window) {
+    Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(c_, xcb_query_tree(c_, window), nullptr));
+    if (!tree) return {};
+    const xcb_window_t* children = xcb_query_tree_children(tree.get());
+    return {children, children + xcb_query_tree_children_length(tree.get())};
+}
+
+xcb_window_t XTestClient::parent(xcb_window_t window) {
+    Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(c_, xcb_query_tree(c_, window), nullptr));
+    return tree ? tree->parent : XCB_NONE;
+}
+
+xcb_window_t XTestClient::topLevelOf(xcb_window_t window) {
+    for (xcb_window_t up = parent(window); up != root_ && up != XCB_NONE; up = parent(window)) window = up;
+    return window;
+}
+
+int XTestClient::stackingIndex(xcb_window_t topLevel) {
+    const std::vector<xcb_window_t> stack = children(root_);
+    const auto it = std::find(stack.begin(), stack.end(), topLevel);
+    return it == stack.end() ? -1 : static_cast<int>(it - stack.begin());
+}
+
+bool XTestClient::isOverrideRedirect(xcb_window_t window) {
+    Reply<xcb_get_window_attributes_reply_t> a(
+        xcb_get_window_attributes_reply(c_, xcb_get_window_attributes(c_, window), nullptr));
+    return a && a->override_redirect;
+}
+
+bool XTestClient::isViewable(xcb_window_t window) {
+    Reply<xcb_get_window_attributes_reply_t> a(
+        xcb_get_window_attributes_reply(c_, xcb_get_window_attributes(c_, window), nullptr));
+    return a && a->map_state == XCB_MAP_STATE_VIEWABLE;
+}
+
+xcb_window_t XTestClient::inputFocus() {
+    Reply<xcb_get_input_focus_reply_t> reply(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr));
+    return reply ? reply->focus : XCB_NONE;
+}
+
+bool XTestClient::focusIsIn(xcb_window_t window) {
+    for (xcb_window_t w = inputFocus(); w != XCB_NONE && w != root_; w = parent(w))
+        if (w == window) return true;
+    return false;
+}
+
+// ---- Windows of our own
+
+xcb_window_t XTestClient::create(const WindowSpec& spec) {
+    const xcb_window_t w = xcb_generate_id(c_);
+    const std::uint32_t attributes[] = {screen_->white_pixel, spec.eventMask};
+    xcb_create_window(c_, XCB_COPY_FROM_PARENT, w, root_, static_cast<std::int16_t>(spec.x),
+                      static_cast<std::int16_t>(spec.y), static_cast<std::uint16_t>(spec.width),
+                      static_cast<std::uint16_t>(spec.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen_->root_visual,
+                      XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, attributes);
+    const std::string wmClass = "jorvane-test" + std::string(1, '\0') + spec.wmClass + std::string(1, '\0');
+    xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
+                        static_cast<std::uint32_t>(wmClass.size()), wmClass.data());
+    const auto pid = static_cast<std::uint32_t>(spec.pid == -1 ? getpid() : spec.pid);
+    xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, atom("_NET_WM_PID"), XCB_ATOM_CARDINAL, 32, 1, &pid);
+    const xcb_atom_t type = atom(spec.type == TestWindowType::Dock     ? "_NET_WM_WINDOW_TYPE_DOCK"
+                                 : spec.type == TestWindowType::Dialog ? "_NET_WM_WINDOW_TYPE_DIALOG"
+                                                                       : "_NET_WM_WINDOW_TYPE_NORMAL");
+    xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, atom("_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM, 32, 1, &type);
+    if (spec.transientFor)
+        xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_TRANSIENT_FOR, XCB_ATOM_WINDOW, 32, 1,
+                            &spec.transientFor);
+    // WM_NORMAL_HINTS with USPosition and USSize: the window manager places
+    // the window where we say.
+    const std::uint32_t hints[18] = {1 | 2, static_cast<std::uint32_t>(spec.x), static_cast<std::uint32_t>(spec.y),
+                                     static_cast<std::uint32_t>(spec.width), static_cast<std::uint32_t>(spec.height)};
+    xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS, 32, 18, hints);
+    setTitle(w, spec.title);
+    made_.push_back(w);
+    // The frame extents are set on this very window: the client list alone
+    // can still name an earlier window of the same id (the server reuses ids).
+    const bool framed = spec.type != TestWindowType::Dock;
+    // Openbox sometimes drops a map request that comes while it is still
+    // starting (the window stays unmapped); asking again helps.
+    bool managed = false;
+    for (int attempt = 0; attempt < 3 && !managed; ++attempt) {
+        xcb_map_window(c_, w);
+        xcb_flush(c_);
+        managed = waitUntil([&] { return isManaged(w) && (!framed || frameExtents(w).size() == 4); }, kManageWait / 3);
+    }
+    EXPECT_TRUE(managed) << "the window manager did not take window " << spec.title;
+    return w;
+}
+
+xcb_window_t XTestClient::cover(const WindowGeometry& area) {
+    const xcb_window_t w = xcb_generate_id(c_);
+    const std::uint32_t attributes[] = {screen_->black_pixel, 1};
+    xcb_create_window(c_, XCB_COPY_FROM_PARENT, w, root_, static_cast<std::int16_t>(area.x),
+                      static_cast<std::int16_t>(area.y), static_cast<std::uint16_t>(area.width),
+                      static_cast<std::uint16_t>(area.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen_->root_visual,
+                      XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, attributes);
+    xcb_map_window(c_, w);
+    sync();
+    made_.push_back(w);
+    return w;
+}
+
+void XTestClient::setTitle(xcb_window_t window, const std::string& title) {
+    const auto length = static_cast<std::uint32_t>(title.size());
+    xcb_change_property(c_, XCB_PROP_MODE_REPLACE, window, atom("_NET_WM_NAME"), atom("UTF8_STRING"), 8, length,
+                        title.data());
+    xcb_change_property(c_, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, length, title.data());
+    xcb_flush(c_);
+}
+
+void XTestClient::move(xcb_window_t window, int x, int y) {
+    const std::uint32_t values[] = {static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y)};
+    xcb_configure_window(c_, window, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, values);
+    xcb_flush(c_);
+}
+
+void XTestClient::destroy(xcb_window_t window) {
+    xcb_destroy_window(c_, window);
+    sync();
+    std::erase(made_, window);
+}
+
+bool XTestClient::focus(xcb_window_t window) {
+    xcb_set_input_focus(c_, XCB_INPUT_FOCUS_PARENT, window, XCB_CURRENT_TIME);
+    return waitUntil([&] { return inputFocus() == window; }, kManageWait);
+}
+
+// ---- Asking the window manager
+
+void XTestClient::rootMessage(xcb_window_t window, const char* type, std::vector<std::uint32_t> data) {
+    xcb_client_message_event_t event{};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = window;
+    event.type = atom(type);
+    std::copy_n(data.begin(), std::min<std::size_t>(data.size(), 5), event.data.data32);
+    xcb_send_event(c_, 0, root_, XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                   reinterpret_cast<const char*>(&event));
+    sync();
+}
+
+void XTestClient::activate(xcb_window_t window) { rootMessage(window, "_NET_ACTIVE_WINDOW", {2, XCB_CURRENT_TIME}); }
+void XTestClient::iconify(xcb_window_t window) { rootMessage(window, "WM_CHANGE_STATE", {3}); }  // IconicState
+void XTestClient::close(xcb_window_t window) { rootMessage(window, "_NET_CLOSE_WINDOW", {XCB_CURRENT_TIME, 2}); }
+
+// ---- Input
+
+std::optional<xcb_keycode_t> XTestClient::keycode(xcb_keysym_t keysym) {
+    const xcb_setup_t* setup = xcb_get_setup(c_);
+    const int count = setup->max_keycode - setup->min_keycode + 1;
+    Reply<xcb_get_keyboard_mapping_reply_t> mapping(xcb_get_keyboard_mapping_reply(
+        c_, xcb_get_keyboard_mapping(c_, setup->min_keycode, static_cast<std::uint8_t>(count)), nullptr));
+    if (!mapping || keysym == 0) return std::nullopt;
+    const xcb_keysym_t* syms = xcb_get_keyboard_mapping_keysyms(mapping.get());
+    const int perCode = mapping->keysyms_per_keycode;
+    for (int level = 0; level < perCode; ++level)
+        for (int code = 0; code < count; ++code)
+            if (syms[code * perCode + level] == keysym) return static_cast<xcb_keycode_t>(setup->min_keycode + code);
+    return std::nullopt;
+}
+
+void XTestClient::keyCode(xcb_keycode_t code, bool press) {
+    xcb_test_fake_input(c_, press ? XCB_KEY_PRESS : XCB_KEY_RELEASE, code, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+    sync();
+}
+
+bool XTestClient::key(xcb_keysym_t keysym, bool press) {
+    const std::optional<xcb_keycode_t> code = keycode(keysym);
+    if (code) keyCode(*code, press);
+    return code.has_value();
+}
+
+bool XTestClient::chord(const std::vector<xcb_keysym_t>& modifiers, xcb_keysym_t keysym) {
+    std::vector<xcb_keycode_t> codes;
+    for (const xcb_keysym_t sym : modifiers) codes.push_back(keycode(sym).value_or(0));
+    const std::optional<xcb_keycode_t> code = keycode(keysym);
+    if (!code || std::count(codes.begin(), codes.end(), 0)) return false;
+    for (const xcb_keycode_t modifier : codes) keyCode(modifier, true);
+    keyCode(*code, true);
+    keyCode(*code, false);
+    for (auto it = codes.rbegin(); it != codes.rend(); ++it) keyCode(*it, false);
+    return true;
+}
+
+void XTestClient::moveTo(int x, int y) {
+    xcb_test_fake_input(c_, XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, root_, static_cast<std::int16_t>(x),
+                        static_cast<std::int16_t>(y), 0);
+    sync();
+}
+
+bool XTestClient::button(std::uint8_t button, bool press, milliseconds settle) {
+    xcb_test_fake_input(c_, press ? XCB_BUTTON_PRESS : XCB_BUTTON_RELEASE, button, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+    sync();
+    if (settle == milliseconds::zero()) return true;
+    const auto bit = static_cast<std::uint16_t>(XCB_BUTTON_MASK_1 << (button - 1));
+    return waitUntil(
+        [&] {
+            Reply<xcb_query_pointer_reply_t> pointer(xcb_query_pointer_reply(c_, xcb_query_pointer(c_, root_), nullptr));
+            return pointer && static_cast<bool>(pointer->mask & bit) == press;
+        },
+        settle);
+}
+
+bool XTestClient::click(int x, int y, std::uint8_t b, milliseconds settle) {
+    moveTo(x, y);
+    const bool pressed = button(b, true, settle);
+    return button(b, false, settle) && pressed;
+}
+
+}  // namespace jorvane::e2e

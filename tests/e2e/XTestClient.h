@@ -1,0 +1,123 @@
+#pragma once
+
+// A connection of a test's own to the X server: it reads windows as other
+// clients see them (properties, geometry, the tree, the focus), makes plain
+// windows with the class, owner pid and title a test chooses, asks the window
+// manager for things (activate, iconify, close), and injects input with
+// XTEST, as a user's devices make it. Windows it made go with it.
+
+#include <xcb/xcb.h>
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Desktop.h"
+
+namespace jorvane::e2e {
+
+enum class TestWindowType { Normal, Dialog, Dock };
+
+struct WindowSpec {
+    std::string title = "Jorvane test window";
+    std::string wmClass = "JorvaneTest";
+    std::int32_t pid = -1;  // _NET_WM_PID; -1: this process
+    int x = 200, y = 150, width = 400, height = 240;
+    TestWindowType type = TestWindowType::Normal;
+    xcb_window_t transientFor = 0;
+    std::uint32_t eventMask = XCB_EVENT_MASK_EXPOSURE;  // what this connection hears of the window
+};
+
+class XTestClient {
+public:
+    explicit XTestClient(const std::string& display);
+    ~XTestClient();
+    XTestClient(const XTestClient&) = delete;
+    XTestClient& operator=(const XTestClient&) = delete;
+
+    bool ok() const;
+    xcb_connection_t* connection() const { return c_; }
+    xcb_window_t root() const { return root_; }
+    // A round trip: the server has acted on everything sent before.
+    void sync();
+    xcb_atom_t atom(const char* name);
+
+    // ---- Looking at windows
+
+    // The 32-bit values of a property of any type; empty when it is absent.
+    std::vector<std::uint32_t> values(xcb_window_t window, const char* property);
+    // An 8-bit property of the given type; nothing when absent.
+    std::optional<std::string> bytes(xcb_window_t window, xcb_atom_t property, xcb_atom_t type);
+    std::string title(xcb_window_t window);  // _NET_WM_NAME, else WM_NAME
+    std::string wmClass(xcb_window_t window);  // the class part ("Thunar")
+    std::optional<std::int32_t> pid(xcb_window_t window);
+    std::vector<xcb_window_t> clientList() { return values(root_, "_NET_CLIENT_LIST"); }
+    bool isManaged(xcb_window_t window);
+    xcb_window_t activeWindow();
+    std::vector<std::uint32_t> frameExtents(xcb_window_t window) { return values(window, "_NET_FRAME_EXTENTS"); }
+
+    // The window's own area in root coordinates.
+    std::optional<WindowGeometry> geometry(xcb_window_t window);
+    // Its parent's rectangle with the border (the frame, for a managed window).
+    std::optional<WindowGeometry> frameGeometry(xcb_window_t window);
+    std::vector<xcb_window_t> children(xcb_window_t window);
+    xcb_window_t parent(xcb_window_t window);
+    // The root's child that holds the window (its frame, for a managed one).
+    xcb_window_t topLevelOf(xcb_window_t window);
+    // Position in the root's stacking order, bottom first; -1 when absent.
+    int stackingIndex(xcb_window_t topLevel);
+    bool isOverrideRedirect(xcb_window_t window);
+    bool isViewable(xcb_window_t window);
+    xcb_window_t inputFocus();
+    // The focus is on the window or one of its children.
+    bool focusIsIn(xcb_window_t window);
+
+    // ---- Windows of our own
+
+    // Maps the window and waits until the window manager manages (and, but
+    // for a dock, frames) it.
+    xcb_window_t create(const WindowSpec& spec);
+    // A black window the window manager leaves alone, as the address bar is.
+    xcb_window_t cover(const WindowGeometry& area);
+    void setTitle(xcb_window_t window, const std::string& title);
+    void move(xcb_window_t window, int x, int y);
+    void destroy(xcb_window_t window);
+    // Gives the window the X input focus and waits until it has it.
+    bool focus(xcb_window_t window);
+
+    // ---- Asking the window manager (no wait)
+
+    void activate(xcb_window_t window);
+    void iconify(xcb_window_t window);
+    void close(xcb_window_t window);
+
+    // ---- Input through XTEST
+
+    // The key that types the keysym, first levels first ("g" is not found as Shift+something).
+    std::optional<xcb_keycode_t> keycode(xcb_keysym_t keysym);
+    void keyCode(xcb_keycode_t code, bool press);
+    bool key(xcb_keysym_t keysym, bool press);
+    // Presses the modifiers in order, the key, then releases the key and the
+    // modifiers in reverse order.
+    bool chord(const std::vector<xcb_keysym_t>& modifiers, xcb_keysym_t keysym);
+    bool tap(xcb_keysym_t keysym) { return chord({}, keysym); }
+    void moveTo(int x, int y);
+    // With a `settle` time, returns once the server has acted on the button
+    // (false when it did not in time): openbox freezes the pointer on a click
+    // into a client until it has looked at it, and what comes next must not
+    // overtake the click.
+    bool button(std::uint8_t button, bool press, std::chrono::milliseconds settle = {});
+    bool click(int x, int y, std::uint8_t button = 1, std::chrono::milliseconds settle = {});
+
+private:
+    void rootMessage(xcb_window_t window, const char* type, std::vector<std::uint32_t> data);
+
+    xcb_connection_t* c_ = nullptr;
+    xcb_screen_t* screen_ = nullptr;
+    xcb_window_t root_ = XCB_NONE;
+    std::vector<xcb_window_t> made_;
+};
+
+}  // namespace jorvane::e2e
