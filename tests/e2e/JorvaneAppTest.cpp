@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -14,23 +13,14 @@
 #include <string>
 #include <vector>
 
-#include "DesktopTest.h"
-#include "JorvaneDriver.h"
+#include "JorvaneTest.h"
 
 namespace jorvane::e2e {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr milliseconds kWait{5000};  // the bound of every wait for something that must happen
-
-std::string hex(std::uint32_t window) {
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%x", window);
-    return text;
-}
-
-class JorvaneApp : public DesktopTest {
+class JorvaneApp : public JorvaneTest {
 protected:
     static void SetUpTestSuite() {
         DesktopTest::SetUpTestSuite();
@@ -44,19 +34,12 @@ protected:
         d.setXfconf("thunar", "/default-view", "string", "ThunarDetailsView");
         // One window before the program starts: it must find Thunar running.
         d.openThunarWindow(demo_);
-        driver_ = std::make_unique<JorvaneDriver>(d);
-        if (!driver_->start({})) startFailure_ = driver_->why();
-    }
-
-    static void TearDownTestSuite() {
-        driver_.reset();
-        if (Desktop* running = Desktop::sharedIfRunning()) running->closeThunarWindows();
+        startProgram();
     }
 
     void SetUp() override {
-        DesktopTest::SetUp();
-        ASSERT_TRUE(startFailure_.empty()) << startFailure_;
-        ASSERT_TRUE(driver().running()) << "jorvane is gone; its log:\n" << driver().log();
+        JorvaneTest::SetUp();
+        if (HasFatalFailure()) return;
         // A fresh window on the demo folder for every test.
         if (driver().bar()) {
             driver().key("Escape");
@@ -67,22 +50,14 @@ protected:
         ASSERT_NE(window_, 0u);
     }
 
-    static JorvaneDriver& driver() { return *driver_; }
-
-    // Opens a Thunar window on the folder, waits until the program's tap
-    // holds its keys, and brings it to the front.
+    // Opens a Thunar window on the folder and brings it to the front, its keys held by the tap.
     std::uint32_t openWindow(const fs::path& folder) {
         const std::optional<std::uint32_t> window = desktop().openThunarWindow(folder);
         if (!window) {
             ADD_FAILURE() << "no Thunar window on " << folder;
             return 0;
         }
-        EXPECT_TRUE(driver().waitForGrab(*window, "g", kWait)) << "the tap never grabbed Ctrl+G on the new window";
-        EXPECT_TRUE(desktop().activate(*window));
-        // The window manager names the active window before the X focus
-        // follows, and the tap's key grab fires only with the focus inside.
-        EXPECT_TRUE(waitUntil([&] { return driver().focusIsIn(*window); }, kWait))
-            << "the focus is on " << hex(driver().inputFocus()) << ", not in " << hex(*window);
+        bringToFront(*window);
         return *window;
     }
 
@@ -114,8 +89,6 @@ protected:
     }
 
     static inline fs::path demo_;
-    static inline std::unique_ptr<JorvaneDriver> driver_;
-    static inline std::string startFailure_;
     std::uint32_t window_ = 0;
 };
 

@@ -120,6 +120,25 @@ struct JorvaneDriver::Atspi {
         return findFirst(root, named, depth, 12);
     }
 
+    // The program's element named exactly `name`, below its application
+    // (which bears the program's name itself).
+    AccessibleRef named(pid_t pid, const std::string& name) {
+        pump();
+        AccessibleRef app = application(pid);
+        if (!app) return nullptr;
+        atspi_accessible_clear_cache(app.get());
+        GError* error = nullptr;
+        const int count = atspi_accessible_get_child_count(app.get(), &error);
+        g_clear_error(&error);
+        for (int i = 0; i < count; ++i) {
+            AccessibleRef window(atspi_accessible_get_child_at_index(app.get(), i, &error));
+            g_clear_error(&error);
+            if (!window) continue;
+            if (AccessibleRef found = findNamed(window.get(), name, 1)) return found;
+        }
+        return nullptr;
+    }
+
     // The first element below `root` with a Text interface and role "text".
     AccessibleRef findText(AtspiAccessible* root, int depth) {
         auto text = [](AtspiAccessible* element) {
@@ -338,9 +357,10 @@ void JorvaneDriver::moveTo(int x, int y) { x_->moveTo(x, y); }
 void JorvaneDriver::clickAt(int x, int y) { x_->click(x, y); }
 
 bool JorvaneDriver::key(const std::string& keysym, const std::vector<std::string>& modifiers) {
+    const auto sym = [](const std::string& name) { return xkb_keysym_from_name(name.c_str(), XKB_KEYSYM_NO_FLAGS); };
     std::vector<xcb_keysym_t> held;
-    for (const std::string& modifier : modifiers) held.push_back(xkb_keysym_from_name(modifier.c_str(), XKB_KEYSYM_NO_FLAGS));
-    return x_->ok() && x_->chord(held, xkb_keysym_from_name(keysym.c_str(), XKB_KEYSYM_NO_FLAGS));
+    for (const std::string& modifier : modifiers) held.push_back(sym(modifier));
+    return x_->ok() && x_->chord(held, sym(keysym));
 }
 
 bool JorvaneDriver::type(const std::string& text) { return desktop_.type(text); }
@@ -394,24 +414,20 @@ std::vector<JorvaneDriver::SeenKey> JorvaneDriver::seenKeys() {
 
 // ---- accessibility
 
-namespace {
-
-AccessibleRef namedElement(JorvaneDriver::Atspi& atspi, pid_t pid, const std::string& name);
-
-}  // namespace
+JorvaneDriver::Atspi* JorvaneDriver::accessibility(bool ofProgram) {
+    if (!atspi_) atspi_ = std::make_unique<Atspi>();
+    return atspi_->ready && (!ofProgram || pid_ > 0) ? atspi_.get() : nullptr;
+}
 
 bool JorvaneDriver::waitForElement(const std::string& name, milliseconds timeout) {
-    if (!atspi_) atspi_ = std::make_unique<Atspi>();
-    if (!atspi_->ready || pid_ <= 0) return false;
-    return waitUntil([&] { return namedElement(*atspi_, pid_, name) != nullptr; }, timeout, milliseconds(100));
+    Atspi* atspi = accessibility();
+    return atspi && waitUntil([&] { return atspi->named(pid_, name) != nullptr; }, timeout, milliseconds(100));
 }
 
 bool JorvaneDriver::pressElement(const std::string& name) {
-    if (!atspi_) atspi_ = std::make_unique<Atspi>();
-    if (!atspi_->ready || pid_ <= 0) return false;
-    AccessibleRef element = namedElement(*atspi_, pid_, name);
-    if (!element) return false;
-    AtspiAction* action = atspi_accessible_get_action_iface(element.get());
+    Atspi* atspi = accessibility();
+    AccessibleRef element = atspi ? atspi->named(pid_, name) : nullptr;
+    AtspiAction* action = element ? atspi_accessible_get_action_iface(element.get()) : nullptr;
     if (!action) return false;
     GError* error = nullptr;
     const gboolean done = atspi_action_do_action(action, 0, &error);
@@ -421,46 +437,22 @@ bool JorvaneDriver::pressElement(const std::string& name) {
 }
 
 std::optional<bool> JorvaneDriver::elementChecked(const std::string& name) {
-    if (!atspi_) atspi_ = std::make_unique<Atspi>();
-    if (!atspi_->ready || pid_ <= 0) return std::nullopt;
-    AccessibleRef element = namedElement(*atspi_, pid_, name);
-    if (!element) return std::nullopt;
-    AtspiStateSet* states = atspi_accessible_get_state_set(element.get());
+    Atspi* atspi = accessibility();
+    AccessibleRef element = atspi ? atspi->named(pid_, name) : nullptr;
+    AtspiStateSet* states = element ? atspi_accessible_get_state_set(element.get()) : nullptr;
     if (!states) return std::nullopt;
     const bool checked = atspi_state_set_contains(states, ATSPI_STATE_CHECKED);
     g_object_unref(states);
     return checked;
 }
 
-namespace {
-
-AccessibleRef namedElement(JorvaneDriver::Atspi& atspi, pid_t pid, const std::string& name) {
-    atspi.pump();
-    AccessibleRef app = atspi.application(pid);
-    if (!app) return nullptr;
-    // Below the application, which bears the program's name itself.
-    atspi_accessible_clear_cache(app.get());
-    GError* error = nullptr;
-    const int count = atspi_accessible_get_child_count(app.get(), &error);
-    g_clear_error(&error);
-    for (int i = 0; i < count; ++i) {
-        AccessibleRef window(atspi_accessible_get_child_at_index(app.get(), i, &error));
-        g_clear_error(&error);
-        if (!window) continue;
-        if (AccessibleRef found = atspi.findNamed(window.get(), name, 1)) return found;
-    }
-    return nullptr;
-}
-
-}  // namespace
-
 std::optional<FieldText> JorvaneDriver::fieldText() {
-    if (!atspi_) atspi_ = std::make_unique<Atspi>();
-    if (!atspi_->ready || pid_ <= 0) return std::nullopt;
-    atspi_->pump();
-    AccessibleRef app = atspi_->application(pid_);
+    Atspi* atspi = accessibility();
+    if (!atspi) return std::nullopt;
+    atspi->pump();
+    AccessibleRef app = atspi->application(pid_);
     if (!app) return std::nullopt;
-    AccessibleRef field = atspi_->findText(app.get(), 0);
+    AccessibleRef field = atspi->findText(app.get(), 0);
     if (!field) return std::nullopt;
     AtspiText* text = atspi_accessible_get_text_iface(field.get());
     if (!text) return std::nullopt;
@@ -496,13 +488,13 @@ bool JorvaneDriver::waitForFieldText(const std::string& text, milliseconds timeo
 }
 
 std::optional<std::vector<std::string>> JorvaneDriver::thunarSelection(std::uint32_t client) {
-    if (!atspi_) atspi_ = std::make_unique<Atspi>();
-    if (!atspi_->ready) return std::nullopt;
-    atspi_->pump();
+    Atspi* atspi = accessibility(false);
+    if (!atspi) return std::nullopt;
+    atspi->pump();
     const std::optional<pid_t> pid = desktop_.windowPid(client);
     if (!pid) return std::nullopt;
-    if (!atspi_->thunar.selectWindow(client, *pid, desktop_.title(client), std::nullopt)) return std::nullopt;
-    std::optional<thunar::DetailsTable> table = atspi_->thunar.detailsTable();
+    if (!atspi->thunar.selectWindow(client, *pid, desktop_.title(client), std::nullopt)) return std::nullopt;
+    std::optional<thunar::DetailsTable> table = atspi->thunar.detailsTable();
     if (!table) return std::nullopt;
     std::vector<std::string> names;
     for (int row : table->selectedRows()) {

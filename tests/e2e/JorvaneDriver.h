@@ -151,6 +151,9 @@ public:
 
 private:
     std::vector<std::uint32_t> shownWindows(bool lists);
+    // Set up on first use; nullptr when it is not there (or, `ofProgram`,
+    // when the program does not run).
+    Atspi* accessibility(bool ofProgram = true);
     pid_t spawnProgram(const Options& options, const std::string& logName);
     std::vector<std::string> overrides(const Options& options) const;
 

@@ -5,60 +5,44 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
-#include <xcb/xcb.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <optional>
 #include <string>
 
-#include "DesktopTest.h"
-#include "JorvaneDriver.h"
+#include "JorvaneTest.h"
+#include "XTestClient.h"
 
 namespace jorvane::e2e {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr milliseconds kWait{5000};
-
-class JorvanePreferences : public DesktopTest {
+class JorvanePreferences : public JorvaneTest {
 protected:
     static void SetUpTestSuite() {
         DesktopTest::SetUpTestSuite();
         if (!startError().empty()) return;
-        Desktop& d = desktop();
-        folder_ = d.dataDir() / "preferences";
+        folder_ = desktop().dataDir() / "preferences";
         fs::create_directories(folder_ / "Inside");
-        d.openThunarWindow(folder_);
-        driver_ = std::make_unique<JorvaneDriver>(d);
+        desktop().openThunarWindow(folder_);
         JorvaneDriver::Options options;
         options.logLevel = "info,Preferences=debug";
-        if (!driver_->start(options)) startFailure_ = driver_->why();
+        startProgram(options);
     }
 
     static void TearDownTestSuite() {
-        driver_.reset();
-        if (Desktop* running = Desktop::sharedIfRunning()) {
-            running->closeThunarWindows();
-            // The next program on this desktop starts with the shipped hot key.
-            if (std::optional<nlohmann::json> settings = readSettings()) {
-                settings->erase("hotkey_flags");
-                settings->erase("hotkey_keycode");
-                std::ofstream(settingsFile()) << settings->dump(2) << "\n";
-            }
+        JorvaneTest::TearDownTestSuite();
+        // The next program on this desktop starts with the shipped hot key.
+        if (!Desktop::sharedIfRunning()) return;
+        if (std::optional<nlohmann::json> settings = readSettings()) {
+            settings->erase("hotkey_flags");
+            settings->erase("hotkey_keycode");
+            std::ofstream(settingsFile()) << settings->dump(2) << "\n";
         }
     }
-
-    void SetUp() override {
-        DesktopTest::SetUp();
-        ASSERT_TRUE(startFailure_.empty()) << startFailure_;
-        ASSERT_TRUE(driver().running()) << "jorvane is gone; its log:\n" << driver().log();
-    }
-
-    static JorvaneDriver& driver() { return *driver_; }
 
     static fs::path settingsFile() { return desktop().home() / ".config" / "jorvane" / "settings.json"; }
 
@@ -73,71 +57,24 @@ protected:
     // `grabbed`: the tap holds Ctrl+G there (the shipped hot key).
     std::uint32_t frontThunarWindow(bool grabbed) {
         const std::vector<std::uint32_t> windows = desktop().thunarWindows();
-        std::uint32_t window = windows.empty() ? 0 : windows.front();
-        if (window == 0) {
-            const std::optional<std::uint32_t> opened = desktop().openThunarWindow(folder_);
-            window = opened.value_or(0);
-        }
-        if (window == 0) return 0;
-        if (grabbed) {
-            EXPECT_TRUE(driver().waitForGrab(window, "g", kWait)) << "the tap never grabbed the window's keys";
-        }
-        EXPECT_TRUE(desktop().activate(window));
-        EXPECT_TRUE(waitUntil([&] { return driver().focusIsIn(window); }, kWait)) << "the focus never came";
+        const std::uint32_t window =
+            windows.empty() ? desktop().openThunarWindow(folder_).value_or(0) : windows.front();
+        if (window != 0) bringToFront(window, grabbed);
         return window;
-    }
-
-    // The program's managed window with this title.
-    std::optional<std::uint32_t> windowTitled(const std::string& title) {
-        std::optional<std::uint32_t> found;
-        waitUntil(
-            [&] {
-                for (std::uint32_t window : desktop().clientWindows()) {
-                    if (desktop().title(window) == title && desktop().windowPid(window) == driver().pid()) {
-                        found = window;
-                        return true;
-                    }
-                }
-                return false;
-            },
-            kWait, milliseconds(50));
-        return found;
     }
 
     // Whether a menu is open: a mapped override-redirect window other than
     // the bar, taller than a line.
     static bool menuShownBeside(std::uint32_t bar) {
-        xcb_connection_t* connection = xcb_connect(desktop().display().c_str(), nullptr);
-        if (xcb_connection_has_error(connection)) {
-            xcb_disconnect(connection);
-            return false;
+        XTestClient& x = desktop().x();
+        for (const xcb_window_t w : x.children(x.root())) {
+            const WindowGeometry shape = x.geometry(w).value_or(WindowGeometry{});
+            if (w != bar && x.isViewable(w) && x.isOverrideRedirect(w) && shape.height > 60) return true;
         }
-        const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
-        bool shown = false;
-        if (xcb_query_tree_reply_t* tree = xcb_query_tree_reply(connection, xcb_query_tree(connection, root), nullptr)) {
-            const xcb_window_t* children = xcb_query_tree_children(tree);
-            for (int i = 0; i < xcb_query_tree_children_length(tree) && !shown; ++i) {
-                if (children[i] == bar) continue;
-                xcb_get_window_attributes_reply_t* attributes = xcb_get_window_attributes_reply(
-                    connection, xcb_get_window_attributes(connection, children[i]), nullptr);
-                const bool candidate =
-                    attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE && attributes->override_redirect;
-                free(attributes);
-                if (!candidate) continue;
-                xcb_get_geometry_reply_t* geometry =
-                    xcb_get_geometry_reply(connection, xcb_get_geometry(connection, children[i]), nullptr);
-                shown = geometry && geometry->height > 60;
-                free(geometry);
-            }
-            free(tree);
-        }
-        xcb_disconnect(connection);
-        return shown;
+        return false;
     }
 
     static inline fs::path folder_;
-    static inline std::unique_ptr<JorvaneDriver> driver_;
-    static inline std::string startFailure_;
 };
 
 TEST_F(JorvanePreferences, ANewHotKeyRecordedInThePreferencesIsKeptAndOpensTheBar) {
@@ -155,7 +92,11 @@ TEST_F(JorvanePreferences, ANewHotKeyRecordedInThePreferencesIsKeptAndOpensTheBa
     ASSERT_TRUE(driver().key("Up"));
     ASSERT_TRUE(driver().key("Return"));
 
-    const std::optional<std::uint32_t> preferences = windowTitled("Jorvane Preferences");
+    const std::optional<std::uint32_t> preferences = desktop().waitForWindow(
+        [&](std::uint32_t w) {
+            return desktop().title(w) == "Jorvane Preferences" && desktop().windowPid(w) == driver().pid();
+        },
+        kWait);
     ASSERT_TRUE(preferences) << "no preferences window; the log:\n" << driver().log();
     ASSERT_TRUE(desktop().activate(*preferences));
     // Placed (centred) and holding the keyboard before it is clicked.

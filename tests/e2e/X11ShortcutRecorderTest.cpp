@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "DesktopTest.h"
+#include "XTestClient.h"
 #include "platform/x11/X11KeyboardLayout.h"
 #include "platform/x11/X11SymbolicHotKeys.h"
 #include "shortcutrecorder/HKKeyCodeTransformer.h"
@@ -62,9 +63,10 @@ TEST_F(X11ShortcutRecorderTest, keyNamesFollowALayoutSwitchedWhileRunning) {
 
 TEST_F(X11ShortcutRecorderTest, combinationGrabbedByAnotherClientIsHeldAndAFreeOneStaysFree) {
     // Another program grabs Ctrl+Alt+G on the root window.
-    xcb_connection_t* other = xcb_connect(desktop().display().c_str(), nullptr);
-    ASSERT_FALSE(xcb_connection_has_error(other));
-    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(other)).data->root;
+    XTestClient program(desktop().display());
+    ASSERT_TRUE(program.ok());
+    xcb_connection_t* other = program.connection();
+    const xcb_window_t root = program.root();
     std::vector<xkb_keycode_t> keys;
     std::uint16_t ctrlAlt = 0, ctrlShift = 0;
     keyboard_->withCurrent([&](const x11::X11Keyboard::Current& current) {
@@ -87,7 +89,6 @@ TEST_F(X11ShortcutRecorderTest, combinationGrabbedByAnotherClientIsHeldAndAFreeO
         other, xcb_grab_key_checked(other, 1, root, ctrlShift, key, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
     EXPECT_EQ(error, nullptr);
     std::free(error);
-    xcb_disconnect(other);
 }
 
 }  // namespace
