@@ -1,7 +1,8 @@
 // The X11 event tap against a real X server: the end-to-end desktop (Xvfb,
-// openbox, Thunar), windows of our own that record what reaches them (exact,
-// and owned by a pid of our choosing through _NET_WM_PID), and a real Thunar
-// window. Input is injected with XTEST, as a user's would arrive.
+// openbox), windows of our own that record what reaches them (exact, and
+// owned by a pid of our choosing through _NET_WM_PID). Input is injected with
+// XTEST, as a user's would arrive. (The tap on a real Thunar window is the
+// whole-program tests'.)
 #include <gtest/gtest.h>
 
 #include <poll.h>
@@ -12,7 +13,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <condition_variable>
-#include <filesystem>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -37,6 +37,8 @@ std::unique_ptr<T, decltype(&std::free)> own(T* p) {
 }
 
 bool eventually(const std::function<bool()>& done) { return e2e::waitUntil(done, kWait); }
+
+const auto swallowAll = [](const TapEvent&) { return EventTap::Decision::Swallow; };
 
 constexpr xcb_keysym_t kCtrl = 0xffe3;  // Control_L
 constexpr xcb_keysym_t kShift = 0xffe1;  // Shift_L
@@ -187,16 +189,23 @@ protected:
         hands_->moveTo(5, 5);
     }
     static std::string display() { return desktop().display(); }
-    X11EventTapOptions options() const {
-        X11EventTapOptions o;
+    // Installs the tap on kTappedPid: `decide` answers its callback (none:
+    // everything passes), `swallowable` are the keys it may take. Comes with
+    // a tapped window.
+    using Decide = std::function<EventTap::Decision(const TapEvent&)>;
+    std::unique_ptr<RecordingWindow> installTap(Decide decide = nullptr, std::vector<EventTap::KeyCombo> swallowable = {},
+                                                X11EventTapOptions o = {}) {
         o.displayName = display();
-        return o;
+        tap_ = std::make_unique<X11EventTap>(o);
+        EXPECT_TRUE(tap_->install(kTappedPid, observed_.callback(std::move(decide))));
+        if (!swallowable.empty()) tap_->setSwallowableKeys(std::move(swallowable));
+        return tappedWindow();
     }
     // A tapped window at a fixed place, focused, with its grabs in place.
-    std::unique_ptr<RecordingWindow> tappedWindow(X11EventTap& tap, int x = 200, int y = 150) {
+    std::unique_ptr<RecordingWindow> tappedWindow(int x = 200, int y = 150) {
         auto window = std::make_unique<RecordingWindow>(display(), kTappedPid, x, y, 400, 300);
         EXPECT_TRUE(eventually([&] {
-            const std::vector<uint32_t> tapped = tap.tappedWindows();
+            const std::vector<uint32_t> tapped = tap_->tappedWindows();
             return std::find(tapped.begin(), tapped.end(), window->id()) != tapped.end();
         })) << "the new window was not tapped";
         EXPECT_TRUE(window->focus());
@@ -207,7 +216,7 @@ protected:
     // A window manager may hold the release back (openbox freezes the pointer
     // on a click into a client until it has looked at it), so when the tap is
     // to report the click, wait for the report of its release.
-    void click(X11EventTap& tap, int x, int y, uint8_t button = 1, bool reported = true) {
+    void click(int x, int y, uint8_t button = 1, bool reported = true) {
         const auto ups = [](const std::vector<TapEvent>& events) {
             return std::count_if(events.begin(), events.end(), [](const TapEvent& e) {
                 return e.type == kCGEventLeftMouseUp || e.type == kCGEventRightMouseUp || e.type == kCGEventOtherMouseUp;
@@ -215,7 +224,7 @@ protected:
         };
         const auto before = ups(observed_.events());
         EXPECT_TRUE(hands_->click(x, y, button, kWait)) << "button " << int(button) << " stuck";
-        tap.sync();
+        tap_->sync();
         if (reported) {
             EXPECT_TRUE(observed_.waitFor([&](const std::vector<TapEvent>& events) { return ups(events) > before; }))
                 << "no release reported for the click at " << x << "," << y;
@@ -226,6 +235,7 @@ protected:
 
     e2e::XTestClient* hands_ = nullptr;
     Observed observed_;
+    std::unique_ptr<X11EventTap> tap_;  // before observed_ goes
 };
 
 // ---------------------------------------------------------------------------
@@ -241,13 +251,11 @@ TEST_F(X11EventTapTest, theLaunchCheckFindsXInputAndXTestOrSaysWhatIsMissing) {
 }
 
 TEST_F(X11EventTapTest, aSwallowedKeyNeverReachesTheWindowAndAPassedKeyDoes) {
-    X11EventTap tap(options());
-    ASSERT_TRUE(tap.isConnected());
-    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback([](const TapEvent& e) {
+    const auto swallowL = [](const TapEvent& e) {
         return e.keyCode == kVK_ANSI_L ? EventTap::Decision::Swallow : EventTap::Decision::Pass;
-    })));
-    tap.setSwallowableKeys({{kVK_ANSI_L, kCGEventFlagMaskCommand}, {kVK_ANSI_K, kCGEventFlagMaskCommand}});
-    auto window = tappedWindow(tap);
+    };
+    auto window = installTap(swallowL, {{kVK_ANSI_L, kCGEventFlagMaskCommand}, {kVK_ANSI_K, kCGEventFlagMaskCommand}});
+    ASSERT_TRUE(tap_->isConnected());
 
     hands_->chord({kCtrl}, 'l');
     hands_->chord({kCtrl}, 'k');
@@ -270,10 +278,7 @@ TEST_F(X11EventTapTest, aSwallowedKeyNeverReachesTheWindowAndAPassedKeyDoes) {
 }
 
 TEST_F(X11EventTapTest, grabsHoldWhateverCapsLockIsAndAnExtraModifierDefeatsThem) {
-    X11EventTap tap(options());
-    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback([](const TapEvent&) { return EventTap::Decision::Swallow; })));
-    tap.setSwallowableKeys({{kVK_ANSI_L, kCGEventFlagMaskCommand}});
-    auto window = tappedWindow(tap);
+    auto window = installTap(swallowAll, {{kVK_ANSI_L, kCGEventFlagMaskCommand}});
 
     hands_->tap(0xffe5);  // Caps_Lock on
     hands_->chord({kCtrl}, 'l');
@@ -293,10 +298,7 @@ TEST_F(X11EventTapTest, grabsHoldWhateverCapsLockIsAndAnExtraModifierDefeatsThem
 }
 
 TEST_F(X11EventTapTest, aHeldSwallowedKeyRepeatsFlaggedAndIsReleasedOnce) {
-    X11EventTap tap(options());
-    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback([](const TapEvent&) { return EventTap::Decision::Swallow; })));
-    tap.setSwallowableKeys({{kVK_ANSI_G, kCGEventFlagMaskCommand}});
-    auto window = tappedWindow(tap);
+    auto window = installTap(swallowAll, {{kVK_ANSI_G, kCGEventFlagMaskCommand}});
 
     hands_->key(kCtrl, true);
     hands_->key('g', true);
@@ -319,10 +321,7 @@ TEST_F(X11EventTapTest, aHeldSwallowedKeyRepeatsFlaggedAndIsReleasedOnce) {
 }
 
 TEST_F(X11EventTapTest, aWindowClosedUnderAHeldSwallowedKeyLeavesTheKeyboardWorking) {
-    X11EventTap tap(options());
-    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback([](const TapEvent&) { return EventTap::Decision::Swallow; })));
-    tap.setSwallowableKeys({{kVK_ANSI_L, kCGEventFlagMaskCommand}});
-    auto first = tappedWindow(tap);
+    auto first = installTap(swallowAll, {{kVK_ANSI_L, kCGEventFlagMaskCommand}});
 
     hands_->key(kCtrl, true);
     hands_->key('l', true);
@@ -331,7 +330,7 @@ TEST_F(X11EventTapTest, aWindowClosedUnderAHeldSwallowedKeyLeavesTheKeyboardWork
     hands_->key('l', false);
     hands_->key(kCtrl, false);
 
-    auto second = tappedWindow(tap, 300, 200);
+    auto second = tappedWindow(300, 200);
     hands_->chord({kCtrl}, 'l');
     hands_->tap('x');
     ASSERT_TRUE(second->waitForKeyPress(keyOf('x'))) << "the keyboard stayed frozen";
@@ -340,10 +339,7 @@ TEST_F(X11EventTapTest, aWindowClosedUnderAHeldSwallowedKeyLeavesTheKeyboardWork
 }
 
 TEST_F(X11EventTapTest, aHeldPassedKeyReachesTheWindowRepeatedAndTheTapFlagsTheRepeats) {
-    X11EventTap tap(options());
-    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback()));
-    tap.setSwallowableKeys({{kVK_ANSI_K, kCGEventFlagMaskCommand}});
-    auto window = tappedWindow(tap);
+    auto window = installTap(nullptr, {{kVK_ANSI_K, kCGEventFlagMaskCommand}});
 
     hands_->key(kCtrl, true);
     hands_->key('k', true);
@@ -365,19 +361,17 @@ TEST_F(X11EventTapTest, aHeldPassedKeyReachesTheWindowRepeatedAndTheTapFlagsTheR
 }
 
 TEST_F(X11EventTapTest, clicksOnTheTappedWindowAreReportedWithPlaceTypeButtonAndClickCount) {
-    X11EventTap tap(options());
-    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback()));
-    auto window = tappedWindow(tap);
+    auto window = installTap();
     const auto [x, y] = window->origin();
 
-    click(tap, x + 10, y + 20);
-    click(tap, x + 11, y + 20);  // a double click
-    click(tap, x + 30, y + 40, 2);
-    click(tap, x + 50, y + 60, 3);
+    click(x + 10, y + 20);
+    click(x + 11, y + 20);  // a double click
+    click(x + 30, y + 40, 2);
+    click(x + 50, y + 60, 3);
     hands_->key(kCtrl, true);
-    click(tap, x + 70, y + 80);
+    click(x + 70, y + 80);
     hands_->key(kCtrl, false);
-    click(tap, x + 100, y - 10);  // the title bar: openbox's frame around our window
+    click(x + 100, y - 10);  // the title bar: openbox's frame around our window
 
     const std::vector<TapEvent> events = observed_.events();
     ASSERT_EQ(events.size(), 12u) << observed_.describe();
@@ -403,44 +397,40 @@ TEST_F(X11EventTapTest, clicksOnTheTappedWindowAreReportedWithPlaceTypeButtonAnd
 }
 
 TEST_F(X11EventTapTest, clicksOnOtherProcessesWindowsAndTheDesktopAreNotReported) {
-    X11EventTap tap(options());
-    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback()));
-    auto window = tappedWindow(tap);
+    auto window = installTap();
     RecordingWindow other(display(), kOtherPid, 700, 150, 300, 300);
     const auto [ox, oy] = other.origin();
     const auto [x, y] = window->origin();
 
-    click(tap, ox + 10, oy + 10, 1, false);
-    click(tap, 1200, 750, 1, false);  // the bare root window
-    click(tap, x + 5, y + 5);
+    click(ox + 10, oy + 10, 1, false);
+    click(1200, 750, 1, false);  // the bare root window
+    click(x + 5, y + 5);
     const std::vector<TapEvent> events = observed_.events();
     ASSERT_EQ(events.size(), 2u) << observed_.describe();
     EXPECT_EQ(events[0].location, (Point{double(x + 5), double(y + 5)}));
 }
 
 TEST_F(X11EventTapTest, aDragThatStartsOnTheWindowIsReportedUntilItsReleaseOutside) {
-    X11EventTap tap(options());
-    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback()));
-    auto window = tappedWindow(tap);
+    auto window = installTap();
     const auto [x, y] = window->origin();
 
     // Moves without a button are not reported.
     hands_->moveTo(x + 30, y + 30);
     hands_->moveTo(x + 60, y + 60);
-    tap.sync();
+    tap_->sync();
     EXPECT_TRUE(observed_.events().empty());
 
     hands_->moveTo(x + 20, y - 10);  // take the title bar, as for a move: openbox grabs the pointer
     EXPECT_TRUE(hands_->button(1, true, kWait));
-    tap.sync();
+    tap_->sync();
     for (int step = 1; step <= 5; ++step) {
         hands_->moveTo(x + 20 + 30 * step, y - 10 + 20 * step);
-        tap.sync();
+        tap_->sync();
     }
     hands_->moveTo(1250, 780);
-    tap.sync();
+    tap_->sync();
     EXPECT_TRUE(hands_->button(1, false, kWait));
-    tap.sync();
+    tap_->sync();
 
     const std::vector<TapEvent> events = observed_.events();
     ASSERT_EQ(events.size(), 8u);
@@ -457,33 +447,31 @@ TEST_F(X11EventTapTest, aDragThatStartsOnTheWindowIsReportedUntilItsReleaseOutsi
 }
 
 TEST_F(X11EventTapTest, aSlowCallbackHasItsKeyHandedOnAndTheTapSwitchedOff) {
-    X11EventTapOptions o = options();
-    o.decisionTimeout = 100ms;
-    X11EventTap tap(o);
-    std::mutex mutex;
-    std::condition_variable arrived;
-    bool windowGotIt = false;
-    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback([&](const TapEvent& e) {
-        if (e.type == kCGEventKeyDown) {
-            // Decide only once the window has the key: the watchdog must have passed it on.
-            std::unique_lock lock(mutex);
-            arrived.wait_for(lock, kWait, [&] { return windowGotIt; });
-            return EventTap::Decision::Swallow;
-        }
-        return EventTap::Decision::Pass;
-    })));
-    tap.setSwallowableKeys({{kVK_ANSI_L, kCGEventFlagMaskCommand}});
-    auto window = tappedWindow(tap);
+    // Shared with the callback, which the tap may still call after the test's end.
+    struct Gate {
+        std::mutex mutex;
+        std::condition_variable arrived;
+        bool windowGotIt = false;
+    };
+    const auto gate = std::make_shared<Gate>();
+    const auto decide = [gate](const TapEvent& e) {
+        if (e.type != kCGEventKeyDown) return EventTap::Decision::Pass;
+        // Decide only once the window has the key: the watchdog must have passed it on.
+        std::unique_lock lock(gate->mutex);
+        gate->arrived.wait_for(lock, kWait, [&] { return gate->windowGotIt; });
+        return EventTap::Decision::Swallow;
+    };
+    auto window = installTap(decide, {{kVK_ANSI_L, kCGEventFlagMaskCommand}}, {.displayName = {}, .decisionTimeout = 100ms});
 
     hands_->chord({kCtrl}, 'l');
     ASSERT_TRUE(window->waitForKeyPress(keyOf('l')));
     {
-        std::lock_guard lock(mutex);
-        windowGotIt = true;
+        std::lock_guard lock(gate->mutex);
+        gate->windowGotIt = true;
     }
-    arrived.notify_all();
+    gate->arrived.notify_all();
     ASSERT_TRUE(observed_.waitForCount(kCGEventTapDisabledByTimeout, 1));
-    EXPECT_TRUE(eventually([&] { return !tap.isEnabled(); }));
+    EXPECT_TRUE(eventually([&] { return !tap_->isEnabled(); }));
 
     // Switched off, the tap sees nothing; switched on again, it works.
     hands_->chord({kCtrl}, 'l');
@@ -491,23 +479,21 @@ TEST_F(X11EventTapTest, aSlowCallbackHasItsKeyHandedOnAndTheTapSwitchedOff) {
         return window->inputs(XCB_KEY_PRESS, keyOf('l')).size() == 2;
     }));
     EXPECT_EQ(observed_.of(kCGEventKeyDown).size(), 1u);
-    tap.setEnabled(true);
+    tap_->setEnabled(true);
     observed_.clear();
     hands_->chord({kCtrl}, 'l');
     ASSERT_TRUE(observed_.waitForCount(kCGEventKeyDown, 1));
 }
 
 TEST_F(X11EventTapTest, aSyntheticCtrlDoubleClickArrivesAsOneClickThenACtrlDoubleClick) {
-    X11EventTap tap(options());
-    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback()));
-    auto window = tappedWindow(tap);
+    auto window = installTap();
     const auto [x, y] = window->origin();
     const Point at{double(x + 40), double(y + 50)};
 
-    ASSERT_TRUE(tap.post(TapEvent::mouseEvent(kCGEventLeftMouseDown, at)));
-    ASSERT_TRUE(tap.post(TapEvent::mouseEvent(kCGEventLeftMouseUp, at)));
-    ASSERT_TRUE(tap.post(TapEvent::mouseEvent(kCGEventLeftMouseDown, at, 1, 2, kCGEventFlagMaskCommand)));
-    ASSERT_TRUE(tap.post(TapEvent::mouseEvent(kCGEventLeftMouseUp, at, 1, 2, kCGEventFlagMaskCommand)));
+    ASSERT_TRUE(tap_->post(TapEvent::mouseEvent(kCGEventLeftMouseDown, at)));
+    ASSERT_TRUE(tap_->post(TapEvent::mouseEvent(kCGEventLeftMouseUp, at)));
+    ASSERT_TRUE(tap_->post(TapEvent::mouseEvent(kCGEventLeftMouseDown, at, 1, 2, kCGEventFlagMaskCommand)));
+    ASSERT_TRUE(tap_->post(TapEvent::mouseEvent(kCGEventLeftMouseUp, at, 1, 2, kCGEventFlagMaskCommand)));
     ASSERT_TRUE(window->waitFor([](const std::vector<Input>& in) {
         return std::count_if(in.begin(), in.end(), [](const Input& i) { return i.type == XCB_BUTTON_RELEASE; }) == 2;
     })) << window->describe() << "tap:\n" << observed_.describe();
@@ -517,7 +503,7 @@ TEST_F(X11EventTapTest, aSyntheticCtrlDoubleClickArrivesAsOneClickThenACtrlDoubl
     EXPECT_TRUE(presses[1].state & XCB_MOD_MASK_CONTROL);
     for (const Input& press : presses) EXPECT_EQ(std::make_pair(press.rootX, press.rootY), std::make_pair(int16_t(at.x), int16_t(at.y)));
     EXPECT_LT(presses[1].time - presses[0].time, 400u) << "close enough for a toolkit to count a double click";
-    EXPECT_EQ(tap.mouseLocation(), at);
+    EXPECT_EQ(tap_->mouseLocation(), at);
 
     // The tap sees its own synthetic clicks, the second as a double click.
     ASSERT_TRUE(observed_.waitForCount(kCGEventLeftMouseUp, 2));
@@ -532,19 +518,15 @@ TEST_F(X11EventTapTest, aSyntheticCtrlDoubleClickArrivesAsOneClickThenACtrlDoubl
 }
 
 TEST_F(X11EventTapTest, syntheticKeysCarryTheirModifiersAndWaitForTheUserToLetGo) {
-    X11EventTapOptions o = options();
-    o.modifierReleaseTimeout = 50ms;
-    X11EventTap tap(o);
-    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback()));
-    auto window = tappedWindow(tap);
+    auto window = installTap(nullptr, {}, {.displayName = {}, .modifierReleaseTimeout = 50ms});
 
-    ASSERT_TRUE(tap.post(TapEvent::keyboardEvent(kVK_ANSI_L, true, kCGEventFlagMaskCommand | kCGEventFlagMaskShift)));
-    ASSERT_TRUE(tap.post(TapEvent::keyboardEvent(kVK_ANSI_L, false, kCGEventFlagMaskCommand | kCGEventFlagMaskShift)));
+    ASSERT_TRUE(tap_->post(TapEvent::keyboardEvent(kVK_ANSI_L, true, kCGEventFlagMaskCommand | kCGEventFlagMaskShift)));
+    ASSERT_TRUE(tap_->post(TapEvent::keyboardEvent(kVK_ANSI_L, false, kCGEventFlagMaskCommand | kCGEventFlagMaskShift)));
     hands_->key(kShift, true);  // the user holds Shift
-    EXPECT_FALSE(tap.post(TapEvent::keyboardEvent(kVK_ANSI_K, true)));
+    EXPECT_FALSE(tap_->post(TapEvent::keyboardEvent(kVK_ANSI_K, true)));
     hands_->key(kShift, false);
-    ASSERT_TRUE(tap.post(TapEvent::keyboardEvent(kVK_ANSI_X, true)));
-    ASSERT_TRUE(tap.post(TapEvent::keyboardEvent(kVK_ANSI_X, false)));
+    ASSERT_TRUE(tap_->post(TapEvent::keyboardEvent(kVK_ANSI_X, true)));
+    ASSERT_TRUE(tap_->post(TapEvent::keyboardEvent(kVK_ANSI_X, false)));
     ASSERT_TRUE(window->waitForKeyPress(keyOf('x')));
 
     const std::vector<Input> l = window->inputs(XCB_KEY_PRESS, keyOf('l'));
@@ -552,15 +534,12 @@ TEST_F(X11EventTapTest, syntheticKeysCarryTheirModifiersAndWaitForTheUserToLetGo
     EXPECT_EQ(l[0].state & 0xff, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_SHIFT);
     EXPECT_TRUE(window->inputs(XCB_KEY_PRESS, keyOf('k')).empty()) << "not posted while Shift was held";
     EXPECT_EQ(window->inputs(XCB_KEY_PRESS, keyOf('x'))[0].state & 0xff, 0) << "our modifiers were let go";
-    EXPECT_FALSE(tap.post(TapEvent::keyboardEvent(kVK_Function, true))) << "no key types it";
-    EXPECT_FALSE(tap.post(TapEvent{}));
+    EXPECT_FALSE(tap_->post(TapEvent::keyboardEvent(kVK_Function, true))) << "no key types it";
+    EXPECT_FALSE(tap_->post(TapEvent{}));
 }
 
 TEST_F(X11EventTapTest, grabsFollowAChangedKeyboardMapping) {
-    X11EventTap tap(options());
-    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback([](const TapEvent&) { return EventTap::Decision::Swallow; })));
-    tap.setSwallowableKeys({{kVK_ANSI_L, kCGEventFlagMaskCommand}});
-    auto window = tappedWindow(tap);
+    auto window = installTap(swallowAll, {{kVK_ANSI_L, kCGEventFlagMaskCommand}});
 
     // Make the key that typed "j" type "l" and the other way round.
     e2e::XTestClient& c = *hands_;
@@ -593,7 +572,7 @@ TEST_F(X11EventTapTest, grabsFollowAChangedKeyboardMapping) {
         return observed_.waitFor([](const std::vector<TapEvent>& events) { return !events.empty(); }, 100ms);
     });
     ASSERT_TRUE(regrabbed);
-    tap.sync();
+    tap_->sync();
     const std::vector<TapEvent> downs = observed_.of(kCGEventKeyDown);
     ASSERT_EQ(downs.size(), 1u);
     EXPECT_EQ(downs[0].keyCode, kVK_ANSI_L);
@@ -607,59 +586,18 @@ TEST_F(X11EventTapTest, grabsFollowAChangedKeyboardMapping) {
 }
 
 TEST_F(X11EventTapTest, uninstallingStopsTheCallbackAndReleasesTheKeys) {
-    X11EventTap tap(options());
-    ASSERT_TRUE(tap.install(kTappedPid, observed_.callback([](const TapEvent&) { return EventTap::Decision::Swallow; })));
-    tap.setSwallowableKeys({{kVK_ANSI_L, kCGEventFlagMaskCommand}});
-    auto window = tappedWindow(tap);
-    tap.uninstall();
-    EXPECT_FALSE(tap.isInstalled());
-    EXPECT_TRUE(tap.tappedWindows().empty());
+    auto window = installTap(swallowAll, {{kVK_ANSI_L, kCGEventFlagMaskCommand}});
+    tap_->uninstall();
+    EXPECT_FALSE(tap_->isInstalled());
+    EXPECT_TRUE(tap_->tappedWindows().empty());
 
     hands_->chord({kCtrl}, 'l');
-    click(tap, window->origin().first + 5, window->origin().second + 5, 1, false);
+    click(window->origin().first + 5, window->origin().second + 5, 1, false);
     ASSERT_TRUE(window->waitForKeyPress(keyOf('l')));
     ASSERT_TRUE(window->waitFor([](const std::vector<Input>& in) {
         return std::any_of(in.begin(), in.end(), [](const Input& i) { return i.type == XCB_BUTTON_RELEASE; });
     }));
     EXPECT_TRUE(observed_.events().empty());
-}
-
-// ---------------------------------------------------------------------------
-// A real Thunar window.
-
-TEST_F(X11EventTapTest, aThunarWindowsTitleClickAndHotKeyReachTheTap) {
-    const std::filesystem::path folder = desktop().dataDir() / "x11tap";
-    std::filesystem::create_directories(folder / "inside");
-    const std::optional<std::uint32_t> client = desktop().openThunarWindow(folder);
-    struct Close {
-        ~Close() { desktop().closeThunarWindows(); }
-    } close;
-    ASSERT_TRUE(client) << "no Thunar window appeared";
-
-    X11EventTap tap(options());
-    ASSERT_TRUE(tap.install(desktop().thunarPid(), observed_.callback([](const TapEvent& e) {
-        return e.keyCode == kVK_ANSI_G ? EventTap::Decision::Swallow : EventTap::Decision::Pass;
-    })));
-    tap.setSwallowableKeys({{kVK_ANSI_G, kCGEventFlagMaskCommand}});
-    const std::vector<std::uint32_t> tapped = tap.tappedWindows();
-    ASSERT_NE(std::find(tapped.begin(), tapped.end(), *client), tapped.end());
-
-    const std::optional<e2e::WindowGeometry> at = desktop().geometry(*client);
-    ASSERT_TRUE(at);
-    // The middle of the title bar, above the client.
-    const int tx = at->x + 200, ty = at->y - 8;
-    click(tap, tx, ty);
-    ASSERT_EQ(observed_.of(kCGEventLeftMouseUp).size(), 1u);
-    EXPECT_EQ(observed_.of(kCGEventLeftMouseUp)[0].location, (Point{double(tx), double(ty)}));
-
-    // The click made it active; GTK keeps the focus in a child of the client.
-    ASSERT_TRUE(eventually([&] { return desktop().activeWindow() == *client; }));
-    hands_->chord({kCtrl}, 'g');
-    tap.sync();
-    const std::vector<TapEvent> downs = observed_.of(kCGEventKeyDown);
-    ASSERT_EQ(downs.size(), 1u);
-    EXPECT_EQ(downs[0].keyCode, kVK_ANSI_G);
-    EXPECT_EQ(downs[0].flags & kShortcutModifierMask, kCGEventFlagMaskCommand);
 }
 
 }  // namespace
