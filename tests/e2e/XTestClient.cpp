@@ -43,9 +43,11 @@ bool XTestClient::ok() const { return !xcb_connection_has_error(c_); }
 void XTestClient::sync() { std::free(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr)); }
 
 xcb_atom_t XTestClient::atom(const char* name) {
+    xcb_atom_t& known = atoms_[name];
+    if (known != XCB_ATOM_NONE) return known;
     Reply<xcb_intern_atom_reply_t> reply(
         xcb_intern_atom_reply(c_, xcb_intern_atom(c_, 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr));
-    return reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
+    return known = reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
 }
 
 // ---- Looking at windows

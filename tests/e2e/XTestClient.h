@@ -10,6 +10,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -118,6 +119,7 @@ private:
     xcb_screen_t* screen_ = nullptr;
     xcb_window_t root_ = XCB_NONE;
     std::vector<xcb_window_t> made_;
+    std::map<std::string, xcb_atom_t> atoms_;
 };
 
 }  // namespace jorvane::e2e
