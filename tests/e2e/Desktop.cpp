@@ -201,11 +201,17 @@ void Desktop::track(pid_t pid) {
 }
 
 pid_t Desktop::spawnWithPipe(const std::vector<std::string>& argv, const std::string& logName, int* readEnd,
-                             const std::optional<fs::path>& workingDirectory) {
+                             const std::optional<fs::path>& workingDirectory,
+                             const std::vector<std::string>& environment) {
     std::optional<subprocess::Pipe> pipe;
     if (readEnd && !(pipe = subprocess::openPipe())) throw std::runtime_error("pipe failed");
     subprocess::SpawnOptions options;
     options.environment = childEnvironment();
+    for (const std::string& change : environment) {
+        const std::string name = change.substr(0, change.find('=')) + "=";
+        std::erase_if(*options.environment, [&](const std::string& entry) { return entry.starts_with(name); });
+        if (change.size() >= name.size()) options.environment->push_back(change);
+    }
     options.workingDirectory = workingDirectory;
     options.outputFile = outputDir_ / (logName + ".log");
     if (pipe) options.descriptor3 = pipe->writeEnd;
@@ -224,8 +230,8 @@ pid_t Desktop::spawnWithPipe(const std::vector<std::string>& argv, const std::st
 }
 
 pid_t Desktop::spawn(const std::vector<std::string>& argv, const std::string& logName,
-                     const std::optional<fs::path>& workingDirectory) {
-    return spawnWithPipe(argv, logName, nullptr, workingDirectory);
+                     const std::optional<fs::path>& workingDirectory, const std::vector<std::string>& environment) {
+    return spawnWithPipe(argv, logName, nullptr, workingDirectory, environment);
 }
 
 RunResult Desktop::run(const std::vector<std::string>& argv, milliseconds timeout) {

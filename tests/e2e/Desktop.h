@@ -89,9 +89,11 @@ public:
     // ---- Processes (no shell; argv goes to the program as it is)
 
     // Starts a program that the desktop stops at the end; its output goes to
-    // <outputDir>/<logName>.log. Throws when it cannot start.
+    // <outputDir>/<logName>.log. `environment` changes the desktop's for it:
+    // "NAME=value" sets a variable, "NAME" removes it. Throws when it cannot start.
     pid_t spawn(const std::vector<std::string>& argv, const std::string& logName,
-                const std::optional<std::filesystem::path>& workingDirectory = std::nullopt);
+                const std::optional<std::filesystem::path>& workingDirectory = std::nullopt,
+                const std::vector<std::string>& environment = {});
     // Runs a program to its end, at most for `timeout`.
     RunResult run(const std::vector<std::string>& argv, milliseconds timeout = milliseconds(10000));
     // SIGTERM, then SIGKILL after `grace`; for processes of this desktop.
@@ -160,7 +162,8 @@ private:
     void restoreProcessEnvironment();
     std::vector<std::string> childEnvironment() const;
     pid_t spawnWithPipe(const std::vector<std::string>& argv, const std::string& logName, int* readEnd,
-                        const std::optional<std::filesystem::path>& workingDirectory = std::nullopt);
+                        const std::optional<std::filesystem::path>& workingDirectory = std::nullopt,
+                        const std::vector<std::string>& environment = {});
     void track(pid_t pid);
 
     DesktopOptions options_;

@@ -203,36 +203,9 @@ std::vector<std::string> JorvaneDriver::overrides(const Options& options) const 
 }
 
 pid_t JorvaneDriver::spawnProgram(const Options& options, const std::string& logName) {
-    // The child takes this process's environment, with these for its start.
-    std::vector<std::pair<std::string, std::optional<std::string>>> saved;
-    auto restore = [&saved] {
-        for (const auto& [name, value] : saved) {
-            if (value)
-                setenv(name.c_str(), value->c_str(), 1);
-            else
-                unsetenv(name.c_str());
-        }
-    };
     std::vector<std::string> variables = overrides(options);
-    if (!options.accessible) variables.emplace_back("QT_LINUX_ACCESSIBILITY_ALWAYS_ON");
-    for (const std::string& variable : variables) {
-        const std::size_t equals = variable.find('=');
-        const std::string name = variable.substr(0, equals);
-        const char* old = std::getenv(name.c_str());
-        saved.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
-        if (equals == std::string::npos)
-            unsetenv(name.c_str());
-        else
-            setenv(name.c_str(), variable.substr(equals + 1).c_str(), 1);
-    }
-    try {
-        const pid_t pid = desktop_.spawn({kJorvaneBinary}, logName);
-        restore();
-        return pid;
-    } catch (...) {
-        restore();
-        throw;
-    }
+    if (!options.accessible) variables.emplace_back("QT_LINUX_ACCESSIBILITY_ALWAYS_ON");  // removed
+    return desktop_.spawn({kJorvaneBinary}, logName, std::nullopt, variables);
 }
 
 std::optional<int> JorvaneDriver::startAgain(const Options& options, milliseconds timeout) {
