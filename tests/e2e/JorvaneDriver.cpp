@@ -304,21 +304,23 @@ std::optional<std::uint8_t> JorvaneDriver::keycodeOf(const std::string& keysym) 
     return x_->keycode(wanted);
 }
 
-bool JorvaneDriver::keyGrabbedByOthers(std::uint32_t window, const std::string& keysym) {
+bool JorvaneDriver::keyGrabbedByOthers(std::uint32_t window, const std::string& keysym, bool withShift) {
     const std::optional<std::uint8_t> code = keycodeOf(keysym);
     if (!code) return false;
     xcb_connection_t* c = x_->connection();
+    const auto modifiers = static_cast<std::uint16_t>(XCB_MOD_MASK_CONTROL | (withShift ? XCB_MOD_MASK_SHIFT : 0));
     const xcb_void_cookie_t cookie =
-        xcb_grab_key_checked(c, 1, window, XCB_MOD_MASK_CONTROL, *code, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+        xcb_grab_key_checked(c, 1, window, modifiers, *code, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
     Reply<xcb_generic_error_t> error(xcb_request_check(c, cookie));
     if (error) return error->error_code == XCB_ACCESS;
-    xcb_ungrab_key(c, *code, window, XCB_MOD_MASK_CONTROL);
+    xcb_ungrab_key(c, *code, window, modifiers);
     x_->sync();
     return false;
 }
 
-bool JorvaneDriver::waitForGrab(std::uint32_t window, const std::string& keysym, milliseconds timeout) {
-    return waitUntil([&] { return keyGrabbedByOthers(window, keysym); }, timeout, milliseconds(10));
+bool JorvaneDriver::waitForGrab(std::uint32_t window, const std::string& keysym, milliseconds timeout,
+                                bool withShift) {
+    return waitUntil([&] { return keyGrabbedByOthers(window, keysym, withShift); }, timeout, milliseconds(10));
 }
 
 void JorvaneDriver::minimise(std::uint32_t client) { x_->iconify(client); }

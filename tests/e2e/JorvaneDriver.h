@@ -106,10 +106,10 @@ public:
     Extents frameExtents(std::uint32_t client);
     // The middle of the window's title bar, in root coordinates.
     std::optional<std::pair<int, int>> titlePoint(std::uint32_t client);
-    // Whether another client holds a passive grab of Ctrl+key on the window
+    // Whether another client holds a passive grab of Ctrl+key (Ctrl+Shift+key) on the window
     // (the tap's; a grab of ours then fails with BadAccess).
-    bool keyGrabbedByOthers(std::uint32_t window, const std::string& keysym);
-    bool waitForGrab(std::uint32_t window, const std::string& keysym, milliseconds timeout);
+    bool keyGrabbedByOthers(std::uint32_t window, const std::string& keysym, bool withShift = false);
+    bool waitForGrab(std::uint32_t window, const std::string& keysym, milliseconds timeout, bool withShift = false);
     // Asks the window manager to iconify the window (WM_CHANGE_STATE).
     void minimise(std::uint32_t client);
 

@@ -129,6 +129,8 @@ TEST_F(JorvanePreferences, ANewHotKeyRecordedInThePreferencesIsKeptAndOpensTheBa
         driver().key("Escape");
     }
     ASSERT_TRUE(driver().waitForBarHidden(kWait));
+    // The tap takes the new combination a moment after the settings change.
+    ASSERT_TRUE(driver().waitForGrab(thunar, "j", kWait, true)) << "the tap never grabbed Ctrl+Shift+J";
     ASSERT_EQ(frontThunarWindow(false), thunar);
     ASSERT_TRUE(driver().key("j", {"Control_L", "Shift_L"}));
     EXPECT_TRUE(driver().waitForFocusedBar(kWait)) << "Ctrl+Shift+J opened no bar; the log:\n" << driver().log();
