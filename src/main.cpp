@@ -244,7 +244,10 @@ int main(int argc, char** argv) {
     settings::setStandardUserDefaults(&defaults);
     const AtScopeEnd uninstallDefaults([] { settings::setStandardUserDefaults(nullptr); });
 
-    const std::filesystem::path resources = launch::resourceDirectoryFor(launch::currentExecutable());
+    // The program's own file: its resources, its bundle, its login item.
+    const std::filesystem::path ownExecutable = launch::currentExecutable();
+    const std::filesystem::path mainBundle = bundle::bundlePathFor(ownExecutable);
+    const std::filesystem::path resources = launch::resourceDirectoryFor(ownExecutable);
     KMLogInDomain(KMLogLevelDebug, kLog, "resources in %s", resources.c_str());
 
     // Key names follow the server's layout; the recorder checks the desktop's
@@ -315,7 +318,6 @@ int main(int argc, char** argv) {
     // The welcome of a first launch, with the offer to move the program's
     // own folder into the applications folder.
     LinuxBundleServices bundleServices;
-    const std::filesystem::path mainBundle = bundle::bundlePathFor(launch::currentExecutable());
     auto firstLaunch = [&] {
         const PlatformNames names = withRecordedHotKey(PlatformNames{}, defaults);
         const std::string local = bundle::localApplicationsDirectory().string();
@@ -340,12 +342,10 @@ int main(int argc, char** argv) {
     // The preferences and about windows: a new one at each request. A change
     // in the preferences counts from the next event; the tap learns at once
     // which keys it may have to swallow.
-    const std::filesystem::path ownExecutable = launch::currentExecutable();
     const std::shared_ptr<ui::X11KeyboardMap> preferencesKeys = ui::X11KeyboardMap::forApplication();
-    auto openAbout = [&alerts, &application, ownExecutable] {
-        ui::AboutWindow::open(ui::AboutWindow::Dependencies{alerts, application, ownExecutable,
-                                                            bundle::bundlePathFor(ownExecutable), JORVANE_VERSION,
-                                                            nullptr});
+    auto openAbout = [&alerts, &application, ownExecutable, mainBundle] {
+        ui::AboutWindow::open(ui::AboutWindow::Dependencies{alerts, application, ownExecutable, mainBundle,
+                                                            JORVANE_VERSION, nullptr});
     };
     auto openPreferences = [&defaults, &alerts, &running, ownExecutable, preferencesKeys, openAbout] {
         ui::NativeKeyCodes native;
