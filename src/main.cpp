@@ -44,7 +44,6 @@
 #include "platform/UnixInstanceChannel.h"
 #include "platform/thunar/ThunarFileManagerProcess.h"
 #include "platform/thunar/ThunarHandlerCatalogue.h"
-#include "platform/thunar/ThunarProcess.h"
 #include "platform/x11/X11Accessibility.h"
 #include "platform/x11/X11EnvironmentCheck.h"
 #include "platform/x11/X11EventTap.h"
@@ -283,16 +282,16 @@ int main(int argc, char** argv) {
     ui::QtAlerts alerts;
     ui::QtScreens screens;
     GioWorkspace files;
+    ui::DesktopURLOpener urls;
     // The feed is the user's setting (none ships): without one nothing is
     // ever fetched.
     AppcastUpdater updater(
         std::make_shared<SocketHttpClient>(),
         AppcastUpdater::Options{.feedUrl = defaults.stringForKey(settings::keys::updateFeedUrl),
                                 .currentVersion = JORVANE_VERSION},
-        [&alerts](const UpdateOffer& offer) {
-            UpdateAlert::offer(alerts, offer, JORVANE_VERSION, [](const std::string& url) {
-                if (!thunar::spawnDetached({"gio", "open", "--", url}))
-                    KMLogInDomain(KMLogLevelWarn, kLog, "cannot open %s", url.c_str());
+        [&alerts, &urls](const UpdateOffer& offer) {
+            UpdateAlert::offer(alerts, offer, JORVANE_VERSION, [&urls](const std::string& url) {
+                if (!urls.openURL(url)) KMLogInDomain(KMLogLevelWarn, kLog, "cannot open %s", url.c_str());
             });
         });
     VJASWrapper& bridge = VJASWrapper::sharedVJASWrapper();
