@@ -107,9 +107,14 @@ struct JorvaneDriver::Atspi {
         return nullptr;
     }
 
-    // The first element at or below `root` whose name is exactly `name`.
-    AccessibleRef findNamed(AtspiAccessible* root, const std::string& name, int depth) {
-        auto named = [&name](AtspiAccessible* element) {
+    // The program's element named exactly `name`, below its application
+    // (which bears the program's name itself).
+    AccessibleRef named(pid_t pid, const std::string& name) {
+        pump();
+        AccessibleRef app = application(pid);
+        if (!app) return nullptr;
+        auto isNamed = [&name, self = app.get()](AtspiAccessible* element) {
+            if (element == self) return false;
             GError* error = nullptr;
             gchar* own = atspi_accessible_get_name(element, &error);
             const bool match = own && name == own;
@@ -117,26 +122,7 @@ struct JorvaneDriver::Atspi {
             g_clear_error(&error);
             return match;
         };
-        return findFirst(root, named, depth, 12);
-    }
-
-    // The program's element named exactly `name`, below its application
-    // (which bears the program's name itself).
-    AccessibleRef named(pid_t pid, const std::string& name) {
-        pump();
-        AccessibleRef app = application(pid);
-        if (!app) return nullptr;
-        atspi_accessible_clear_cache(app.get());
-        GError* error = nullptr;
-        const int count = atspi_accessible_get_child_count(app.get(), &error);
-        g_clear_error(&error);
-        for (int i = 0; i < count; ++i) {
-            AccessibleRef window(atspi_accessible_get_child_at_index(app.get(), i, &error));
-            g_clear_error(&error);
-            if (!window) continue;
-            if (AccessibleRef found = findNamed(window.get(), name, 1)) return found;
-        }
-        return nullptr;
+        return findFirst(app.get(), isNamed, 0, 12);
     }
 
     // The first element below `root` with a Text interface and role "text".
