@@ -13,16 +13,6 @@ namespace {
 
 constexpr std::string_view kProgramName = "jorvane";
 
-std::filesystem::path normal(const std::filesystem::path& path) {
-    std::error_code error;
-    std::filesystem::path absolute = std::filesystem::absolute(path, error);
-    if (error) absolute = path;
-    std::filesystem::path result = absolute.lexically_normal();
-    // "/usr/" normalises to "/usr/": drop the empty last component.
-    if (result.has_relative_path() && !result.has_filename()) result = result.parent_path();
-    return result;
-}
-
 // `ancestor` is `path` or a folder above it.
 bool isSameOrAbove(const std::filesystem::path& ancestor, const std::filesystem::path& path) {
     auto a = ancestor.begin();
@@ -34,9 +24,19 @@ bool isSameOrAbove(const std::filesystem::path& ancestor, const std::filesystem:
 
 }  // namespace
 
+std::filesystem::path normalPath(const std::filesystem::path& path) {
+    std::error_code error;
+    std::filesystem::path absolute = std::filesystem::absolute(path, error);
+    if (error) absolute = path;
+    std::filesystem::path result = absolute.lexically_normal();
+    // "/usr/" normalises to "/usr/": drop the empty last component.
+    if (result.has_relative_path() && !result.has_filename()) result = result.parent_path();
+    return result;
+}
+
 std::filesystem::path bundlePathFor(const std::filesystem::path& executable) {
     if (executable.empty()) return {};
-    const std::filesystem::path folder = normal(executable).parent_path();
+    const std::filesystem::path folder = normalPath(executable).parent_path();
     if (folder.filename() == "bin") return folder.parent_path();
     return folder;
 }
@@ -47,7 +47,7 @@ std::filesystem::path executableIn(const std::filesystem::path& bundle) {
 
 bool isSharedPrefix(const std::filesystem::path& folder) {
     if (folder.empty()) return true;
-    const std::filesystem::path path = normal(folder);
+    const std::filesystem::path path = normalPath(folder);
     static constexpr std::array<std::string_view, 16> kShared = {
         "/",        "/usr",      "/usr/local", "/opt",  "/bin",  "/sbin", "/lib",  "/lib64",
         "/usr/lib", "/usr/bin",  "/etc",       "/var",  "/home", "/tmp",  "/root", "/srv",
@@ -55,7 +55,7 @@ bool isSharedPrefix(const std::filesystem::path& folder) {
     for (std::string_view shared : kShared)
         if (path == std::filesystem::path(shared)) return true;
     // The home folder and everything above it hold the user's own files.
-    if (const char* home = std::getenv("HOME"); home && *home && isSameOrAbove(path, normal(home))) return true;
+    if (const char* home = std::getenv("HOME"); home && *home && isSameOrAbove(path, normalPath(home))) return true;
     return false;
 }
 

@@ -18,14 +18,17 @@ namespace jorvane::bundle {
 // Empty for an empty path.
 std::filesystem::path bundlePathFor(const std::filesystem::path& executable);
 
+// The path made absolute and lexically normal, without a trailing slash
+// ("/usr/" and "/usr/./" are /usr): how the bundle's paths are compared.
+std::filesystem::path normalPath(const std::filesystem::path& path);
+
 // The program file inside a bundle.
 std::filesystem::path executableIn(const std::filesystem::path& bundle);
 
 // Whether the folder is one that other programs or the user's own files
 // share: the root, the system prefixes (/usr, /usr/local, /opt, /bin …),
 // the home folder and anything above it. Such a folder is never moved or
-// deleted on the program's behalf. Compared lexically after making the path
-// absolute and normal ("/usr/" and "/usr/./" are /usr).
+// deleted on the program's behalf. Compared as normalPath.
 bool isSharedPrefix(const std::filesystem::path& folder);
 
 // The applications folders, the user's first: ~/Applications (when HOME is

@@ -16,12 +16,6 @@ namespace fs = std::filesystem;
 
 constexpr const char* kLog = "About";
 
-fs::path normal(const fs::path& path) {
-    std::error_code error;
-    fs::path absolute = fs::absolute(path, error);
-    return (error ? path : absolute).lexically_normal();
-}
-
 // Every program in the bundle's bin/ is one of ours (jorvane, and helpers
 // named after it).
 bool binHoldsOnlyOurs(const fs::path& bin) {
@@ -63,7 +57,7 @@ std::string AboutWindowController::versionString() const { return stringWithForm
 
 bool AboutWindowController::isRemovableBundle(const fs::path& bundle, const fs::path& executable) {
     if (bundle.empty() || executable.empty() || bundle::isSharedPrefix(bundle)) return false;
-    if (normal(bundle::executableIn(bundle)) != normal(executable)) return false;
+    if (bundle::normalPath(bundle::executableIn(bundle)) != bundle::normalPath(executable)) return false;
     return binHoldsOnlyOurs(bundle / "bin");
 }
 
