@@ -5,6 +5,7 @@
 #include "app/Alerts.h"
 #include "app/Application.h"
 #include "app/Bundle.h"
+#include "app/WelcomeAlerts.h"
 #include "shortcutrecorder/Localization.h"
 #include "util/Diagnostics.h"
 
@@ -47,7 +48,7 @@ void AboutWindowController::visitHomepage() {
 }
 
 void AboutWindowController::contact() {
-    const std::string url = "mailto:" + std::string(kFeedbackAddress);
+    const std::string url = "mailto:" + std::string(WelcomeAlerts::kFeedbackAddress);
     if (!urls_.openURL(url)) KMLogInDomain(KMLogLevelWarn, kLog, "cannot open %s", url.c_str());
 }
 

@@ -37,7 +37,6 @@ public:
 class AboutWindowController {
 public:
     static constexpr std::string_view kHomepage = "https://jorvane.org";
-    static constexpr std::string_view kFeedbackAddress = "feedback@jorvane.org";
     // The name of the package a package-manager install comes from.
     static constexpr std::string_view kPackageName = "jorvane";
 
