@@ -36,8 +36,6 @@ void JVPrefController::windowDidLoad() {
     recorder.setKeyCombo(HKKeyCombo{flags, code});
 }
 
-bool JVPrefController::doCommandBySelector(std::string_view) { return true; }
-
 void JVPrefController::close() {
     if (!defaults_.synchronize()) KMLogInDomain(KMLogLevelWarn, kLog, "settings not saved on closing");
     PrefPaneView* window = window_;

@@ -21,7 +21,6 @@
 #include <cstdint>
 #include <functional>
 #include <string>
-#include <string_view>
 
 #include "settings/DefaultsCatalogue.h"
 #include "shortcutrecorder/HKRecorderControl.h"
@@ -73,10 +72,6 @@ public:
     // combinations allowed, Escape cancels rather than records, the desktop's
     // shortcuts stay active while recording) and shows the stored hot key.
     void windowDidLoad();
-
-    // Every editing command of the window's text fields is consumed without
-    // acting (`selector` names it, e.g. "insertNewline:").
-    bool doCommandBySelector(std::string_view selector);
 
     // Saves the settings, detaches the window, then closes it: the settings
     // reach the disk before anything is taken down.
