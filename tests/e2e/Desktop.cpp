@@ -346,8 +346,8 @@ void Desktop::startAccessibilityBus() {
     const fs::path launcher = "/usr/libexec/at-spi-bus-launcher";
     if (!fs::exists(launcher)) throw std::runtime_error("at-spi-bus-launcher is missing (install at-spi2-core)");
     spawn({launcher.string(), "--launch-immediately"}, "at-spi-bus-launcher");
-    const bool up = waitUntil([this] { return x_->bytes(x_->root(), x_->atom("AT_SPI_BUS"), XCB_ATOM_STRING).has_value(); },
-                              options_.startTimeout, milliseconds(20));
+    const auto published = [this] { return x_->bytes(x_->root(), x_->atom("AT_SPI_BUS"), XCB_ATOM_STRING).has_value(); };
+    const bool up = waitUntil(published, options_.startTimeout, milliseconds(20));
     if (!up || !nameHasOwner("org.a11y.Bus")) throw std::runtime_error("the accessibility bus did not start");
 }
 

@@ -45,8 +45,8 @@ void XTestClient::sync() { std::free(xcb_get_input_focus_reply(c_, xcb_get_input
 xcb_atom_t XTestClient::atom(const char* name) {
     xcb_atom_t& known = atoms_[name];
     if (known != XCB_ATOM_NONE) return known;
-    Reply<xcb_intern_atom_reply_t> reply(
-        xcb_intern_atom_reply(c_, xcb_intern_atom(c_, 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr));
+    const auto length = static_cast<std::uint16_t>(std::strlen(name));
+    Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(c_, xcb_intern_atom(c_, 0, length, name), nullptr));
     return known = reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
 }
 
@@ -309,7 +309,8 @@ bool XTestClient::button(std::uint8_t button, bool press, milliseconds settle) {
     const auto bit = static_cast<std::uint16_t>(XCB_BUTTON_MASK_1 << (button - 1));
     return waitUntil(
         [&] {
-            Reply<xcb_query_pointer_reply_t> pointer(xcb_query_pointer_reply(c_, xcb_query_pointer(c_, root_), nullptr));
+            Reply<xcb_query_pointer_reply_t> pointer(
+                xcb_query_pointer_reply(c_, xcb_query_pointer(c_, root_), nullptr));
             return pointer && static_cast<bool>(pointer->mask & bit) == press;
         },
         settle);
