@@ -59,17 +59,11 @@ bool isSharedPrefix(const std::filesystem::path& folder) {
     return false;
 }
 
-std::vector<std::filesystem::path> applicationsDirectories() {
-    std::vector<std::filesystem::path> folders;
-    if (const char* home = std::getenv("HOME"); home && *home == '/')
-        folders.push_back(std::filesystem::path(home) / "Applications");
-    folders.push_back(localApplicationsDirectory());
-    return folders;
-}
-
 std::vector<std::string> applicationsDirectoryStrings() {
     std::vector<std::string> folders;
-    for (const std::filesystem::path& folder : applicationsDirectories()) folders.push_back(folder.string());
+    if (const char* home = std::getenv("HOME"); home && *home == '/')
+        folders.push_back((std::filesystem::path(home) / "Applications").string());
+    folders.push_back(localApplicationsDirectory().string());
     return folders;
 }
 

@@ -33,7 +33,6 @@ bool isSharedPrefix(const std::filesystem::path& folder);
 
 // The applications folders, the user's first: ~/Applications (when HOME is
 // set), then /opt, the local one (localApplicationsDirectory).
-std::vector<std::filesystem::path> applicationsDirectories();
 std::vector<std::string> applicationsDirectoryStrings();
 // Where a move into the applications folder goes: /opt.
 std::filesystem::path localApplicationsDirectory();
