@@ -103,6 +103,10 @@ void LinuxBundleServices::relaunch(const std::string& executable) {
         return;
     }
     if (child == 0) {
+        // The write end goes first and by name: were it left to close_range,
+        // which old kernels and some sandboxes refuse, the read below would
+        // never see its end.
+        close(pipeEnds[1]);
         // Keep only the standard descriptors and the pipe's read end: the
         // session's lock among our descriptors must go with this process.
         const int readEnd = dup2(pipeEnds[0], 3) == 3 ? 3 : -1;

@@ -5,14 +5,23 @@
 
 #include <gtest/gtest.h>
 
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <signal.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <iterator>
 #include <thread>
 
 #include "fakes/TestSupport.h"
@@ -52,7 +61,20 @@ TEST(LinuxBundleServices, copiesAFolderKeepingModesAndSeesItsOwnExecutableRunnin
     EXPECT_NE(std::find(running.begin(), running.end(), fs::read_symlink("/proc/self/exe").string()), running.end());
 }
 
-TEST(LinuxBundleServices, relaunchEndsThisProcessAndStartsTheProgramWithoutTheSessionLock) {
+// Makes close_range(2) fail as kernels before 5.9 and some container
+// sandboxes do, for this process and the ones it starts.
+bool denyCloseRange() {
+    sock_filter filter[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_close_range, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    sock_fprog program{static_cast<unsigned short>(std::size(filter)), filter};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+void relaunchesFromAChildProcess(bool withoutCloseRange) {
     test::TempDir dir;
     const fs::path marker = dir.path() / "started";
     const fs::path release = dir.path() / "release";
@@ -70,11 +92,19 @@ TEST(LinuxBundleServices, relaunchEndsThisProcessAndStartsTheProgramWithoutTheSe
     const pid_t child = fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
+        // A group of its own: whatever it leaves behind can be stopped.
+        setpgid(0, 0);
+        if (withoutCloseRange && !denyCloseRange()) _exit(5);
         UnixInstanceChannel session(dir.path(), ":9");
         if (session.claim() != InstanceChannel::Claim::claimed) _exit(3);
         LinuxBundleServices().relaunch(program.string());
         _exit(4);  // relaunch returned
     }
+    // A relaunch still waiting when the test ends is stopped.
+    struct StopGroup {
+        pid_t group;
+        ~StopGroup() { kill(-group, SIGKILL); }
+    } stopAtEnd{child};
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     ASSERT_TRUE(WIFEXITED(status));
@@ -89,6 +119,14 @@ TEST(LinuxBundleServices, relaunchEndsThisProcessAndStartsTheProgramWithoutTheSe
     pid_t started = 0;
     std::ifstream(marker) >> started;
     EXPECT_TRUE(waitFor([&] { return started > 0 && kill(started, 0) != 0; })) << "the program did not end";
+}
+
+TEST(LinuxBundleServices, relaunchEndsThisProcessAndStartsTheProgramWithoutTheSessionLock) {
+    relaunchesFromAChildProcess(false);
+}
+
+TEST(LinuxBundleServices, relaunchStartsTheProgramWhereDescriptorsCannotBeClosedInBulk) {
+    relaunchesFromAChildProcess(true);
 }
 
 }  // namespace
