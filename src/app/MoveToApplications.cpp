@@ -100,7 +100,7 @@ Outcome moveMainBundleToApplicationsWithNameAndRestart(std::string_view name, co
             // "<destination>2" counts too.
             const std::vector<std::string> running = context.system.runningExecutables();
             const bool copyRuns = std::any_of(running.begin(), running.end(), [&](const std::string& executable) {
-                return executable.size() >= destination.size() && executable.starts_with(destination);
+                return executable.starts_with(destination);
             });
             if (copyRuns) {
                 KMLogInDomain(KMLogLevelInfo, kLog, "a copy runs from %s: starting it instead", destination.c_str());
