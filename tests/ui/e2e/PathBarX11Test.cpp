@@ -78,7 +78,15 @@ protected:
             log_.push_back("chosen " + std::to_string(qt_.views.completions->selectedRow()));
         };
         events.windowDidResignKey = [this] { log_.emplace_back("resignKey"); };
-        ASSERT_TRUE(desktop().activate(*thunar_));
+        // Thunar in front and holding the keyboard before the bar comes. An
+        // activation sent while Thunar is in front already is acted on some
+        // time later and would take the keyboard back from the bar (its
+        // Ctrl+W then closes Thunar's window): ask only when needed, and wait
+        // until it has been acted on.
+        if (desktop().activeWindow() != *thunar_ || !x_->focusIsIn(*thunar_)) {
+            ASSERT_TRUE(desktop().activate(*thunar_));
+            ASSERT_TRUE(QTest::qWaitFor([&] { return x_->focusIsIn(*thunar_); }, kWait)) << "no focus in Thunar";
+        }
     }
 
     void TearDown() override {
