@@ -100,10 +100,14 @@ void relaunchesFromAChildProcess(bool withoutCloseRange) {
         LinuxBundleServices().relaunch(program.string());
         _exit(4);  // relaunch returned
     }
-    // A relaunch still waiting when the test ends is stopped.
+    // A relaunch still waiting when the test ends is stopped; once the
+    // program has started, the group is empty and its number not ours.
     struct StopGroup {
         pid_t group;
-        ~StopGroup() { kill(-group, SIGKILL); }
+        bool armed = true;
+        ~StopGroup() {
+            if (armed) kill(-group, SIGKILL);
+        }
     } stopAtEnd{child};
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
@@ -112,6 +116,7 @@ void relaunchesFromAChildProcess(bool withoutCloseRange) {
 
     ASSERT_TRUE(waitFor([&] { return fs::exists(marker) && fs::file_size(marker) > 0; }))
         << "the program never started";
+    stopAtEnd.armed = false;
     UnixInstanceChannel next(dir.path(), ":9");
     EXPECT_EQ(next.claim(), InstanceChannel::Claim::claimed) << "the started program holds the old lock";
 
