@@ -17,7 +17,10 @@ AlertSpec alertFor(const UpdateOffer& offer, std::string_view currentVersion) {
 bool offer(Alerts& alerts, const UpdateOffer& update, std::string_view currentVersion,
            const std::function<void(const std::string& url)>& open) {
     if (alerts.runModal(alertFor(update, currentVersion)) != NSAlertFirstButtonReturn) return false;
-    if (open && !update.url.empty()) open(update.url);
+    // Only a web address is opened: a feed read over plain HTTP could be
+    // altered on the way to name a local file or another program's scheme.
+    const bool web = update.url.starts_with("https://") || update.url.starts_with("http://");
+    if (open && web) open(update.url);
     return true;
 }
 

@@ -36,6 +36,9 @@ TEST(UpdateAlert, onlyDownloadOpensTheAddress) {
     EXPECT_EQ(opened, std::vector<std::string>{"http://example.test/j-2.tar.gz"});
     EXPECT_TRUE(UpdateAlert::offer(alerts, UpdateOffer{"2", "", "", ""}, "1.0", open));
     EXPECT_EQ(opened.size(), 1u) << "an offer without an address opens nothing";
+    for (const char* address : {"file:///etc/passwd", "smb://host/x", "javascript:alert(1)"})
+        EXPECT_TRUE(UpdateAlert::offer(alerts, UpdateOffer{"2", "", address, ""}, "1.0", open));
+    EXPECT_EQ(opened.size(), 1u) << "only web addresses are opened";
 }
 
 }  // namespace
