@@ -226,10 +226,10 @@ TEST_F(ThunarHandlers, TheFrontWindowFollowsThunarsActiveWindowOnly) {
     const std::uint32_t windowA = *desktop().openThunarWindow(a);
     const std::uint32_t windowB = *desktop().openThunarWindow(b);
     ASSERT_TRUE(desktop().activate(windowA));
-    EXPECT_TRUE(waitUntil([&] { return catalogue().frontWindow() == windowA; }, milliseconds(2000)));
+    EXPECT_TRUE(waitUntil([&] { return catalogue().frontWindow() == windowA; }, milliseconds(5000)));
     EXPECT_EQ(call("finder_get_path"), a.string());
     ASSERT_TRUE(desktop().activate(windowB));
-    EXPECT_TRUE(waitUntil([&] { return catalogue().frontWindow() == windowB; }, milliseconds(2000)));
+    EXPECT_TRUE(waitUntil([&] { return catalogue().frontWindow() == windowB; }, milliseconds(5000)));
     // Another program's window takes the focus: Thunar's front window stays.
     const pid_t other = desktop().spawn({"xmessage", "-geometry", "+900+600", "other program"}, "xmessage");
     const std::optional<std::uint32_t> message = desktop().waitForWindow(
