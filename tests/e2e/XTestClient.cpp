@@ -160,35 +160,35 @@ bool XTestClient::focusIsIn(xcb_window_t window) {
 
 // ---- Windows of our own
 
-xcb_window_t XTestClient::create(const WindowSpec& spec) {
+xcb_window_t XTestClient::create(const WindowSpec& shape) {
     const xcb_window_t w = xcb_generate_id(c_);
-    const std::uint32_t attributes[] = {screen_->white_pixel, spec.eventMask};
-    xcb_create_window(c_, XCB_COPY_FROM_PARENT, w, root_, static_cast<std::int16_t>(spec.x),
-                      static_cast<std::int16_t>(spec.y), static_cast<std::uint16_t>(spec.width),
-                      static_cast<std::uint16_t>(spec.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen_->root_visual,
+    const std::uint32_t attributes[] = {screen_->white_pixel, shape.eventMask};
+    xcb_create_window(c_, XCB_COPY_FROM_PARENT, w, root_, static_cast<std::int16_t>(shape.x),
+                      static_cast<std::int16_t>(shape.y), static_cast<std::uint16_t>(shape.width),
+                      static_cast<std::uint16_t>(shape.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen_->root_visual,
                       XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, attributes);
-    const std::string wmClass = "jorvane-test" + std::string(1, '\0') + spec.wmClass + std::string(1, '\0');
+    const std::string wmClass = "jorvane-test" + std::string(1, '\0') + shape.wmClass + std::string(1, '\0');
     xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
                         static_cast<std::uint32_t>(wmClass.size()), wmClass.data());
-    const auto pid = static_cast<std::uint32_t>(spec.pid == -1 ? getpid() : spec.pid);
+    const auto pid = static_cast<std::uint32_t>(shape.pid == -1 ? getpid() : shape.pid);
     xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, atom("_NET_WM_PID"), XCB_ATOM_CARDINAL, 32, 1, &pid);
-    const xcb_atom_t type = atom(spec.type == TestWindowType::Dock     ? "_NET_WM_WINDOW_TYPE_DOCK"
-                                 : spec.type == TestWindowType::Dialog ? "_NET_WM_WINDOW_TYPE_DIALOG"
+    const xcb_atom_t type = atom(shape.type == TestWindowType::Dock     ? "_NET_WM_WINDOW_TYPE_DOCK"
+                                 : shape.type == TestWindowType::Dialog ? "_NET_WM_WINDOW_TYPE_DIALOG"
                                                                        : "_NET_WM_WINDOW_TYPE_NORMAL");
     xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, atom("_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM, 32, 1, &type);
-    if (spec.transientFor)
+    if (shape.transientFor)
         xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_TRANSIENT_FOR, XCB_ATOM_WINDOW, 32, 1,
-                            &spec.transientFor);
+                            &shape.transientFor);
     // WM_NORMAL_HINTS with USPosition and USSize: the window manager places
     // the window where we say.
-    const std::uint32_t hints[18] = {1 | 2, static_cast<std::uint32_t>(spec.x), static_cast<std::uint32_t>(spec.y),
-                                     static_cast<std::uint32_t>(spec.width), static_cast<std::uint32_t>(spec.height)};
+    const std::uint32_t hints[18] = {1 | 2, static_cast<std::uint32_t>(shape.x), static_cast<std::uint32_t>(shape.y),
+                                     static_cast<std::uint32_t>(shape.width), static_cast<std::uint32_t>(shape.height)};
     xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS, 32, 18, hints);
-    setTitle(w, spec.title);
+    setTitle(w, shape.title);
     made_.push_back(w);
     // The frame extents are set on this very window: the client list alone
     // can still name an earlier window of the same id (the server reuses ids).
-    const bool framed = spec.type != TestWindowType::Dock;
+    const bool framed = shape.type != TestWindowType::Dock;
     // Openbox sometimes drops a map request that comes while it is still
     // starting (the window stays unmapped); asking again helps.
     bool managed = false;
@@ -197,7 +197,7 @@ xcb_window_t XTestClient::create(const WindowSpec& spec) {
         xcb_flush(c_);
         managed = waitUntil([&] { return isManaged(w) && (!framed || frameExtents(w).size() == 4); }, kManageWait / 3);
     }
-    EXPECT_TRUE(managed) << "the window manager did not take window " << spec.title;
+    EXPECT_TRUE(managed) << "the window manager did not take window " << shape.title;
     return w;
 }
 

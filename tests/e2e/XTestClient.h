@@ -79,7 +79,7 @@ public:
 
     // Maps the window and waits until the window manager manages (and, but
     // for a dock, frames) it.
-    xcb_window_t create(const WindowSpec& spec);
+    xcb_window_t create(const WindowSpec& shape);
     // A black window the window manager leaves alone, as the address bar is.
     xcb_window_t cover(const WindowGeometry& area);
     void setTitle(xcb_window_t window, const std::string& title);
