@@ -295,13 +295,16 @@ bool JorvaneDriver::keyGrabbedByOthers(std::uint32_t window, const std::string& 
     if (!code) return false;
     xcb_connection_t* c = x_->connection();
     const auto modifiers = static_cast<std::uint16_t>(XCB_MOD_MASK_CONTROL | (withShift ? XCB_MOD_MASK_SHIFT : 0));
+    // The probe grabs the key itself for a moment: with the server held, no
+    // grab of the program's can come in between and fail on the probe's.
+    xcb_grab_server(c);
     const xcb_void_cookie_t cookie =
         xcb_grab_key_checked(c, 1, window, modifiers, *code, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
     Reply<xcb_generic_error_t> error(xcb_request_check(c, cookie));
-    if (error) return error->error_code == XCB_ACCESS;
-    xcb_ungrab_key(c, *code, window, modifiers);
+    if (!error) xcb_ungrab_key(c, *code, window, modifiers);
+    xcb_ungrab_server(c);
     x_->sync();
-    return false;
+    return error && error->error_code == XCB_ACCESS;
 }
 
 bool JorvaneDriver::waitForGrab(std::uint32_t window, const std::string& keysym, milliseconds timeout,
