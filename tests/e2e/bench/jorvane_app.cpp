@@ -24,6 +24,7 @@
 #include <string>
 #include <thread>
 
+#include "BenchMain.h"
 #include "Desktop.h"
 #include "JorvaneDriver.h"
 
@@ -182,16 +183,8 @@ BENCHMARK(BM_Idle)->Unit(benchmark::kSecond)->Iterations(1)->UseManualTime();
 }  // namespace
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    try {
-        benchmark::RunSpecifiedBenchmarks();
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "bench_jorvane_app: %s\n", error.what());
-        return 1;
-    }
-    fixture().jorvane.reset();
-    fixture().desktop->stop();
-    benchmark::Shutdown();
-    return 0;
+    return jorvane::e2e::runDesktopBenchmarks(argc, argv, "bench_jorvane_app", [] {
+        fixture().jorvane.reset();
+        fixture().desktop->stop();
+    });
 }

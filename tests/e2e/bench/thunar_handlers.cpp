@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 
+#include "BenchMain.h"
 #include "Desktop.h"
 #include "platform/thunar/ThunarHandlerCatalogue.h"
 
@@ -92,16 +93,8 @@ BENCHMARK(BM_RevealInCurrentIconView)->Unit(benchmark::kMillisecond)->Iterations
 }  // namespace
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    try {
-        benchmark::RunSpecifiedBenchmarks();
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "bench_thunar_handlers: %s\n", error.what());
-        return 1;
-    }
-    fixture().catalogue.reset();
-    fixture().desktop->stop();
-    benchmark::Shutdown();
-    return 0;
+    return jorvane::e2e::runDesktopBenchmarks(argc, argv, "bench_thunar_handlers", [] {
+        fixture().catalogue.reset();
+        fixture().desktop->stop();
+    });
 }
