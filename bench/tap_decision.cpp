@@ -87,7 +87,12 @@ void decide(benchmark::State& state, const TapEvent& event, bool fileBacked) {
     ScratchFolder folder;
     auto defaults = makeDefaults(fileBacked ? &folder : nullptr);
     const std::uint64_t before = gAllocations.load();
-    for (auto _ : state) benchmark::DoNotOptimize(activation::decideKeyEvent(event, *defaults));
+    activation::HotKeyChord chord;
+    for (auto _ : state) {
+        // A release is decided against the press that armed the hot key.
+        if (event.type == kCGEventKeyUp) chord = {activation::HotKeyChord::Phase::armed, event.keyCode};
+        benchmark::DoNotOptimize(activation::decideKeyEvent(event, *defaults, chord));
+    }
     state.counters["allocs"] =
         benchmark::Counter(static_cast<double>(gAllocations.load() - before), benchmark::Counter::kAvgIterations);
 }

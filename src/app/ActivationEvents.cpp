@@ -12,30 +12,42 @@ bool isKeyEvent(CGEventType type) { return type == kCGEventKeyDown || type == kC
 
 }  // namespace
 
-KeyDecision decideKeyEvent(const TapEvent& event, const settings::UserDefaults& defaults) {
+KeyDecision decideKeyEvent(const TapEvent& event, const settings::UserDefaults& defaults, HotKeyChord& chord) {
+    using Phase = HotKeyChord::Phase;
     if (!isKeyEvent(event.type) || event.autorepeat) return {};
+
+    if (event.type == kCGEventKeyUp) {
+        if (chord.phase == Phase::idle || event.keyCode != chord.key) return {};
+        const bool acts = chord.phase == Phase::armed;
+        chord = {};
+        return {EventTap::Decision::Swallow, acts ? KeyAction::hotKey : KeyAction::none};
+    }
+
     const CGEventFlags flags = event.flags & kShortcutModifierMask;
+    // Another key pressed while the hot key is held: the chord is no longer
+    // the hot key, but its release still belongs to it.
+    if (chord.phase == Phase::armed && event.keyCode != chord.key) chord.phase = Phase::cancelled;
 
     // The table first, the setting only on a match: most keys never cost a
     // settings read here.
-    if (event.type == kCGEventKeyDown) {
-        for (const FixedShortcut& shortcut : kFixedShortcuts) {
-            if (shortcut.keyCode == event.keyCode && shortcut.flags == flags) {
-                if (defaults.boolForKey(settings::keys::inactiveShortcuts))
-                    return {EventTap::Decision::Swallow, shortcut.action};
-                break;
-            }
+    KeyDecision decision;
+    for (const FixedShortcut& shortcut : kFixedShortcuts) {
+        if (shortcut.keyCode == event.keyCode && shortcut.flags == flags) {
+            if (defaults.boolForKey(settings::keys::inactiveShortcuts))
+                decision = {EventTap::Decision::Swallow, shortcut.action};
+            break;
         }
     }
 
-    if (!defaults.boolForKey(settings::keys::activateByHotkey)) return {};
+    if (!defaults.boolForKey(settings::keys::activateByHotkey)) return decision;
     // Whole values: a stored mask with bits outside the four modifiers, or a
     // key code outside 16 bits, matches no event.
     if (static_cast<std::int64_t>(flags) != defaults.integerForKey(settings::keys::hotkeyFlags) ||
         static_cast<std::int64_t>(event.keyCode) != defaults.integerForKey(settings::keys::hotkeyKeycode))
-        return {};
-    if (event.type == kCGEventKeyDown) return {EventTap::Decision::Swallow, KeyAction::none};
-    return {EventTap::Decision::Swallow, KeyAction::hotKey};
+        return decision;
+    chord = {Phase::armed, event.keyCode};
+    decision.decision = EventTap::Decision::Swallow;
+    return decision;
 }
 
 std::vector<EventTap::KeyCombo> SwallowableKeys::toVector() const {

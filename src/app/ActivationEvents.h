@@ -55,16 +55,37 @@ inline constexpr std::array<FixedShortcut, 4> kFixedShortcuts{{
     {kVK_ANSI_Period, kCGEventFlagMaskCommand | kCGEventFlagMaskShift, KeyAction::toggleHiddenFiles},
 }};
 
+// The hot key from its press to the release of the same key. Hands roll a
+// chord in either order (Ctrl up before G up is common, and key remappers send
+// it that way), so the press decides and the release only has to be the same
+// key: whatever modifiers are still held then, it acts.
+//
+//   idle      --hot key press-------------------> armed
+//   armed     --release of the armed key--------> idle       (swallowed, opens the bar)
+//   armed     --press of another key------------> cancelled  (that press is treated as usual)
+//   cancelled --release of the armed key--------> idle       (swallowed, does nothing)
+//
+// Repetitions of the held key change nothing. A cancelled chord still
+// swallows its release because the file manager never saw the press: it
+// must never see half of the chord.
+struct HotKeyChord {
+    enum class Phase : std::uint8_t { idle, armed, cancelled };
+    Phase phase = Phase::idle;
+    CGKeyCode key = 0;
+};
+
 // A key down or up, in this order:
-//  1. a fixed shortcut (key down, not a repetition, "inactive_shortcuts" on)
-//     is swallowed and starts its action (its key up is not swallowed here);
-//  2. with "activate_by_hotkey" on, a key down or up that is not a
-//     repetition and whose masked flags equal "hotkey_flags" and key code
-//     "hotkey_keycode" exactly is swallowed; its key up starts the hot key.
-//     The press does nothing, so the bar opens on the release and the file
-//     manager sees neither.
-// Everything else passes. Other event types pass without a look.
-KeyDecision decideKeyEvent(const TapEvent& event, const settings::UserDefaults& defaults);
+//  1. a repetition passes, and leaves the chord as it is;
+//  2. a key up of the chord's key is swallowed and ends the chord; it starts
+//     the hot key when the chord is armed; any other key up passes;
+//  3. a key down that matches a fixed shortcut ("inactive_shortcuts" on) is
+//     swallowed and starts its action (its key up is not swallowed);
+//  4. with "activate_by_hotkey" on, a key down whose masked flags equal
+//     "hotkey_flags" and key code "hotkey_keycode" exactly is swallowed and
+//     arms the chord; any other key down cancels an armed chord.
+// Everything else passes. Other event types pass without a look. `chord`
+// belongs to the thread that decides key events.
+KeyDecision decideKeyEvent(const TapEvent& event, const settings::UserDefaults& defaults, HotKeyChord& chord);
 
 // The key combinations decideKeyEvent may swallow under the current
 // settings: the hot key (when on and storable as a combination) and, with

@@ -336,7 +336,7 @@ EventTap::Decision JorvaneAppDelegate::eventTapCallback(const TapEvent& event) {
             return EventTap::Decision::Pass;
         case kCGEventKeyDown:
         case kCGEventKeyUp: {
-            const activation::KeyDecision decision = activation::decideKeyEvent(event, ports_.defaults);
+            const activation::KeyDecision decision = activation::decideKeyEvent(event, ports_.defaults, hotKeyChord_);
             if (decision.action != activation::KeyAction::none) startKeyAction(decision.action);
             return decision.decision;
         }

@@ -217,6 +217,9 @@ private:
     PathWindowController* draggedController_ = nullptr;
     std::optional<activation::SwallowableKeys> swallowableKeys_;
 
+    // The hot key held down, on the tap's thread only (key events are decided there).
+    activation::HotKeyChord hotKeyChord_;
+
     // Main-queue blocks hold it weakly and do nothing once it is gone.
     std::shared_ptr<JorvaneAppDelegate*> self_;
     std::shared_ptr<Background> background_;

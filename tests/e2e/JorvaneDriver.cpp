@@ -14,6 +14,7 @@
 #include <fstream>
 #include <functional>
 #include <sstream>
+#include <thread>
 #include <sys/wait.h>
 
 #include "ProcessSweep.h"
@@ -325,6 +326,15 @@ bool JorvaneDriver::key(const std::string& keysym, const std::vector<std::string
     std::vector<xcb_keysym_t> held;
     for (const std::string& modifier : modifiers) held.push_back(sym(modifier));
     return x_->ok() && x_->chord(held, sym(keysym));
+}
+
+bool JorvaneDriver::keySteps(const std::vector<KeyStep>& steps, milliseconds pace) {
+    if (!x_->ok()) return false;
+    for (const KeyStep& step : steps) {
+        if (!x_->key(xkb_keysym_from_name(step.keysym.c_str(), XKB_KEYSYM_NO_FLAGS), step.press)) return false;
+        std::this_thread::sleep_for(pace);
+    }
+    return true;
 }
 
 bool JorvaneDriver::type(const std::string& text) { return desktop_.type(text); }

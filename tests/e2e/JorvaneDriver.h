@@ -120,6 +120,13 @@ public:
     // modifiers in reverse order.
     bool key(const std::string& keysym, const std::vector<std::string>& modifiers = {});
     bool hotKey() { return key("g", {"Control_L"}); }
+    // Presses (true) and releases (false) keys in the given order, `pace`
+    // apart, as a hand rolls a chord; a key held longer repeats.
+    struct KeyStep {
+        std::string keysym;
+        bool press = true;
+    };
+    bool keySteps(const std::vector<KeyStep>& steps, milliseconds pace);
     bool type(const std::string& text);
 
     // Reports the key events that reach the window or its children from now

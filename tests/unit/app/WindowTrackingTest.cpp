@@ -149,6 +149,7 @@ TEST_F(AppDelegateTest, aNewFileManagerProcessHidesEveryBarAndGetsTheTap) {
     const AXNode newApp = ax_->addApplication(5000);
     const AXNode newWindow = ax_->addWindow(newApp, "me - Thunar", {{100, 500}, {600, 300}});
     ax_->setFocusedWindow(newWindow);
+    EXPECT_EQ(push(TapEvent::keyboardEvent(kVK_ANSI_G, true, kCGEventFlagMaskCommand)), EventTap::Decision::Swallow);
     EXPECT_EQ(push(TapEvent::keyboardEvent(kVK_ANSI_G, false, kCGEventFlagMaskCommand)), EventTap::Decision::Swallow);
     settle();
     EXPECT_EQ(delegate().pathControllers().size(), 2u);
