@@ -29,7 +29,7 @@
 
 #include "addressbar/PathWindowController.h"
 #include "app/AppcastUpdater.h"
-#include "app/Bundle.h"
+#include "app/Installation.h"
 #include "app/JorvaneAppDelegate.h"
 #include "app/MoveToApplications.h"
 #include "app/SingleInstance.h"
@@ -245,7 +245,7 @@ int main(int argc, char** argv) {
 
     // The program's own file: its resources, its bundle, its login item.
     const std::filesystem::path ownExecutable = launch::currentExecutable();
-    const std::filesystem::path mainBundle = bundle::bundlePathFor(ownExecutable);
+    const installation::Installation installed = installation::installationOf(ownExecutable);
     const std::filesystem::path resources = launch::resourceDirectoryFor(ownExecutable);
     KMLogInDomain(KMLogLevelDebug, kLog, "resources in %s", resources.c_str());
 
@@ -314,26 +314,39 @@ int main(int argc, char** argv) {
         return controller;
     };
 
-    // The welcome of a first launch, with the offer to move the program's
-    // own folder into the applications folder.
+    // The welcome of a first launch, with the offer to move an unpacked
+    // release into the applications folder (JORVANE_APPLICATIONS_FOLDER
+    // names another one than /opt, for trying the move without privileges).
     LinuxBundleServices bundleServices;
     auto firstLaunch = [&] {
         const PlatformNames names = withRecordedHotKey(PlatformNames{}, defaults);
-        const std::string local = bundle::localApplicationsDirectory().string();
-        MoveToApplications::Context move{bundleServices, alerts, application, names, mainBundle.string(),
-                                         bundle::applicationsDirectoryStrings(), local};
+        const char* chosen = std::getenv("JORVANE_APPLICATIONS_FOLDER");
+        const std::string local = chosen && *chosen == '/' ? chosen : "/opt";
+        const MoveToApplications::Context move{
+            .system = bundleServices,
+            .alerts = alerts,
+            .application = application,
+            .names = names,
+            .installation = installed,
+            .localApplicationsDirectory = local,
+            .uniqueSuffix = std::to_string(getpid()),
+            .runInBackground = [](std::function<void()> work) { dispatch::globalQueue().async(std::move(work)); },
+        };
         return WelcomeAlerts::runWelcome(WelcomeAlerts::Welcome{
             .alerts = alerts,
             .defaults = defaults,
             .names = names,
-            .mainBundle = mainBundle.string(),
-            .offerMove = !bundle::isInApplicationsFolder(mainBundle) && !bundle::isSharedPrefix(mainBundle),
+            .executable = ownExecutable.string(),
+            .offerMove = MoveToApplications::isOffered(installed, local),
             .localApplicationsDirectory = bundleServices.resolveLinks(local).value_or(std::string{}),
             .hasLoginItemWithPath = LoginItem::HasLoginItemWithPath,
             .installLoginItemWithPath = LoginItem::InstallLoginItemWithPath,
             .moveToApplications =
-                [&move](const std::string& name) {
-                    MoveToApplications::moveMainBundleToApplicationsWithNameAndRestart(name, move);
+                [move] {
+                    const MoveToApplications::Outcome outcome = MoveToApplications::moveToApplicationsAndRestart(move);
+                    return outcome == MoveToApplications::Outcome::inBackground ||
+                           outcome == MoveToApplications::Outcome::relaunched ||
+                           outcome == MoveToApplications::Outcome::handedOver;
                 },
         });
     };
@@ -342,8 +355,8 @@ int main(int argc, char** argv) {
     // in the preferences counts from the next event; the tap learns at once
     // which keys it may have to swallow.
     const std::shared_ptr<ui::X11KeyboardMap> preferencesKeys = ui::X11KeyboardMap::forApplication();
-    auto openAbout = [&alerts, &application, ownExecutable, mainBundle] {
-        ui::AboutWindow::open(ui::AboutWindow::Dependencies{alerts, application, ownExecutable, mainBundle,
+    auto openAbout = [&alerts, &application, ownExecutable, installed] {
+        ui::AboutWindow::open(ui::AboutWindow::Dependencies{alerts, application, ownExecutable, installed,
                                                             JORVANE_VERSION, nullptr});
     };
     auto openPreferences = [&defaults, &alerts, &running, ownExecutable, preferencesKeys, openAbout] {

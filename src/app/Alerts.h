@@ -18,6 +18,9 @@ namespace jorvane {
 inline constexpr int NSAlertFirstButtonReturn = 1000;
 inline constexpr int NSAlertSecondButtonReturn = 1001;
 inline constexpr int NSAlertThirdButtonReturn = 1002;
+// The answer of an alert that closed without one (the session ended, the
+// program was asked to quit): it chose nothing.
+inline constexpr int kAlertNotAnswered = 0;
 
 struct AlertSpec {
     enum class Style { warning = 0, informational = 1, critical = 2 };

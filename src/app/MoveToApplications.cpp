@@ -2,126 +2,184 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <memory>
 
 #include "app/Alerts.h"
 #include "app/Application.h"
-#include "app/Bundle.h"
 #include "util/Diagnostics.h"
+#include "util/Dispatch.h"
 
 namespace jorvane::MoveToApplications {
 
 namespace {
 
+namespace fs = std::filesystem;
+
 constexpr const char* kLog = "MoveToApplications";
 
-// Removable media the desktop mounts: an unwritable bundle there is a copy on
-// a read-only image or stick, which is left alone after the copy.
+// Removable media the desktop mounts: an unwritable release there is a copy
+// on a read-only image or stick, which is left alone after the copy.
 constexpr std::string_view kRemovableMediaFolders[] = {"/media/", "/run/media/"};
+
+// The replace step. Its arguments: the release, the destination, the new
+// copy's temporary folder and the old copy's. Exit codes 3–5 say which step
+// failed; each failure puts back what it changed. 126 and 127 stay pkexec's.
+constexpr std::string_view kReplaceScript = R"(src=$1 dest=$2 fresh=$3 old=$4
+/bin/rm -rf -- "$fresh" "$old" || exit 3
+/bin/cp -pR -- "$src" "$fresh" || { /bin/rm -rf -- "$fresh"; exit 3; }
+if [ -e "$dest" ] || [ -L "$dest" ]; then
+  /bin/mv -T -- "$dest" "$old" || { /bin/rm -rf -- "$fresh"; exit 4; }
+fi
+if ! /bin/mv -T -- "$fresh" "$dest"; then
+  if [ -e "$old" ]; then /bin/mv -T -- "$old" "$dest"; fi
+  /bin/rm -rf -- "$fresh"
+  exit 5
+fi
+/bin/rm -rf -- "$old"
+exit 0
+)";
 
 bool isFromRemovableMedia(std::string_view path) {
     return std::any_of(std::begin(kRemovableMediaFolders), std::end(kRemovableMediaFolders),
                        [&](std::string_view folder) { return path.starts_with(folder); });
 }
 
-std::string_view trimmed(std::string_view text) {
-    constexpr std::string_view kSpace = " \t\n\r\f\v";
-    const std::size_t first = text.find_first_not_of(kSpace);
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(kSpace) - first + 1);
+// `folder` is `path` or lies above it, component by component.
+bool isSameOrBelow(const fs::path& path, const fs::path& folder) {
+    auto p = path.begin();
+    for (const auto& part : folder) {
+        if (part.empty()) continue;  // a trailing slash
+        if (p == path.end() || *p != part) return false;
+        ++p;
+    }
+    return true;
 }
 
-// A name that makes one new entry in the applications folder.
-bool isFolderName(std::string_view name) {
-    return !trimmed(name).empty() && name != "." && name != ".." && name.find('/') == std::string_view::npos &&
-           name.find('\0') == std::string_view::npos;
-}
-
-std::string parentOf(const std::string& path) { return std::filesystem::path(path).parent_path().string(); }
-
-Outcome fail(const Context& context, std::string_view why) {
+void showFailure(const Context& context, std::string_view why, std::string informative = {}) {
     KMLogInDomain(KMLogLevelWarn, kLog, "move failed: %.*s", static_cast<int>(why.size()), why.data());
     AlertSpec alert;
     alert.messageText = forPlatform(kFailureMessage, context.names);
+    alert.informativeText = std::move(informative);
     context.alerts.runModal(alert);
-    return Outcome::failed;
 }
 
-// Replaces the destination as the administrator: nothing when that went
-// well, otherwise how the move ends.
-std::optional<Outcome> replaceAsAdministrator(const Context& context, const std::string& source,
-                                              const std::string& destination) {
-    const PrivilegedRun removed = context.system.runAsAdministrator({"/bin/rm", "-rf", destination});
-    if (removed.started && !removed.signalled && removed.exitCode == kAuthorisationDismissed) return Outcome::cancelled;
-    if (!removed.started || removed.signalled || removed.exitCode == kNotAuthorised)
-        return fail(context, "cannot remove the old copy as the administrator");
+struct Plan {
+    std::string source;
+    std::string destination;
+    bool asAdministrator = false;
+    bool fromRemovableMedia = false;
+};
 
-    const PrivilegedRun copied = context.system.runAsAdministrator({"/bin/cp", "-pR", source, destination});
-    if (copied.started && !copied.signalled && copied.exitCode == kAuthorisationDismissed) return Outcome::cancelled;
-    if (!copied.started || copied.signalled || copied.exitCode != 0)
-        return fail(context, "cannot copy as the administrator");
+// The replace step and the check of its result; the outcome, or nothing
+// when the new copy may start.
+std::optional<Outcome> replace(const Context& context, const Plan& plan, std::string* failure) {
+    const fs::path parent = fs::path(plan.destination).parent_path();
+    const std::string fresh = (parent / (".jorvane-new-" + context.uniqueSuffix)).string();
+    const std::string old = (parent / (".jorvane-old-" + context.uniqueSuffix)).string();
+    const CommandRun run =
+        context.system.runCommand(replaceCommand(plan.source, plan.destination, fresh, old), plan.asAdministrator);
+    if (plan.asAdministrator && run.started && !run.signalled && run.exitCode == kAuthorisationDismissed)
+        return Outcome::cancelled;
+    if (!run.started || run.signalled || run.exitCode != 0) {
+        *failure = !run.started ? "cannot start the copy" : run.signalled ? "the copy was stopped"
+                   : run.exitCode == kNotAuthorised && plan.asAdministrator ? "not authorised"
+                                                                            : "the copy failed";
+        return Outcome::failed;
+    }
+    if (!installation::isReleaseFolder(plan.destination)) {
+        *failure = "the new copy is not complete";
+        return Outcome::failed;
+    }
     return std::nullopt;
+}
+
+Outcome finish(const Context& context, const Plan& plan, std::optional<Outcome> ended, const std::string& failure) {
+    if (ended == Outcome::failed) showFailure(context, failure);
+    if (ended) return *ended;
+    if (!plan.fromRemovableMedia && !context.system.moveToTrash(plan.source))
+        KMLogInDomain(KMLogLevelWarn, kLog, "the old copy %s stays: it cannot go to the Trash", plan.source.c_str());
+    KMLogInDomain(KMLogLevelInfo, kLog, "moved to %s: starting again from there", plan.destination.c_str());
+    context.system.relaunch((fs::path(plan.destination) / installation::kProgramPath).string());
+    return Outcome::relaunched;
 }
 
 }  // namespace
 
-bool isInApplicationsFolder(std::string_view path, const std::vector<std::string>& applicationsDirectories) {
-    for (const std::string& folder : applicationsDirectories)
-        if (!folder.empty() && path.starts_with(folder)) return true;
-    for (const auto& component : std::filesystem::path(path))
-        if (component == "Applications") return true;
-    return false;
+bool isOffered(const installation::Installation& installation, std::string_view localApplicationsDirectory) {
+    if (installation.kind != installation::Kind::release || installation.root.empty()) return false;
+    return localApplicationsDirectory.empty() || !isSameOrBelow(installation.root, localApplicationsDirectory);
 }
 
-Outcome moveMainBundleToApplicationsWithNameAndRestart(std::string_view name, const Context& context) {
-    const std::string& source = context.mainBundle;
-    if (isInApplicationsFolder(source, context.applicationsDirectories)) return Outcome::stays;
-    // A package install shares its prefix with every other program.
-    if (bundle::isSharedPrefix(source)) return Outcome::stays;
+std::vector<std::string> replaceCommand(const std::string& source, const std::string& destination,
+                                        const std::string& fresh, const std::string& old) {
+    return {"/usr/bin/timeout",
+            "--kill-after=10",
+            std::to_string(kReplaceTimeLimitSeconds),
+            "/bin/sh",
+            "-c",
+            std::string(kReplaceScript),
+            "jorvane-move",
+            source,
+            destination,
+            fresh,
+            old};
+}
 
-    const bool writable = context.system.isWritable(source);
-    const bool fromRemovableMedia = !writable && isFromRemovableMedia(source);
-    // The old copy could not be removed afterwards.
-    if (!writable && !fromRemovableMedia) return Outcome::stays;
+Outcome moveToApplicationsAndRestart(const Context& context, std::function<void(Outcome)> finished) {
+    const auto done = [&finished](Outcome outcome) {
+        if (finished) finished(outcome);
+        return outcome;
+    };
+    const installation::Installation& release = context.installation;
+    if (!isOffered(release, context.localApplicationsDirectory)) return done(Outcome::stays);
 
-    const std::optional<std::string> applications =
-        context.system.resolveLinks(context.localApplicationsDirectory);
-    if (!applications) return fail(context, "the applications folder cannot be resolved");
-    const std::string destination = (std::filesystem::path(*applications) / std::string(name)).string();
-    const bool needsAuthorisation = !context.system.isWritable(*applications);
+    Plan plan;
+    plan.source = release.root.string();
+    const bool writable = context.system.isWritable(plan.source);
+    plan.fromRemovableMedia = !writable && isFromRemovableMedia(plan.source);
+    // The old copy could not go to the Trash afterwards.
+    if (!writable && !plan.fromRemovableMedia) return done(Outcome::stays);
 
+    const std::optional<std::string> applications = context.system.resolveLinks(context.localApplicationsDirectory);
+    if (!applications) {
+        showFailure(context, "the applications folder cannot be resolved");
+        return done(Outcome::failed);
+    }
+    plan.destination = (fs::path(*applications) / std::string(kDestinationName)).string();
+    plan.asAdministrator = !context.system.isWritable(*applications);
     context.application.activateIgnoringOtherApps();
 
-    if (needsAuthorisation) {
-        if (!isFolderName(name) || trimmed(source).empty()) return fail(context, "no destination name");
-        if (const std::optional<Outcome> ended = replaceAsAdministrator(context, source, destination)) return *ended;
-    } else {
-        if (context.system.exists(destination)) {
-            // Characters, not path components: a copy running from
-            // "<destination>2" counts too.
-            const std::vector<std::string> running = context.system.runningExecutables();
-            const bool copyRuns = std::any_of(running.begin(), running.end(), [&](const std::string& executable) {
-                return executable.starts_with(destination);
-            });
-            if (copyRuns) {
-                KMLogInDomain(KMLogLevelInfo, kLog, "a copy runs from %s: starting it instead", destination.c_str());
-                context.system.relaunch(bundle::executableIn(destination).string());
-                return Outcome::handedOver;
-            }
-            if (!context.system.moveToTrash(destination)) return fail(context, "cannot move the old copy to the Trash");
+    std::error_code error;
+    if (fs::exists(fs::symlink_status(plan.destination, error))) {
+        if (!installation::isReleaseFolder(plan.destination)) {
+            showFailure(context, "the destination holds something else",
+                        plan.destination + " is not a copy of Jorvane, so it was left as it is.");
+            return done(Outcome::refused);
         }
-        if (!context.system.copy(source, destination)) return fail(context, "cannot copy the program");
+        const std::vector<std::string> running = context.system.runningExecutables();
+        const std::string program = (fs::path(plan.destination) / installation::kProgramPath).string();
+        if (std::find(running.begin(), running.end(), program) != running.end()) {
+            KMLogInDomain(KMLogLevelInfo, kLog, "a copy runs from %s: starting it instead", plan.destination.c_str());
+            context.system.relaunch(program);
+            return done(Outcome::handedOver);
+        }
     }
 
-    if (!fromRemovableMedia && !context.system.moveToTrash(source))
-        KMLogInDomain(KMLogLevelWarn, kLog, "the old copy in %s stays: it cannot go to the Trash", parentOf(source).c_str());
-    KMLogInDomain(KMLogLevelInfo, kLog, "moved to %s: starting again from there", destination.c_str());
-    context.system.relaunch(bundle::executableIn(destination).string());
-    return Outcome::relaunched;
-}
-
-Outcome moveMainBundleToApplicationsAndRestart(const Context& context) {
-    return moveMainBundleToApplicationsWithNameAndRestart(
-        std::filesystem::path(context.mainBundle).filename().string(), context);
+    if (!context.runInBackground) {
+        std::string failure;
+        const std::optional<Outcome> ended = replace(context, plan, &failure);
+        return done(finish(context, plan, ended, failure));
+    }
+    // The context's references outlive the move: they belong to the program's run.
+    context.runInBackground([context, plan, finished = std::move(finished)] {
+        auto failure = std::make_shared<std::string>();
+        const std::optional<Outcome> ended = replace(context, plan, failure.get());
+        dispatch::mainQueue().async([context, plan, finished, ended, failure] {
+            const Outcome outcome = finish(context, plan, ended, *failure);
+            if (finished) finished(outcome);
+        });
+    });
+    return Outcome::inBackground;
 }
 
 }  // namespace jorvane::MoveToApplications

@@ -1,42 +1,38 @@
 #pragma once
 
-// Moving the program's own folder (its bundle, Bundle.h) into the local
-// applications folder and starting it again from there, as offered by the
-// welcome of a first launch.
+// Moving an unpacked release of the program into the local applications
+// folder and starting it again from there, as offered by the welcome of a
+// first launch.
 //
 // The steps, in this order:
-//   1. A bundle whose path begins with an applications folder (a plain string
-//      prefix: "/optical" begins with "/opt"), has a component named
-//      "Applications", or is a prefix shared with other programs (a package
-//      install under /usr) stays where it is.
-//   2. The bundle must be writable (it is moved to the Trash afterwards), or
-//      lie unwritable on removable media (/media, /run/media: a read-only
-//      image or stick, which is left as it is). Otherwise it stays.
-//   3. The destination is <local applications folder, links resolved>/<name>.
-//      The program comes to the front, for the password dialog and alerts.
-//   4. Applications folder writable:
-//        - a destination that exists and from which a copy runs (some running
-//          executable's path begins with the destination's, character by
-//          character: /opt/Jorvane2/bin/jorvane counts for /opt/Jorvane) is
-//          started instead, and this process ends;
-//        - an existing destination goes to the Trash (failure: the alert);
-//        - the bundle is copied (failure: the alert).
-//      Not writable, through polkit: "rm -rf <destination>", then
-//      "cp -pR <bundle> <destination>", each as the administrator. A
-//      dismissed password dialog (pkexec's 126) ends the move silently; a
-//      refusal (127), a program that cannot start or is killed, or a copy
-//      that does not exit with 0 shows the alert.
-//   5. The old bundle goes to the Trash (unless it was on removable media;
-//      the result does not matter) and the program in the destination is
-//      started once this process has ended.
-// The only alert is "Could not move to Applications folder", the folder
-// named as on this system; nothing already done is undone.
+//   1. Only a release folder (Installation.h) that does not lie in the
+//      applications folder moves; every other install stays where it is.
+//   2. The destination is always <applications folder, links resolved>/jorvane.
+//      What lies there is replaced only when it is itself a release folder of
+//      Jorvane (and is started instead when a copy runs from it); anything
+//      else there is left alone and the move is refused with an alert that
+//      names it.
+//   3. One step, run as the administrator (through polkit) when the
+//      applications folder is not writable: copy the release to a hidden
+//      temporary folder beside the destination, move the old copy aside,
+//      rename the new one into place, delete the old one. A failed step puts
+//      back what was there, so a dismissed password dialog or a failure
+//      leaves both copies as they were. Every tool is named by its absolute
+//      path, paths are passed as arguments, never as shell text, and the step
+//      is bounded in time by a tool that runs with it.
+//   4. The new copy must be a complete release folder; only then does the
+//      original go to the Trash (unless it lies on removable media), and the
+//      new copy starts once this process has ended.
+// Steps 3 and 4 run in the background when a way to do so is given; alerts
+// are shown on the main queue.
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "app/Installation.h"
 #include "app/PlatformNames.h"
 
 namespace jorvane {
@@ -44,10 +40,10 @@ namespace jorvane {
 class Alerts;
 class Application;
 
-// How a program run as the administrator ended.
-struct PrivilegedRun {
+// How a command ended.
+struct CommandRun {
     bool started = false;    // it could be started at all
-    bool signalled = false;  // a signal ended it
+    bool signalled = false;  // a signal ended it, or it was stopped at its time-out
     int exitCode = -1;       // its exit code when it exited
 };
 
@@ -57,19 +53,15 @@ class BundleServices {
 public:
     virtual ~BundleServices() = default;
     virtual bool isWritable(const std::string& path) = 0;
-    virtual bool exists(const std::string& path) = 0;
-    // Copies a folder with everything in it, keeping modes and times; false
-    // on any failure.
-    virtual bool copy(const std::string& from, const std::string& to) = 0;
     // Moves the file or folder to the desktop's Trash.
     virtual bool moveToTrash(const std::string& path) = 0;
     // The path with every symbolic link resolved; nothing when it cannot be.
     virtual std::optional<std::string> resolveLinks(const std::string& path) = 0;
     // The executable files of the running processes (those readable).
     virtual std::vector<std::string> runningExecutables() = 0;
-    // Runs the program (argv[0] an absolute path) as the administrator, after
-    // the desktop's password dialog, and waits for it.
-    virtual PrivilegedRun runAsAdministrator(const std::vector<std::string>& argv) = 0;
+    // Runs the command (argv[0] an absolute path) and waits for it; with
+    // `asAdministrator`, after the desktop's password dialog.
+    virtual CommandRun runCommand(const std::vector<std::string>& argv, bool asAdministrator) = 0;
     // Starts the program once this process has ended, and ends this process
     // (status 0). Returns only where the process cannot be ended (tests).
     virtual void relaunch(const std::string& executable) = 0;
@@ -78,41 +70,51 @@ public:
 namespace MoveToApplications {
 
 inline constexpr std::string_view kFailureMessage = "Could not move to Applications folder";
-// The exit code pkexec gives when the user dismissed the password dialog,
-// and when the user may not act as the administrator.
+inline constexpr std::string_view kDestinationName = "jorvane";
+// The exit codes polkit's pkexec gives when the user dismissed the password
+// dialog, and when the user may not act as the administrator.
 inline constexpr int kAuthorisationDismissed = 126;
 inline constexpr int kNotAuthorised = 127;
+// The replace step is stopped after this many seconds of running.
+inline constexpr int kReplaceTimeLimitSeconds = 600;
 
 struct Context {
     BundleServices& system;
     Alerts& alerts;
     Application& application;
     PlatformNames names;
-    // The running program's bundle.
-    std::string mainBundle;
-    // Every applications folder, and the one a move goes to.
-    std::vector<std::string> applicationsDirectories;
+    // The running program's install.
+    installation::Installation installation;
+    // Where a move goes (/opt).
     std::string localApplicationsDirectory;
+    // Makes the temporary folders' names unique (the process id).
+    std::string uniqueSuffix;
+    // Runs work off the main thread; empty: everything runs at once, here.
+    std::function<void(std::function<void()>)> runInBackground;
 };
 
 enum class Outcome {
     stays,         // nothing to do: the program stays where it is
+    refused,       // the destination holds something else: the refusal alert was shown
     cancelled,     // the user dismissed the password dialog
     failed,        // the failure alert was shown
     handedOver,    // a copy runs from the destination: it was started instead
     relaunched,    // moved; the new copy starts once this process has ended
+    inBackground,  // the copy goes on in the background
 };
 
-// Moves the bundle into the local applications folder under `name` and
-// restarts from there (see above). In the program a move that succeeds
-// does not return.
-Outcome moveMainBundleToApplicationsWithNameAndRestart(std::string_view name, const Context& context);
-// The same with the bundle's own folder name.
-Outcome moveMainBundleToApplicationsAndRestart(const Context& context);
+// Whether the welcome offers the move for this install.
+bool isOffered(const installation::Installation& installation, std::string_view localApplicationsDirectory);
 
-// Whether the path begins with one of the folders (string prefix) or has a
-// component named exactly "Applications".
-bool isInApplicationsFolder(std::string_view path, const std::vector<std::string>& applicationsDirectories);
+// The replace step's command: the release folder `source` becomes
+// `destination`, through the temporary folders `fresh` and `old` beside it.
+std::vector<std::string> replaceCommand(const std::string& source, const std::string& destination,
+                                        const std::string& fresh, const std::string& old);
+
+// Moves the release into the applications folder and restarts from there
+// (see above). In the program a move that succeeds does not return.
+// `finished`, when given, hears the final outcome on the main thread.
+Outcome moveToApplicationsAndRestart(const Context& context, std::function<void(Outcome)> finished = {});
 
 }  // namespace MoveToApplications
 

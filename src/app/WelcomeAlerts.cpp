@@ -2,7 +2,8 @@
 
 #include <filesystem>
 
-#include "app/Bundle.h"
+#include "app/Installation.h"
+#include "app/MoveToApplications.h"
 #include "settings/UserDefaults.h"
 #include "util/Diagnostics.h"
 
@@ -60,28 +61,28 @@ bool runWelcome(const Welcome& welcome) {
     welcome.defaults.setBool(true, settings::keys::notFirstLaunch);
     if (!welcome.defaults.synchronize()) KMLogInDomain(KMLogLevelWarn, kLog, "cannot save that the welcome was seen");
 
-    const std::filesystem::path bundle(welcome.mainBundle);
     if (welcome.offerMove && answer.checkBoxOn) {
         if (welcome.localApplicationsDirectory.empty()) {
             KMLogInDomain(KMLogLevelWarn, kLog, "no applications folder: no login item for the moved copy");
         } else {
-            const std::string future =
-                bundle::executableIn(std::filesystem::path(welcome.localApplicationsDirectory) / bundle.filename())
-                    .string();
+            const std::string future = (std::filesystem::path(welcome.localApplicationsDirectory) /
+                                        std::string(MoveToApplications::kDestinationName) / installation::kProgramPath)
+                                           .string();
             if (welcome.hasLoginItemWithPath && !welcome.hasLoginItemWithPath(future) &&
                 welcome.installLoginItemWithPath)
                 welcome.installLoginItemWithPath(future);
         }
-        if (welcome.moveToApplications) welcome.moveToApplications(bundle.filename().string());
+        if (welcome.moveToApplications && welcome.moveToApplications()) return true;
     }
 
-    if (welcome.installLoginItemWithPath) welcome.installLoginItemWithPath(bundle::executableIn(bundle).string());
+    if (welcome.installLoginItemWithPath && !welcome.executable.empty())
+        welcome.installLoginItemWithPath(welcome.executable);
     return true;
 }
 
 bool applicationShouldHandleReopen(Alerts& alerts, const PlatformNames& names,
                                    const std::function<void()>& openPreferences) {
-    if (alerts.runModal(reopenAlert(names)) != NSAlertFirstButtonReturn && openPreferences) openPreferences();
+    if (alerts.runModal(reopenAlert(names)) == NSAlertSecondButtonReturn && openPreferences) openPreferences();
     return true;
 }
 

@@ -5,17 +5,20 @@
 //
 // Welcome, in this order:
 //   1. The alert "Welcome to Jorvane!" with "Start using Jorvane" and "Quit",
-//      and the check box "Move Jorvane to my Applications folder" (on) unless
-//      the bundle already lies in an applications folder or in a prefix
-//      shared with other programs (a package install).
-//   2. "Quit" ends here, before anything is written: the welcome comes again
-//      at the next launch.
+//      and the check box "Move Jorvane to my Applications folder" (on) when
+//      the program is an unpacked release outside the applications folder
+//      (MoveToApplications::isOffered); never for a build tree, a loose
+//      program, a prefix or a package install.
+//   2. "Quit", or an alert closed without an answer (the session ending),
+//      ends here, before anything is written: the welcome comes again at the
+//      next launch.
 //   3. "notfirstlaunch" becomes true and is saved at once, so that a copy
 //      started again after a move does not greet again.
 //   4. Box on: a login item for the program as it will lie in the local
 //      applications folder (unless one exists), then the move, which starts
-//      the moved copy and ends this process when it succeeds.
-//   5. A login item for the program where it is now.
+//      the moved copy and ends this process when it succeeds (it may go on
+//      in the background).
+//   5. Unless a move is under way, a login item for the program where it is now.
 // The texts name the platform's things (PlatformNames) and the hot key the
 // user has recorded.
 
@@ -45,8 +48,8 @@ struct Welcome {
     Alerts& alerts;
     settings::UserDefaults& defaults;
     PlatformNames names;
-    // The running program's bundle, and whether a move is offered for it.
-    std::string mainBundle;
+    // The running program, and whether a move is offered for it.
+    std::string executable;
     bool offerMove = false;
     // The local applications folder with its links resolved; empty when it
     // cannot be resolved.
@@ -54,11 +57,13 @@ struct Welcome {
     // The session's login items (LoginItems.h).
     std::function<bool(std::string_view path)> hasLoginItemWithPath;
     std::function<void(std::string_view path)> installLoginItemWithPath;
-    // Moves the bundle under this folder name and restarts from there.
-    std::function<void(const std::string& name)> moveToApplications;
+    // Moves the release into the applications folder and restarts from
+    // there; true while the move is under way (it ends this process when it
+    // succeeds), false when the program stays where it is.
+    std::function<bool()> moveToApplications;
 };
 
-// The welcome sequence; false when the user chose "Quit".
+// The welcome sequence; false when the user chose "Quit" or gave no answer.
 bool runWelcome(const Welcome& welcome);
 
 // The "already running" alert; "Open Preferences ..." calls

@@ -22,7 +22,7 @@ namespace {
 constexpr const char* kLog = "MoveToApplications";
 
 // A copy of a program folder takes seconds; the administrator's copy waits
-// for a person at the password dialog.
+// for a person at the password dialog first.
 constexpr std::chrono::seconds kCopyTimeout{300};
 constexpr std::chrono::seconds kTrashTimeout{60};
 constexpr std::chrono::seconds kAdministratorTimeout{900};
@@ -40,17 +40,8 @@ bool runQuietly(const std::vector<std::string>& argv, std::chrono::milliseconds 
 
 bool LinuxBundleServices::isWritable(const std::string& path) { return access(path.c_str(), W_OK) == 0; }
 
-bool LinuxBundleServices::exists(const std::string& path) {
-    struct stat info {};
-    return lstat(path.c_str(), &info) == 0;
-}
-
-bool LinuxBundleServices::copy(const std::string& from, const std::string& to) {
-    return runQuietly({"/bin/cp", "-pR", "--", from, to}, kCopyTimeout);
-}
-
 bool LinuxBundleServices::moveToTrash(const std::string& path) {
-    return runQuietly({"gio", "trash", "--", path}, kTrashTimeout);
+    return runQuietly({"/usr/bin/gio", "trash", "--", path}, kTrashTimeout);
 }
 
 std::optional<std::string> LinuxBundleServices::resolveLinks(const std::string& path) {
@@ -70,18 +61,22 @@ std::vector<std::string> LinuxBundleServices::runningExecutables() {
     return executables;
 }
 
-PrivilegedRun LinuxBundleServices::runAsAdministrator(const std::vector<std::string>& argv) {
-    std::vector<std::string> command{"pkexec"};
+CommandRun LinuxBundleServices::runCommand(const std::vector<std::string>& argv, bool asAdministrator) {
+    std::vector<std::string> command;
+    // pkexec itself can be stopped while it waits at the password dialog;
+    // what it runs as the administrator is bounded by the command itself.
+    if (asAdministrator) command.push_back("/usr/bin/pkexec");
     command.insert(command.end(), argv.begin(), argv.end());
-    const subprocess::RunResult result = subprocess::run(command, kAdministratorTimeout);
-    PrivilegedRun run;
+    const subprocess::RunResult result =
+        subprocess::run(command, asAdministrator ? kAdministratorTimeout : kCopyTimeout);
+    CommandRun run;
     run.started = result.started;
     // A run stopped at its time-out ended by our signal.
     run.signalled = result.started && (result.timedOut || result.exitCode < 0);
     run.exitCode = result.exitCode;
     if (result.exitCode != 0)
-        KMLogInDomain(KMLogLevelInfo, kLog, "pkexec %s: exit code %d %s", argv.front().c_str(), result.exitCode,
-                      result.output.c_str());
+        KMLogInDomain(KMLogLevelInfo, kLog, "%s%s: exit code %d %s", asAdministrator ? "pkexec " : "",
+                      argv.front().c_str(), result.exitCode, result.output.c_str());
     return run;
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
 // The system services of a move into the applications folder on Linux:
-// access(2) and lstat(2) for the tests, "cp -pR" for the copy, the
-// freedesktop Trash through "gio trash", /proc/<pid>/exe for the running
-// executables, polkit's pkexec for the administrator's copy, and a relaunch
+// access(2) for the tests, the freedesktop Trash through "gio trash",
+// /proc/<pid>/exe for the running executables, commands run directly or
+// through polkit's pkexec as the administrator, and a relaunch
 // that starts the new program only once this process has ended (so that it
 // finds the session free, SingleInstance.h). Programs run without a shell,
 // their arguments as an array.
@@ -15,12 +15,10 @@ namespace jorvane {
 class LinuxBundleServices final : public BundleServices {
 public:
     bool isWritable(const std::string& path) override;
-    bool exists(const std::string& path) override;
-    bool copy(const std::string& from, const std::string& to) override;
     bool moveToTrash(const std::string& path) override;
     std::optional<std::string> resolveLinks(const std::string& path) override;
     std::vector<std::string> runningExecutables() override;
-    PrivilegedRun runAsAdministrator(const std::vector<std::string>& argv) override;
+    CommandRun runCommand(const std::vector<std::string>& argv, bool asAdministrator) override;
     // Forks a child that waits for this process to end and then executes
     // the program; this process ends with status 0. Returns (logged) only
     // when the child cannot be made.

@@ -1,10 +1,7 @@
 #include "settings/AboutWindowController.h"
 
-#include <system_error>
-
 #include "app/Alerts.h"
 #include "app/Application.h"
-#include "app/Bundle.h"
 #include "app/WelcomeAlerts.h"
 #include "shortcutrecorder/Localization.h"
 #include "util/Diagnostics.h"
@@ -16,18 +13,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kLog = "About";
-
-// Every program in the bundle's bin/ is one of ours (jorvane, and helpers
-// named after it).
-bool binHoldsOnlyOurs(const fs::path& bin) {
-    std::error_code error;
-    fs::directory_iterator entries(bin, error);
-    if (error) return false;
-    for (const fs::directory_entry& entry : entries) {
-        if (!entry.path().filename().string().starts_with("jorvane")) return false;
-    }
-    return true;
-}
+// A prefix's files are listed in the question up to this many.
+constexpr std::size_t kFilesNamed = 12;
 
 }  // namespace
 
@@ -36,11 +23,8 @@ AboutWindowController::AboutWindowController(Dependencies dependencies)
       application_(dependencies.application),
       urls_(dependencies.urls),
       executable_(std::move(dependencies.executable)),
-      bundle_(std::move(dependencies.bundle)),
-      version_(std::move(dependencies.version)),
-      removeAll_(std::move(dependencies.removeAll)) {
-    if (!removeAll_) removeAll_ = [](const fs::path& path, std::error_code& error) { fs::remove_all(path, error); };
-}
+      installation_(std::move(dependencies.installation)),
+      version_(std::move(dependencies.version)) {}
 
 void AboutWindowController::visitHomepage() {
     if (!urls_.openURL(std::string(kHomepage)))
@@ -56,51 +40,64 @@ void AboutWindowController::quit() { application_.terminate(); }
 
 std::string AboutWindowController::versionString() const { return stringWithFormat("Version: %@", {version_}); }
 
-bool AboutWindowController::isRemovableBundle(const fs::path& bundle, const fs::path& executable) {
-    if (bundle.empty() || executable.empty() || bundle::isSharedPrefix(bundle)) return false;
-    if (bundle::normalPath(bundle::executableIn(bundle)) != bundle::normalPath(executable)) return false;
-    return binHoldsOnlyOurs(bundle / "bin");
-}
-
-void AboutWindowController::uninstall() {
+std::optional<AlertSpec> AboutWindowController::uninstallQuestion() const {
+    using installation::Kind;
+    if (installation_.kind != Kind::release && installation_.kind != Kind::prefix) return std::nullopt;
     AlertSpec alert;
     alert.messageText = "Do you really want to uninstall Jorvane?";
     alert.buttons = {"Uninstall & send Feedback", "Uninstall", "Cancel"};
     alert.style = AlertSpec::Style::warning;
-    const int answer = alerts_.runModal(alert);
+    if (installation_.kind == Kind::release) {
+        alert.informativeText = stringWithFormat(
+            "Jorvane's files in %@ will be deleted. Files you added there stay.", {installation_.root.string()});
+    } else {
+        std::string files;
+        const std::vector<fs::path> listed = installation::installedFiles(installation_);
+        for (std::size_t i = 0; i < listed.size() && i < kFilesNamed; ++i) files += "\n" + listed[i].string();
+        if (listed.size() > kFilesNamed) files += stringWithFormat("\n… and %@ more", {std::to_string(listed.size() - kFilesNamed)});
+        alert.informativeText = stringWithFormat("These %@ files Jorvane installed in %@ will be deleted:",
+                                                 {std::to_string(listed.size()), installation_.root.string()}) +
+                                files;
+    }
+    return alert;
+}
+
+void AboutWindowController::uninstall() {
+    const std::optional<AlertSpec> question = uninstallQuestion();
+    if (!question) {
+        refuseUninstall();
+        application_.terminate();
+        return;
+    }
+    const int answer = alerts_.runModal(*question);
     if (answer != NSAlertFirstButtonReturn && answer != NSAlertSecondButtonReturn) return;
     if (answer == NSAlertFirstButtonReturn) contact();
-    removeBundle();
+    const installation::Removal removal = installation::removeInstalledFiles(installation_);
+    for (const fs::path& file : removal.failed) KMLogInDomain(KMLogLevelWarn, kLog, "cannot delete %s", file.c_str());
+    KMLogInDomain(KMLogLevelInfo, kLog, "uninstalled from %s: %zu files deleted, %zu left", installation_.root.c_str(),
+                  removal.removed.size(), removal.failed.size());
     application_.terminate();
 }
 
-void AboutWindowController::removeBundle() {
-    if (!isRemovableBundle(bundle_, executable_)) {
-        KMLogInDomain(KMLogLevelWarn, kLog, "%s is not Jorvane's own folder: nothing removed", bundle_.c_str());
-        AlertSpec refusal;
-        refusal.style = AlertSpec::Style::informational;
-        refusal.buttons = {"Quit"};
-        if (bundle::isSharedPrefix(bundle_)) {
-            refusal.messageText = "Jorvane was installed by the package manager and cannot remove itself.";
-            refusal.informativeText = stringWithFormat(
-                "Remove the package \"%@\" with the package manager (for example: sudo apt remove %@). "
-                "Jorvane quits now.",
-                {kPackageName, kPackageName});
-        } else {
-            refusal.messageText =
-                stringWithFormat("Jorvane cannot remove %@, which holds other programs too.", {bundle_.string()});
-            refusal.informativeText = "Remove Jorvane's files from it yourself. Jorvane quits now.";
-        }
-        alerts_.runModal(refusal);
-        return;
-    }
-    std::error_code error;
-    removeAll_(bundle_, error);
-    if (error) {
-        KMLogInDomain(KMLogLevelWarn, kLog, "cannot remove %s: %s", bundle_.c_str(), error.message().c_str());
+void AboutWindowController::refuseUninstall() {
+    AlertSpec refusal;
+    refusal.style = AlertSpec::Style::informational;
+    refusal.buttons = {"Quit"};
+    if (installation_.kind == installation::Kind::package) {
+        refusal.messageText = "Jorvane was installed by the package manager and cannot remove itself.";
+        refusal.informativeText = stringWithFormat(
+            "Remove the package \"%@\" with the package manager (for example: sudo apt remove %@). "
+            "Jorvane quits now.",
+            {kPackageName, kPackageName});
     } else {
-        KMLogInDomain(KMLogLevelInfo, kLog, "removed %s", bundle_.c_str());
+        const std::string folder = executable_.parent_path().string();
+        KMLogInDomain(KMLogLevelWarn, kLog, "%s is not an install of Jorvane's own: nothing removed", folder.c_str());
+        refusal.messageText = stringWithFormat("Jorvane cannot uninstall itself from %@.", {folder});
+        refusal.informativeText =
+            "It was not installed there by its own packaging (a build folder or a copied program), so it cannot "
+            "tell its files from others'. Remove it yourself. Jorvane quits now.";
     }
+    alerts_.runModal(refusal);
 }
 
 }  // namespace jorvane

@@ -3,27 +3,30 @@
 // The about window's controller: the version, the homepage, the feedback
 // address, quit, and uninstall in place.
 //
-// Uninstall asks first (a warning alert: "Uninstall & send Feedback",
-// "Uninstall", "Cancel"), then deletes the program's own folder (its bundle:
-// the folder above bin/) for good, not into the Trash, and quits, even when
-// the folder could not be deleted (a read-only medium). The login item and
-// the settings stay: uninstalling removes the program and nothing else.
-//
-// A folder is deleted only when it is the program's alone. One that other
-// programs share (a package-manager install under /usr, a prefix such as
-// ~/.local whose bin/ holds other programs, the home folder) is left
-// untouched: an alert tells the user how to remove Jorvane instead, and the
-// program still quits.
+// Uninstall removes exactly the files the program's own install put there,
+// as its manifest lists them (Installation.h), and nothing else:
+//   - an unpacked release: the question names the folder; its listed files
+//     go, then the folders left empty; a file the user added stays;
+//   - a prefix install (`cmake --install`): the question names the prefix
+//     and the files; exactly those go;
+//   - a package install: an alert says to use the package manager;
+//   - anything else (a build tree, a copied program): an alert says that
+//     Jorvane cannot tell its files there from others', and nothing goes.
+// The question is a warning alert ("Uninstall & send Feedback", "Uninstall",
+// "Cancel"); files are deleted for good, not into the Trash, and the program
+// quits afterwards, also when some could not be deleted (a read-only
+// medium) and after a refusal. The login item and the settings stay.
 
 #include <filesystem>
-#include <functional>
+#include <optional>
 #include <string>
-#include <system_error>
 #include <string_view>
+
+#include "app/Alerts.h"
+#include "app/Installation.h"
 
 namespace jorvane {
 
-class Alerts;
 class Application;
 
 // Opens a web address or a mailto: address with the desktop's handler.
@@ -44,13 +47,10 @@ public:
         Alerts& alerts;
         Application& application;
         URLOpener& urls;
-        // The running program, and its bundle (bundle::bundlePathFor).
+        // The running program, and the install it belongs to.
         std::filesystem::path executable;
-        std::filesystem::path bundle;
+        installation::Installation installation;
         std::string version;
-        // Deletes a folder with everything in it; empty: std::filesystem's
-        // remove_all. Tests make it fail as a read-only medium would.
-        std::function<void(const std::filesystem::path&, std::error_code&)> removeAll;
     };
 
     explicit AboutWindowController(Dependencies dependencies);
@@ -63,21 +63,19 @@ public:
     // "Version: <version>".
     std::string versionString() const;
 
-    // Whether uninstall may delete this folder, the bundle of `executable`:
-    // not a shared prefix, holding the program at bin/jorvane, and no
-    // program but Jorvane's own in that bin/.
-    static bool isRemovableBundle(const std::filesystem::path& bundle, const std::filesystem::path& executable);
+    // The question asked before uninstalling, naming what goes; nothing when
+    // this install cannot be removed by the program.
+    std::optional<AlertSpec> uninstallQuestion() const;
 
 private:
-    void removeBundle();
+    void refuseUninstall();
 
     Alerts& alerts_;
     Application& application_;
     URLOpener& urls_;
     std::filesystem::path executable_;
-    std::filesystem::path bundle_;
+    installation::Installation installation_;
     std::string version_;
-    std::function<void(const std::filesystem::path&, std::error_code&)> removeAll_;
 };
 
 }  // namespace jorvane

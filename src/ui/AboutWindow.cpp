@@ -26,7 +26,7 @@ AboutWindow::AboutWindow(Dependencies dependencies, QWidget* parent)
 
     controller_ = std::make_unique<AboutWindowController>(AboutWindowController::Dependencies{
         dependencies.alerts, dependencies.application, *urls_, std::move(dependencies.executable),
-        std::move(dependencies.bundle), std::move(dependencies.version), {}});
+        std::move(dependencies.installation), std::move(dependencies.version)});
 
     auto* icon = new QLabel;
     icon->setPixmap(applicationIcon().pixmap(64, 64));

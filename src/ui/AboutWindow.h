@@ -31,7 +31,7 @@ public:
         Alerts& alerts;
         Application& application;
         std::filesystem::path executable;
-        std::filesystem::path bundle;
+        installation::Installation installation;
         std::string version;
         // Null: the desktop's handlers.
         std::shared_ptr<URLOpener> urls;

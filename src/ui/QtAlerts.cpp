@@ -63,10 +63,10 @@ QMessageBox* QtAlerts::makeMessageBox(const AlertSpec& alert, QWidget* parent) {
 }
 
 int QtAlerts::answerOf(const QMessageBox& box) {
+    // Escape and the window's close button click the escape button; an alert
+    // that ends without any click (the session ends) was not answered.
     const QAbstractButton* clicked = box.clickedButton();
-    if (!clicked) clicked = box.escapeButton();
-    if (!clicked) clicked = box.defaultButton();
-    return clicked ? clicked->property(kAnswerProperty).toInt() : NSAlertFirstButtonReturn;
+    return clicked ? clicked->property(kAnswerProperty).toInt() : kAlertNotAnswered;
 }
 
 AlertResult QtAlerts::resultOf(const QMessageBox& box) {

@@ -1,14 +1,18 @@
 #pragma once
 
-// The system services of a move, in memory: a set of existing paths, the
-// writable ones, the running executables, and scripted results for copying,
-// trashing and the administrator's programs. Every call is logged in the
-// shared EventLog:
-//   "trash <path>", "copy <from> -> <to>", "admin <argv...>", "relaunch <exe>"
-// (tests of the order of events read these; the queries are not logged).
+// The system services of a move over a real temporary tree: commands run for
+// real (as the user; "as the administrator" runs the same command unless an
+// answer of the password dialog is scripted), the Trash is a folder of the
+// test's, and the running executables and the relaunch are scripted and
+// logged in the shared EventLog:
+//   "run <argv[0]>", "admin <argv[0]>", "trash <path>", "relaunch <exe>".
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <deque>
-#include <map>
+#include <filesystem>
 #include <memory>
 #include <set>
 #include <string>
@@ -17,66 +21,66 @@
 #include "app/MoveToApplications.h"
 #include "fakes/FakePathWindowViews.h"
 
+extern char** environ;
+
 namespace jorvane::test {
 
 class FakeBundleServices final : public BundleServices {
 public:
-    explicit FakeBundleServices(std::shared_ptr<EventLog> log = std::make_shared<EventLog>()) : log_(std::move(log)) {}
+    FakeBundleServices(std::shared_ptr<EventLog> log, std::filesystem::path trash)
+        : log_(std::move(log)), trash_(std::move(trash)) {}
 
-    bool isWritable(const std::string& path) override { return writable_.count(path) > 0; }
-    bool exists(const std::string& path) override { return existing_.count(path) > 0; }
-    bool copy(const std::string& from, const std::string& to) override {
-        log_->add("copy " + from + " -> " + to);
-        if (!copySucceeds_) return false;
-        existing_.insert(to);
-        return true;
+    bool isWritable(const std::string& path) override {
+        return unwritable_.count(path) == 0 && access(path.c_str(), W_OK) == 0;
     }
     bool moveToTrash(const std::string& path) override {
         log_->add("trash " + path);
-        if (!trashSucceeds_) return false;
-        existing_.erase(path);
-        return true;
+        std::error_code error;
+        std::filesystem::create_directories(trash_, error);
+        std::filesystem::rename(path, trash_ / std::filesystem::path(path).filename(), error);
+        return !error;
     }
     std::optional<std::string> resolveLinks(const std::string& path) override {
-        if (const auto link = links_.find(path); link != links_.end()) return link->second;
-        if (unresolvable_.count(path)) return std::nullopt;
-        return path;
+        std::error_code error;
+        const std::filesystem::path resolved = std::filesystem::canonical(path, error);
+        if (error) return std::nullopt;
+        return resolved.string();
     }
     std::vector<std::string> runningExecutables() override { return running_; }
-    PrivilegedRun runAsAdministrator(const std::vector<std::string>& argv) override {
-        std::string entry = "admin";
-        for (const std::string& arg : argv) entry += " " + arg;
-        log_->add(std::move(entry));
-        if (adminRuns_.empty()) return {true, false, 0};
-        const PrivilegedRun run = adminRuns_.front();
-        adminRuns_.pop_front();
-        return run;
+    CommandRun runCommand(const std::vector<std::string>& argv, bool asAdministrator) override {
+        log_->add((asAdministrator ? "admin " : "run ") + argv.front());
+        lastCommand_ = argv;
+        if (asAdministrator && !adminAnswers_.empty()) {
+            const CommandRun scripted = adminAnswers_.front();
+            adminAnswers_.pop_front();
+            return scripted;
+        }
+        std::vector<char*> args;
+        for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
+        args.push_back(nullptr);
+        pid_t pid = 0;
+        if (posix_spawn(&pid, args[0], nullptr, nullptr, args.data(), environ) != 0) return {};
+        int status = 0;
+        while (waitpid(pid, &status, 0) < 0) {
+        }
+        return {true, WIFSIGNALED(status), WIFEXITED(status) ? WEXITSTATUS(status) : -1};
     }
     void relaunch(const std::string& executable) override { log_->add("relaunch " + executable); }
 
     // ---- test side
-    void addFolder(const std::string& path, bool writable) {
-        existing_.insert(path);
-        if (writable) writable_.insert(path);
-    }
-    void setLink(const std::string& path, const std::string& target) { links_[path] = target; }
-    void setUnresolvable(const std::string& path) { unresolvable_.insert(path); }
     void setRunning(std::vector<std::string> executables) { running_ = std::move(executables); }
-    void failCopies() { copySucceeds_ = false; }
-    void failTrash() { trashSucceeds_ = false; }
-    // The next administrator's programs end like this (by default: exit 0).
-    void scriptAdmin(PrivilegedRun run) { adminRuns_.push_back(run); }
+    void makeUnwritable(const std::string& path) { unwritable_.insert(path); }
+    // The next administrator's command ends like this instead of running.
+    void answerAdmin(CommandRun run) { adminAnswers_.push_back(run); }
+    const std::vector<std::string>& lastCommand() const { return lastCommand_; }
 
 private:
     std::shared_ptr<EventLog> log_;
-    std::set<std::string> existing_;
-    std::set<std::string> writable_;
-    std::map<std::string, std::string> links_;
-    std::set<std::string> unresolvable_;
+    std::filesystem::path trash_;
     std::vector<std::string> running_;
-    bool copySucceeds_ = true;
-    bool trashSucceeds_ = true;
-    std::deque<PrivilegedRun> adminRuns_;
+    std::set<std::string> unwritable_;
+    std::deque<CommandRun> adminAnswers_;
+    std::vector<std::string> lastCommand_;
 };
 
 }  // namespace jorvane::test

@@ -1,5 +1,5 @@
-// The move's Linux services over real files and processes: the tests of a
-// path, the copy, our own executable among the running ones, and the
+// The move's Linux services over real files and processes: the replace
+// step, our own executable among the running ones, and the
 // relaunch, which starts the program only after this process has ended and
 // without the session's lock.
 
@@ -42,20 +42,56 @@ bool waitFor(const std::function<bool()>& condition) {
     return true;
 }
 
-TEST(LinuxBundleServices, copiesAFolderKeepingModesAndSeesItsOwnExecutableRunning) {
+// A release folder as the packaging makes it: the program and its manifest.
+fs::path makeRelease(const test::TempDir& dir, const std::string& name, const std::string& marker) {
+    const fs::path program = dir.file(name + "/bin/jorvane", "#!/bin/sh\n# " + marker + "\n");
+    fs::permissions(program, fs::perms::owner_all);
+    dir.file(name + "/share/jorvane/installed-files",
+             "jorvane-installed-files 1 release\nbin/jorvane\nshare/jorvane/installed-files\n");
+    return dir.path() / name;
+}
+
+std::string contents(const fs::path& file) {
+    std::ifstream in(file);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// The replace step as it runs for real (unprivileged here; pkexec runs the
+// same command): paths that look like options or shell text are only ever
+// paths, an old copy is replaced in one rename, and a failure leaves what
+// was there.
+TEST(LinuxBundleServices, theReplaceStepPutsTheReleaseInPlaceWhateverItsPathSays) {
     test::TempDir dir;
     LinuxBundleServices services;
-    const fs::path program = dir.file("Jorvane/bin/jorvane", "#!/bin/sh\n");
-    fs::permissions(program, fs::perms::owner_all);
-    const std::string destination = (dir.path() / "opt" / "Jorvane").string();
-    dir.dir("opt");
+    const fs::path opt = dir.dir("opt");
+    const std::string destination = (opt / "jorvane").string();
+    const auto replace = [&](const fs::path& source) {
+        return services.runCommand(MoveToApplications::replaceCommand(source.string(), destination,
+                                                                      (opt / ".jorvane-new-1").string(),
+                                                                      (opt / ".jorvane-old-1").string()),
+                                   false);
+    };
 
-    EXPECT_TRUE(services.isWritable(dir.str()));
-    EXPECT_FALSE(services.exists(destination));
-    ASSERT_TRUE(services.copy((dir.path() / "Jorvane").string(), destination));
-    EXPECT_TRUE(services.exists(destination + "/bin/jorvane"));
+    const fs::path hostile = makeRelease(dir, "-rf $(touch pwned) `id` 'q\"\nx", "first");
+    CommandRun run = replace(hostile);
+    EXPECT_TRUE(run.started && !run.signalled && run.exitCode == 0) << run.exitCode;
+    EXPECT_NE(contents(destination + "/bin/jorvane").find("first"), std::string::npos);
     EXPECT_EQ(fs::status(destination + "/bin/jorvane").permissions(), fs::perms::owner_all);
-    EXPECT_FALSE(services.copy((dir.path() / "missing").string(), destination + "2"));
+    EXPECT_FALSE(fs::exists(dir.path() / "pwned")) << "nothing was read as shell text";
+    EXPECT_TRUE(fs::exists(hostile / "bin/jorvane")) << "the source stays until it goes to the Trash";
+
+    const fs::path second = makeRelease(dir, "second", "second");
+    dir.file("opt/jorvane/share/old-only", "x");
+    run = replace(second);
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_NE(contents(destination + "/bin/jorvane").find("second"), std::string::npos);
+    EXPECT_FALSE(fs::exists(destination + "/share/old-only")) << "the old copy went as a whole";
+    EXPECT_EQ(std::distance(fs::directory_iterator(opt), fs::directory_iterator()), 1) << "no temporary folder stays";
+
+    run = replace(dir.path() / "missing");
+    EXPECT_EQ(run.exitCode, 3);
+    EXPECT_NE(contents(destination + "/bin/jorvane").find("second"), std::string::npos) << "a failed copy changes nothing";
+    EXPECT_EQ(std::distance(fs::directory_iterator(opt), fs::directory_iterator()), 1);
 
     const std::vector<std::string> running = services.runningExecutables();
     EXPECT_NE(std::find(running.begin(), running.end(), fs::read_symlink("/proc/self/exe").string()), running.end());

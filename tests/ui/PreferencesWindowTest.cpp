@@ -143,8 +143,9 @@ TEST(AboutWindowTest, ShowsTheVersionAndItsButtonsAct) {
     test::FakeAlerts alerts;
     test::FakeApplication application;
     auto urls = std::make_shared<FakeURLOpener>();
+    const installation::Installation release{installation::Kind::release, "/opt/jorvane", {"bin/jorvane"}};
     QPointer<AboutWindow> window = AboutWindow::open(
-        AboutWindow::Dependencies{alerts, application, "/usr/bin/jorvane", "/usr", "2.0.1", urls});
+        AboutWindow::Dependencies{alerts, application, "/opt/jorvane/bin/jorvane", release, "2.0.1", urls});
     EXPECT_EQ(window->windowTitle(), "About Jorvane");
     EXPECT_EQ(window->versionLabel()->text(), "Version: 2.0.1");
     window->homepageButton()->click();

@@ -31,6 +31,7 @@ QPushButton* buttonTitled(QMessageBox& box, const char* title) {
 TEST(QtAlerts, buttonsAnswerInTheirOrderAndTheFirstIsTheDefaultAtTheRight) {
     const AlertSpec alert{"Move to the applications folder?", "", {"Move", "Do Not Move", "Quit"}};
     auto box = boxFor(alert);
+    EXPECT_EQ(QtAlerts::answerOf(*box), kAlertNotAnswered) << "closed without a click, it chose nothing";
     box->show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(box.get()));
     QPushButton* move = buttonTitled(*box, "Move");

@@ -1,185 +1,184 @@
-// Moving the program's folder into the applications folder: when it stays,
-// the order of trash, copy and restart, the administrator's path through
-// polkit, and the single failure alert.
+// Moving a release into the applications folder, over a real temporary tree
+// standing for the user's downloads and /opt: what is replaced and what is
+// refused, the administrator's path, and the order of copy, Trash and
+// restart.
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
 
-#include "AppDelegateFixture.h"
 #include "app/MoveToApplications.h"
 #include "fakes/FakeAlerts.h"
 #include "fakes/FakeApplication.h"
 #include "fakes/FakeBundleServices.h"
+#include "fakes/TestSupport.h"
+#include "unit/TableSupport.h"
+#include "util/Dispatch.h"
 
 namespace jorvane::test {
 namespace {
 
-using appcore::SentenceName;
+namespace fs = std::filesystem;
 using Outcome = MoveToApplications::Outcome;
 
-constexpr const char* kSource = "/home/me/Downloads/Jorvane";
-constexpr const char* kDestination = "/opt/Jorvane";
-constexpr const char* kActivate = "app.activateIgnoringOtherApps";
-constexpr const char* kFailure = "alert Could not move to /opt folder";
-
-struct MoveRow {
-    const char* name;
-    std::function<void(FakeBundleServices&)> setUp;
-    Outcome outcome;
-    std::vector<std::string> steps;
-    const char* source = kSource;
-    const char* moveName = "Jorvane";
-};
-
-void PrintTo(const MoveRow& row, std::ostream* out) { *out << row.name; }
-
-// The usual machine: the bundle in the user's downloads, /opt writable.
-void usual(FakeBundleServices& system) {
-    system.addFolder(kSource, true);
-    system.addFolder("/opt", true);
+std::string read(const fs::path& file) {
+    std::ifstream in(file);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-std::function<void(FakeBundleServices&)> with(std::function<void(FakeBundleServices&)> more) {
-    return [more = std::move(more)](FakeBundleServices& system) {
-        usual(system);
-        more(system);
-    };
-}
+class MoveFixture {
+public:
+    MoveFixture() {
+        opt_ = temp_.dir("opt");
+        source_ = release("home/Downloads/jorvane-1.0", "new");
+    }
 
-void unwritableOpt(FakeBundleServices& system) {
-    system.addFolder(kSource, true);
-    system.addFolder("/opt", false);
-}
+    fs::path release(const std::string& folder, const std::string& marker) {
+        temp_.file(folder + "/share/jorvane/installed-files",
+                   "jorvane-installed-files 1 release\nbin/jorvane\nshare/jorvane/installed-files\n");
+        temp_.file(folder + "/bin/jorvane", marker);
+        return temp_.path() / folder;
+    }
 
-std::function<void(FakeBundleServices&)> administratorRuns(std::vector<PrivilegedRun> runs) {
-    return [runs = std::move(runs)](FakeBundleServices& system) {
-        unwritableOpt(system);
-        for (const PrivilegedRun& run : runs) system.scriptAdmin(run);
-    };
-}
+    MoveToApplications::Context context(std::function<void(std::function<void()>)> background = {}) {
+        return {system_, alerts_, application_, PlatformNames{}, installation::installationOf(source_ / "bin/jorvane"),
+                opt_.string(), "7", std::move(background)};
+    }
 
-constexpr PrivilegedRun kExit0{true, false, 0};
-constexpr PrivilegedRun kDismissed{true, false, MoveToApplications::kAuthorisationDismissed};
-constexpr PrivilegedRun kRefused{true, false, MoveToApplications::kNotAuthorised};
+    std::string destination() const { return (opt_ / "jorvane").string(); }
 
-const std::string kCopy = std::string("copy ") + kSource + " -> " + kDestination;
-const std::string kTrashSource = std::string("trash ") + kSource;
-const std::string kTrashDestination = std::string("trash ") + kDestination;
-const std::string kRelaunch = "relaunch /opt/Jorvane/bin/jorvane";
-const std::string kRemoveAsAdmin = "admin /bin/rm -rf /opt/Jorvane";
-const std::string kCopyAsAdmin = std::string("admin /bin/cp -pR ") + kSource + " /opt/Jorvane";
-
-class Move : public testing::TestWithParam<MoveRow> {
-protected:
+    TempDir temp_;
+    fs::path opt_;
+    fs::path source_;
     std::shared_ptr<EventLog> log_ = std::make_shared<EventLog>();
-    FakeBundleServices system_{log_};
+    FakeBundleServices system_{log_, temp_.path() / "Trash"};
     FakeAlerts alerts_{log_};
     FakeApplication application_{log_};
 };
 
+struct MoveRow {
+    const char* name;
+    std::function<void(MoveFixture&)> setUp;
+    Outcome outcome;
+    std::vector<std::string> steps;  // "<dest>" stands for the destination, "<src>" for the release
+    const char* destinationHolds;    // the marker in <dest>/bin/jorvane afterwards; "" for nothing there
+};
+
+class Move : public MoveFixture, public testing::TestWithParam<MoveRow> {
+protected:
+    std::vector<std::string> expanded(const std::vector<std::string>& steps) {
+        std::vector<std::string> out;
+        for (std::string step : steps) {
+            for (const auto& [token, value] : {std::pair<std::string, std::string>{"<dest>", destination()},
+                                               {"<src>", source_.string()}})
+                if (const std::size_t at = step.find(token); at != std::string::npos) step.replace(at, token.size(), value);
+            out.push_back(step);
+        }
+        return out;
+    }
+};
+
+constexpr const char* kActivate = "app.activateIgnoringOtherApps";
+constexpr const char* kRun = "run /usr/bin/timeout";
+constexpr const char* kAdmin = "admin /usr/bin/timeout";
+constexpr const char* kFailure = "alert Could not move to /opt folder";
+
+void oldRelease(MoveFixture& f);
+void otherProduct(MoveFixture& f);
+
 TEST_P(Move, Row) {
     const MoveRow& row = GetParam();
-    row.setUp(system_);
-    const MoveToApplications::Context context{
-        system_, alerts_, application_, PlatformNames{}, row.source, {"/home/me/Applications", "/opt"}, "/opt"};
-
-    EXPECT_EQ(MoveToApplications::moveMainBundleToApplicationsWithNameAndRestart(row.moveName, context), row.outcome);
-    EXPECT_EQ(log_->entries(), row.steps);
+    if (row.setUp) row.setUp(*this);
+    EXPECT_EQ(MoveToApplications::moveToApplicationsAndRestart(context()), row.outcome);
+    EXPECT_EQ(log_->entries(), expanded(row.steps));
+    const fs::path program = fs::path(destination()) / "bin/jorvane";
+    EXPECT_EQ(fs::exists(program) ? read(program) : "", row.destinationHolds);
+    const bool trashed = row.outcome == Outcome::relaunched;
+    EXPECT_EQ(fs::exists(source_), !trashed) << "the release goes to the Trash only after a good copy";
+    EXPECT_FALSE(fs::exists(opt_ / ".jorvane-new-7") || fs::exists(opt_ / ".jorvane-old-7"));
 }
 
 const MoveRow kMoveRows[] = {
-    // Where the bundle stays.
-    {"a bundle in the users applications folder stays", usual, Outcome::stays, {}, "/home/me/Applications/Jorvane"},
-    {"a bundle below any folder named Applications stays", usual, Outcome::stays, {}, "/home/me/x/Applications/J"},
-    {"a bundle whose path only begins with the letters of opt stays too", usual, Outcome::stays, {}, "/optical/J"},
-    {"a package install under usr stays even when writable", [](FakeBundleServices& s) {
-         s.addFolder("/usr", true);
-         s.addFolder("/opt", true);
-     }, Outcome::stays, {}, "/usr"},
-    {"an unwritable bundle stays since it could not be removed afterwards", [](FakeBundleServices& s) {
-         s.addFolder("/srv/tools/Jorvane", false);
-         s.addFolder("/opt", true);
-     }, Outcome::stays, {}, "/srv/tools/Jorvane"},
-
-    // Writable applications folder.
-    {"a writable bundle is copied then trashed and the copy started", usual, Outcome::relaunched,
-     {kActivate, kCopy, kTrashSource, kRelaunch}},
-    {"an unwritable bundle on removable media is copied and left where it is", [](FakeBundleServices& s) {
-         s.addFolder("/media/me/stick/Jorvane", false);
-         s.addFolder("/opt", true);
-     }, Outcome::relaunched, {kActivate, "copy /media/me/stick/Jorvane -> /opt/Jorvane", kRelaunch},
-     "/media/me/stick/Jorvane"},
-    {"a linked applications folder is resolved first", with([](FakeBundleServices& s) {
-         s.setLink("/opt", "/data/opt");
-         s.addFolder("/data/opt", true);
-     }), Outcome::relaunched,
-     {kActivate, std::string("copy ") + kSource + " -> /data/opt/Jorvane", kTrashSource,
-      "relaunch /data/opt/Jorvane/bin/jorvane"}},
-    {"an old copy goes to the trash before the copy", with([](FakeBundleServices& s) {
-         s.addFolder(kDestination, true);
-         s.setRunning({"/usr/bin/thunar", "/opt/Other/bin/other"});
-     }), Outcome::relaunched, {kActivate, kTrashDestination, kCopy, kTrashSource, kRelaunch}},
-    {"a copy running from the destination is started instead", with([](FakeBundleServices& s) {
-         s.addFolder(kDestination, true);
-         s.setRunning({"/opt/Jorvane/bin/jorvane"});
-     }), Outcome::handedOver, {kActivate, kRelaunch}},
-    {"a copy running from a longer name counts as running from the destination", with([](FakeBundleServices& s) {
-         s.addFolder(kDestination, true);
-         s.setRunning({"/opt/Jorvane2/bin/jorvane"});
-     }), Outcome::handedOver, {kActivate, kRelaunch}},
-    {"an old copy that cannot go to the trash ends with the alert", with([](FakeBundleServices& s) {
-         s.addFolder(kDestination, true);
-         s.failTrash();
-     }), Outcome::failed, {kActivate, kTrashDestination, kFailure}},
-    {"a failed copy ends with the alert", with([](FakeBundleServices& s) { s.failCopies(); }), Outcome::failed,
-     {kActivate, kCopy, kFailure}},
-    {"an applications folder that cannot be resolved ends with the alert",
-     with([](FakeBundleServices& s) { s.setUnresolvable("/opt"); }), Outcome::failed, {kFailure}},
-
-    // Unwritable applications folder: as the administrator.
-    {"an unwritable applications folder is replaced as the administrator", unwritableOpt, Outcome::relaunched,
-     {kActivate, kRemoveAsAdmin, kCopyAsAdmin, kTrashSource, kRelaunch}},
-    {"a dismissed password dialog ends silently", administratorRuns({kDismissed}), Outcome::cancelled,
-     {kActivate, kRemoveAsAdmin}},
-    {"a dismissal at the copy ends silently too", administratorRuns({kExit0, kDismissed}), Outcome::cancelled,
-     {kActivate, kRemoveAsAdmin, kCopyAsAdmin}},
-    {"a refused authorisation ends with the alert", administratorRuns({kRefused}), Outcome::failed,
-     {kActivate, kRemoveAsAdmin, kFailure}},
-    {"a remove ended by a signal ends with the alert", administratorRuns({{true, true, -1}}), Outcome::failed,
-     {kActivate, kRemoveAsAdmin, kFailure}},
-    {"a remove that fails otherwise goes on to the copy", administratorRuns({{true, false, 1}}),
-     Outcome::relaunched, {kActivate, kRemoveAsAdmin, kCopyAsAdmin, kTrashSource, kRelaunch}},
-    {"a privileged copy that does not exit with 0 ends with the alert", administratorRuns({kExit0, {true, false, 1}}),
-     Outcome::failed, {kActivate, kRemoveAsAdmin, kCopyAsAdmin, kFailure}},
-    {"a name that is no folder name ends with the alert before any privilege", unwritableOpt, Outcome::failed,
-     {kActivate, kFailure}, kSource, ".."},
+    {"a release is copied into place then trashed and started from there", nullptr, Outcome::relaunched,
+     {kActivate, kRun, "trash <src>", "relaunch <dest>/bin/jorvane"}, "new"},
+    {"an older release there is replaced", oldRelease, Outcome::relaunched,
+     {kActivate, kRun, "trash <src>", "relaunch <dest>/bin/jorvane"}, "new"},
+    {"another products folder there is refused and left alone", otherProduct, Outcome::refused,
+     {kActivate, kFailure}, "theirs"},
+    {"a copy running from there is started instead", [](MoveFixture& f) {
+         oldRelease(f);
+         f.system_.setRunning({(f.opt_ / "jorvane/bin/jorvane").string()});
+     },
+     Outcome::handedOver, {kActivate, "relaunch <dest>/bin/jorvane"}, "old"},
+    {"an unwritable applications folder is replaced in one step as the administrator", [](MoveFixture& f) {
+         oldRelease(f);
+         f.system_.makeUnwritable(f.opt_.string());
+     },
+     Outcome::relaunched, {kActivate, kAdmin, "trash <src>", "relaunch <dest>/bin/jorvane"}, "new"},
+    {"a dismissed password dialog leaves both copies", [](MoveFixture& f) {
+         oldRelease(f);
+         f.system_.makeUnwritable(f.opt_.string());
+         f.system_.answerAdmin({true, false, MoveToApplications::kAuthorisationDismissed});
+     },
+     Outcome::cancelled, {kActivate, kAdmin}, "old"},
+    {"a refused authorisation shows the alert and leaves both copies", [](MoveFixture& f) {
+         oldRelease(f);
+         f.system_.makeUnwritable(f.opt_.string());
+         f.system_.answerAdmin({true, false, MoveToApplications::kNotAuthorised});
+     },
+     Outcome::failed, {kActivate, kAdmin, kFailure}, "old"},
+    {"a step stopped at its time out shows the alert", [](MoveFixture& f) {
+         f.system_.makeUnwritable(f.opt_.string());
+         f.system_.answerAdmin({true, true, -1});
+     },
+     Outcome::failed, {kActivate, kAdmin, kFailure}, ""},
+    {"an unwritable release stays since it could not go to the trash",
+     [](MoveFixture& f) { f.system_.makeUnwritable(f.source_.string()); }, Outcome::stays, {}, ""},
 };
+
+void oldRelease(MoveFixture& f) { f.release("opt/jorvane", "old"); }
+void otherProduct(MoveFixture& f) {
+    f.temp_.file("opt/jorvane/bin/jorvane", "theirs");
+    f.temp_.file("opt/jorvane/README", "another product");
+}
 
 INSTANTIATE_TEST_SUITE_P(Rows, Move, testing::ValuesIn(kMoveRows), SentenceName{});
 
-TEST(MoveToApplications, theFailureAlertNamesTheFolderAndHasOnlyOK) {
-    auto log = std::make_shared<EventLog>();
-    FakeBundleServices system(log);
-    FakeAlerts alerts(log);
-    FakeApplication application(log);
-    usual(system);
-    system.failCopies();
-    PlatformNames names;
-    names.applicationsFolder = "/srv/apps";
-    system.addFolder("/srv/apps", true);
-    MoveToApplications::moveMainBundleToApplicationsAndRestart(
-        {system, alerts, application, names, kSource, {"/srv/apps"}, "/srv/apps"});
+TEST_F(Move, theReplaceCommandNamesEveryToolByPathAndPassesPathsAsArguments) {
+    const std::vector<std::string> argv = MoveToApplications::replaceCommand("-x", "/opt/jorvane", "/opt/.n", "/opt/.o");
+    ASSERT_GE(argv.size(), 6u);
+    EXPECT_EQ(argv[0], "/usr/bin/timeout");
+    EXPECT_EQ(std::vector<std::string>(argv.end() - 4, argv.end()),
+              (std::vector<std::string>{"-x", "/opt/jorvane", "/opt/.n", "/opt/.o"}));
+    const std::string& script = argv[argv.size() - 6];
+    EXPECT_EQ(script.find("-x"), std::string::npos) << "no path is ever part of the shell text";
+}
 
-    ASSERT_EQ(alerts.shown().size(), 1u);
-    EXPECT_EQ(alerts.shown()[0].messageText, "Could not move to /srv/apps folder");
-    EXPECT_EQ(alerts.shown()[0].informativeText, "");
-    EXPECT_TRUE(alerts.shown()[0].buttons.empty()) << "the alert's one button is OK";
-    EXPECT_EQ(log->entriesStartingWith("copy"), std::vector<std::string>{std::string("copy ") + kSource +
-                                                                         " -> /srv/apps/Jorvane"})
-        << "without a name the bundle keeps its own";
+TEST_F(Move, inTheBackgroundTheMainThreadHearsTheOutcome) {
+    std::vector<std::function<void()>> queued;
+    std::optional<Outcome> heard;
+    EXPECT_EQ(MoveToApplications::moveToApplicationsAndRestart(
+                  context([&](std::function<void()> work) { queued.push_back(std::move(work)); }),
+                  [&](Outcome outcome) { heard = outcome; }),
+              Outcome::inBackground);
+    ASSERT_EQ(queued.size(), 1u);
+    EXPECT_TRUE(fs::exists(source_)) << "nothing happens before the work runs";
+    queued.front()();
+    EXPECT_FALSE(heard) << "the outcome comes on the main queue";
+    dispatch::mainQueue().runUntil([&] { return heard.has_value(); }, std::chrono::seconds(5));
+    EXPECT_EQ(heard, Outcome::relaunched);
+    EXPECT_EQ(log_->entriesStartingWith("relaunch"), std::vector<std::string>{"relaunch " + destination() + "/bin/jorvane"});
+}
+
+TEST_F(Move, theRefusalNamesWhatLiesThere) {
+    otherProduct(*this);
+    MoveToApplications::moveToApplicationsAndRestart(context());
+    ASSERT_EQ(alerts_.shown().size(), 1u);
+    EXPECT_EQ(alerts_.shown()[0].informativeText, destination() + " is not a copy of Jorvane, so it was left as it is.");
 }
 
 }  // namespace

@@ -22,9 +22,8 @@ namespace {
 using appcore::SentenceName;
 using testing::ElementsAre;
 
-constexpr const char* kBundle = "/home/me/Downloads/Jorvane";
-constexpr const char* kHere = "/home/me/Downloads/Jorvane/bin/jorvane";
-constexpr const char* kThere = "/opt/Jorvane/bin/jorvane";
+constexpr const char* kHere = "/home/me/Downloads/jorvane-1.0/bin/jorvane";
+constexpr const char* kThere = "/opt/jorvane/bin/jorvane";
 
 const std::string kWelcomeText =
     "Press 'Start' to start Jorvane. The Address bar is activated by clicking the path icon on top of Thunar windows "
@@ -66,6 +65,7 @@ struct WelcomeRow {
     bool boxOn;
     bool futureItemExists;
     bool goesOn;
+    bool moveUnderWay = true;
     // Each login-item call and the move, with whether "notfirstlaunch" was
     // saved by then.
     std::vector<std::string> steps;
@@ -94,7 +94,7 @@ TEST_P(Welcome, Row) {
         .alerts = alerts_,
         .defaults = *defaults_,
         .names = PlatformNames{},
-        .mainBundle = kBundle,
+        .executable = kHere,
         .offerMove = row.offerMove,
         .localApplicationsDirectory = "/opt",
         .hasLoginItemWithPath =
@@ -103,7 +103,11 @@ TEST_P(Welcome, Row) {
                 return row.futureItemExists;
             },
         .installLoginItemWithPath = [&](std::string_view path) { log_->add("install " + std::string(path) + saved()); },
-        .moveToApplications = [&](const std::string& name) { log_->add("move " + name + saved()); },
+        .moveToApplications =
+            [&] {
+                log_->add("move" + saved());
+                return row.moveUnderWay;
+            },
     });
 
     EXPECT_EQ(goesOn, row.goesOn);
@@ -117,18 +121,22 @@ const std::string kAlert = "alert Welcome to Jorvane!";
 
 const WelcomeRow kWelcomeRows[] = {
     {"quit ends before anything is saved so the welcome comes again", true, NSAlertSecondButtonReturn, true, false,
-     false, {kAlert}},
+     false, true, {kAlert}},
+    {"an alert closed without an answer does nothing and comes again", true, kAlertNotAnswered, true, false, false,
+     true, {kAlert}},
     {"start with the box on adds the future login item and moves after saving", true, NSAlertFirstButtonReturn, true,
-     false, true,
+     false, true, true,
      {kAlert, "has " + std::string(kThere) + " (saved)", "install " + std::string(kThere) + " (saved)",
-      "move Jorvane (saved)", "install " + std::string(kHere) + " (saved)"}},
-    {"a future login item that exists is not added again", true, NSAlertFirstButtonReturn, true, true, true,
-     {kAlert, "has " + std::string(kThere) + " (saved)", "move Jorvane (saved)",
-      "install " + std::string(kHere) + " (saved)"}},
+      "move (saved)"}},
+    {"a future login item that exists is not added again", true, NSAlertFirstButtonReturn, true, true, true, true,
+     {kAlert, "has " + std::string(kThere) + " (saved)", "move (saved)"}},
+    {"a move that does not happen adds the login item for where it is", true, NSAlertFirstButtonReturn, true, true,
+     true, false,
+     {kAlert, "has " + std::string(kThere) + " (saved)", "move (saved)", "install " + std::string(kHere) + " (saved)"}},
     {"start with the box off only adds the login item for where it is", true, NSAlertFirstButtonReturn, false, false,
-     true, {kAlert, "install " + std::string(kHere) + " (saved)"}},
-    {"start in an applications folder shows no box and only adds the login item", false, NSAlertFirstButtonReturn,
-     true, false, true, {kAlert, "install " + std::string(kHere) + " (saved)"}},
+     true, true, {kAlert, "install " + std::string(kHere) + " (saved)"}},
+    {"start without the offer shows no box and only adds the login item", false, NSAlertFirstButtonReturn, true,
+     false, true, true, {kAlert, "install " + std::string(kHere) + " (saved)"}},
 };
 
 INSTANTIATE_TEST_SUITE_P(Rows, Welcome, testing::ValuesIn(kWelcomeRows), SentenceName{});

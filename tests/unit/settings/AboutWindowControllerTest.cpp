@@ -1,6 +1,7 @@
 // The about window's controller: the version text, the two addresses, and
-// uninstall: the question, each answer, a folder that cannot be deleted, and
-// folders that must never be deleted.
+// uninstall of a release folder: the question, each answer, files that
+// cannot be deleted, and the refusals (which folders are never touched is
+// the installation table's).
 #include "settings/AboutWindowController.h"
 
 #include <gtest/gtest.h>
@@ -28,23 +29,16 @@ struct RowName {
 class AboutFixture {
 protected:
     AboutFixture() {
-        bundle_ = temp_.dir("Applications/Jorvane");
-        executable_ = temp_.file("Applications/Jorvane/bin/jorvane", "program");
-        temp_.file("Applications/Jorvane/share/jorvane/DefaultPreferences.json", "{}");
+        bundle_ = temp_.dir("opt/jorvane");
+        executable_ = temp_.file("opt/jorvane/bin/jorvane", "program");
+        temp_.file("opt/jorvane/share/jorvane/installed-files",
+                   "jorvane-installed-files 1 release\nbin/jorvane\nshare/jorvane/installed-files\n");
     }
-    AboutWindowController make(const fs::path& bundle, const fs::path& executable) {
+    AboutWindowController make(const fs::path& executable) {
         return AboutWindowController(AboutWindowController::Dependencies{
-            alerts_, application_, urls_, executable, bundle, "1.4.2",
-            [this](const fs::path& path, std::error_code& error) {
-                removed_.push_back(path);
-                if (failRemoval_) {
-                    error = std::make_error_code(std::errc::read_only_file_system);
-                } else {
-                    fs::remove_all(path, error);
-                }
-            }});
+            alerts_, application_, urls_, executable, installation::installationOf(executable), "1.4.2"});
     }
-    AboutWindowController make() { return make(bundle_, executable_); }
+    AboutWindowController make() { return make(executable_); }
 
     test::TempDir temp_;
     fs::path bundle_;
@@ -52,8 +46,6 @@ protected:
     test::FakeAlerts alerts_;
     test::FakeApplication application_;
     FakeURLOpener urls_;
-    std::vector<fs::path> removed_;
-    bool failRemoval_ = false;
 };
 
 class About : public AboutFixture, public testing::Test {};
@@ -74,7 +66,8 @@ TEST_F(About, UninstallAsksTheQuestionWithItsThreeButtons) {
     ASSERT_EQ(alerts_.shown().size(), 1u);
     const AlertSpec& question = alerts_.shown()[0];
     EXPECT_EQ(question.messageText, "Do you really want to uninstall Jorvane?");
-    EXPECT_EQ(question.informativeText, "");
+    EXPECT_EQ(question.informativeText,
+              "Jorvane's files in " + bundle_.string() + " will be deleted. Files you added there stay.");
     EXPECT_EQ(question.buttons, (std::vector<std::string>{"Uninstall & send Feedback", "Uninstall", "Cancel"}));
     EXPECT_EQ(question.style, AlertSpec::Style::warning);
 }
@@ -106,74 +99,42 @@ INSTANTIATE_TEST_SUITE_P(Answers, UninstallAnswer,
                                          AnswerRow{"ClosingTheAlertCancels", 0, false, false}),
                          RowName());
 
-TEST_F(About, ABundleThatCannotBeDeletedStillQuits) {
-    failRemoval_ = true;
+TEST_F(About, FilesThatCannotBeDeletedStillQuit) {
+    AboutWindowController about = make();
+    // The listed file became a folder with something in it: no one, root
+    // included, deletes it as a file.
+    fs::remove(bundle_ / "share/jorvane/installed-files");
+    temp_.file("opt/jorvane/share/jorvane/installed-files/inside", "x");
     alerts_.answerNext(NSAlertSecondButtonReturn);
-    make().uninstall();
-    EXPECT_EQ(removed_, std::vector<fs::path>{bundle_});
-    EXPECT_TRUE(fs::exists(executable_));
+    about.uninstall();
+    EXPECT_FALSE(fs::exists(executable_));
+    EXPECT_TRUE(fs::exists(bundle_ / "share/jorvane/installed-files/inside"));
     EXPECT_EQ(application_.terminations(), 1);
 }
 
-TEST_F(About, APackageManagerInstallIsNeverDeletedButExplainedAndStillQuits) {
-    alerts_.answerNext(NSAlertFirstButtonReturn);
-    make("/usr", "/usr/bin/jorvane").uninstall();
-    EXPECT_TRUE(removed_.empty());
-    ASSERT_EQ(alerts_.shown().size(), 2u);
-    EXPECT_EQ(alerts_.shown()[1].messageText,
-              "Jorvane was installed by the package manager and cannot remove itself.");
-    EXPECT_EQ(alerts_.shown()[1].informativeText,
+TEST_F(About, APackageInstallIsNeverDeletedButExplainedAndQuits) {
+    temp_.file("usr/share/jorvane/installed-files",
+               "jorvane-installed-files 1 package\nbin/jorvane\nshare/jorvane/installed-files\n");
+    const fs::path program = temp_.file("usr/bin/jorvane", "program");
+    make(program).uninstall();
+    EXPECT_TRUE(fs::exists(program));
+    ASSERT_EQ(alerts_.shown().size(), 1u) << "no question first";
+    EXPECT_EQ(alerts_.shown()[0].messageText, "Jorvane was installed by the package manager and cannot remove itself.");
+    EXPECT_EQ(alerts_.shown()[0].informativeText,
               "Remove the package \"jorvane\" with the package manager (for example: sudo apt remove jorvane). "
               "Jorvane quits now.");
-    EXPECT_EQ(urls_.opened.size(), 1u) << "the feedback mail still opens";
     EXPECT_EQ(application_.terminations(), 1);
 }
 
-TEST_F(About, AFolderSharedWithOtherProgramsIsNeverDeleted) {
-    temp_.file("Applications/Jorvane/bin/xterm", "another program");
-    alerts_.answerNext(NSAlertSecondButtonReturn);
-    make().uninstall();
-    EXPECT_TRUE(removed_.empty());
-    EXPECT_TRUE(fs::exists(executable_));
-    ASSERT_EQ(alerts_.shown().size(), 2u);
-    EXPECT_EQ(alerts_.shown()[1].messageText,
-              "Jorvane cannot remove " + bundle_.string() + ", which holds other programs too.");
+TEST_F(About, AFolderWithoutAManifestIsNeverDeletedAndTheRefusalNamesIt) {
+    const fs::path program = temp_.file("build/bin/jorvane", "program");
+    make(program).uninstall();
+    EXPECT_TRUE(fs::exists(program));
+    ASSERT_EQ(alerts_.shown().size(), 1u);
+    EXPECT_EQ(alerts_.shown()[0].messageText, "Jorvane cannot uninstall itself from " +
+                                                  (temp_.path() / "build/bin").string() + ".");
     EXPECT_EQ(application_.terminations(), 1);
 }
-
-// ---- Which folders uninstall may delete.
-
-struct FolderRow {
-    const char* name;
-    const char* bundle;      // relative to the temporary folder, or absolute
-    const char* executable;  // likewise
-    bool removable;
-};
-
-class RemovableBundle : public AboutFixture, public testing::TestWithParam<FolderRow> {};
-
-TEST_P(RemovableBundle, OnlyTheProgramsOwnFolder) {
-    const FolderRow& row = GetParam();
-    temp_.file("local/bin/jorvane");
-    temp_.file("local/bin/python3");
-    temp_.file("loose/jorvane");
-    const auto at = [this](const char* path) {
-        return *path == 0 || *path == '/' ? fs::path(path) : temp_.path() / path;
-    };
-    EXPECT_EQ(AboutWindowController::isRemovableBundle(at(row.bundle), at(row.executable)), row.removable);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Folders, RemovableBundle,
-    testing::Values(FolderRow{"ItsOwnFolder", "Applications/Jorvane", "Applications/Jorvane/bin/jorvane", true},
-                    FolderRow{"ItsOwnFolderSpelledWithDots", "Applications/./Jorvane/",
-                              "Applications/Jorvane/bin/../bin/jorvane", true},
-                    FolderRow{"APrefixWithOtherPrograms", "local", "local/bin/jorvane", false},
-                    FolderRow{"AFolderThatDoesNotHoldTheProgram", "Applications/Jorvane", "loose/jorvane", false},
-                    FolderRow{"TheProgramsFolderWithoutBin", "loose", "loose/jorvane", false},
-                    FolderRow{"APackageManagerPrefix", "/usr", "/usr/bin/jorvane", false},
-                    FolderRow{"NoFolder", "", "", false}),
-    RowName());
 
 }  // namespace
 }  // namespace jorvane
