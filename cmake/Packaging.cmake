@@ -1,4 +1,4 @@
-# Installation into a desktop and the Debian package.
+# Installation into a desktop, the Debian package and the release archive.
 #
 #   cmake --build <build> && (cd <build> && cpack -G DEB)
 #
@@ -6,13 +6,20 @@
 # share/jorvane/* (found by the program beside its executable, ../share/jorvane),
 # the menu entry and the icon. Its Depends are worked out by dpkg-shlibdeps
 # from the libraries the program links (dpkg-dev).
+#
+#   (cd <build> && cpack -G TGZ)
+#
+# gives jorvane-<version>-linux-x86_64.tar.gz, unpacking to jorvane-<version>/.
+# Every install carries share/jorvane/installed-files, written last
+# (WriteInstallManifest.cmake), which tells the program which files are its own.
 
 if(JORVANE_BUILD_APP)
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/jorvane.desktop DESTINATION share/applications)
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/jorvane.svg DESTINATION share/icons/hicolor/scalable/apps)
 endif()
 
-set(CPACK_GENERATOR "DEB")
+set(CPACK_GENERATOR "DEB;TGZ")
+set(CPACK_PROJECT_CONFIG_FILE "${PROJECT_SOURCE_DIR}/cmake/CPackPerGenerator.cmake")
 set(CPACK_PACKAGE_NAME "jorvane")
 set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
 set(CPACK_PACKAGE_VENDOR "Jorvane")
@@ -38,3 +45,6 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "thunar")
 
 include(CPack)
+
+# Last of all the install rules: the subdirectories' run before this folder's own.
+install(SCRIPT "${PROJECT_SOURCE_DIR}/cmake/WriteInstallManifest.cmake")

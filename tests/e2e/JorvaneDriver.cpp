@@ -185,14 +185,17 @@ std::vector<std::string> JorvaneDriver::overrides(const Options& options) const 
     if (options.home) {
         variables.push_back("HOME=" + options.home->string());
         variables.push_back("XDG_CONFIG_HOME=" + (*options.home / ".config").string());
+        variables.push_back("XDG_DATA_HOME=" + (*options.home / ".local" / "share").string());
     }
+    variables.insert(variables.end(), options.environment.begin(), options.environment.end());
     return variables;
 }
 
 pid_t JorvaneDriver::spawnProgram(const Options& options, const std::string& logName) {
     std::vector<std::string> variables = overrides(options);
     if (!options.accessible) variables.emplace_back("QT_LINUX_ACCESSIBILITY_ALWAYS_ON");  // removed
-    return desktop_.spawn({kJorvaneBinary}, logName, std::nullopt, variables);
+    return desktop_.spawn({options.program ? options.program->string() : std::string(kJorvaneBinary)}, logName,
+                          std::nullopt, variables);
 }
 
 std::optional<int> JorvaneDriver::startAgain(const Options& options, milliseconds timeout) {

@@ -63,6 +63,10 @@ public:
         // Wait until the launch sequence is done (false: return once it has
         // started, for a launch that waits on an alert).
         bool waitUntilRunning = true;
+        // Another copy of the program than the build's (an installed one).
+        std::optional<std::filesystem::path> program;
+        // More "NAME=value" settings of its environment.
+        std::vector<std::string> environment;
     };
 
     explicit JorvaneDriver(Desktop& desktop);

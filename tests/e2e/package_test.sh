@@ -45,6 +45,10 @@ dpkg --root="$root" -s jorvane 2>/dev/null | grep -q '^Status: install ok instal
 [ -x "$root/usr/bin/jorvane" ] || fail "usr/bin/jorvane missing or not executable"
 # The program looks for its resources at <bin>/../share/jorvane.
 [ -s "$root/usr/share/jorvane/DefaultPreferences.json" ] || fail "usr/share/jorvane/DefaultPreferences.json missing"
+# The program knows the package manager's files as such: never moved or deleted by itself.
+[ "$(head -n 1 "$root/usr/share/jorvane/installed-files")" = "jorvane-installed-files 1 package" ] ||
+    fail "usr/share/jorvane/installed-files does not mark a package install"
+grep -qx 'bin/jorvane' "$root/usr/share/jorvane/installed-files" || fail "the manifest does not list bin/jorvane"
 desktop=$root/usr/share/applications/jorvane.desktop
 [ -f "$desktop" ] || fail "usr/share/applications/jorvane.desktop missing"
 if command -v desktop-file-validate >/dev/null; then
