@@ -6,6 +6,7 @@
 
 #include "settings/DefaultsCatalogue.h"
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,15 @@ public:
     virtual bool changedSinceLastSync() = 0;
     // Names the store in messages ("/home/ann/.config/jorvane/settings.json").
     virtual std::string description() const { return "the settings store"; }
+
+    // Held around a read, merge and write, so that two programs saving the
+    // same store at once each keep the keys they changed. Stores that only
+    // this process uses need none.
+    class UpdateLock {
+    public:
+        virtual ~UpdateLock() = default;
+    };
+    virtual std::unique_ptr<UpdateLock> lockForUpdate() { return nullptr; }
 };
 
 }  // namespace jorvane::settings

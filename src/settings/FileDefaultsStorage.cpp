@@ -1,15 +1,18 @@
 #include "settings/FileDefaultsStorage.h"
 
 #include <atomic>
+#include <chrono>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
 #include <pwd.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -122,7 +125,8 @@ DefaultsStorage::Loaded FileDefaultsStorage::load() {
     const fs::path path = target();
     synced_ = true;
 
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    // Non-blocking: a FIFO in its place must not hold up the start.
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) {
         const int error = errno;
         lastSync_ = stamp();
@@ -138,6 +142,18 @@ DefaultsStorage::Loaded FileDefaultsStorage::load() {
     // seen at the next check.
     struct stat st {};
     lastSync_ = ::fstat(fd, &st) == 0 ? stampOf(st) : stamp();
+    std::string refusal;
+    if (!S_ISREG(st.st_mode) && !S_ISDIR(st.st_mode)) {
+        refusal = " is not a regular file";
+    } else if (S_ISREG(st.st_mode) && static_cast<std::uint64_t>(st.st_size) > kSizeLimit) {
+        refusal = " is " + std::to_string(st.st_size) + " bytes, too large for a settings file";
+    }
+    if (!refusal.empty()) {
+        ::close(fd);
+        refuseSaves_ = path.string() + refusal + "; settings are not saved until it is replaced by a settings file";
+        result.warnings.push_back(path.string() + refusal + "; it was left as it is and the default settings are used");
+        return result;
+    }
     std::string text;
     int readError = S_ISDIR(st.st_mode) ? EISDIR : 0;
     char buffer[8192];
@@ -190,6 +206,40 @@ std::string FileDefaultsStorage::setAside(const fs::path& damaged, const std::st
     refuseSaves_ = damaged.string() + " " + why + " and could not be set aside (" + errorText(error) +
                    "); settings are not saved until it is repaired or removed";
     return refuseSaves_ + "; the default settings are used";
+}
+
+namespace {
+
+class FolderLock final : public DefaultsStorage::UpdateLock {
+public:
+    explicit FolderLock(int fd) : fd_(fd) {}
+    ~FolderLock() override { ::close(fd_); }  // closing releases the lock
+
+private:
+    int fd_;
+};
+
+}  // namespace
+
+std::unique_ptr<DefaultsStorage::UpdateLock> FileDefaultsStorage::lockForUpdate() {
+    const fs::path folder = target().parent_path().empty() ? fs::path(".") : target().parent_path();
+    std::error_code ec;
+    fs::create_directories(folder, ec);
+    const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) return nullptr;
+    // Another program holds it for a save, which takes milliseconds; one
+    // that hangs holding it is not waited for past a bound.
+    constexpr auto kPatience = std::chrono::seconds(2);
+    const auto until = std::chrono::steady_clock::now() + kPatience;
+    while (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK && errno != EINTR) break;
+        if (std::chrono::steady_clock::now() > until) {
+            ::close(fd);
+            return nullptr;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return std::make_unique<FolderLock>(fd);
 }
 
 DefaultsStorage::Saved FileDefaultsStorage::save(const Dictionary& values) {

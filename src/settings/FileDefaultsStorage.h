@@ -10,6 +10,12 @@
 // never written over: it is renamed to settings.json.corrupt-<time> (with a
 // number added when that name is taken) and the domain starts empty. If even
 // that rename fails, saving is refused until the file is repaired.
+//
+// A path that is not a regular file (a FIFO, a device) or a file larger than
+// any settings file is refused without blocking and without being touched:
+// the defaults are used and nothing is saved there. Programs that save at
+// the same time take turns through a lock on the folder, so each keeps the
+// keys it changed.
 
 #include "settings/DefaultsStorage.h"
 
@@ -38,6 +44,10 @@ public:
     Saved save(const Dictionary& values) override;
     bool changedSinceLastSync() override;
     std::string description() const override { return file_.string(); }
+    std::unique_ptr<UpdateLock> lockForUpdate() override;
+
+    // Larger files are not settings.
+    static constexpr std::uint64_t kSizeLimit = 16 * 1024 * 1024;
 
 private:
     // What identifies one version of the file cheaply.

@@ -227,7 +227,10 @@ void UserDefaults::loadLocked(Warnings& warnings) const {
 }
 
 bool UserDefaults::flushLocked(Warnings& warnings) {
-    // Someone else's edit of another key must survive our write.
+    // Someone else's edit of another key must survive our write: the last
+    // writer wins per key, not per file. The lock keeps another program from
+    // writing between our read and our write.
+    const std::unique_ptr<DefaultsStorage::UpdateLock> updating = storage_->lockForUpdate();
     if (storage_->changedSinceLastSync()) loadLocked(warnings);
     Dictionary snapshot;
     std::uint64_t generation;

@@ -13,6 +13,7 @@
 #include <sstream>
 
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace jorvane::settings;
@@ -194,30 +195,86 @@ TEST_F(FileDefaultsTest, SecondDamagedFileDoesNotReplaceTheFirstOneSetAside) {
     EXPECT_EQ(contents, (std::vector<std::string>{"first {", "second {"}));
 }
 
-TEST_F(FileDefaultsTest, UnreadableFileIsSetAside) {
-    if (::geteuid() == 0) GTEST_SKIP() << "root reads a file whatever its mode";
-    writeSettings(R"({"hotkey_keycode": 3})");
-    ::chmod(settingsFile().c_str(), 0);
+TEST_F(FileDefaultsTest, UnreadableFileIsSetAsideIntact) {
+    // Unreadable for root as well as for a user: a folder in the file's place.
+    dir_.file("config/jorvane/settings.json/inside", "kept");
     auto defaults = open();
     EXPECT_EQ(defaults->integerForKey(keys::hotkeyKeycode), 5);
     ASSERT_EQ(warnings_.size(), 1u);
-    EXPECT_NE(warnings_[0].find("cannot be read (Permission denied)"), std::string::npos) << warnings_[0];
-    EXPECT_FALSE(fs::exists(settingsFile()));
+    EXPECT_NE(warnings_[0].find("cannot be read (Is a directory)"), std::string::npos) << warnings_[0];
+    const auto files = filesIn(settingsFile().parent_path());
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_EQ(slurp(settingsFile().parent_path() / files[0] / "inside"), "kept");
 }
 
 TEST_F(FileDefaultsTest, DamagedFileThatCannotBeSetAsideIsNeverWrittenOver) {
-    if (::geteuid() == 0) GTEST_SKIP() << "root renames in a read-only folder";
-    writeSettings("{ broken");
-    ::chmod(settingsFile().parent_path().c_str(), 0500);
-    auto defaults = open();
-    defaults->setInteger(7, keys::hotkeyKeycode);
-    EXPECT_FALSE(defaults->synchronize());
-    EXPECT_EQ(defaults->integerForKey(keys::hotkeyKeycode), 7);  // still in effect for this run
-    ::chmod(settingsFile().parent_path().c_str(), 0700);
-    EXPECT_EQ(slurp(settingsFile()), "{ broken");
+    // A name so long that no longer name can set it aside, for any user.
+    const fs::path file = dir_.path() / (std::string(240, 's') + ".json");
+    std::ofstream(file) << "{ broken";
+    UserDefaults defaults(std::make_unique<FileDefaultsStorage>(file),
+                          [this](const std::string& line) { warnings_.push_back(line); });
+    defaults.registerDefaults(shippedDefaults());
+    defaults.setInteger(7, keys::hotkeyKeycode);
+    EXPECT_FALSE(defaults.synchronize());
+    EXPECT_EQ(defaults.integerForKey(keys::hotkeyKeycode), 7);  // still in effect for this run
+    EXPECT_EQ(slurp(file), "{ broken");
     ASSERT_EQ(warnings_.size(), 2u);
     EXPECT_NE(warnings_[0].find("could not be set aside"), std::string::npos) << warnings_[0];
     EXPECT_NE(warnings_[1].find("settings not saved"), std::string::npos) << warnings_[1];
+}
+
+TEST_F(FileDefaultsTest, AFifoOrAHugeFileIsRefusedWithoutBlockingAndLeftAsItIs) {
+    fs::create_directories(settingsFile().parent_path());
+    ASSERT_EQ(::mkfifo(settingsFile().c_str(), 0600), 0);
+    auto defaults = open();  // a blocking open would never return
+    EXPECT_EQ(defaults->integerForKey(keys::hotkeyKeycode), 5);
+    defaults->setInteger(7, keys::hotkeyKeycode);
+    EXPECT_FALSE(defaults->synchronize());
+    EXPECT_TRUE(fs::is_fifo(settingsFile()));
+    ASSERT_FALSE(warnings_.empty());
+    EXPECT_NE(warnings_[0].find("is not a regular file"), std::string::npos) << warnings_[0];
+
+    fs::remove(settingsFile());
+    {
+        std::ofstream huge(settingsFile());
+        huge << "{}";
+    }
+    fs::resize_file(settingsFile(), FileDefaultsStorage::kSizeLimit + 1);
+    warnings_.clear();
+    auto again = open();
+    EXPECT_EQ(again->integerForKey(keys::hotkeyKeycode), 5);
+    ASSERT_FALSE(warnings_.empty());
+    EXPECT_NE(warnings_[0].find("too large for a settings file"), std::string::npos) << warnings_[0];
+    EXPECT_EQ(fs::file_size(settingsFile()), FileDefaultsStorage::kSizeLimit + 1);
+}
+
+// Two programs saving the same file at once, each changing keys of its own:
+// every key of both is in the file afterwards.
+TEST_F(FileDefaultsTest, TwoProcessesSavingAtOnceLoseNoKey) {
+    constexpr int kKeysEach = 40;
+    const auto writer = [this](const std::string& prefix) {
+        UserDefaults defaults(std::make_unique<FileDefaultsStorage>(settingsFile()), [](const std::string&) {});
+        for (int i = 0; i < kKeysEach; ++i) {
+            defaults.set(Key<std::int64_t>(prefix + std::to_string(i), std::nullopt, "a test key"), std::int64_t{i});
+            if (!defaults.synchronize()) _exit(2);
+        }
+        _exit(0);
+    };
+    std::vector<pid_t> children;
+    for (const char* prefix : {"a", "b"}) {
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) writer(prefix);
+        children.push_back(child);
+    }
+    for (const pid_t child : children) {
+        int status = 0;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    }
+    const Value saved = Value::parse(slurp(settingsFile()));
+    for (const char* prefix : {"a", "b"})
+        for (int i = 0; i < kKeysEach; ++i) EXPECT_TRUE(saved.contains(prefix + std::to_string(i))) << prefix << i;
 }
 
 TEST_F(FileDefaultsTest, EditOfTheFileIsPickedUp) {
