@@ -25,6 +25,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "addressbar/PathWindowController.h"
@@ -194,6 +195,11 @@ std::uint32_t clientWindowOf(const AXUIElementRef& element) {
 
 int main(int argc, char** argv) {
     reportCrashes();
+    // Answered before anything needs a display (a moved copy is checked with it).
+    if (argc == 2 && std::string_view(argv[1]) == "--version") {
+        std::printf("jorvane %s\n", JORVANE_VERSION);
+        return 0;
+    }
     configureLog();
 
     const std::optional<std::string> problem =

@@ -90,6 +90,12 @@ std::optional<Outcome> replace(const Context& context, const Plan& plan, std::st
         *failure = "the new copy is not complete";
         return Outcome::failed;
     }
+    const std::string program = (fs::path(plan.destination) / installation::kProgramPath).string();
+    const CommandRun check = context.system.runCommand({program, "--version"}, false);
+    if (!check.started || check.signalled || check.exitCode != 0) {
+        *failure = "the new copy does not start";
+        return Outcome::failed;
+    }
     return std::nullopt;
 }
 

@@ -20,8 +20,8 @@
 //      leaves both copies as they were. Every tool is named by its absolute
 //      path, paths are passed as arguments, never as shell text, and the step
 //      is bounded in time by a tool that runs with it.
-//   4. The new copy must be a complete release folder; only then does the
-//      original go to the Trash (unless it lies on removable media), and the
+//   4. The new copy must be a complete release folder whose program starts
+//      (it answers --version); only then does the original go to the Trash (unless it lies on removable media), and the
 //      new copy starts once this process has ended.
 // Steps 3 and 4 run in the background when a way to do so is given; alerts
 // are shown on the main queue.

@@ -40,7 +40,8 @@ public:
     fs::path release(const std::string& folder, const std::string& marker) {
         temp_.file(folder + "/share/jorvane/installed-files",
                    "jorvane-installed-files 1 release\nbin/jorvane\nshare/jorvane/installed-files\n");
-        temp_.file(folder + "/bin/jorvane", marker);
+        const fs::path program = temp_.file(folder + "/bin/jorvane", "#!/bin/sh\n# " + marker + "\n");
+        fs::permissions(program, fs::perms::owner_all);
         return temp_.path() / folder;
     }
 
@@ -86,6 +87,7 @@ constexpr const char* kActivate = "app.activateIgnoringOtherApps";
 constexpr const char* kRun = "run /usr/bin/timeout";
 constexpr const char* kAdmin = "admin /usr/bin/timeout";
 constexpr const char* kFailure = "alert Could not move to /opt folder";
+constexpr const char* kCheck = "run <dest>/bin/jorvane";
 
 void oldRelease(MoveFixture& f);
 void otherProduct(MoveFixture& f);
@@ -96,7 +98,9 @@ TEST_P(Move, Row) {
     EXPECT_EQ(MoveToApplications::moveToApplicationsAndRestart(context()), row.outcome);
     EXPECT_EQ(log_->entries(), expanded(row.steps));
     const fs::path program = fs::path(destination()) / "bin/jorvane";
-    EXPECT_EQ(fs::exists(program) ? read(program) : "", row.destinationHolds);
+    const std::string holds = fs::exists(program) ? read(program) : "";
+    EXPECT_EQ(holds.empty() ? "" : holds.substr(holds.rfind(' ') + 1, holds.size() - holds.rfind(' ') - 2),
+              row.destinationHolds);
     const bool trashed = row.outcome == Outcome::relaunched;
     EXPECT_EQ(fs::exists(source_), !trashed) << "the release goes to the Trash only after a good copy";
     EXPECT_FALSE(fs::exists(opt_ / ".jorvane-new-7") || fs::exists(opt_ / ".jorvane-old-7"));
@@ -104,9 +108,9 @@ TEST_P(Move, Row) {
 
 const MoveRow kMoveRows[] = {
     {"a release is copied into place then trashed and started from there", nullptr, Outcome::relaunched,
-     {kActivate, kRun, "trash <src>", "relaunch <dest>/bin/jorvane"}, "new"},
+     {kActivate, kRun, kCheck, "trash <src>", "relaunch <dest>/bin/jorvane"}, "new"},
     {"an older release there is replaced", oldRelease, Outcome::relaunched,
-     {kActivate, kRun, "trash <src>", "relaunch <dest>/bin/jorvane"}, "new"},
+     {kActivate, kRun, kCheck, "trash <src>", "relaunch <dest>/bin/jorvane"}, "new"},
     {"another products folder there is refused and left alone", otherProduct, Outcome::refused,
      {kActivate, kFailure}, "theirs"},
     {"a copy running from there is started instead", [](MoveFixture& f) {
@@ -118,7 +122,7 @@ const MoveRow kMoveRows[] = {
          oldRelease(f);
          f.system_.makeUnwritable(f.opt_.string());
      },
-     Outcome::relaunched, {kActivate, kAdmin, "trash <src>", "relaunch <dest>/bin/jorvane"}, "new"},
+     Outcome::relaunched, {kActivate, kAdmin, kCheck, "trash <src>", "relaunch <dest>/bin/jorvane"}, "new"},
     {"a dismissed password dialog leaves both copies", [](MoveFixture& f) {
          oldRelease(f);
          f.system_.makeUnwritable(f.opt_.string());
@@ -136,13 +140,17 @@ const MoveRow kMoveRows[] = {
          f.system_.answerAdmin({true, true, -1});
      },
      Outcome::failed, {kActivate, kAdmin, kFailure}, ""},
+    {"a new copy that does not start shows the alert and the release stays", [](MoveFixture& f) {
+         f.temp_.file("home/Downloads/jorvane-1.0/bin/jorvane", "#!/bin/sh\nexit 1\n# broken\n");
+     },
+     Outcome::failed, {kActivate, kRun, kCheck, kFailure}, "broken"},
     {"an unwritable release stays since it could not go to the trash",
      [](MoveFixture& f) { f.system_.makeUnwritable(f.source_.string()); }, Outcome::stays, {}, ""},
 };
 
 void oldRelease(MoveFixture& f) { f.release("opt/jorvane", "old"); }
 void otherProduct(MoveFixture& f) {
-    f.temp_.file("opt/jorvane/bin/jorvane", "theirs");
+    f.temp_.file("opt/jorvane/bin/jorvane", "# theirs\n");
     f.temp_.file("opt/jorvane/README", "another product");
 }
 
