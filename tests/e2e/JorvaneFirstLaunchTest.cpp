@@ -200,5 +200,35 @@ TEST_F(JorvaneFirstLaunch, fromAnUnpackedReleaseItMovesIntoTheApplicationsFolder
     EXPECT_EQ(autostartPrograms(home_ / ".config" / "autostart"), std::vector<std::string>{moved.string()});
 }
 
+TEST_F(JorvaneFirstLaunch, uninstallOfTheCopyInTheApplicationsFolderKeepsWhatTheUserAddedThere) {
+    const fs::path release = opt_ / "jorvane";
+    install(release, "release");
+    std::ofstream(release / "share" / "notes.txt") << "mine";
+    settings::UserDefaults seen(std::make_unique<settings::FileDefaultsStorage>(
+        home_ / ".config" / "jorvane" / "settings.json"));
+    seen.setBool(true, settings::keys::notFirstLaunch);
+    ASSERT_TRUE(seen.synchronize());
+    options_.program = release / "bin/jorvane";
+    options_.waitUntilRunning = true;
+
+    JorvaneDriver driver(desktop());
+    ASSERT_TRUE(driver.start(options_)) << driver.why();
+    // A second start offers the preferences, and they the about window.
+    EXPECT_EQ(driver.startAgain(options_), 0);
+    ASSERT_TRUE(driver.waitForElement("Open Preferences ...", kWait)) << driver.log();
+    ASSERT_TRUE(driver.pressElement("Open Preferences ..."));
+    ASSERT_TRUE(driver.waitForElement("About Jorvane", kWait)) << driver.log();
+    ASSERT_TRUE(driver.pressElement("About Jorvane"));
+    ASSERT_TRUE(driver.waitForElement("Uninstall\u2026", kWait)) << driver.log();
+    ASSERT_TRUE(driver.pressElement("Uninstall\u2026"));
+    ASSERT_TRUE(driver.waitForElement("Do you really want to uninstall Jorvane?", kWait)) << driver.log();
+    ASSERT_TRUE(driver.pressElement("Uninstall"));
+    EXPECT_TRUE(waitUntil([&] { return !driver.running(); }, kWait)) << "it quits; the log:\n" << driver.log();
+
+    EXPECT_FALSE(fs::exists(release / "bin"));
+    EXPECT_FALSE(fs::exists(release / "share" / "jorvane"));
+    EXPECT_EQ(listing(release), std::vector<std::string>({"share 0", "share/notes.txt 4"}));
+}
+
 }  // namespace
 }  // namespace jorvane::e2e
