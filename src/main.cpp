@@ -441,7 +441,10 @@ int main(int argc, char** argv) {
                 reopens->setEnabled(true);
             });
         }
-        KMLogInDomain(KMLogLevelInfo, kLog, "running beside Thunar (process %d)", delegate.finderPid());
+        if (delegate.finderPid() > 0)
+            KMLogInDomain(KMLogLevelInfo, kLog, "running beside Thunar (process %d)", delegate.finderPid());
+        else
+            KMLogInDomain(KMLogLevelInfo, kLog, "running beside Thunar once it starts");
         status = QApplication::exec();
     }
 

@@ -43,9 +43,6 @@ constexpr std::array<std::string_view, 5> kWindowNotifications = {
 constexpr double kDefaultBarHeight = 22;
 
 constexpr std::string_view kQuit = "Quit";
-constexpr std::string_view kFinderNotRunningMessage = "Finder is not running!";
-constexpr std::string_view kFinderNotRunningInformative =
-    "Jorvane requires Finder to be running. Start Finder and restart Jorvane!";
 constexpr std::string_view kSessionMessage = "Jorvane cannot work in this session.";
 constexpr std::string_view kSessionInformative =
     "To see clicks and keys in Finder windows, Jorvane needs what this session lacks: ";
@@ -132,6 +129,8 @@ void JorvaneAppDelegate::applicationDidFinishLaunching() {
         if (!self) return;
         if (notification.name == NSWorkspaceDidLaunchApplicationNotification)
             (*self)->onNSWorkspaceDidLaunchApplicationNotification(notification);
+        else if (notification.name == NSWorkspaceDidTerminateApplicationNotification)
+            (*self)->onNSWorkspaceDidTerminateApplicationNotification(notification);
         else if (notification.name == NSWorkspaceDidDeactivateApplicationNotification)
             (*self)->onNSWorkspaceDidDeactivateApplicationNotification(notification);
     });
@@ -147,20 +146,15 @@ void JorvaneAppDelegate::applicationDidFinishLaunching() {
         return;
     }
 
-    finderPid_ = finderRunningApplication();
-    if (finderPid_ < 1) {
-        AlertSpec alert;
-        alert.messageText = forPlatform(kFinderNotRunningMessage, ports_.names);
-        alert.informativeText = forPlatform(kFinderNotRunningInformative, ports_.names);
-        alert.buttons = {std::string(kQuit)};
-        alert.style = AlertSpec::Style::warning;
-        ports_.alerts.runModal(alert);
-        terminate();
-        return;
-    }
-
-    installEventTap();
-    installAXObserver();
+    // From login on, the program usually starts before the file manager:
+    // it then waits for one, and follows each one that comes and goes.
+    lifecycle_ = std::make_unique<FileManagerLifecycle>(FileManagerLifecycle::Hooks{
+        .attach = [this](std::int32_t pid) { attachFileManager(pid); },
+        .detach = [this](std::int32_t pid) { detachFileManager(pid); },
+        .processExists = [this](std::int32_t pid) { return ports_.fileManager.processExists(pid); },
+        .fileManagerName = ports_.names.fileManager,
+    });
+    lifecycle_->started(finderRunningApplication());
 
     ports_.application.activateIgnoringOtherApps();
     ports_.application.deactivate();
@@ -242,10 +236,12 @@ void JorvaneAppDelegate::hideAll() {
 void JorvaneAppDelegate::installAXObserver() {
     const std::int32_t pid = finderPid_;
     const AXUIElementRef application = ports_.accessibility.applicationElement(pid);
-    axObserver_ = ports_.accessibility.createObserver(
-        pid, [weak = std::weak_ptr(self_)](const AXUIElementRef& element, const std::string& notification) {
-            if (const auto self = weak.lock()) (*self)->axObserverCallback(element, notification);
-        });
+    if (!axObserver_) {
+        axObserver_ = ports_.accessibility.createObserver(
+            pid, [weak = std::weak_ptr(self_)](const AXUIElementRef& element, const std::string& notification) {
+                if (const auto self = weak.lock()) (*self)->axObserverCallback(element, notification);
+            });
+    }
     if (!axObserver_) {
         // Bars then never close or hide with their windows.
         KMLogInDomain(KMLogLevelWarn, kLog, "no accessibility observer for process %d", pid);
@@ -299,16 +295,31 @@ void JorvaneAppDelegate::onNSWorkspaceDidDeactivateApplicationNotification(const
 
 void JorvaneAppDelegate::onNSWorkspaceDidLaunchApplicationNotification(const WorkspaceNotification& notification) {
     // After a failed launch the program is on its way out: no new tap.
-    if (!notification.isFileManager || terminating_) return;
+    if (!notification.isFileManager || terminating_ || !lifecycle_) return;
+    lifecycle_->appeared(notification.pid);
+    if (finderLaunchAfterToggleHidden_.exchange(false)) ports_.fileManager.bringToFront(notification.pid);
+}
+
+void JorvaneAppDelegate::onNSWorkspaceDidTerminateApplicationNotification(const WorkspaceNotification& notification) {
+    if (notification.isFileManager && lifecycle_) lifecycle_->windowsGone(notification.pid);
+}
+
+void JorvaneAppDelegate::attachFileManager(std::int32_t pid) {
     hideAll();
-    finderPid_ = notification.pid;
-    // Only the tap follows the new process. The observer stays: it takes the
-    // new process's windows as they get bars, and the old windows' bars
-    // have gone with their windows' destruction notices or stay hidden.
+    finderPid_ = pid;
+    // The tap follows the process. The observer follows windows, whichever
+    // process they belong to: one is enough for every file manager to come.
     ports_.eventTap.setEnabled(false);
     ports_.eventTap.uninstall();
     installEventTap();
-    if (finderLaunchAfterToggleHidden_.exchange(false)) ports_.fileManager.bringToFront(notification.pid);
+    installAXObserver();
+}
+
+void JorvaneAppDelegate::detachFileManager(std::int32_t /*pid*/) {
+    hideAll();
+    finderPid_ = 0;
+    ports_.eventTap.setEnabled(false);
+    ports_.eventTap.uninstall();
 }
 
 // ---- the event tap

@@ -8,9 +8,11 @@
 // Launch (applicationDidFinishLaunching), in this order: register the
 // shipped defaults, store the version, start the update check, subscribe to
 // the workspace's notifications, check the session (an alert and the end
-// when something is missing), greet on the first launch, find the file
-// manager (an alert and the end when it is not running), install the event
-// tap and the accessibility observer, step back into the background.
+// when something is missing), greet on the first launch, hand the file
+// manager's process to its lifecycle (FileManagerLifecycle.h: attached at
+// once when it runs, else waited for; every later start, crash, quit and
+// restart of the file manager re-attaches or detaches the event tap and the
+// accessibility observer), step back into the background.
 //
 // Threads. Everything here runs on the main thread except:
 //  - eventTapCallback, which the tap calls on its own thread. Key events are
@@ -52,6 +54,7 @@
 #include "addressbar/PathWindowDelegate.h"
 #include "app/ActivationEvents.h"
 #include "app/EventTap.h"
+#include "app/FileManagerLifecycle.h"
 #include "app/PlatformNames.h"
 #include "bridges/AXObserver.h"
 #include "bridges/Accessibility.h"
@@ -156,6 +159,9 @@ public:
     void applicationDidResignActive();
     void onNSWorkspaceDidDeactivateApplicationNotification(const WorkspaceNotification& notification);
     void onNSWorkspaceDidLaunchApplicationNotification(const WorkspaceNotification& notification);
+    void onNSWorkspaceDidTerminateApplicationNotification(const WorkspaceNotification& notification);
+    // The file manager process the program works with (0 while it waits for one).
+    const FileManagerLifecycle* fileManagerLifecycle() const { return lifecycle_.get(); }
 
     // ---- the event tap
     void installEventTap();
@@ -194,6 +200,8 @@ private:
 
     void terminate();
     void hideAll();
+    void attachFileManager(std::int32_t pid);
+    void detachFileManager(std::int32_t pid);
     void startKeyAction(activation::KeyAction action);
     bool runInBackground(std::function<void()> work);
     void toggleShowHiddenNow();
@@ -203,6 +211,7 @@ private:
     void hideCoveredBars();
 
     Ports ports_;
+    std::unique_ptr<FileManagerLifecycle> lifecycle_;
     std::unique_ptr<AXObserver> axObserver_;
     std::atomic<bool> finderLaunchAfterToggleHidden_{false};
     std::vector<std::unique_ptr<PathWindowController>> pathControllers_;

@@ -1,7 +1,8 @@
 #pragma once
 
 // The workspace's notifications about applications: one started (its first
-// window appeared), one lost the front to another application. The core
+// window appeared), one lost the front to another application, one's last
+// window went away. The core
 // acts on those of the file manager; the adapter says which those are.
 
 #include <cstdint>
@@ -15,6 +16,9 @@ inline constexpr std::string_view NSWorkspaceDidLaunchApplicationNotification =
     "NSWorkspaceDidLaunchApplicationNotification";
 inline constexpr std::string_view NSWorkspaceDidDeactivateApplicationNotification =
     "NSWorkspaceDidDeactivateApplicationNotification";
+// The last window of an application went away (its process may live on).
+inline constexpr std::string_view NSWorkspaceDidTerminateApplicationNotification =
+    "NSWorkspaceDidTerminateApplicationNotification";
 
 struct WorkspaceNotification {
     std::string name;

@@ -375,17 +375,27 @@ void Desktop::configureThunar() {
         throw std::runtime_error("xfconf cannot be reached on the private bus");
 }
 
-void Desktop::startThunar() {
-    thunarPid_ = spawn({"thunar", "--daemon"}, "thunar");
+void Desktop::startThunar(const std::optional<fs::path>& folder) {
+    thunarPid_ = spawn(folder ? std::vector<std::string>{"thunar", folder->string()}
+                              : std::vector<std::string>{"thunar", "--daemon"},
+                       "thunar");
     const bool up = waitUntil([this] { return nameHasOwner("org.xfce.FileManager"); }, options_.startTimeout,
                               milliseconds(50));
     if (!up) throw std::runtime_error("Thunar did not take org.xfce.FileManager");
 }
 
 void Desktop::restartThunar() {
-    if (thunarPid_ > 0) stopProcess(thunarPid_);
-    waitUntil([this] { return !nameHasOwner("org.xfce.FileManager"); }, milliseconds(5000), milliseconds(50));
+    stopThunar();
     startThunar();
+}
+
+void Desktop::stopThunar(bool crash) {
+    if (thunarPid_ > 0) {
+        if (crash) kill(thunarPid_, SIGKILL);
+        stopProcess(thunarPid_);
+        thunarPid_ = -1;
+    }
+    waitUntil([this] { return !nameHasOwner("org.xfce.FileManager"); }, milliseconds(5000), milliseconds(50));
 }
 
 // ---- X11

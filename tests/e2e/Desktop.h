@@ -103,6 +103,12 @@ public:
     bool resume(pid_t pid);
     // Starts Thunar again after a test stopped it.
     void restartThunar();
+    // Ends Thunar (SIGTERM, or SIGKILL as a crash would) and waits until its
+    // D-Bus name is free; its windows go with it.
+    void stopThunar(bool crash = false);
+    // Starts Thunar as a daemon, or as a program showing `folder` (as a user
+    // who opens it does), and waits until it holds its D-Bus name.
+    void startThunar(const std::optional<std::filesystem::path>& folder = std::nullopt);
 
     // ---- Windows
 
@@ -156,7 +162,6 @@ private:
     void startAccessibilityBus();
     void startWindowManager();
     void configureThunar();
-    void startThunar();
     void setSessionFolders();
     void setVariable(const std::string& name, const std::optional<std::string>& value);
     void restoreProcessEnvironment();

@@ -33,6 +33,9 @@ public:
     void launched(std::int32_t pid, bool isFileManager = true, std::string name = "Thunar") {
         post({std::string(NSWorkspaceDidLaunchApplicationNotification), pid, std::move(name), isFileManager});
     }
+    void windowsGone(std::int32_t pid, bool isFileManager = true, std::string name = "Thunar") {
+        post({std::string(NSWorkspaceDidTerminateApplicationNotification), pid, std::move(name), isFileManager});
+    }
     void deactivated(std::int32_t pid, bool isFileManager = true, std::string name = "Thunar") {
         post({std::string(NSWorkspaceDidDeactivateApplicationNotification), pid, std::move(name), isFileManager});
     }

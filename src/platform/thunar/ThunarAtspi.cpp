@@ -409,8 +409,9 @@ bool ThunarAtspi::selectWindow(std::uint32_t xid, int pid, const std::string& ti
     if (!initialised_) return false;
     auto it = windows_.find(xid);
     if (it != windows_.end()) {
-        // A cached frame is still the window's when it carries its title.
-        if (it->second.title == title || freshNameOf(it->second.frame.get()) == title) {
+        // A cached frame is still the window's when it is of the same process
+        // and carries its title.
+        if (it->second.pid == pid && (it->second.title == title || freshNameOf(it->second.frame.get()) == title)) {
             if (it->second.title != title) {
                 // Same frame, new folder: the toolbar stays, the views change.
                 it->second.title = title;
@@ -424,6 +425,7 @@ bool ThunarAtspi::selectWindow(std::uint32_t xid, int pid, const std::string& ti
     if (!found) return false;
     WindowElements elements;
     elements.frame = std::move(found);
+    elements.pid = pid;
     elements.title = title;
     windows_[xid] = std::move(elements);
     currentXid_ = xid;

@@ -91,6 +91,10 @@ public:
 private:
     struct WindowElements {
         AtspiRef frame;
+        // The process the elements belong to: the X server hands a window id
+        // out again once its client is gone, so a restarted Thunar's window
+        // may have the id (and the title) of a window of the one that died.
+        int pid = 0;
         std::string title;
         AtspiRef entry;
         std::map<ToolbarButton, AtspiRef> buttons;

@@ -97,7 +97,8 @@ struct X11AXObserver::Shared {
                     deliver(self, {Kind::Application, 0, e.pid}, kAXApplicationActivatedNotification, false);
                 return;
             }
-            case WindowEvent::Kind::ClientAdded: return;
+            case WindowEvent::Kind::ClientAdded:
+            case WindowEvent::Kind::ProcessLeft: return;
         }
     }
 };

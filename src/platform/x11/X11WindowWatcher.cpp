@@ -39,7 +39,6 @@ struct X11WindowWatcher::State {
         std::string wmClass;
     };
     std::map<xcb_window_t, Client> clients;  // the client list as last read
-    std::set<std::int32_t> seenPids;         // processes that ever had a client window
 
     struct Watched {
         bool explicitly = false;  // asked for by watchWindow
@@ -147,15 +146,34 @@ struct X11WindowWatcher::State {
         std::vector<xcb_window_t> added;
         for (const xcb_window_t w : *list)
             if (!clients.count(w)) added.push_back(w);
-        std::erase_if(clients, [&list](const auto& entry) {
-            return std::find(list->begin(), list->end(), entry.first) == list->end();
+        std::vector<Client> removed;
+        std::erase_if(clients, [&list, &removed](const auto& entry) {
+            const bool gone = std::find(list->begin(), list->end(), entry.first) == list->end();
+            if (gone) removed.push_back(entry.second);
+            return gone;
         });
+        const auto hasClientOf = [this](std::int32_t pid) {
+            return std::any_of(clients.begin(), clients.end(), [pid](const auto& entry) { return entry.second.pid == pid; });
+        };
+        if (out) {
+            std::set<std::int32_t> reported;
+            for (const Client& client : removed) {
+                if (client.pid <= 0 || hasClientOf(client.pid) || !reported.insert(client.pid).second) continue;
+                WindowEvent e;
+                e.kind = WindowEvent::Kind::ProcessLeft;
+                e.pid = client.pid;
+                e.wmClass = client.wmClass;
+                out->push_back(std::move(e));
+            }
+        }
         const auto properties = readClientProperties(*display, added, kClientPid | kClientClass);
         for (std::size_t i = 0; i < added.size(); ++i) {
             if (!properties[i]) continue;  // gone already
             const Client client{properties[i]->pid, properties[i]->wmClass};
+            // Only the windows in the list now count: a process id may come
+            // back with another process once all windows of the first are gone.
+            const bool newProcess = client.pid > 0 && !hasClientOf(client.pid);
             clients[added[i]] = client;
-            const bool newProcess = client.pid > 0 && seenPids.insert(client.pid).second;
             if (watchedPids.count(client.pid)) beginWatching(added[i], false, true);
             if (!out) continue;
             WindowEvent e;
@@ -317,8 +335,6 @@ std::unique_ptr<X11WindowWatcher> X11WindowWatcher::start(const std::string& dis
         std::lock_guard lock(state->mutex);
         if (!state->select(state->display->root(), kRootEvents)) return nullptr;
         state->clientListChanged(nullptr);
-        for (const auto& [window, client] : state->clients)
-            if (client.pid > 0) state->seenPids.insert(client.pid);
         std::vector<WindowEvent> ignored;
         state->activeChanged(ignored);
         if (const auto tree = queryTrees(*state->display, {state->display->root()}).front())

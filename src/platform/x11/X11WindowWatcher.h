@@ -40,6 +40,7 @@ struct WindowEvent {
         Restacked,      // top-levels were raised, lowered, mapped or unmapped: one event per watched client
         ActiveChanged,  // another window became active: `window`, was `previousWindow`
         ClientAdded,    // a client window joined the client list
+        ProcessLeft,    // the last client window of a process left the client list
     };
     Kind kind = Kind::Destroyed;
     std::uint32_t window = 0;
@@ -49,7 +50,8 @@ struct WindowEvent {
     std::uint32_t previousWindow = 0;
     std::int32_t previousPid = 0;
     std::string previousClass;
-    // ClientAdded: no window of this process was seen before.
+    // ClientAdded: no other window of this process is in the client list
+    // (its first window, or the first since all of them went).
     bool newProcess = false;
 };
 

@@ -38,6 +38,8 @@ struct X11WorkspaceObserver::Shared {
     void handle(const std::shared_ptr<Shared>& self, const WindowEvent& e) {
         if (e.kind == WindowEvent::Kind::ClientAdded && e.newProcess)
             post(self, NSWorkspaceDidLaunchApplicationNotification, e.pid, e.wmClass);
+        else if (e.kind == WindowEvent::Kind::ProcessLeft)
+            post(self, NSWorkspaceDidTerminateApplicationNotification, e.pid, e.wmClass);
         else if (e.kind == WindowEvent::Kind::ActiveChanged && e.previousPid > 0 && e.previousPid != e.pid)
             post(self, NSWorkspaceDidDeactivateApplicationNotification, e.previousPid, e.previousClass);
     }

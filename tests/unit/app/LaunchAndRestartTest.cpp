@@ -18,12 +18,13 @@ using testing::HasSubstr;
 const std::vector<std::string> kUntilSessionCheck = {
     "updater.setUpdateCheckInterval 10800", "updater.checkForUpdatesInBackground", "workspace.setCallback",
     "environment.missingRequirements"};
-const std::vector<std::string> kWatchAndStepBack = {
-    "tap.install 4242", "tap.setSwallowableKeys 5/0x100000", "observer.create 4242",
-    "observer.add AXFocusedWindowChanged", "observer.add AXApplicationDeactivated", "observer.add AXWindowMiniaturized",
-    "app.activateIgnoringOtherApps", "app.deactivate"};
+const std::vector<std::string> kStepBack = {"app.activateIgnoringOtherApps", "app.deactivate"};
+const std::vector<std::string> kWatchAndStepBack =
+    std::vector<std::string>{"tap.setEnabled 0", "tap.uninstall", "tap.install 4242", "tap.setSwallowableKeys 5/0x100000",
+                             "observer.create 4242", "observer.add AXFocusedWindowChanged",
+                             "observer.add AXApplicationDeactivated", "observer.add AXWindowMiniaturized"} +
+    kStepBack;
 const std::vector<std::string> kFind = {"fm.runningApplicationPid"};
-const std::vector<std::string> kNoFileManager = {"alert Thunar is not running!", "app.terminate"};
 
 struct LaunchRow {
     const char* name;
@@ -49,8 +50,9 @@ TEST_P(Launch, Row) {
     const bool ends = row.steps.back() == "app.terminate";
     EXPECT_EQ(delegate().isTerminating(), ends);
     EXPECT_EQ(delegate().userDeclinedLaunch(), row.firstLaunch && !row.welcomeGoesOn);
-    EXPECT_EQ(tap_.isInstalled(), !ends);
-    EXPECT_EQ(accessibility_.observer() != nullptr, !ends);
+    const bool watches = !ends && row.fileManagerPid > 0;
+    EXPECT_EQ(tap_.isInstalled(), watches);
+    EXPECT_EQ(accessibility_.observer() != nullptr, watches);
 }
 
 const LaunchRow kLaunchRows[] = {
@@ -60,29 +62,36 @@ const LaunchRow kLaunchRows[] = {
      kUntilSessionCheck + std::vector<std::string>{"welcome"} + kFind + kWatchAndStepBack},
     {"a session without XTEST says so and ends before anything else", {"the XTEST extension"}, true, true, 4242,
      kUntilSessionCheck + std::vector<std::string>{"alert Jorvane cannot work in this session.", "app.terminate"}},
-    {"no file manager running ends with an alert", {}, false, true, 0, kUntilSessionCheck + kFind + kNoFileManager},
-    {"no file manager on a first launch greets first then ends", {}, true, true, 0,
-     kUntilSessionCheck + std::vector<std::string>{"welcome"} + kFind + kNoFileManager},
+    {"no file manager running waits for one without an alert", {}, false, true, 0,
+     kUntilSessionCheck + kFind + kStepBack},
+    {"no file manager on a first launch greets first then waits", {}, true, true, 0,
+     kUntilSessionCheck + std::vector<std::string>{"welcome"} + kFind + kStepBack},
     {"a welcome answered with quit ends without looking further", {}, true, false, 4242,
      kUntilSessionCheck + std::vector<std::string>{"welcome", "app.terminate"}},
 };
 
 INSTANTIATE_TEST_SUITE_P(Rows, Launch, testing::ValuesIn(kLaunchRows), SentenceName{});
 
-TEST_F(AppDelegateTest, theAlertsSayWhatIsMissingInTheFileManagersName) {
+TEST_F(AppDelegateTest, withoutAFileManagerItWaitsAndTheFirstOneThatComesGetsTheTapAndTheObserver) {
+    std::vector<std::string> lines;
+    KMSetLogSink([&](KMLogStream, std::string_view line) { lines.emplace_back(line); });
+    KMSetLogLevelForDomain("Jorvane", KMLogLevelInfo);
     fileManager_.setPid(0);
     launched();
-    ASSERT_EQ(alerts_.shown().size(), 1u);
-    const AlertSpec& alert = alerts_.shown()[0];
-    EXPECT_EQ(alert.messageText, "Thunar is not running!");
-    EXPECT_EQ(alert.informativeText, "Jorvane requires Thunar to be running. Start Thunar and restart Jorvane!");
-    EXPECT_THAT(alert.buttons, ElementsAre("Quit"));
-    EXPECT_EQ(alert.style, AlertSpec::Style::warning);
-    EXPECT_EQ(alert.windowTitle, "Jorvane");
-
-    // A file manager that turns up now gets no tap: the program is ending.
-    workspace_.launched(5000);
+    KMSetLogSink(nullptr);
+    KMClearLogLevelsForDomains();
+    EXPECT_TRUE(alerts_.shown().empty());
+    EXPECT_FALSE(delegate().isTerminating());
     EXPECT_FALSE(tap_.isInstalled());
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_THAT(lines[0], HasSubstr("waiting for Thunar"));
+
+    workspace_.launched(77, false, "xterm");
+    EXPECT_FALSE(tap_.isInstalled()) << "another program is not the file manager";
+    workspace_.launched(5000);
+    EXPECT_THAT(tap_.installs(), ElementsAre(5000));
+    EXPECT_EQ(delegate().finderPid(), 5000);
+    EXPECT_EQ(accessibility_.createdCount(), 1u);
 }
 
 TEST_F(AppDelegateTest, theSessionAlertListsWhatIsMissing) {

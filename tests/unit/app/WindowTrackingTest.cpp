@@ -141,7 +141,9 @@ TEST_F(AppDelegateTest, aNewFileManagerProcessHidesEveryBarAndGetsTheTap) {
     EXPECT_FALSE(barVisible());
     EXPECT_EQ(delegate().finderPid(), 5000);
     EXPECT_THAT(logged({"tap.", "fm.", "observer."}),
-                ElementsAre("tap.setEnabled 0", "tap.uninstall", "tap.install 5000", "tap.setSwallowableKeys 5/0x100000"));
+                ElementsAre("tap.setEnabled 0", "tap.uninstall", "tap.setEnabled 0", "tap.uninstall", "tap.install 5000",
+                            "tap.setSwallowableKeys 5/0x100000"))
+        << "the old process is dropped, then the new one attached";
     EXPECT_EQ(delegate().pathControllers().size(), 1u) << "the old window's bar stays until its window goes";
     EXPECT_EQ(accessibility_.createdCount(), 1u) << "the observer stays";
 

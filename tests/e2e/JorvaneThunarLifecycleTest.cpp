@@ -1,0 +1,144 @@
+// Thunar comes and goes while the program runs, as in a real session: the
+// program started before Thunar (from login), Thunar crashing and killed
+// twice in a row, quit entirely and started again, and the program started
+// by its autostart entry. After each, a click on a new window's title opens
+// the bar, a folder typed there with Return shows in that window, and Ctrl+G
+// opens the bar.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "JorvaneTest.h"
+#include "settings/LoginItems.h"
+
+namespace jorvane::e2e {
+namespace {
+
+namespace fs = std::filesystem;
+
+class ThunarLifecycle : public JorvaneTest {
+protected:
+    static void SetUpTestSuite() {
+        DesktopTest::SetUpTestSuite();
+        if (!startError().empty()) return;
+        folder_ = desktop().dataDir() / "lifecycle";
+        fs::create_directories(folder_ / "Inside");
+        startProgram();
+    }
+
+    static void TearDownTestSuite() {
+        JorvaneTest::TearDownTestSuite();
+        // The next suite finds Thunar as the desktop started it.
+        if (Desktop* running = Desktop::sharedIfRunning(); running && running->thunarPid() <= 0)
+            running->startThunar();
+    }
+
+    // The program on the window of a Thunar that has just come: the title
+    // click, a folder and Return, and the hot key.
+    void expectItWorksOnANewWindow() {
+        const std::optional<std::uint32_t> window = desktop().openThunarWindow(folder_);
+        ASSERT_TRUE(window) << "no Thunar window";
+        expectItWorksOn(window);
+    }
+
+    void expectItWorksOn(const std::optional<std::uint32_t>& window) {
+        ASSERT_TRUE(window) << "no Thunar window";
+        bringToFront(*window);
+        if (HasFailure()) return;
+
+        const std::optional<std::pair<int, int>> title = driver().titlePoint(*window);
+        ASSERT_TRUE(title);
+        driver().clickAt(title->first, title->second);
+        ASSERT_TRUE(driver().waitForFocusedBar(kWait)) << "no bar after a click on the title; the log:\n"
+                                                       << driver().log();
+        ASSERT_TRUE(driver().type((folder_ / "Inside").string()));
+        ASSERT_TRUE(driver().key("Return"));
+        EXPECT_TRUE(desktop().waitForTitle(*window, (folder_ / "Inside").string() + " - Thunar", kWait))
+            << "the window did not go to the folder; the log:\n"
+            << driver().log();
+
+        bringToFront(*window);
+        ASSERT_TRUE(driver().hotKey());
+        EXPECT_TRUE(driver().waitForFocusedBar(kWait)) << "no bar after Ctrl+G";
+        ASSERT_TRUE(driver().key("Escape"));
+        desktop().closeThunarWindows();
+    }
+
+    // Restarts the program while no Thunar runs, as at login.
+    void startProgramWithoutThunar(const JorvaneDriver::Options& options = {}) {
+        desktop().closeThunarWindows();
+        desktop().stopThunar();
+        ASSERT_TRUE(driver().start(options)) << driver().why();
+        EXPECT_TRUE(driver().waitForLog("waiting for Thunar", kWait)) << driver().log();
+    }
+
+    static inline fs::path folder_;
+};
+
+TEST_F(ThunarLifecycle, startedBeforeThunarItWaitsAndWorksOnceThunarOpensAWindow) {
+    startProgramWithoutThunar();
+    desktop().startThunar(folder_);  // `thunar DIR`, as a user opens it
+    expectItWorksOn(desktop().waitForWindow(
+        [](std::uint32_t window) { return desktop().title(window) == folder_.string() + " - Thunar"; }, kWait));
+    // Its last window closed, that Thunar has ended.
+    desktop().stopThunar();
+}
+
+TEST_F(ThunarLifecycle, startedBeforeAThunarDaemonItWorksOnTheWindowsOpenedLater) {
+    startProgramWithoutThunar();
+    desktop().startThunar();
+    expectItWorksOnANewWindow();
+}
+
+TEST_F(ThunarLifecycle, ThunarKilledAndStartedAgainTwiceInARowWorksEachTime) {
+    if (desktop().thunarPid() <= 0) desktop().startThunar();
+    for (int round = 0; round < 2; ++round) {
+        SCOPED_TRACE("restart " + std::to_string(round + 1));
+        desktop().stopThunar(/*crash=*/round == 0);
+        desktop().startThunar();
+        expectItWorksOnANewWindow();
+        if (HasFatalFailure()) return;
+    }
+}
+
+TEST_F(ThunarLifecycle, ThunarQuitEntirelyAndStartedLaterWorks) {
+    if (desktop().thunarPid() <= 0) desktop().startThunar();
+    const RunResult quit = desktop().run({"thunar", "-q"});
+    EXPECT_EQ(quit.exitCode, 0) << quit.output;
+    desktop().stopThunar();  // reaps it, or stops it if it did not go
+    EXPECT_TRUE(driver().waitForLog("waiting for Thunar", kWait)) << driver().log();
+    desktop().startThunar();
+    expectItWorksOnANewWindow();
+}
+
+// The login: the program started by its autostart entry's Exec line as a
+// desktop runs it, Thunar afterwards.
+TEST_F(ThunarLifecycle, startedByItsAutostartEntryBeforeThunarItWorks) {
+    // The desktop's own configuration is this process's: the entry the
+    // welcome writes, read back as a desktop reads it, and removed again.
+    const std::string program = fs::canonical(kJorvaneBinary).string();
+    LoginItem::InstallLoginItemWithPath(program);
+    std::optional<std::vector<std::string>> exec;
+    for (const auto& entry : fs::directory_iterator(LoginItem::autostartDirectory())) {
+        std::ifstream in(entry.path());
+        for (std::string line; std::getline(in, line);)
+            if (line.starts_with("Exec="))
+                exec = LoginItem::splitExecArguments(LoginItem::unescapeDesktopValue(line.substr(5)));
+    }
+    LoginItem::RemoveLoginItemWithPath(program);
+    ASSERT_TRUE(exec && !exec->empty());
+    JorvaneDriver::Options options;
+    options.program = exec->front();
+    startProgramWithoutThunar(options);
+    desktop().startThunar();
+    expectItWorksOnANewWindow();
+}
+
+}  // namespace
+}  // namespace jorvane::e2e
