@@ -96,6 +96,23 @@ TEST_F(ThunarLifecycle, startedBeforeAThunarDaemonItWorksOnTheWindowsOpenedLater
     expectItWorksOnANewWindow();
 }
 
+// As exo-open and other programs start the file manager: D-Bus activation.
+TEST_F(ThunarLifecycle, startedBeforeThunarItWorksOnAThunarThatDBusActivated) {
+    startProgramWithoutThunar();
+    const RunResult call = desktop().run({"gdbus", "call", "--session", "--dest", "org.xfce.FileManager",
+                                          "--object-path", "/org/xfce/FileManager", "--method",
+                                          "org.xfce.FileManager.DisplayFolder", "file://" + folder_.string(), "", ""},
+                                         milliseconds(20000));
+    EXPECT_EQ(call.exitCode, 0) << call.output;
+    const std::optional<std::uint32_t> window = desktop().waitForWindow(
+        [](std::uint32_t w) { return desktop().title(w) == folder_.string() + " - Thunar"; }, kWait);
+    const std::optional<pid_t> activated = window ? desktop().windowPid(*window) : std::nullopt;
+    expectItWorksOn(window);
+    // The bus started it: this test stops it.
+    if (activated) desktop().stopProcess(*activated);
+    EXPECT_TRUE(waitUntil([] { return !desktop().nameHasOwner("org.xfce.FileManager"); }, kWait));
+}
+
 TEST_F(ThunarLifecycle, ThunarKilledAndStartedAgainTwiceInARowWorksEachTime) {
     if (desktop().thunarPid() <= 0) desktop().startThunar();
     for (int round = 0; round < 2; ++round) {
