@@ -234,6 +234,12 @@ int main(int argc, char** argv) {
     // The bars are X11 windows laid over X11 windows, whatever else the
     // session offers.
     qputenv("QT_QPA_PLATFORM", "xcb");
+    // The main thread runs Qt's own event loop, not GLib's default context:
+    // libatspi hands the connections it opens to each application (a Thunar
+    // that starts again) to GLib's default context, and the Thunar worker
+    // uses them on its own thread; dispatched on this thread as well, they
+    // crashed the program after a few Thunar restarts.
+    if (!qEnvironmentVariableIsSet("QT_NO_GLIB")) qputenv("QT_NO_GLIB", "1");
     QApplication app(argc, argv);
     QApplication::setApplicationName("Jorvane");
     QApplication::setApplicationVersion(JORVANE_VERSION);

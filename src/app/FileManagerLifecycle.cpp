@@ -50,6 +50,13 @@ void FileManagerLifecycle::windowsGone(std::int32_t pid) {
                            });
 }
 
+void FileManagerLifecycle::ended(std::int32_t pid) {
+    if (pid < 1 || pid != pid_) return;
+    cancelCheck();
+    detach();
+    wait();
+}
+
 void FileManagerLifecycle::checkEnded(std::int32_t pid) {
     check_.reset();
     if (pid != pid_ || (hooks_.processExists && hooks_.processExists(pid))) return;

@@ -10,7 +10,7 @@
 //   running(pid)  --another process shows a first window--> running(new): detach(pid), attach(new)
 //   running(pid)  --the same process shows a first window again--> running(pid): attach(pid) anew
 //                 (its windows were all gone; a process id may have been reused meanwhile)
-//   running(pid)  --its last window goes and the process has ended--> waiting: detach(pid)
+//   running(pid)  --its last window goes and the process has ended, or it ends--> waiting: detach(pid)
 //   running(pid)  --its last window goes and the process lives on--> looked at again after
 //                 kEndCheckDelay (quitting takes a moment; a daemon lives on and stays attached)
 //
@@ -54,6 +54,8 @@ public:
     void appeared(std::int32_t pid);
     // The last window of a process of the file manager went away.
     void windowsGone(std::int32_t pid);
+    // The process has ended (a daemon ends without a window going).
+    void ended(std::int32_t pid);
 
     // The process attached now; 0 while waiting.
     std::int32_t pid() const { return pid_; }

@@ -12,6 +12,7 @@
 // adapter's time-outs), so they belong on a background queue.
 
 #include <cstdint>
+#include <functional>
 #include <string_view>
 
 namespace jorvane {
@@ -47,6 +48,14 @@ public:
     // (or tab) in the file manager itself. The tap cannot keep the click
     // from the file manager, so the program then adds no clicks of its own.
     virtual bool opensMiddleClickedFolderInNewWindow() const { return false; }
+
+    // Calls `ended` once, on some thread, when the process ends (a daemon
+    // without windows ends without a window going); replaces the previous
+    // watch. Without support, nothing is called.
+    virtual void watchEnd(std::int32_t pid, std::function<void()> ended) {
+        (void)pid;
+        (void)ended;
+    }
 };
 
 }  // namespace jorvane

@@ -313,6 +313,12 @@ void JorvaneAppDelegate::attachFileManager(std::int32_t pid) {
     ports_.eventTap.uninstall();
     installEventTap();
     installAXObserver();
+    ports_.fileManager.watchEnd(pid, [weak = std::weak_ptr(self_), pid] {
+        dispatch::mainQueue().async([weak, pid] {
+            const auto self = weak.lock();
+            if (self && (*self)->lifecycle_) (*self)->lifecycle_->ended(pid);
+        });
+    });
 }
 
 void JorvaneAppDelegate::detachFileManager(std::int32_t /*pid*/) {

@@ -14,7 +14,11 @@
 #include <string>
 #include <vector>
 
+#include <nlohmann/json.hpp>
+#include <xcb/xcb.h>
+
 #include "JorvaneTest.h"
+#include "XTestClient.h"
 #include "settings/LoginItems.h"
 
 namespace jorvane::e2e {
@@ -132,6 +136,44 @@ TEST_F(ThunarLifecycle, ThunarQuitEntirelyAndStartedLaterWorks) {
     EXPECT_TRUE(driver().waitForLog("waiting for Thunar", kWait)) << driver().log();
     desktop().startThunar();
     expectItWorksOnANewWindow();
+}
+
+// Another program holding Ctrl+G on the window at the moment the program
+// grabs it does not leave the hot key dead: the grab is tried again.
+TEST_F(ThunarLifecycle, aHotKeyGrabRefusedForAMomentIsTriedAgain) {
+    if (desktop().thunarPid() <= 0) desktop().startThunar();
+    const std::optional<std::uint32_t> window = desktop().openThunarWindow(folder_);
+    ASSERT_TRUE(window);
+    bringToFront(*window);
+    const fs::path file = desktop().home() / ".config" / "jorvane" / "settings.json";
+    const auto setHotKeyOn = [&](bool on) {
+        std::ifstream in(file);
+        nlohmann::json settings = nlohmann::json::parse(in, nullptr, false);
+        if (!settings.is_object()) settings = nlohmann::json::object();
+        settings["activate_by_hotkey"] = on;
+        // Written beside and renamed into place, as editors do: the program
+        // watches the folder.
+        std::ofstream(file.string() + ".new") << settings.dump(2) << "\n";
+        fs::rename(file.string() + ".new", file);
+    };
+    setHotKeyOn(false);
+    ASSERT_TRUE(waitUntil([&] { return !driver().keyGrabbedByOthers(*window, "g"); }, kWait)) << "the grab stays";
+
+    // This test's connection holds Ctrl+G while the program takes it again.
+    XTestClient& x = desktop().x();
+    const std::optional<std::uint8_t> g = driver().keycodeOf("g");
+    ASSERT_TRUE(g);
+    xcb_generic_error_t* error = xcb_request_check(
+        x.connection(), xcb_grab_key_checked(x.connection(), 1, *window, XCB_MOD_MASK_CONTROL, *g, XCB_GRAB_MODE_ASYNC,
+                                             XCB_GRAB_MODE_ASYNC));
+    ASSERT_EQ(error, nullptr);
+    setHotKeyOn(true);
+    EXPECT_TRUE(driver().waitForLog("another program holds it", kWait)) << driver().log();
+    xcb_ungrab_key(x.connection(), *g, *window, XCB_MOD_MASK_CONTROL);
+    x.sync();
+
+    EXPECT_TRUE(driver().waitForGrab(*window, "g", kWait)) << "the refused grab was not tried again";
+    desktop().closeThunarWindows();
 }
 
 // The login: the program started by its autostart entry's Exec line as a

@@ -9,7 +9,13 @@
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
+#include <cstring>
 #include <thread>
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include "platform/thunar/ThunarProcess.h"
 #include "platform/thunar/ThunarText.h"
@@ -82,7 +88,48 @@ ThunarFileManagerProcess::ThunarFileManagerProcess() : ThunarFileManagerProcess(
 
 ThunarFileManagerProcess::ThunarFileManagerProcess(Options options) : options_(std::move(options)) {}
 
+// Waits for a process to end on a pidfd, beside an eventfd that cancels the wait.
+class ThunarFileManagerProcess::EndWatch {
+public:
+    EndWatch(std::int32_t pid, std::function<void()> ended) {
+        const int pidFd = static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
+        cancel_ = ::eventfd(0, EFD_CLOEXEC);
+        if (pidFd < 0 || cancel_ < 0) {
+            if (pidFd >= 0) ::close(pidFd);
+            KMLogInDomain(KMLogLevelWarn, kLog, "cannot watch process %d for its end: %s", pid, std::strerror(errno));
+            return;
+        }
+        thread_ = std::thread([pidFd, cancel = cancel_, ended = std::move(ended)] {
+            pollfd fds[2] = {{pidFd, POLLIN, 0}, {cancel, POLLIN, 0}};
+            while (::poll(fds, 2, -1) < 0 && errno == EINTR) {
+            }
+            const bool processEnded = (fds[0].revents & POLLIN) && !(fds[1].revents & POLLIN);
+            ::close(pidFd);
+            if (processEnded && ended) ended();
+        });
+    }
+    ~EndWatch() {
+        if (cancel_ >= 0) {
+            const std::uint64_t one = 1;
+            [[maybe_unused]] const ssize_t n = ::write(cancel_, &one, sizeof one);
+        }
+        if (thread_.joinable()) thread_.join();
+        if (cancel_ >= 0) ::close(cancel_);
+    }
+    EndWatch(const EndWatch&) = delete;
+    EndWatch& operator=(const EndWatch&) = delete;
+
+private:
+    int cancel_ = -1;
+    std::thread thread_;
+};
+
 ThunarFileManagerProcess::~ThunarFileManagerProcess() = default;
+
+void ThunarFileManagerProcess::watchEnd(std::int32_t pid, std::function<void()> ended) {
+    endWatch_.reset();
+    if (pid > 0) endWatch_ = std::make_unique<EndWatch>(pid, std::move(ended));
+}
 
 x11::XcbDisplay* ThunarFileManagerProcess::displayLocked() {
     if (display_ && display_->hasError()) display_.reset();

@@ -59,6 +59,8 @@ public:
     int quitApplication(std::string_view bundleIdentifier) override;
     bool launch() override;
     bool bringToFront(std::int32_t pid) override;
+    // A thread waits on a pidfd of the process: no polling.
+    void watchEnd(std::int32_t pid, std::function<void()> ended) override;
     // Thunar opens a middle-clicked folder in a new tab or window itself; a
     // synthetic Ctrl+double-click would then also open it in place.
     bool opensMiddleClickedFolderInNewWindow() const override { return true; }
@@ -83,6 +85,8 @@ private:
     std::int32_t busOwnerPid();
     x11::XcbDisplay* displayLocked();
 
+    class EndWatch;
+    std::unique_ptr<EndWatch> endWatch_;
     Options options_;
     mutable std::mutex mutex_;
     std::unique_ptr<x11::XcbDisplay> display_;

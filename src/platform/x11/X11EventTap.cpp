@@ -24,6 +24,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <utility>
 #include <set>
 #include <thread>
 
@@ -35,6 +36,11 @@ namespace {
 
 constexpr const char* kLog = "X11EventTap";
 constexpr int kBadWindow = 3;
+// A grab refused because another client held the key at that moment (a
+// launcher, a key remapper taking it briefly) is tried again after this, then
+// after twice as long each time, up to the longest delay.
+constexpr std::chrono::milliseconds kGrabRetryFirstDelay{500};
+constexpr std::chrono::milliseconds kGrabRetryLongestDelay{30000};
 
 template <class T>
 struct FreeDeleter {
@@ -222,6 +228,10 @@ struct X11EventTap::Impl {
     bool grabsDirty = false;
     bool pointerMapDirty = false;
     std::set<xcb_keycode_t> pressedKeys;  // tapped keys held down
+    // Windows whose grab another client refused, and when to try again.
+    std::set<xcb_window_t> refusedGrabs;
+    std::optional<std::chrono::steady_clock::time_point> grabRetryAt;
+    std::chrono::milliseconds grabRetryDelay = kGrabRetryFirstDelay;
     xcb_keycode_t grabKey = 0;           // the key whose swallowed press keeps our grab active
     std::vector<std::uint8_t> pointerMap;
     std::array<bool, 256> buttonOwned{};
@@ -377,7 +387,7 @@ struct X11EventTap::Impl {
                 KMLogInDomain(KMLogLevelError, kLog, "the X connection broke; the tap sees nothing from now on");
             }
             pollfd fds[2] = {{wakeFd, POLLIN, 0}, {xcb_get_file_descriptor(conn), POLLIN, 0}};
-            if (::poll(fds, healthy ? 2 : 1, -1) < 0 && errno != EINTR) {
+            if (::poll(fds, healthy ? 2 : 1, pollTimeout()) < 0 && errno != EINTR) {
                 KMLogInDomain(KMLogLevelError, kLog, "poll failed: %s", std::strerror(errno));
                 break;
             }
@@ -401,6 +411,7 @@ struct X11EventTap::Impl {
                 flushMotion();
                 continue;
             }
+            retryRefusedGrabs();
             if (clientsDirty || framesDirty || keymapDirty || grabsDirty || pointerMapDirty) {
                 applyDirty();
                 continue;
@@ -411,6 +422,29 @@ struct X11EventTap::Impl {
             if (!queued) return;
             handleEvent(queued);
             std::free(queued);
+        }
+    }
+
+    // Until a refused grab is due again; otherwise for ever (no wake-ups while idle).
+    int pollTimeout() const {
+        if (!grabRetryAt) return -1;
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(*grabRetryAt - std::chrono::steady_clock::now());
+        return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
+    }
+
+    void retryRefusedGrabs() {
+        if (!grabRetryAt || std::chrono::steady_clock::now() < *grabRetryAt) return;
+        grabRetryAt.reset();
+        const std::set<xcb_window_t> windows = std::exchange(refusedGrabs, {});
+        for (xcb_window_t window : windows) {
+            if (!clientFrames.count(window) || !enabled || pid == 0) continue;
+            ungrabKeys(window);
+            grabKeys(window);
+        }
+        if (refusedGrabs.empty()) {
+            grabRetryDelay = kGrabRetryFirstDelay;
+        } else {
+            grabRetryDelay = std::min(grabRetryDelay * 2, kGrabRetryLongestDelay);
         }
     }
 
@@ -871,7 +905,11 @@ struct X11EventTap::Impl {
                     KMLogInDomain(error->error_code == kBadWindow ? KMLogLevelDebug : KMLogLevelWarn, kLog,
                                   "grab of key %u with flags 0x%llx on window 0x%x failed: X error %u%s", combo.keyCode,
                                   static_cast<unsigned long long>(combo.flags), window, error->error_code,
-                                  error->error_code == XCB_ACCESS ? " (another program holds it)" : "");
+                                  error->error_code == XCB_ACCESS ? " (another program holds it; tried again later)" : "");
+                    if (error->error_code == XCB_ACCESS) {
+                        refusedGrabs.insert(window);
+                        if (!grabRetryAt) grabRetryAt = std::chrono::steady_clock::now() + grabRetryDelay;
+                    }
                     std::free(error);
                 }
             }

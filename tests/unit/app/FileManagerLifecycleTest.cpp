@@ -17,7 +17,7 @@ namespace jorvane {
 namespace {
 
 struct Step {
-    enum Kind { start, appears, windowsGone, exits, waits } kind;
+    enum Kind { start, appears, windowsGone, exits, ends, waits } kind;
     std::int32_t pid = 0;
 };
 
@@ -59,6 +59,10 @@ TEST_P(Lifecycle, Row) {
                 break;
             case Step::windowsGone: owner_->windowsGone(step.pid); break;
             case Step::exits: alive_.erase(step.pid); break;
+            case Step::ends:
+                alive_.erase(step.pid);
+                owner_->ended(step.pid);
+                break;
             case Step::waits:
                 time_.advance(FileManagerLifecycle::kEndCheckDelay + std::chrono::seconds(1));
                 dispatch::mainQueue().drain();
@@ -89,6 +93,10 @@ const LifecycleRow kRows[] = {
     {"a daemon's new window after all were closed attaches it anew",
      {{S::start, 10}, {S::windowsGone, 10}, {S::appears, 10}, {S::exits, 10}, {S::waits}},
      {"attach 10", "attach 10"}, 10},
+    {"a daemon without windows that ends is detached at once", {{S::start, 10}, {S::ends, 10}}, {"attach 10", "detach 10"},
+     0},
+    {"the end of a process already replaced changes nothing", {{S::start, 10}, {S::appears, 11}, {S::ends, 10}},
+     {"attach 10", "detach 10", "attach 11"}, 11},
     {"another program's windows going changes nothing", {{S::start, 10}, {S::windowsGone, 77}, {S::waits}},
      {"attach 10"}, 10},
     {"quit entirely and started again later", {{S::start, 10}, {S::exits, 10}, {S::windowsGone, 10}, {S::waits},
