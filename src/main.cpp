@@ -18,6 +18,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -30,6 +31,7 @@
 
 #include "addressbar/PathWindowController.h"
 #include "app/AppcastUpdater.h"
+#include "app/CommandLine.h"
 #include "app/Installation.h"
 #include "app/JorvaneAppDelegate.h"
 #include "app/MoveToApplications.h"
@@ -195,10 +197,18 @@ std::uint32_t clientWindowOf(const AXUIElementRef& element) {
 
 int main(int argc, char** argv) {
     reportCrashes();
-    // Answered before anything needs a display (a moved copy is checked with it).
-    if (argc == 2 && std::string_view(argv[1]) == "--version") {
-        std::printf("jorvane %s\n", JORVANE_VERSION);
-        return 0;
+    // Read before anything needs a display; the toolkit never sees it.
+    const std::vector<std::string_view> arguments(argv + std::min(argc, 1), argv + argc);
+    const commandline::Parsed command = commandline::parse(arguments);
+    switch (command.action) {
+        case commandline::Action::help: std::fputs(commandline::usage().c_str(), stdout); return 0;
+        case commandline::Action::version: std::printf("jorvane %s\n", JORVANE_VERSION); return 0;
+        case commandline::Action::error:
+            std::fprintf(stderr, "%s\n", command.error.c_str());
+            return commandline::kUsageExitCode;
+        case commandline::Action::run:
+        case commandline::Action::preferences:
+        case commandline::Action::quit: break;
     }
     configureLog();
 
@@ -215,13 +225,22 @@ int main(int argc, char** argv) {
                       "a Wayland session: only Thunar windows on X11 (GDK_BACKEND=x11) get an address bar");
 
     // One program per session and display: a second start asks the running
-    // one to show itself and ends.
+    // one to show itself (or to open its preferences, or to quit) and ends.
     UnixInstanceChannel instances;
-    switch (SingleInstance::atStart(instances)) {
+    const std::string_view request = command.action == commandline::Action::preferences ? SingleInstance::kPreferencesMessage
+                                     : command.action == commandline::Action::quit      ? SingleInstance::kQuitMessage
+                                                                                        : SingleInstance::kReopenMessage;
+    switch (SingleInstance::atStart(instances, request)) {
         case SingleInstance::Start::run:
-        case SingleInstance::Start::runUnguarded: break;
+        case SingleInstance::Start::runUnguarded:
+            if (command.action == commandline::Action::quit) {
+                std::fprintf(stderr, "jorvane: Jorvane is not running\n");
+                return 1;
+            }
+            break;
         case SingleInstance::Start::handedOver:
-            KMLogInDomain(KMLogLevelInfo, kLog, "Jorvane runs already: it was asked to show itself");
+            KMLogInDomain(KMLogLevelInfo, kLog, "Jorvane runs already: it was asked to %s",
+                          std::string(request == SingleInstance::kReopenMessage ? "show itself" : request).c_str());
             return 0;
         case SingleInstance::Start::otherUnreachable:
             std::fprintf(stderr, "jorvane: Jorvane runs already but does not answer at %s\n",
@@ -240,7 +259,8 @@ int main(int argc, char** argv) {
     // uses them on its own thread; dispatched on this thread as well, they
     // crashed the program after a few Thunar restarts.
     if (!qEnvironmentVariableIsSet("QT_NO_GLIB")) qputenv("QT_NO_GLIB", "1");
-    QApplication app(argc, argv);
+    int toolkitArgc = std::min(argc, 1);
+    QApplication app(toolkitArgc, argv);
     QApplication::setApplicationName("Jorvane");
     QApplication::setApplicationVersion(JORVANE_VERSION);
     // The program lives in the background: closing an alert or hiding the
@@ -443,10 +463,16 @@ int main(int argc, char** argv) {
             QObject::connect(reopens.get(), &QSocketNotifier::activated, [&instances, &delegate, &reopens] {
                 reopens->setEnabled(false);
                 while (const std::optional<std::string> message = instances.takeMessage())
-                    SingleInstance::received(*message, [&delegate] { delegate.applicationShouldHandleReopen(); });
+                    SingleInstance::received(*message, {
+                                                           .reopen = [&delegate] { delegate.applicationShouldHandleReopen(); },
+                                                           .openPreferences = [&delegate] { delegate.openPreferences(); },
+                                                           .quit = [] { QApplication::quit(); },
+                                                       });
                 reopens->setEnabled(true);
             });
         }
+        // Started with --preferences and none running: this one opens them.
+        if (command.action == commandline::Action::preferences) delegate.openPreferences();
         if (delegate.finderPid() > 0)
             KMLogInDomain(KMLogLevelInfo, kLog, "running beside Thunar (process %d)", delegate.finderPid());
         else

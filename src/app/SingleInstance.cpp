@@ -10,7 +10,7 @@ namespace {
 constexpr const char* kLog = "SingleInstance";
 }
 
-Start atStart(InstanceChannel& channel) {
+Start atStart(InstanceChannel& channel, std::string_view message) {
     switch (channel.claim()) {
         case InstanceChannel::Claim::claimed: return Start::run;
         case InstanceChannel::Claim::unavailable:
@@ -18,18 +18,22 @@ Start atStart(InstanceChannel& channel) {
             return Start::runUnguarded;
         case InstanceChannel::Claim::heldByAnother: break;
     }
-    return channel.send(kReopenMessage) ? Start::handedOver : Start::otherUnreachable;
+    return channel.send(message) ? Start::handedOver : Start::otherUnreachable;
 }
 
-bool received(std::string_view message, const std::function<void()>& reopen) {
+bool received(std::string_view message, const Requests& requests) {
     // Senders end their message with a line break.
     if (message.ends_with('\n')) message.remove_suffix(1);
-    if (message != kReopenMessage) {
+    const std::function<void()>* request = message == kReopenMessage        ? &requests.reopen
+                                           : message == kPreferencesMessage ? &requests.openPreferences
+                                           : message == kQuitMessage        ? &requests.quit
+                                                                            : nullptr;
+    if (!request) {
         const std::string shown(message.substr(0, 64));
         KMLogInDomain(KMLogLevelWarn, kLog, "ignoring a message from another start: \"%s\"", shown.c_str());
         return false;
     }
-    if (reopen) reopen();
+    if (*request) (*request)();
     return true;
 }
 

@@ -29,8 +29,11 @@ public:
 
 namespace SingleInstance {
 
-// What a later start sends: "show that you are already running".
+// What a later start sends: "show that you are already running", "open
+// your preferences", "quit".
 inline constexpr std::string_view kReopenMessage = "reopen";
+inline constexpr std::string_view kPreferencesMessage = "preferences";
+inline constexpr std::string_view kQuitMessage = "quit";
 
 enum class Start {
     run,             // the first: go on
@@ -39,11 +42,18 @@ enum class Start {
     otherUnreachable,  // another runs but does not answer: end with an error
 };
 
-Start atStart(InstanceChannel& channel);
+// `message`: what to tell a running one.
+Start atStart(InstanceChannel& channel, std::string_view message = kReopenMessage);
 
-// A message from a later start: the reopen message runs `reopen`; anything
-// else is ignored (logged). True when it was understood.
-bool received(std::string_view message, const std::function<void()>& reopen);
+struct Requests {
+    std::function<void()> reopen;
+    std::function<void()> openPreferences;
+    std::function<void()> quit;
+};
+
+// A message from a later start runs its request; anything else is ignored
+// (logged). True when it was understood.
+bool received(std::string_view message, const Requests& requests);
 
 }  // namespace SingleInstance
 
