@@ -16,7 +16,40 @@
 if(JORVANE_BUILD_APP)
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/jorvane.desktop DESTINATION share/applications)
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/jorvane.svg DESTINATION share/icons/hicolor/scalable/apps)
+  install(FILES ${PROJECT_SOURCE_DIR}/packaging/org.jorvane.Jorvane.metainfo.xml DESTINATION share/metainfo)
+  install(FILES ${PROJECT_SOURCE_DIR}/packaging/copyright DESTINATION share/doc/jorvane)
+  # The man page and the changelog, compressed as Debian wants them.
+  set(_compressed ${CMAKE_BINARY_DIR}/packaging)
+  add_custom_command(OUTPUT ${_compressed}/jorvane.1.gz ${_compressed}/changelog.gz
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${_compressed}
+    COMMAND gzip -9n -c ${PROJECT_SOURCE_DIR}/packaging/jorvane.1 > ${_compressed}/jorvane.1.gz
+    COMMAND gzip -9n -c ${PROJECT_SOURCE_DIR}/packaging/changelog > ${_compressed}/changelog.gz
+    DEPENDS ${PROJECT_SOURCE_DIR}/packaging/jorvane.1 ${PROJECT_SOURCE_DIR}/packaging/changelog
+    VERBATIM)
+  add_custom_target(jorvane_documents ALL DEPENDS ${_compressed}/jorvane.1.gz ${_compressed}/changelog.gz)
+  install(FILES ${_compressed}/jorvane.1.gz DESTINATION share/man/man1)
+  install(FILES ${_compressed}/changelog.gz DESTINATION share/doc/jorvane)
 endif()
+
+# What the program runs at run time (src/platform/ExternalPrograms.h, one
+# {"what", "package", required} a line) becomes the package's Depends and
+# Recommends, beside the libraries dpkg-shlibdeps finds.
+file(STRINGS ${PROJECT_SOURCE_DIR}/src/platform/ExternalPrograms.h _requirements
+  REGEX "^ *\\{\"[^\"]+\", \"[^\"]+\", (true|false)\\},")
+set(_depends)
+set(_recommends)
+foreach(_line IN LISTS _requirements)
+  string(REGEX REPLACE "^ *\\{\"[^\"]+\", \"([^\"]+)\", (true|false)\\},.*" "\\1;\\2" _pair "${_line}")
+  list(GET _pair 0 _package)
+  list(GET _pair 1 _required)
+  if(_required STREQUAL "true")
+    list(APPEND _depends ${_package})
+  else()
+    list(APPEND _recommends ${_package})
+  endif()
+endforeach()
+list(JOIN _depends ", " _depends)
+list(JOIN _recommends ", " _recommends)
 
 set(CPACK_GENERATOR "DEB;TGZ")
 set(CPACK_PROJECT_CONFIG_FILE "${PROJECT_SOURCE_DIR}/cmake/CPackPerGenerator.cmake")
@@ -42,7 +75,8 @@ Return to go there, select files or connect to a server.
 
 It needs an X11 session.")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "thunar")
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "${_depends}")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "${_recommends}")
 
 include(CPack)
 

@@ -227,9 +227,9 @@ int main(int argc, char** argv) {
     // One program per session and display: a second start asks the running
     // one to show itself (or to open its preferences, or to quit) and ends.
     UnixInstanceChannel instances;
-    const std::string_view request = command.action == commandline::Action::preferences ? SingleInstance::kPreferencesMessage
-                                     : command.action == commandline::Action::quit      ? SingleInstance::kQuitMessage
-                                                                                        : SingleInstance::kReopenMessage;
+    std::string_view request = SingleInstance::kReopenMessage;
+    if (command.action == commandline::Action::preferences) request = SingleInstance::kPreferencesMessage;
+    if (command.action == commandline::Action::quit) request = SingleInstance::kQuitMessage;
     switch (SingleInstance::atStart(instances, request)) {
         case SingleInstance::Start::run:
         case SingleInstance::Start::runUnguarded:
@@ -462,12 +462,13 @@ int main(int argc, char** argv) {
             reopens = std::make_unique<QSocketNotifier>(instances.listeningDescriptor(), QSocketNotifier::Read);
             QObject::connect(reopens.get(), &QSocketNotifier::activated, [&instances, &delegate, &reopens] {
                 reopens->setEnabled(false);
+                const SingleInstance::Requests requests{
+                    .reopen = [&delegate] { delegate.applicationShouldHandleReopen(); },
+                    .openPreferences = [&delegate] { delegate.openPreferences(); },
+                    .quit = [] { QApplication::quit(); },
+                };
                 while (const std::optional<std::string> message = instances.takeMessage())
-                    SingleInstance::received(*message, {
-                                                           .reopen = [&delegate] { delegate.applicationShouldHandleReopen(); },
-                                                           .openPreferences = [&delegate] { delegate.openPreferences(); },
-                                                           .quit = [] { QApplication::quit(); },
-                                                       });
+                    SingleInstance::received(*message, requests);
                 reopens->setEnabled(true);
             });
         }

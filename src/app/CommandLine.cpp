@@ -15,7 +15,8 @@ Parsed parse(const std::vector<std::string_view>& arguments) {
     if (option == "--quit") return {Action::quit, {}};
     // Printed as given but for control characters, which could rewrite the terminal.
     std::string shown;
-    for (const char c : option.substr(0, 80)) shown.push_back(static_cast<unsigned char>(c) < 0x20 || c == 0x7f ? '?' : c);
+    for (const char c : option.substr(0, 80))
+        shown.push_back(static_cast<unsigned char>(c) < 0x20 || c == 0x7f ? '?' : c);
     if (option.starts_with("-")) return {Action::error, "jorvane: unknown option '" + shown + "'; see jorvane --help"};
     return {Action::error, "jorvane: unexpected argument '" + shown + "'; see jorvane --help"};
 }

@@ -1,4 +1,5 @@
 #include "platform/GioWorkspace.h"
+#include "platform/ExternalPrograms.h"
 
 #include <filesystem>
 
@@ -16,7 +17,7 @@ bool GioWorkspace::openFile(const std::string& path) {
         return false;
     }
     // "--" so that a name starting with "-" is not taken for an option.
-    if (!thunar::spawnDetached({"gio", "open", "--", expanded})) {
+    if (!thunar::spawnDetached({std::string(external::kGio), "open", "--", expanded})) {
         KMLogInDomain(KMLogLevelWarn, "Workspace", "cannot start \"gio open\" for \"%s\"", expanded.c_str());
         return false;
     }

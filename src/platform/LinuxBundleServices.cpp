@@ -1,4 +1,5 @@
 #include "platform/LinuxBundleServices.h"
+#include "platform/ExternalPrograms.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -41,7 +42,7 @@ bool runQuietly(const std::vector<std::string>& argv, std::chrono::milliseconds 
 bool LinuxBundleServices::isWritable(const std::string& path) { return access(path.c_str(), W_OK) == 0; }
 
 bool LinuxBundleServices::moveToTrash(const std::string& path) {
-    return runQuietly({"/usr/bin/gio", "trash", "--", path}, kTrashTimeout);
+    return runQuietly({std::string(external::kGio), "trash", "--", path}, kTrashTimeout);
 }
 
 std::optional<std::string> LinuxBundleServices::resolveLinks(const std::string& path) {
@@ -65,7 +66,7 @@ CommandRun LinuxBundleServices::runCommand(const std::vector<std::string>& argv,
     std::vector<std::string> command;
     // pkexec itself can be stopped while it waits at the password dialog;
     // what it runs as the administrator is bounded by the command itself.
-    if (asAdministrator) command.push_back("/usr/bin/pkexec");
+    if (asAdministrator) command.emplace_back(external::kPkexec);
     command.insert(command.end(), argv.begin(), argv.end());
     const subprocess::RunResult result =
         subprocess::run(command, asAdministrator ? kAdministratorTimeout : kCopyTimeout);

@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Builds the Debian package from a built tree, installs it into an empty root
 # with dpkg and checks what a user's system would get: the program, its
-# resources, the menu entry and the icon, the package's dependencies, and that
+# resources, the menu entry, the icon, the man page and the AppStream
+# metadata, the package's dependencies (the libraries and the programs it
+# runs), what lintian, appstreamcli and desktop-file-validate say, and that
 # the installed program runs on the system's libraries alone (without a display
 # it must say so and exit with code 2).
 #
@@ -26,7 +28,20 @@ deb=${debs[0]}
 field() { dpkg-deb -f "$deb" "$1"; }
 [ "$(field Package)" = jorvane ] || fail "package name is '$(field Package)'"
 [ "$(field Section)" = utils ] || fail "section is '$(field Section)'"
-[ "$(field Recommends)" = thunar ] || fail "Recommends is '$(field Recommends)'"
+# The tools and services the program runs: one list in the code
+# (src/platform/ExternalPrograms.h), read here as the build reads it.
+source_dir=$(cd "$(dirname "$0")/../.." && pwd)
+requirements=$(sed -nE 's/^ *\{"[^"]+", "([^"]+)", (true|false)\},.*/\1 \2/p' \
+    "$source_dir/src/platform/ExternalPrograms.h")
+[ -n "$requirements" ] || fail "no requirements read from ExternalPrograms.h"
+listed() { tr ',' '\n' <<<"$1" | sed -E 's/^ *//; s/ .*//' | grep -qx "$2"; }
+while read -r package required; do
+    if [ "$required" = true ]; then
+        listed "$(field Depends)" "$package" || fail "Depends lacks $package: '$(field Depends)'"
+    else
+        listed "$(field Recommends)" "$package" || fail "Recommends lacks $package: '$(field Recommends)'"
+    fi
+done <<<"$requirements"
 # Worked out by dpkg-shlibdeps: the program links Qt and libxcb at least.
 depends=$(field Depends)
 [[ $depends == *libqt6widgets6* ]] || fail "Depends lacks Qt Widgets: '$depends'"
@@ -49,12 +64,19 @@ dpkg --root="$root" -s jorvane 2>/dev/null | grep -q '^Status: install ok instal
 [ "$(head -n 1 "$root/usr/share/jorvane/installed-files")" = "jorvane-installed-files 1 package" ] ||
     fail "usr/share/jorvane/installed-files does not mark a package install"
 grep -qx 'bin/jorvane' "$root/usr/share/jorvane/installed-files" || fail "the manifest does not list bin/jorvane"
+# Debian's own checks of the package: no error and no warning.
+lintian --allow-root --fail-on error,warning "$deb" >"$tmp/lintian.log" 2>&1 ||
+    { cat "$tmp/lintian.log" >&2; fail "lintian found problems"; }
+[ -s "$root/usr/share/man/man1/jorvane.1.gz" ] || fail "usr/share/man/man1/jorvane.1.gz missing"
+zcat "$root/usr/share/man/man1/jorvane.1.gz" | grep -q 'preferences' || fail "the man page lacks the options"
+metainfo=$root/usr/share/metainfo/org.jorvane.Jorvane.metainfo.xml
+[ -f "$metainfo" ] || fail "usr/share/metainfo/org.jorvane.Jorvane.metainfo.xml missing"
+appstreamcli validate --no-net "$metainfo" >"$tmp/appstream.log" 2>&1 ||
+    { cat "$tmp/appstream.log" >&2; fail "the AppStream metadata is not valid"; }
 desktop=$root/usr/share/applications/jorvane.desktop
 [ -f "$desktop" ] || fail "usr/share/applications/jorvane.desktop missing"
-if command -v desktop-file-validate >/dev/null; then
-    desktop-file-validate "$desktop" >"$tmp/validate.log" 2>&1 || { cat "$tmp/validate.log" >&2; fail "invalid .desktop"; }
-    ! grep -q -e 'error:' -e 'warning:' "$tmp/validate.log" || { cat "$tmp/validate.log" >&2; fail "invalid .desktop"; }
-fi
+desktop-file-validate "$desktop" >"$tmp/validate.log" 2>&1 || { cat "$tmp/validate.log" >&2; fail "invalid .desktop"; }
+! grep -q -e 'error:' -e 'warning:' "$tmp/validate.log" || { cat "$tmp/validate.log" >&2; fail "invalid .desktop"; }
 grep -qx 'Exec=jorvane' "$desktop" || fail ".desktop does not start jorvane"
 grep -qx 'Icon=jorvane' "$desktop" || fail ".desktop does not name the jorvane icon"
 icon=$root/usr/share/icons/hicolor/scalable/apps/jorvane.svg

@@ -1,4 +1,5 @@
 #include "platform/thunar/ThunarFileManagerProcess.h"
+#include "platform/ExternalPrograms.h"
 
 #include <gio/gio.h>
 #include <xcb/xcb.h>
@@ -220,14 +221,16 @@ bool ThunarFileManagerProcess::processExists(std::int32_t pid) {
 
 bool ThunarFileManagerProcess::showsAllFiles() {
     const thunar::ProcessResult result =
-        thunar::runProcess({"xfconf-query", "-c", "thunar", "-p", "/last-show-hidden"}, options_.commandTimeout);
+        thunar::runProcess({std::string(external::kXfconfQuery), "-c", "thunar", "-p", "/last-show-hidden"},
+                           options_.commandTimeout);
     // Never set: xfconf-query fails, and Thunar hides them.
     return result.exitCode == 0 && trimmed(result.output) == "true";
 }
 
 void ThunarFileManagerProcess::setShowsAllFiles(bool show) {
     const thunar::ProcessResult result = thunar::runProcess(
-        {"xfconf-query", "-c", "thunar", "-p", "/last-show-hidden", "-n", "-t", "bool", "-s", show ? "true" : "false"},
+        {std::string(external::kXfconfQuery), "-c", "thunar", "-p", "/last-show-hidden", "-n", "-t", "bool", "-s",
+         show ? "true" : "false"},
         options_.commandTimeout);
     if (result.exitCode != 0)
         KMLogInDomain(KMLogLevelWarn, kLog, "cannot set thunar /last-show-hidden: %s",

@@ -1,4 +1,5 @@
 #include "platform/thunar/ThunarHandlerCatalogue.h"
+#include "platform/ExternalPrograms.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -750,7 +751,8 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::mount(Call& call) {
         if (atspi_.hasLocationEntry() && atspi_.enterLocation(url)) return std::string();
     }
     const auto left = std::chrono::duration_cast<milliseconds>(call.deadline - Clock::now());
-    ProcessResult result = runProcess({"gio", "mount", url}, std::min(left, options_.mountTimeout));
+    ProcessResult result =
+        runProcess({std::string(external::kGio), "mount", url}, std::min(left, options_.mountTimeout));
     if (!result.started) return fail(call, "gio cannot be started");
     if (result.timedOut) return fail(call, "gio mount did not finish in time");
     if (result.exitCode != 0) {
@@ -893,7 +895,7 @@ const std::vector<std::string>& ThunarHandlerCatalogue::handlerNames() {
 }
 
 bool ThunarHandlerCatalogue::enableFullPathInTitle(std::chrono::milliseconds timeout) {
-    ProcessResult result = runProcess({"xfconf-query", "-c", "thunar", "-p", "/misc-full-path-in-window-title", "-n",
+    ProcessResult result = runProcess({std::string(external::kXfconfQuery), "-c", "thunar", "-p", "/misc-full-path-in-window-title", "-n",
                                        "-t", "bool", "-s", "true"},
                                       timeout);
     return result.started && !result.timedOut && result.exitCode == 0;

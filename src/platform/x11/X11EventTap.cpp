@@ -905,7 +905,8 @@ struct X11EventTap::Impl {
                     KMLogInDomain(error->error_code == kBadWindow ? KMLogLevelDebug : KMLogLevelWarn, kLog,
                                   "grab of key %u with flags 0x%llx on window 0x%x failed: X error %u%s", combo.keyCode,
                                   static_cast<unsigned long long>(combo.flags), window, error->error_code,
-                                  error->error_code == XCB_ACCESS ? " (another program holds it; tried again later)" : "");
+                                  error->error_code == XCB_ACCESS ? " (another program holds it; tried again later)"
+                                                                  : "");
                     if (error->error_code == XCB_ACCESS) {
                         refusedGrabs.insert(window);
                         if (!grabRetryAt) grabRetryAt = std::chrono::steady_clock::now() + grabRetryDelay;
