@@ -1,9 +1,11 @@
 #include "ui/PathBar.h"
 
 #include <QCoreApplication>
+#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QMenu>
 #include <QPropertyAnimation>
+#include <QScreen>
 
 #include <cmath>
 #include <utility>
@@ -13,6 +15,7 @@
 #include "ui/BusySpinner.h"
 #include "ui/ByteText.h"
 #include "ui/CompletionsPopup.h"
+#include "ui/DevicePixels.h"
 #include "ui/PathBarWindow.h"
 #include "ui/QtPathWindowViews.h"
 #include "ui/QtScreens.h"
@@ -36,9 +39,13 @@ PathBar::PathBar(std::shared_ptr<PathWindowEvents> events, std::shared_ptr<X11Ke
             return keyboard->keyCode(scanCode, state);
         };
     }
-    frame_ = Rect{{0, 0}, {PathBarWindow::kInitialWidth, PathBarWindow::kHeight}};
-    spinnerOrigin_ = {PathBarWindow::kInitialWidth - PathBarWindow::kSpinnerInset,
-                      (PathBarWindow::kHeight - BusySpinner::kSide) / 2.0};
+    // The core measures in device pixels: a scaled desktop makes every
+    // length of the bar longer by its screen's ratio.
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    const double ratio = screen ? screen->devicePixelRatio() : 1.0;
+    frame_ = Rect{{0, 0}, {PathBarWindow::kInitialWidth * ratio, PathBarWindow::kHeight * ratio}};
+    spinnerOrigin_ = {(PathBarWindow::kInitialWidth - PathBarWindow::kSpinnerInset) * ratio,
+                      (PathBarWindow::kHeight - BusySpinner::kSide) / 2.0 * ratio};
 
     animation_ = new QPropertyAnimation(window_, "geometry", window_);
     animation_->setDuration(kAnimationMilliseconds);
@@ -148,16 +155,24 @@ void PathBar::close() {
     closed_ = true;
 }
 
+double PathBar::ratio() const {
+    const QRect device(rounded(frame_.origin.x), rounded(firstScreenHeight() - frame_.origin.y - frame_.size.height),
+                       rounded(frame_.size.width), rounded(frame_.size.height));
+    return ratioAt(device, currentScreenScales());
+}
+
 Rect PathBar::fieldFrame() const {
-    const QRect field = PathBarWindow::fieldRect(rounded(frame_.size.width));
-    return Rect{{static_cast<double>(field.x()), frame_.size.height - field.y() - field.height()},
-                {static_cast<double>(field.width()), static_cast<double>(field.height())}};
+    const double r = ratio();
+    const QRect field = PathBarWindow::fieldRect(rounded(frame_.size.width / r));
+    const double height = frame_.size.height / r;
+    return Rect{{field.x() * r, (height - field.y() - field.height()) * r}, {field.width() * r, field.height() * r}};
 }
 
 void PathBar::setSpinnerOrigin(Point origin) {
     spinnerOrigin_ = origin;
+    const double r = ratio();
     if (BusySpinner* busy = spinner())
-        busy->move(rounded(origin.x), rounded(frame_.size.height - origin.y - BusySpinner::kSide));
+        busy->move(rounded(origin.x / r), rounded((frame_.size.height - origin.y) / r - BusySpinner::kSide));
 }
 
 // ---- events

@@ -43,7 +43,7 @@ public:
     BusySpinner* spinner() const;
     CompletionsPopup* popup() const { return popup_; }
 
-    // ---- the panel, in the core's frames
+    // ---- the panel, in the core's frames (device pixels)
     Rect frame() const { return frame_; }
     void setFrame(const Rect& frame, bool animate);
     bool isAnimating() const;
@@ -54,7 +54,10 @@ public:
     void orderOut();
     void close();
 
-    // ---- parts, in the panel's content coordinates (origin bottom left)
+    // The device pixels a logical pixel of the bar takes on its screen.
+    double ratio() const;
+
+    // ---- parts, in the panel's content coordinates (origin bottom left, device pixels)
     Rect fieldFrame() const;
     Point spinnerOrigin() const { return spinnerOrigin_; }
     void setSpinnerOrigin(Point origin);

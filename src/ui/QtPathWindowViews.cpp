@@ -72,7 +72,7 @@ public:
     void selectAll() override { edit()->selectAll(); }
 
     double textWidth(const std::string& text) const override {
-        return QFontMetricsF(QApplication::font()).horizontalAdvance(fromBytes(text));
+        return QFontMetricsF(QApplication::font()).horizontalAdvance(fromBytes(text)) * bar_->ratio();
     }
 
     Rect frame() const override { return bar_->fieldFrame(); }
@@ -109,7 +109,7 @@ public:
     void orderOut() override { popup()->hide(); }
     void close() override { popup()->hide(); }
     void setContent(const std::vector<std::string>& candidates) override { popup()->setContent(candidates); }
-    double rowHeight() const override { return CompletionsPopup::kRowHeight; }
+    double rowHeight() const override { return CompletionsPopup::kRowHeight * bar_->ratio(); }
     int selectedRow() const override { return popup()->selectedRow(); }
     void selectRow(int row) override { popup()->selectRow(row); }
     void deselectAll() override { popup()->deselectAll(); }
