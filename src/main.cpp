@@ -437,6 +437,11 @@ int main(int argc, char** argv) {
 
     // settings.json edited by hand (the hot key, the activations) counts
     // from the next event; the tap must learn the keys it may swallow now.
+    // A monitor plugged in or removed moves screens about: the bars go
+    // rather than stay where a screen was; the next click opens them anew.
+    QObject::connect(qApp, &QGuiApplication::screenAdded, [&delegate] { delegate.applicationDidResignActive(); });
+    QObject::connect(qApp, &QGuiApplication::screenRemoved, [&delegate] { delegate.applicationDidResignActive(); });
+
     QFileSystemWatcher settingsWatcher;
     const std::filesystem::path settingsFolder = settings::settingsDirectory();
     std::error_code error;
