@@ -36,11 +36,11 @@
 #include "app/JorvaneAppDelegate.h"
 #include "app/MoveToApplications.h"
 #include "app/SingleInstance.h"
-#include "app/SocketHttpClient.h"
 #include "app/UpdateAlert.h"
 #include "app/WelcomeAlerts.h"
 #include "bridges/AXUtils.h"
 #include "bridges/VJASWrapper.h"
+#include "platform/CurlHttpClient.h"
 #include "platform/GioWorkspace.h"
 #include "platform/LaunchEnvironment.h"
 #include "platform/LinuxBundleServices.h"
@@ -316,9 +316,11 @@ int main(int argc, char** argv) {
     GioWorkspace files;
     ui::DesktopURLOpener urls;
     // The feed is the user's setting (none ships): without one nothing is
-    // ever fetched.
+    // ever fetched. Plain http:// only for a feed the user stored himself.
+    CurlHttpClient::Options feedClient;
+    feedClient.allowPlainHttp = defaults.hasStoredValue(settings::keys::updateFeedUrl);
     AppcastUpdater updater(
-        std::make_shared<SocketHttpClient>(),
+        std::make_shared<CurlHttpClient>(feedClient),
         AppcastUpdater::Options{.feedUrl = defaults.stringForKey(settings::keys::updateFeedUrl),
                                 .currentVersion = JORVANE_VERSION},
         [&alerts, &urls](const UpdateOffer& offer) {

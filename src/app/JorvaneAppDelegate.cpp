@@ -121,7 +121,8 @@ void JorvaneAppDelegate::applicationDidFinishLaunching() {
 
     // Before the session check, so that a check runs even when the program
     // then ends.
-    ports_.updater.setUpdateCheckInterval(kUpdateCheckInterval);
+    ports_.updater.setUpdateCheckInterval(
+        static_cast<double>(ports_.defaults.integerForKey(settings::keys::updateCheckInterval)));
     ports_.updater.checkForUpdatesInBackground();
 
     ports_.workspace.setCallback([weak = std::weak_ptr(self_)](const WorkspaceNotification& notification) {

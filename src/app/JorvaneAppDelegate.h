@@ -107,8 +107,6 @@ public:
         std::string version;
     };
 
-    // Seconds between background update checks.
-    static constexpr double kUpdateCheckInterval = 10800.0;
     // How often finderToggleShowHidden asks whether the old process is gone
     // (without waiting in between), and how long it then waits before it
     // starts the file manager again.

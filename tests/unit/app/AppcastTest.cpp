@@ -1,5 +1,4 @@
 #include "app/AppcastUpdater.h"
-#include "app/SocketHttpClient.h"
 
 #include <gtest/gtest.h>
 
@@ -116,90 +115,5 @@ TEST(AppcastParse, AFeedWithoutItemsIsValidAndEmpty) {
     ASSERT_TRUE(items);
     EXPECT_TRUE(items->empty());
 }
-
-struct UrlCase {
-    const char* name;
-    const char* url;
-    const char* host;  // nullptr: refused
-    const char* port;
-    const char* target;
-};
-
-class HttpUrl : public testing::TestWithParam<UrlCase> {};
-
-TEST_P(HttpUrl, SplitsOrRefuses) {
-    const auto& c = GetParam();
-    std::string error;
-    const auto url = http::parseUrl(c.url, &error);
-    if (!c.host) {
-        EXPECT_FALSE(url);
-        EXPECT_FALSE(error.empty());
-        return;
-    }
-    ASSERT_TRUE(url) << error;
-    EXPECT_EQ(url->host, c.host);
-    EXPECT_EQ(url->port, c.port);
-    EXPECT_EQ(url->target, c.target);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Urls, HttpUrl,
-    testing::Values(UrlCase{"HostOnly", "http://example.test", "example.test", "80", "/"},
-                    UrlCase{"PortAndPath", "http://127.0.0.1:8080/feed.xml?x=1#top", "127.0.0.1", "8080",
-                            "/feed.xml?x=1"},
-                    UrlCase{"UppercaseScheme", "HTTP://h/a", "h", "80", "/a"},
-                    UrlCase{"Ipv6Literal", "http://[::1]:81/f", "::1", "81", "/f"},
-                    UrlCase{"QueryWithoutPath", "http://h?q", "h", "80", "/?q"},
-                    UrlCase{"HttpsIsRefused", "https://h/f", nullptr, nullptr, nullptr},
-                    UrlCase{"OtherSchemeIsRefused", "ftp://h/f", nullptr, nullptr, nullptr},
-                    UrlCase{"NoHost", "http:///f", nullptr, nullptr, nullptr},
-                    UrlCase{"PortOutOfRange", "http://h:70000/", nullptr, nullptr, nullptr},
-                    UrlCase{"SpaceInPath", "http://h/a b", nullptr, nullptr, nullptr}),
-    [](const auto& param) { return std::string(param.param.name); });
-
-struct ResponseCase {
-    const char* name;
-    const char* raw;
-    const char* body;  // nullptr: refused
-};
-
-class HttpResponse : public testing::TestWithParam<ResponseCase> {};
-
-TEST_P(HttpResponse, DecodesOrRefuses) {
-    const auto& c = GetParam();
-    std::string error;
-    const auto body = http::parseResponse(c.raw, 16, &error);
-    if (!c.body) {
-        EXPECT_FALSE(body);
-        EXPECT_FALSE(error.empty());
-        return;
-    }
-    ASSERT_TRUE(body) << error;
-    EXPECT_EQ(*body, c.body);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Responses, HttpResponse,
-    testing::Values(
-        ResponseCase{"ContentLengthStopsTheBody", "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabcdef", "abc"},
-        ResponseCase{"ChunksAreJoined",
-                     "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3;ext\r\nabc\r\nA\r\n0123456789\r\n0\r\n\r\n",
-                     "abc0123456789"},
-        ResponseCase{"UnframedBodyRunsToTheEnd", "HTTP/1.0 200 OK\r\n\r\nxyz", "xyz"},
-        ResponseCase{"HeaderNamesIgnoreCase", "HTTP/1.1 204 No Content\r\ncontent-LENGTH: 0\r\n\r\n", ""},
-        ResponseCase{"NotFoundIsRefused", "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n", nullptr},
-        ResponseCase{"RedirectIsRefused", "HTTP/1.1 301 Moved\r\nLocation: /x\r\n\r\n", nullptr},
-        ResponseCase{"GarbageIsRefused", "SSH-2.0-OpenSSH\r\n\r\n", nullptr},
-        ResponseCase{"HeaderCutShortIsRefused", "HTTP/1.1 200 OK\r\nContent-Le", nullptr},
-        ResponseCase{"BodyCutShortIsRefused", "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc", nullptr},
-        ResponseCase{"BadLengthIsRefused", "HTTP/1.1 200 OK\r\nContent-Length: -1\r\n\r\n", nullptr},
-        ResponseCase{"LengthAboveTheCapIsRefused", "HTTP/1.1 200 OK\r\nContent-Length: 17\r\n\r\n", nullptr},
-        ResponseCase{"ChunksAboveTheCapAreRefused",
-                     "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n9\r\n123456789\r\n9\r\n123456789\r\n0\r\n\r\n",
-                     nullptr},
-        ResponseCase{"MissingLastChunkIsRefused", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n",
-                     nullptr},
-        ResponseCase{"BadChunkSizeIsRefused", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n", nullptr}),
-    [](const auto& param) { return std::string(param.param.name); });
 
 }  // namespace

@@ -111,6 +111,13 @@ TEST_F(AppDelegateTest, launchRegistersTheShippedDefaultsAndStoresTheVersion) {
     EXPECT_EQ(defaults_->stringForKey(settings::keys::version), "1.2.3");
 }
 
+TEST_F(AppDelegateTest, theUpdateCheckRunsAtTheIntervalTheSettingsName) {
+    defaults_->setInteger(3600, settings::keys::updateCheckInterval);
+    delegate().applicationDidFinishLaunching();
+    ASSERT_FALSE(log_->entries().empty());
+    EXPECT_EQ(log_->entries().front(), "updater.setUpdateCheckInterval 3600");
+}
+
 TEST_F(AppDelegateTest, aMissingDefaultsResourceIsLoggedAndLaunchGoesOn) {
     std::vector<std::string> lines;
     KMSetLogSink([&](KMLogStream, std::string_view line) { lines.emplace_back(line); });
