@@ -6,6 +6,8 @@
 #include <cctype>
 #include <utility>
 
+#include <utf8proc.h>
+
 namespace jorvane {
 
 namespace {
@@ -183,6 +185,46 @@ std::vector<std::string_view> splitDots(std::string_view v) {
 
 namespace appcast {
 
+std::string readableText(std::string_view text, std::size_t maxBytes) {
+    std::string out;
+    const auto* bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
+    std::size_t at = 0;
+    bool cut = false;
+    while (at < text.size()) {
+        utf8proc_int32_t codePoint = -1;
+        const utf8proc_ssize_t n =
+            utf8proc_iterate(bytes + at, static_cast<utf8proc_ssize_t>(text.size() - at), &codePoint);
+        const std::size_t used = n > 0 ? static_cast<std::size_t>(n) : 1;
+        const bool control = codePoint >= 0 && (codePoint < 0x20 || (codePoint >= 0x7f && codePoint < 0xa0));
+        const bool space = codePoint == '\t' || codePoint == '\n' || codePoint == '\r';
+        if (control && !space) {
+            at += used;
+            continue;
+        }
+        // A byte that starts no valid character is shown as U+FFFD.
+        const std::string_view piece = codePoint < 0 ? std::string_view("\xEF\xBF\xBD")
+                                       : space        ? std::string_view(" ")
+                                                      : text.substr(at, used);
+        if (out.size() + piece.size() > maxBytes) {
+            cut = true;
+            break;
+        }
+        out += piece;
+        at += used;
+    }
+    if (cut) {
+        constexpr std::string_view kEllipsis = "\u2026";
+        // Room for the ellipsis, backing up to the start of a character.
+        // `out` holds whole characters only: drop one, continuation bytes first.
+        while (!out.empty() && out.size() + kEllipsis.size() > maxBytes) {
+            while ((static_cast<unsigned char>(out.back()) & 0xC0) == 0x80) out.pop_back();
+            out.pop_back();
+        }
+        out += kEllipsis;
+    }
+    return out;
+}
+
 std::optional<std::vector<AppcastItem>> parse(std::string_view xml, std::string* error) {
     auto fail = [&](const char* why) -> std::optional<std::vector<AppcastItem>> {
         if (error) *error = why;
@@ -201,7 +243,7 @@ std::optional<std::vector<AppcastItem>> parse(std::string_view xml, std::string*
         from = end + 7;
 
         AppcastItem item;
-        item.title = childText(body, "title").value_or("");
+        item.title = readableText(childText(body, "title").value_or(""), kMaxTitleBytes);
         std::optional<std::string> version, shortVersion, url;
         if (const std::size_t enc = findStartTag(body, "enclosure", 0); enc != std::string_view::npos) {
             const std::size_t gt = body.find('>', enc);
@@ -216,7 +258,8 @@ std::optional<std::vector<AppcastItem>> parse(std::string_view xml, std::string*
         if (!url || url->empty()) url = childText(body, "link");
         if (!version || version->empty()) continue;
         item.version = *version;
-        item.shortVersion = shortVersion && !shortVersion->empty() ? *shortVersion : *version;
+        item.shortVersion =
+            readableText(shortVersion && !shortVersion->empty() ? *shortVersion : *version, kMaxVersionBytes);
         item.url = url.value_or("");
         items.push_back(std::move(item));
     }

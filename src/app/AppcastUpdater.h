@@ -46,7 +46,17 @@ struct UpdateOffer {
 
 namespace appcast {
 
-// Reads the items of a feed. Items without a version are skipped. nullopt
+// Feed texts are shown to the user: these are their caps (in bytes of UTF-8).
+constexpr std::size_t kMaxTitleBytes = 256;
+constexpr std::size_t kMaxVersionBytes = 64;
+
+// `text` made fit to show as plain text: control characters removed (tabs and
+// line breaks become spaces), bytes that are not UTF-8 shown as U+FFFD, and
+// at most `maxBytes`, ending in "…" when cut, never inside a character.
+std::string readableText(std::string_view text, std::size_t maxBytes);
+
+// Reads the items of a feed. Titles and short versions come out readable and
+// capped (readableText). Items without a version are skipped. nullopt
 // (with the reason in `error`) when the text is not an RSS feed or an element
 // is left open.
 std::optional<std::vector<AppcastItem>> parse(std::string_view xml, std::string* error = nullptr);

@@ -116,4 +116,43 @@ TEST(AppcastParse, AFeedWithoutItemsIsValidAndEmpty) {
     EXPECT_TRUE(items->empty());
 }
 
+struct TextCase {
+    const char* name;
+    std::string in;
+    std::size_t cap;
+    std::string shown;
+};
+
+class ReadableText : public testing::TestWithParam<TextCase> {};
+
+TEST_P(ReadableText, IsPlainAndCapped) {
+    EXPECT_EQ(appcast::readableText(GetParam().in, GetParam().cap), GetParam().shown);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, ReadableText,
+    testing::Values(TextCase{"PlainTextStaysAsItIs", "Jorvane 1.2 \u00e9t\u00e9", 64, "Jorvane 1.2 \u00e9t\u00e9"},
+                    TextCase{"ControlCharactersGo", std::string("a\x1b[31mb\x07\x7f\u0085c\0d", 15), 64, "a[31mbcd"},
+                    TextCase{"LineBreaksAndTabsBecomeSpaces", "1.2\n\tbeta\r", 64, "1.2  beta "},
+                    TextCase{"BytesThatAreNotUtf8ShowAsReplacement", "v\xff\xc3", 64, "v\ufffd\ufffd"},
+                    TextCase{"ALongTextIsCutWithAnEllipsis", "abcdefghij", 6, "abc\u2026"},
+                    TextCase{"TheCutNeverSplitsACharacter", "ab\u00e9\u00e9\u00e9", 7, "ab\u00e9\u2026"}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST(AppcastParse, AMegabyteTitleAndAVersionFullOfControlsComeOutCappedAndReadable) {
+    std::string title;
+    for (int i = 0; i < 1024 * 1024 / 8; ++i) title += "J\x01\x1b\x02rvan\u00e9";
+    const std::string feed = "<rss><channel><item><title>" + title +
+                             "</title><enclosure url=\"https://example.test/j.tar.gz\" sparkle:version=\"9\" "
+                             "sparkle:shortVersionString=\"9\x1b]0;owned\x07.0\n\"/></item></channel></rss>";
+    const auto items = appcast::parse(feed);
+    ASSERT_TRUE(items);
+    ASSERT_EQ(items->size(), 1u);
+    EXPECT_LE((*items)[0].title.size(), appcast::kMaxTitleBytes);
+    EXPECT_TRUE((*items)[0].title.starts_with("Jrvan\u00e9Jrvan\u00e9"));
+    EXPECT_TRUE((*items)[0].title.ends_with("\u2026"));
+    EXPECT_EQ((*items)[0].shortVersion, "9]0;owned.0");
+    EXPECT_EQ((*items)[0].version, "9");
+}
+
 }  // namespace
