@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds Jorvane and runs every test: the unit suite in a plain build, again
 # under AddressSanitizer + UndefinedBehaviorSanitizer, the queue and timer
-# tests under ThreadSanitizer, and the end-to-end suite under Xvfb.
+# tests under ThreadSanitizer, a short run of every fuzz target, and the
+# end-to-end suite under Xvfb.
 # Installs the Debian packages it needs first.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -66,6 +67,16 @@ configure build-tsan -DCMAKE_BUILD_TYPE=Debug -DJORVANE_SANITIZE=thread \
   -DJORVANE_BUILD_APP=OFF -DJORVANE_BUILD_BENCH=OFF
 cmake --build build-tsan -j"$jobs" --target jorvane_concurrency_tests
 TSAN_OPTIONS=halt_on_error=1 run_ctest tsan build-tsan -L concurrency
+
+echo "== fuzz targets, a short run of each from the kept corpus"
+mkdir -p build-fuzz
+CC=clang-16 CXX=clang++-16 configure build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DJORVANE_SANITIZE=address,undefined,fuzzer-no-link -DJORVANE_BUILD_FUZZ=ON -DJORVANE_BUILD_APP=OFF \
+  -DJORVANE_BUILD_BENCH=OFF
+fuzz_targets=()
+for src in fuzz/*.cpp; do fuzz_targets+=("fuzz_$(basename "$src" .cpp)"); done
+cmake --build build-fuzz -j"$jobs" --target "${fuzz_targets[@]}"
+run_ctest fuzz build-fuzz -L fuzz
 
 if [ "$(ctest --test-dir build -N -L e2e 2>/dev/null | sed -nE 's/^Total Tests: ([0-9]+)/\1/p')" != "0" ]; then
   echo "== end-to-end (Xvfb, openbox, Thunar)"
