@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -21,6 +22,9 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* kLog = "login-items";
+// Desktop entries are a few hundred bytes; a larger file is no entry of ours
+// and is not read (a damaged or hostile one could hold a line of gigabytes).
+constexpr std::uintmax_t kMaxEntryBytes = 64 * 1024;
 constexpr std::string_view kReserved = " \t\n\"'\\><~|&;$*?#()`";
 
 struct Item {
@@ -36,6 +40,13 @@ std::string_view trim(std::string_view text) {
 
 // The program an entry starts, or nothing when the entry is not an item.
 std::optional<std::string> programOfEntry(const fs::path& file) {
+    std::error_code ec;
+    const std::uintmax_t size = fs::file_size(file, ec);
+    if (ec || size > kMaxEntryBytes) {
+        KMLogInDomain(KMLogLevelWarn, kLog, "%s: not read (%s)", file.c_str(),
+                      ec ? ec.message().c_str() : "larger than an autostart entry can be");
+        return std::nullopt;
+    }
     std::ifstream in(file, std::ios::binary);
     if (!in) return std::nullopt;
     std::string line;

@@ -57,9 +57,16 @@ std::string_view titleLocation(std::string_view title) {
 }
 
 std::optional<std::string> folderFromTitle(std::string_view title) {
+    // Longer than any path the kernel takes (PATH_MAX, 4096 bytes with its
+    // NUL), even escaped three bytes for one: no folder, whatever the title says.
+    constexpr std::size_t kMaxTitleBytes = 3 * 4096 + 64;
+    if (title.size() > kMaxTitleBytes) return std::nullopt;
     const std::string_view location = titleLocation(title);
     if (location.size() == title.size()) return std::nullopt;  // not a browser title
-    if (!location.empty() && location.front() == '/') return withoutTrailingSlash(location);
+    if (!location.empty() && location.front() == '/') {
+        if (location.size() >= 4096) return std::nullopt;
+        return withoutTrailingSlash(location);
+    }
     constexpr std::string_view kFileScheme = "file://";
     if (location.substr(0, kFileScheme.size()) != kFileScheme) return std::nullopt;
     std::string_view rest = location.substr(kFileScheme.size());
@@ -67,7 +74,7 @@ std::optional<std::string> folderFromTitle(std::string_view title) {
     if (rest.substr(0, kLocalHost.size()) == kLocalHost) rest.remove_prefix(kLocalHost.size());
     if (rest.empty() || rest.front() != '/') return std::nullopt;  // a remote host
     std::optional<std::string> path = percentDecode(rest);
-    if (!path) return std::nullopt;
+    if (!path || path->size() >= 4096) return std::nullopt;
     return withoutTrailingSlash(*path);
 }
 

@@ -34,7 +34,11 @@ INSTANTIATE_TEST_SUITE_P(
         TitleCase{"NothingForAnEscapedNul", "file:///tmp/%00 - Thunar", std::nullopt},
         TitleCase{"NothingForTheFolderNameAlone", "Documents - Thunar", std::nullopt},
         TitleCase{"NothingForAnotherProgramsTitle", "/tmp/notes.txt - Mousepad", std::nullopt},
-        TitleCase{"NothingForAnEmptyTitle", "", std::nullopt}),
+        TitleCase{"NothingForAnEmptyTitle", "", std::nullopt},
+        TitleCase{"NothingForAPathLongerThanAnyFolderCanBe", "/" + std::string(4096, 'a') + " - Thunar", std::nullopt},
+        TitleCase{"NothingForAMegabyteTitle", "/" + std::string(1024 * 1024, 'a') + " - Thunar", std::nullopt},
+        TitleCase{"ALongPathThatCanExistIsRead", "/" + std::string(4000, 'a') + " - Thunar",
+                  "/" + std::string(4000, 'a')}),
     [](const auto& row) { return std::string(row.param.label); });
 
 struct Utf8Case {

@@ -91,6 +91,14 @@ TEST_F(LoginItems, RemovalTakesEveryDuplicateAndLeavesOtherProgramsAlone) {
     EXPECT_TRUE(LoginItem::HasLoginItemWithPath("/usr/bin/notes"));
 }
 
+TEST_F(LoginItems, AnEntryWithAHundredMegabyteLineIsSkippedAndTheOthersStillCount) {
+    write("huge.desktop", "[Desktop Entry]\nExec=/usr/bin/huge ");
+    fs::resize_file(home_.path() / "autostart/huge.desktop", 100u * 1024 * 1024);  // sparse: one line of NULs
+    write("notes.desktop", "[Desktop Entry]\nExec=/usr/bin/notes\n");
+    EXPECT_FALSE(LoginItem::HasLoginItemWithPath("/usr/bin/huge"));
+    EXPECT_TRUE(LoginItem::HasLoginItemWithPath("/usr/bin/notes"));
+}
+
 TEST_F(LoginItems, RemovalByFileNameMatchesTheProgramsLastComponent) {
     LoginItem::InstallLoginItemWithPath("/opt/Jorvane/bin/jorvane");
     LoginItem::InstallLoginItemWithPath("/home/me/bin/jorvane");
