@@ -178,6 +178,9 @@ DefaultsStorage::Loaded FileDefaultsStorage::load() {
             if (!parsed.is_object()) damage = "does not hold a JSON object";
         } catch (const nlohmann::json::parse_error& e) {
             damage = "is not valid JSON (" + parseMessage(e.what()) + ")";
+        } catch (const nlohmann::json::exception& e) {
+            // A number too large for a double (1e400) is thrown as out_of_range.
+            damage = "is not valid JSON (" + parseMessage(e.what()) + ")";
         }
     }
     if (!damage.empty()) {

@@ -178,6 +178,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(Damage{"ThatIsTruncatedJson", "{\"hotkey_keycode\": 5,\n  \"hotk", "is not valid JSON"},
                       Damage{"ThatIsEmpty", "", "is not valid JSON"},
                       Damage{"ThatIsNotUtf8", "{\"version\": \"caf\xe9\"}", "is not valid JSON"},
+                      Damage{"WithANumberBeyondADouble", "{\"update_check_interval\": 0.5e3003}", "is not valid JSON"},
                       Damage{"ThatHoldsAList", "[\"hotkey_keycode\", 5]", "does not hold a JSON object"}),
     [](const auto& row) { return std::string(row.param.name); });
 
