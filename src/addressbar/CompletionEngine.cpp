@@ -1,13 +1,15 @@
 #include "addressbar/CompletionEngine.h"
 
 #include "addressbar/NameFilter.h"
+#include "util/Dispatch.h"
 #include "util/Paths.h"
 
 #include <dirent.h>
-#include <sys/stat.h>
 
 #include <algorithm>
-#include <climits>
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
 
 namespace jorvane {
 
@@ -41,40 +43,227 @@ void sortByLength(std::vector<std::string>& strings) {
 
 }  // namespace
 
-CompletionEngine::CompletionEngine(Hooks hooks) : hooks_(std::move(hooks)) {}
+struct CompletionEngine::FolderLoad {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<std::shared_ptr<const DirectoryListing>> batches;
+    bool finished = false;
+    bool failed = false;
+    // Nobody wants the rest of the folder any more: the reader stops.
+    std::atomic<bool> abandoned{false};
+};
+
+namespace {
+
+struct Answer {
+    std::vector<std::string> candidates;
+    CompletionEngine::Progress progress = CompletionEngine::Progress::complete;
+    bool unreadable = false;
+};
+
+}  // namespace
+
+struct CompletionEngine::Request {
+    std::string text;      // as typed
+    std::string expanded;  // tilde expanded; a pattern offers it as a candidate
+    std::string base;      // the folder, ending in "/"
+    std::string prefix;    // the last component: what names must match
+    bool absolute = false;
+    std::shared_ptr<FolderLoad> load;
+    std::atomic<bool> cancelled{false};
+
+    std::mutex mutex;
+    std::condition_variable ready;
+    std::optional<Answer> latest;  // the newest answer the main thread has not taken
+    bool finished = false;         // the final answer has been given
+    bool deliveryQueued = false;
+};
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// The worker's part of one request: filters the folder's batches as they
+// arrive and hands over the grown answer now and then, the final one always.
+void runRequest(const std::shared_ptr<CompletionEngine::Request>& request, const CompletionEngine::Options& options,
+                const std::weak_ptr<CompletionEngine*>& engine,
+                void (*deliver)(const std::weak_ptr<CompletionEngine*>&,
+                                const std::shared_ptr<CompletionEngine::Request>&)) {
+    CompletionEngine::FolderLoad& load = *request->load;
+    const NameFilter filter(request->prefix);
+    std::vector<std::string> found;
+    // A pattern is offered as a candidate of its own (Return selects all its
+    // matches); it takes part in the sort like the others.
+    if (filter.hasWildcard()) found.push_back(request->expanded);
+    const std::string& base = request->base;
+
+    const auto publish = [&](CompletionEngine::Progress progress, bool unreadable, bool final) {
+        Answer answer;
+        if (unreadable) {
+            if (filter.hasWildcard()) answer.candidates.push_back(request->expanded);
+        } else if (final) {
+            answer.candidates = std::move(found);
+        } else {
+            answer.candidates = found;
+        }
+        sortByLength(answer.candidates);
+        answer.progress = progress;
+        answer.unreadable = unreadable;
+        bool queueDelivery = false;
+        {
+            std::lock_guard lock(request->mutex);
+            request->latest = std::move(answer);
+            request->finished = final;
+            queueDelivery = !std::exchange(request->deliveryQueued, true);
+        }
+        request->ready.notify_all();
+        if (queueDelivery) dispatch::performOnMainThread([engine, request, deliver] { deliver(engine, request); });
+    };
+
+    // Kept across entries and batches on purpose: an entry whose lookup
+    // failed (a dangling link) keeps the answer of the accepted entry before it.
+    bool isDirectory = false;
+    std::size_t seen = 0;
+    bool published = false;
+    bool stalled = false;
+    dispatch::TimePoint lastPublished = dispatch::timeSource().now();
+    std::vector<std::shared_ptr<const DirectoryListing>> fresh;
+    for (;;) {
+        bool finished = false;
+        bool failed = false;
+        {
+            std::unique_lock lock(load.mutex);
+            const bool moved = load.changed.wait_for(lock, options.stallAfter, [&] {
+                return request->cancelled.load() || load.batches.size() > seen || load.finished;
+            });
+            if (request->cancelled.load()) return;
+            if (!moved) {
+                lock.unlock();
+                if (!stalled) publish(CompletionEngine::Progress::notAnswering, false, false);
+                stalled = true;
+                continue;
+            }
+            fresh.assign(load.batches.begin() + static_cast<std::ptrdiff_t>(seen), load.batches.end());
+            seen = load.batches.size();
+            finished = load.finished;
+            failed = load.failed;
+        }
+        stalled = false;
+        for (const auto& batch : fresh) {
+            const std::size_t count = batch->size();
+            for (std::size_t i = 0; i < count; ++i) {
+                const std::string_view name = batch->name(i);
+                if (!filter.accepts(name, batch->isAscii(i))) continue;
+                const unsigned char type = batch->type(i);
+                if (type != DirectoryListing::lookupFailed) isDirectory = type == DT_DIR;
+                std::string& candidate = found.emplace_back();
+                candidate.reserve((request->absolute ? base.size() : 0) + name.size() + 1);
+                if (request->absolute) candidate.append(base);
+                candidate.append(name);
+                if (isDirectory) candidate.push_back('/');
+            }
+            if (request->cancelled.load()) return;
+        }
+        fresh.clear();
+        if (finished) {
+            publish(CompletionEngine::Progress::complete, failed, true);
+            return;
+        }
+        const dispatch::TimePoint now = dispatch::timeSource().now();
+        if (!published || now - lastPublished >= options.publishInterval) {
+            publish(CompletionEngine::Progress::reading, false, false);
+            published = true;
+            lastPublished = now;
+        }
+    }
+}
+
+}  // namespace
+
+CompletionEngine::CompletionEngine(Hooks hooks) : CompletionEngine(std::move(hooks), Options{}) {}
+
+CompletionEngine::CompletionEngine(Hooks hooks, Options options)
+    : hooks_(std::move(hooks)), options_(std::move(options)), self_(std::make_shared<CompletionEngine*>(this)) {
+    if (!options_.source) options_.source = DiskFolderSource::shared();
+}
+
+CompletionEngine::~CompletionEngine() { clear(); }
+
+void CompletionEngine::cancelRequest() {
+    if (!request_) return;
+    request_->cancelled.store(true);
+    {
+        // Under the load's lock, so that a worker between its check and its
+        // wait cannot miss the wake-up.
+        std::lock_guard lock(request_->load->mutex);
+    }
+    request_->load->changed.notify_all();
+    request_.reset();
+}
 
 void CompletionEngine::clear() {
+    cancelRequest();
+    if (load_) load_->abandoned.store(true);
+    load_.reset();
     currentCompletions_.clear();
-    currentCompletionsDirectoryContent_.reset();
+    answeredText_.clear();
+    progress_ = Progress::complete;
+    folderUnreadable_ = false;
     currentCompletionsDirectoryPath_.reset();
 }
 
-void CompletionEngine::refreshCache(const std::string& directory) {
-    if (currentCompletionsDirectoryPath_ && *currentCompletionsDirectoryPath_ == directory) return;
-    // Drop the old listing first: a big folder should not be held twice.
-    currentCompletionsDirectoryContent_.reset();
-    currentCompletionsDirectoryContent_ = DirectoryListing::read(directory);
+std::shared_ptr<CompletionEngine::FolderLoad> CompletionEngine::loadFor(const std::string& directory) {
+    if (load_ && currentCompletionsDirectoryPath_ && *currentCompletionsDirectoryPath_ == directory) return load_;
+    // A big folder should not be read on for nothing.
+    if (load_) load_->abandoned.store(true);
+    load_ = std::make_shared<FolderLoad>();
     currentCompletionsDirectoryPath_ = directory;
+    dispatch::globalQueue().async([load = load_, source = options_.source, directory] {
+        const bool read = source->read(directory, [&load](DirectoryListing&& batch) {
+            auto shared = std::make_shared<const DirectoryListing>(std::move(batch));
+            {
+                std::lock_guard lock(load->mutex);
+                load->batches.push_back(std::move(shared));
+            }
+            load->changed.notify_all();
+            return !load->abandoned.load();
+        });
+        {
+            std::lock_guard lock(load->mutex);
+            load->finished = true;
+            load->failed = !read;
+            // A folder that failed part-way offers none of its names.
+            if (!read) load->batches.clear();
+        }
+        load->changed.notify_all();
+    });
+    return load_;
 }
 
 void CompletionEngine::updateCompletions(std::string_view text, const std::optional<std::string>& finderLocation,
                                          const FetchFinderLocation& fetchFinderLocation) {
+    cancelRequest();
     if (text.empty()) {
         currentCompletions_.clear();
+        answeredText_.clear();
+        progress_ = Progress::complete;
         return;
     }
 
+    auto request = std::make_shared<Request>();
+    request->text = std::string(text);
     // Tilde expansion drops a trailing "/", which says "list this folder".
     const bool endsWithSlash = text.back() == '/';
-    std::string expanded = paths::stringByExpandingTildeInPath(text);
+    request->expanded = paths::stringByExpandingTildeInPath(text);
+    std::string& expanded = request->expanded;
     if (endsWithSlash && (expanded.empty() || expanded.back() != '/')) expanded.push_back('/');
-    const bool absolute = !expanded.empty() && expanded.front() == '/';
+    request->absolute = !expanded.empty() && expanded.front() == '/';
 
     // Relative text is one name in the file manager's folder, slashes and
     // all, so "Documents/Sub" completes nothing. Without a known folder this
     // keystroke asks for it and makes do with the text alone.
     std::vector<std::string> components;
-    if (absolute) {
+    if (request->absolute) {
         components = paths::pathComponents(expanded);
     } else if (finderLocation) {
         components = paths::pathComponents(*finderLocation);
@@ -84,62 +273,67 @@ void CompletionEngine::updateCompletions(std::string_view text, const std::optio
         components = paths::pathComponents(expanded);
     }
 
-    std::string prefix;
     if (!components.empty()) {
-        prefix = components.back();
-        if (prefix == "/") prefix.clear();
+        request->prefix = components.back();
+        if (request->prefix == "/") request->prefix.clear();
     }
     if (components.size() >= 2) components.pop_back();
     std::string directory = paths::stringByExpandingTildeInPath(paths::pathWithComponents(components));
     // The cache key names the folder without a trailing "/" (a location
     // ending in "/" names the same folder as one without).
     while (directory.size() > 1 && directory.back() == '/') directory.pop_back();
-    refreshCache(directory);
+    request->load = loadFor(directory);
+    request->base = directory;
+    if (request->base.empty() || request->base.back() != '/') request->base.push_back('/');
 
-    currentCompletions_.clear();
-    std::string base = directory;
-    if (base.empty() || base.back() != '/') base.push_back('/');
+    request_ = request;
+    dispatch::globalQueue().async([request, options = options_, engine = std::weak_ptr(self_)] {
+        runRequest(request, options, engine,
+                   [](const std::weak_ptr<CompletionEngine*>& weak, const std::shared_ptr<Request>& answered) {
+                       if (const auto self = weak.lock()) (*self)->answerArrived(answered);
+                   });
+    });
 
-    const NameFilter filter(prefix);
-    // A pattern is offered as a candidate of its own (Return selects all its
-    // matches); it takes part in the sort like the others.
-    if (filter.hasWildcard()) currentCompletions_.push_back(expanded);
-
-    if (const auto& listing = currentCompletionsDirectoryContent_) {
-        // The listing's type answers "is it a directory?" for everything but
-        // links and unknown types, which need a lookup that follows the link.
-        // A lookup would fail for every entry of a folder we may not search,
-        // and for a path the kernel finds too long: those are looked up too,
-        // so that they fail the same way.
-        const bool typesUsable = listing->searchable();
-        std::string path = base;
-        // Kept across entries on purpose: an entry whose lookup fails (a
-        // dangling link) keeps the answer of the accepted entry before it.
-        bool isDirectory = false;
-        const std::size_t count = listing->size();
-        for (std::size_t i = 0; i < count; ++i) {
-            const std::string_view name = listing->name(i);
-            if (!filter.accepts(name, listing->isAscii(i))) continue;
-            const unsigned char type = listing->type(i);
-            if (typesUsable && type != DT_LNK && type != DT_UNKNOWN && base.size() + name.size() < PATH_MAX) {
-                isDirectory = type == DT_DIR;
-            } else {
-                path.resize(base.size());
-                path.append(name);
-                struct stat status;
-                if (::stat(path.c_str(), &status) == 0) isDirectory = S_ISDIR(status.st_mode);
-            }
-            std::string& candidate = currentCompletions_.emplace_back();
-            candidate.reserve((absolute ? base.size() : 0) + name.size() + 1);
-            if (absolute) candidate.append(base);
-            candidate.append(name);
-            if (isDirectory) candidate.push_back('/');
-        }
+    {
+        std::unique_lock lock(request->mutex);
+        request->ready.wait_for(lock, options_.waitBudget, [&] { return request->finished; });
+    }
+    if (!takeAnswer()) {
+        // Nothing known yet: the pattern itself, or nothing, while the folder
+        // is read.
+        currentCompletions_.clear();
+        if (NameFilter(request->prefix).hasWildcard()) currentCompletions_.push_back(expanded);
+        answeredText_ = request->text;
+        progress_ = Progress::reading;
+        folderUnreadable_ = false;
     }
 
-    sortByLength(currentCompletions_);
-
     if (hooks_.noteNumberOfItemsChanged) hooks_.noteNumberOfItemsChanged();
+}
+
+bool CompletionEngine::takeAnswer() {
+    if (!request_) return false;
+    std::optional<Answer> answer;
+    {
+        std::lock_guard lock(request_->mutex);
+        answer = std::exchange(request_->latest, std::nullopt);
+    }
+    if (!answer) return false;
+    currentCompletions_ = std::move(answer->candidates);
+    answeredText_ = request_->text;
+    progress_ = answer->progress;
+    folderUnreadable_ = answer->unreadable;
+    return true;
+}
+
+void CompletionEngine::answerArrived(const std::shared_ptr<Request>& request) {
+    {
+        std::lock_guard lock(request->mutex);
+        request->deliveryQueued = false;
+    }
+    if (request != request_ || !takeAnswer()) return;
+    if (hooks_.noteNumberOfItemsChanged) hooks_.noteNumberOfItemsChanged();
+    if (hooks_.answerChanged) hooks_.answerChanged();
 }
 
 std::string CompletionEngine::uncompletedString(std::string_view fieldText, TextRange selectedRange) {
@@ -186,13 +380,20 @@ CompletionEngine::Completion CompletionEngine::completedString(std::string_view 
     publishContent();
     if (currentCompletions_.empty()) return result;
     result.completion = currentCompletions_.front();
-    // Typing a name reveals its first match in the file manager, once per
-    // candidate however long the user types on.
-    if (s.front() != '/' && searchModeLastRevealedText_ != result.completion) {
-        searchModeLastRevealedText_ = result.completion;
-        result.revealName = result.completion;
-    }
+    result.revealName = nextRevealName();
     return result;
+}
+
+std::optional<std::string> CompletionEngine::nextRevealName() {
+    // Typing a name reveals its first match in the file manager, once per
+    // candidate however long the user types on, and only once the whole
+    // folder has been considered: a first match of part of it may not last.
+    if (currentCompletions_.empty() || progress_ != Progress::complete || answeredText_.empty() ||
+        answeredText_.front() == '/' || hasWildcard(answeredText_))
+        return std::nullopt;
+    if (searchModeLastRevealedText_ == currentCompletions_.front()) return std::nullopt;
+    searchModeLastRevealedText_ = currentCompletions_.front();
+    return searchModeLastRevealedText_;
 }
 
 }  // namespace jorvane

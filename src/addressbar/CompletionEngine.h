@@ -1,28 +1,39 @@
 #pragma once
 
-// Completion of the address bar's text on the real file system. The
+// Completion of the address bar's text on the file system. The
 // PathWindowController holds one engine and answers its combo box's data
 // source calls through it.
 //
 // A candidate is an absolute path when the typed text is absolute or begins
 // with "~", and a bare name relative to the file manager's folder otherwise;
-// directories (and links to them) end with "/". The engine keeps the listing
-// of the directory it completed last and reads the disk again only when the
-// directory part of the text changes, so keystrokes within one folder only
-// filter cached names. Everything runs on the main thread.
+// directories (and links to them) end with "/". Shorter candidates come
+// first.
+//
+// Threads. The main thread never touches the file system here: the folder is
+// read, and the names filtered, on worker threads. A text is answered from
+// what is known once the worker has finished or a short wait budget has
+// passed, whichever comes first; when the work goes on longer (a huge folder,
+// a file system that does not answer), the answer grows as the worker
+// produces more, and Hooks::answerChanged tells the controller on the main
+// thread. A newer text cancels the work for an older one. The engine keeps
+// the names of the folder it completed last (read once, shared read-only by
+// the workers) and reads the folder again only when the directory part of
+// the text changes.
 //
 // Text and names are bytes: names that are not valid UTF-8 are listed,
 // matched and returned unchanged.
 
-#include "addressbar/DirectoryListing.h"
-#include "addressbar/PathWindowViews.h"
-
+#include <chrono>
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "addressbar/FolderSource.h"
+#include "addressbar/PathWindowViews.h"
 
 namespace jorvane {
 
@@ -30,7 +41,21 @@ class CompletionEngine {
 public:
     static constexpr std::size_t notFound = static_cast<std::size_t>(-1);
 
-    // What the controller does when the candidates change; either may be empty.
+    struct Options {
+        // How long the main thread waits for a text's answer before it goes
+        // on with what is known: well inside one frame.
+        std::chrono::nanoseconds waitBudget = std::chrono::milliseconds(8);
+        // While a folder is being read, a grown answer is handed over at
+        // most this often.
+        std::chrono::nanoseconds publishInterval = std::chrono::milliseconds(40);
+        // A folder that has given nothing new for this long is shown as not
+        // answering.
+        std::chrono::nanoseconds stallAfter = std::chrono::seconds(2);
+        // Where folders are read; the real file system when null.
+        std::shared_ptr<FolderSource> source;
+    };
+
+    // What the controller does when the candidates change; any may be empty.
     struct Hooks {
         // After every recomputation for a non-empty text: the combo box must
         // ask again how many items there are.
@@ -38,6 +63,16 @@ public:
         // The data-source answers that recompute also hand the new candidates
         // to the completion list.
         std::function<void(const std::vector<std::string>&)> setCompletionsContent;
+        // The answer grew or finished after its text was first answered (on
+        // the main thread, from the main queue).
+        std::function<void()> answerChanged;
+    };
+
+    // How complete the current answer is.
+    enum class Progress {
+        complete,      // every name of the folder has been considered
+        reading,       // the folder is still being read
+        notAnswering,  // the folder has given nothing for a while
     };
 
     // The window's folder, as the controller keeps it: `finderLocation` is the
@@ -50,7 +85,7 @@ public:
 
     struct Completion {
         // The inline completion: the first (shortest) candidate; nothing for a
-        // pattern or when there is no candidate.
+        // pattern or when there is no candidate (yet).
         std::optional<std::string> completion;
         // Search as you type: a candidate to select in the file manager now
         // (the controller calls "finder_reveal_in_current" with it). Set only
@@ -60,9 +95,13 @@ public:
     };
 
     explicit CompletionEngine(Hooks hooks = {});
+    CompletionEngine(Hooks hooks, Options options);
+    ~CompletionEngine();
+    CompletionEngine(const CompletionEngine&) = delete;
+    CompletionEngine& operator=(const CompletionEngine&) = delete;
 
-    // Rebuilds currentCompletions() for `text`. Empty text empties the list
-    // without telling the combo box.
+    // Rebuilds currentCompletions() for `text` (waiting at most the budget).
+    // Empty text empties the list without telling the combo box.
     void updateCompletions(std::string_view text, const std::optional<std::string>& finderLocation,
                            const FetchFinderLocation& fetchFinderLocation);
 
@@ -81,13 +120,18 @@ public:
     // The inline completion of the typed text `s` (comboBox:completedString:).
     Completion completedString(std::string_view s, const std::optional<std::string>& finderLocation,
                                const FetchFinderLocation& fetchFinderLocation);
+    // The search-as-you-type step of completedString for the current answer:
+    // its first candidate when the text is relative and that candidate was
+    // not revealed last.
+    std::optional<std::string> nextRevealName();
 
     const std::vector<std::string>& currentCompletions() const { return currentCompletions_; }
-    // The cached listing: nothing before the first listing and when the
-    // cached directory could not be listed.
-    const std::optional<DirectoryListing>& currentCompletionsDirectoryContent() const {
-        return currentCompletionsDirectoryContent_;
-    }
+    // The text the current candidates answer (uncompleted, as typed).
+    const std::string& answeredText() const { return answeredText_; }
+    Progress progress() const { return progress_; }
+    // Whether the cached folder could not be read (missing, not a folder, no
+    // permission, failed part-way).
+    bool folderUnreadable() const { return folderUnreadable_; }
     // The cached directory (tilde expanded, no trailing "/" except for "/");
     // nothing before the first listing.
     const std::optional<std::string>& currentCompletionsDirectoryPath() const {
@@ -101,18 +145,33 @@ public:
         searchModeLastRevealedText_ = std::move(text);
     }
 
-    // Drops the candidates and the cached listing (the controller's close).
+    // Drops the candidates and the cached listing, and cancels the work
+    // under way (the controller's close).
     void clear();
 
+    struct FolderLoad;
+    struct Request;
+
 private:
-    void refreshCache(const std::string& directory);
+    std::shared_ptr<FolderLoad> loadFor(const std::string& directory);
+    void cancelRequest();
+    // Takes the request's newest answer, if it has one; true when it did.
+    bool takeAnswer();
+    void answerArrived(const std::shared_ptr<Request>& request);
     void publishContent() const;
 
     Hooks hooks_;
+    Options options_;
     std::vector<std::string> currentCompletions_;
-    std::optional<DirectoryListing> currentCompletionsDirectoryContent_;
+    std::string answeredText_;
+    Progress progress_ = Progress::complete;
+    bool folderUnreadable_ = false;
+    std::shared_ptr<FolderLoad> load_;
+    std::shared_ptr<Request> request_;
     std::optional<std::string> currentCompletionsDirectoryPath_;
     std::optional<std::string> searchModeLastRevealedText_;
+    // Deliveries from the main queue check it: the engine may be gone.
+    std::shared_ptr<CompletionEngine*> self_;
 };
 
 }  // namespace jorvane

@@ -61,28 +61,6 @@ struct RawArray {
     T* release() { return std::exchange(data, nullptr); }
 };
 
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int fd) : fd_(fd) {}
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-    ~FileDescriptor() {
-        if (fd_ >= 0) ::close(fd_);
-    }
-    int get() const { return fd_; }
-
-private:
-    int fd_;
-};
-
-struct ReadBuffer {
-    ReadBuffer() : data(static_cast<char*>(std::aligned_alloc(8, readBufferSize))) {}
-    ReadBuffer(const ReadBuffer&) = delete;
-    ReadBuffer& operator=(const ReadBuffer&) = delete;
-    ~ReadBuffer() { std::free(data); }
-    char* data;
-};
-
 }  // namespace
 
 DirectoryListing::~DirectoryListing() {
@@ -97,42 +75,78 @@ std::size_t DirectoryListing::bytesHeld() const {
 }
 
 std::optional<DirectoryListing> DirectoryListing::read(const std::string& path) {
+    std::optional<DirectoryReader> reader = DirectoryReader::open(path);
+    if (!reader) return std::nullopt;
+    DirectoryListing listing;
+    if (reader->readBatch(listing, std::numeric_limits<std::size_t>::max()) != DirectoryReader::Status::finished)
+        return std::nullopt;
+    return listing;
+}
+
+std::optional<DirectoryReader> DirectoryReader::open(const std::string& path) {
     if (path.empty() || path.find('\0') != std::string::npos) return std::nullopt;
-    const FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (fd.get() < 0) return std::nullopt;
-    const ReadBuffer buffer;
-    if (!buffer.data) return std::nullopt;
+    const int fd = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) return std::nullopt;
+    DirectoryReader reader(fd, ::faccessat(AT_FDCWD, path.c_str(), X_OK, AT_EACCESS) == 0);
+    if (!reader.buffer_) return std::nullopt;
+    return reader;
+}
+
+DirectoryReader::DirectoryReader(int fd, bool searchable)
+    : fd_(fd), buffer_(static_cast<char*>(std::aligned_alloc(8, readBufferSize))), searchable_(searchable) {}
+
+DirectoryReader::DirectoryReader(DirectoryReader&& other) noexcept
+    : fd_(std::exchange(other.fd_, -1)), buffer_(std::exchange(other.buffer_, nullptr)), searchable_(other.searchable_) {}
+
+DirectoryReader::~DirectoryReader() {
+    if (fd_ >= 0) ::close(fd_);
+    std::free(buffer_);
+}
+
+DirectoryReader::Status DirectoryReader::readBatch(DirectoryListing& batch, std::size_t byteBudget) {
+    batch = DirectoryListing();
+    batch.searchable_ = searchable_;
+    if (fd_ < 0) return Status::finished;
 
     RawArray<char> names;
     RawArray<std::uint32_t> offsets;
     RawArray<unsigned char> types;
-    if (!offsets.reserve(1)) return std::nullopt;
+    if (!offsets.reserve(1)) return Status::failed;
     offsets.data[offsets.size++] = 0;
 
-    for (;;) {
-        const long got = ::syscall(SYS_getdents64, fd.get(), buffer.data, readBufferSize);
-        if (got == 0) break;
+    Status status = Status::more;
+    const auto fail = [this] {
+        ::close(std::exchange(fd_, -1));
+        return Status::failed;
+    };
+    while (status == Status::more && names.size < byteBudget) {
+        const long got = ::syscall(SYS_getdents64, fd_, buffer_, readBufferSize);
+        if (got == 0) {
+            ::close(std::exchange(fd_, -1));
+            status = Status::finished;
+            break;
+        }
         if (got < 0) {
             if (errno == EINTR) continue;
-            return std::nullopt;
+            return fail();
         }
         const auto bytes = static_cast<std::size_t>(got);
         // A batch holds at most bytes / 24 records whose names total fewer
         // than `bytes` bytes: reserve once so that the loop below never checks.
         const std::size_t maxRecords = bytes / direntMinimumRecord + 1;
-        if (names.size + bytes > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;
+        if (names.size + bytes > std::numeric_limits<std::uint32_t>::max()) return fail();
         if (!names.reserve(names.size + bytes) || !offsets.reserve(offsets.size + maxRecords) ||
             !types.reserve(types.size + maxRecords))
-            return std::nullopt;
+            return fail();
 
         char* out = names.data + names.size;
         std::uint32_t* offsetOut = offsets.data + offsets.size;
         unsigned char* typeOut = types.data + types.size;
         for (std::size_t pos = 0; pos < bytes;) {
-            const char* record = buffer.data + pos;
+            const char* record = buffer_ + pos;
             std::uint16_t recordLength;
             std::memcpy(&recordLength, record + direntRecordLengthOffset, sizeof recordLength);
-            if (recordLength < direntMinimumRecord || pos + recordLength > bytes) return std::nullopt;
+            if (recordLength < direntMinimumRecord || pos + recordLength > bytes) return fail();
             pos += recordLength;
             const char* name = record + direntNameOffset;
             const std::size_t length = ::strnlen(name, recordLength - direntNameOffset);
@@ -140,8 +154,9 @@ std::optional<DirectoryListing> DirectoryListing::read(const std::string& path) 
             std::memcpy(out, name, length);
             out += length;
             *offsetOut++ = static_cast<std::uint32_t>(out - names.data);
-            const auto type = static_cast<unsigned char>(record[direntTypeOffset] & typeMask);
-            *typeOut++ = isAsciiText({name, length}) ? type : static_cast<unsigned char>(type | nonAsciiBit);
+            const auto type = static_cast<unsigned char>(record[direntTypeOffset] & DirectoryListing::typeMask);
+            *typeOut++ = isAsciiText({name, length}) ? type
+                                                     : static_cast<unsigned char>(type | DirectoryListing::nonAsciiBit);
         }
         names.size = static_cast<std::size_t>(out - names.data);
         offsets.size = static_cast<std::size_t>(offsetOut - offsets.data);
@@ -151,15 +166,12 @@ std::optional<DirectoryListing> DirectoryListing::read(const std::string& path) 
     names.shrinkToFit();
     offsets.shrinkToFit();
     types.shrinkToFit();
-
-    DirectoryListing listing;
-    listing.count_ = types.size;
-    listing.namesSize_ = names.size;
-    listing.names_ = names.release();
-    listing.offsets_ = offsets.release();
-    listing.types_ = types.release();
-    listing.searchable_ = ::faccessat(AT_FDCWD, path.c_str(), X_OK, AT_EACCESS) == 0;
-    return listing;
+    batch.count_ = types.size;
+    batch.namesSize_ = names.size;
+    batch.names_ = names.release();
+    batch.offsets_ = offsets.release();
+    batch.types_ = types.release();
+    return status;
 }
 
 }  // namespace jorvane

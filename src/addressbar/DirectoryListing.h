@@ -48,6 +48,14 @@ public:
     // matching skip Unicode case folding.
     bool isAscii(std::size_t i) const { return (types_[i] & nonAsciiBit) == 0; }
 
+    // Replaces the type of entry i (a reader that looked an entry up).
+    void setType(std::size_t i, unsigned char type) {
+        types_[i] = static_cast<unsigned char>((types_[i] & nonAsciiBit) | (type & typeMask));
+    }
+    // The type of an entry whose lookup failed (a dangling link, a folder we
+    // may not search): d_type values stop at 14.
+    static constexpr unsigned char lookupFailed = 15;
+
     // Whether the process could search the directory (look up its entries)
     // when it was listed. A directory that is readable but not searchable
     // lists its names, yet every lookup of an entry fails.
@@ -66,6 +74,7 @@ public:
     }
 
 private:
+    friend class DirectoryReader;
     // d_type values are below 16; the top bit of the type byte marks names
     // with bytes above 0x7F.
     static constexpr unsigned char typeMask = 0x7F;
@@ -76,6 +85,36 @@ private:
     unsigned char* types_ = nullptr;
     std::size_t count_ = 0;
     std::size_t namesSize_ = 0;
+    bool searchable_ = true;
+};
+
+// Reads one directory a batch at a time, so that a caller can use the first
+// names of a huge or slow folder while the rest is still being read.
+class DirectoryReader {
+public:
+    enum class Status { more, finished, failed };
+
+    // Nothing when the path cannot be opened as a directory.
+    static std::optional<DirectoryReader> open(const std::string& path);
+
+    DirectoryReader(DirectoryReader&& other) noexcept;
+    DirectoryReader& operator=(DirectoryReader&&) = delete;
+    DirectoryReader(const DirectoryReader&) = delete;
+    DirectoryReader& operator=(const DirectoryReader&) = delete;
+    ~DirectoryReader();
+
+    // Reads on until about `byteBudget` bytes of names are in `batch` (at
+    // least one kernel read's worth) or the directory ends. `batch` is
+    // replaced. After `finished` or `failed` there is nothing more to read;
+    // a failed read leaves `batch` empty.
+    Status readBatch(DirectoryListing& batch, std::size_t byteBudget);
+
+    bool searchable() const { return searchable_; }
+
+private:
+    DirectoryReader(int fd, bool searchable);
+    int fd_ = -1;
+    char* buffer_ = nullptr;
     bool searchable_ = true;
 };
 

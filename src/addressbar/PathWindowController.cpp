@@ -67,11 +67,10 @@ PathWindowController::PathWindowController(AXUIElementRef axWindow, PathWindowVi
       screens_(dependencies.screens),
       delegate_(dependencies.delegate),
       pathFieldEditor_(dependencies.delegate),
-      engine_(CompletionEngine::Hooks{
-          [field = views_.field.get()] { field->noteNumberOfItemsChanged(); },
-          [list = views_.completions.get()](const std::vector<std::string>& candidates) {
-              list->setContent(candidates);
-          }}),
+      engine_(CompletionEngine::Hooks{[field = views_.field.get()] { field->noteNumberOfItemsChanged(); },
+                                      [this](const std::vector<std::string>&) { refreshCompletionList(); },
+                                      [this] { completionAnswerChanged(); }},
+              std::move(dependencies.completion)),
       self_(std::make_shared<PathWindowController*>(this)) {}
 
 PathWindowController::~PathWindowController() {
@@ -124,6 +123,7 @@ void PathWindowController::show(bool fill) {
 }
 
 void PathWindowController::hide() {
+    inlineText_.reset();
     views_.panel->orderOut();
     hideCompletions();
 }
@@ -282,14 +282,16 @@ bool PathWindowController::handleKeyDown(const KeyEvent& event) {
     }
     if (command && key == kVK_ANSI_N) {
         hide();
-        bridge_.callVJMethod(handlers::finderNewWin, fieldTextParams());
-        // The new window is now the focused one: give it its bar.
-        delegate_.show();
+        // The new window is then the focused one: give it its bar.
+        bridge_.commandAsync(std::string(handlers::finderNewWin), fieldTextParams(),
+                             [weak = std::weak_ptr(self_), &delegate = delegate_](bool) {
+                                 if (weak.lock()) delegate.show();
+                             });
         return true;
     }
     if (command && key == kVK_ANSI_W) {
         hide();
-        bridge_.callVJMethod(handlers::closeFinderWin);
+        bridge_.commandAsync(std::string(handlers::closeFinderWin), {});
         return true;
     }
     if (command && key == kVK_ANSI_T) {
@@ -298,7 +300,7 @@ bool PathWindowController::handleKeyDown(const KeyEvent& event) {
         return true;
     }
     if (command && key == kVK_ANSI_R) {
-        bridge_.callVJMethod(handlers::reload);
+        bridge_.commandAsync(std::string(handlers::reload), {});
         return true;
     }
     if (commandShift && key == kVK_ANSI_F) {
@@ -313,10 +315,10 @@ bool PathWindowController::handleKeyDown(const KeyEvent& event) {
     }
     if (command) {
         switch (key) {
-            case kVK_ANSI_1: bridge_.callVJMethod(handlers::finderIconview); return true;
-            case kVK_ANSI_2: bridge_.callVJMethod(handlers::finderListview); return true;
-            case kVK_ANSI_3: bridge_.callVJMethod(handlers::finderColumnview); return true;
-            case kVK_ANSI_4: bridge_.callVJMethod(handlers::finderFlowview); return true;
+            case kVK_ANSI_1: bridge_.commandAsync(std::string(handlers::finderIconview), {}); return true;
+            case kVK_ANSI_2: bridge_.commandAsync(std::string(handlers::finderListview), {}); return true;
+            case kVK_ANSI_3: bridge_.commandAsync(std::string(handlers::finderColumnview), {}); return true;
+            case kVK_ANSI_4: bridge_.commandAsync(std::string(handlers::finderFlowview), {}); return true;
             default: break;
         }
     }
@@ -354,7 +356,9 @@ bool PathWindowController::doCommandBySelector(TextCommand command) {
                 list.scrollRowToVisible(row - 1);
                 list.selectRow(row - 1);
             } else if (listVisible && row == 0) {
-                list.deselectAll();
+                // The list keeps a selection while it shows: above its
+                // first row it goes away.
+                hideCompletions();
             } else {
                 navigateToParentDirectory();
             }
@@ -411,6 +415,9 @@ bool PathWindowController::doCommandBySelector(TextCommand command) {
 }
 
 void PathWindowController::controlTextDidChange() {
+    // A completion still on its way belongs to a text that is gone; the
+    // field asks again after typing.
+    inlineText_.reset();
     if (views_.field->stringValue().empty()) setCurrentImage(BarImage::search());
 }
 
@@ -418,6 +425,8 @@ void PathWindowController::controlTextDidChange() {
 
 void PathWindowController::pathEditorEnter() {
     hideCompletions();
+    inlineText_.reset();
+    pendingPattern_.reset();
     // Accepts whatever inline completion is selected.
     moveCaretToEnd();
     const std::string text = views_.field->stringValue();
@@ -437,28 +446,28 @@ void PathWindowController::pathEditorEnter() {
     } else if (!hasWildcard(text)) {
         // A name in the window's folder, "~" included as it stands.
         if (const std::optional<std::string>& base = finderLocation()) {
-            std::string path = paths::stringByAppendingPathComponent(*base, text);
-            if (isDir(path)) path.push_back('/');
+            const std::string path = paths::stringByAppendingPathComponent(*base, text);
+            // The field shows a folder with its "/" when completion knows
+            // it is one; the navigation looks for itself, off this thread.
+            const std::vector<std::string>& known = engine_.currentCompletions();
+            const bool knownFolder =
+                !text.ends_with('/') && std::find(known.begin(), known.end(), text + "/") != known.end();
             finderReveal(path);
-            shown = path;
+            shown = knownFolder ? path + "/" : path;
         }
     } else {
         // A pattern: select everything it matches, in its own folder when it
         // names one.
         if (paths::isAbsolutePath(text)) finderLocation_ = paths::stringByDeletingLastPathComponent(text);
-        const std::optional<std::string> base = finderLocation();
         updateCompletions(text);
-        std::vector<std::string> names;
-        for (const std::string& candidate : engine_.currentCompletions()) {
-            if (candidate == text) continue;
-            std::string name = candidate;
-            if (base && paths::isAbsolutePath(name)) removeAll(name, *base);
-            names.push_back(std::move(name));
+        if (engine_.progress() == CompletionEngine::Progress::complete) {
+            selectPatternMatches(text);
+        } else {
+            // The folder is still being read: the matches are selected when
+            // they are all known.
+            pendingPattern_ = text;
+            startSpinnerTimer();
         }
-        // Without a folder the handler gets no parameters at all.
-        std::vector<std::string> params;
-        if (base) params = {*base, join(names, handlers::itemSeparator)};
-        bridge_.callVJMethod(handlers::finderSelect2, params);
     }
 
     views_.field->setStringValue(shown.value_or(std::string{}));
@@ -471,20 +480,50 @@ bool PathWindowController::isSearchString(std::string_view text) const {
     return hasWildcard(text) && !(revealed && *revealed == text);
 }
 
-bool PathWindowController::isDir(const std::string& path) {
-    std::error_code error;
-    return std::filesystem::is_directory(path, error);
+void PathWindowController::selectPatternMatches(const std::string& text) {
+    const std::optional<std::string> base = finderLocation();
+    std::vector<std::string> names;
+    std::size_t matches = 0;
+    for (const std::string& candidate : engine_.currentCompletions()) {
+        if (candidate == text) continue;
+        ++matches;
+        if (names.size() == kMaxSelectedNames) continue;
+        std::string name = candidate;
+        if (base && paths::isAbsolutePath(name)) removeAll(name, *base);
+        names.push_back(std::move(name));
+    }
+    // Without a folder the handler gets no parameters at all.
+    std::vector<std::string> params;
+    if (base) params = {*base, join(names, handlers::itemSeparator)};
+    bridge_.commandAsync(std::string(handlers::finderSelect2), std::move(params));
+    if (matches > names.size())
+        views_.field->showProblem("Selected the first " + std::to_string(names.size()) + " of " +
+                                  std::to_string(matches) + " matches");
+}
+
+void PathWindowController::navigationFinished(bool answered) {
+    stopSpinner();
+    if (!answered) views_.field->showProblem(kNoAnswerMessage);
 }
 
 void PathWindowController::finderSetPath(const std::string& path) {
     startSpinnerTimer();
-    bridge_.finderSetPathAsync(path, [weak = std::weak_ptr(self_)] {
-        if (const auto self = weak.lock()) (*self)->stopSpinner();
+    bridge_.finderSetPathAsync(path, [weak = std::weak_ptr(self_)](bool answered) {
+        if (const auto self = weak.lock()) (*self)->navigationFinished(answered);
     });
 }
 
 void PathWindowController::finderReveal(const std::string& path) {
-    bridge_.callVJMethod(handlers::finderReveal, {path});
+    startSpinnerTimer();
+    bridge_.finderRevealAsync(path, [weak = std::weak_ptr(self_), path](bool answered, const std::string& revealed) {
+        const auto self = weak.lock();
+        if (!self) return;
+        // A folder shows with its "/" once the navigation has looked,
+        // unless the user has typed something else meanwhile.
+        PathFieldView& field = *(*self)->views_.field;
+        if (revealed != path && field.stringValue() == path) field.setStringValue(revealed);
+        (*self)->navigationFinished(answered);
+    });
 }
 
 void PathWindowController::finderMount(const std::string& url) { bridge_.callVJMethod(handlers::finderMount, {url}); }
@@ -530,6 +569,8 @@ std::size_t PathWindowController::indexOfItemWithStringValue(std::string_view va
 }
 
 std::optional<std::string> PathWindowController::completedString(std::string_view typed) {
+    // A completion that arrives later still completes this text.
+    inlineText_ = std::string(typed);
     CompletionEngine::Completion completion =
         engine_.completedString(typed, finderLocation_, [this] { finderLocation(); });
     // Search as you type: the first match is selected in the window, in the
@@ -538,16 +579,69 @@ std::optional<std::string> PathWindowController::completedString(std::string_vie
     return completion.completion;
 }
 
+void PathWindowController::completionAnswerChanged() {
+    const std::vector<std::string>& candidates = engine_.currentCompletions();
+    const bool complete = engine_.progress() == CompletionEngine::Progress::complete;
+    if (views_.completions->isVisible()) {
+        // The user's choice stays chosen as the list grows around it.
+        const std::optional<std::string> chosen =
+            engine_.objectValueForItemAtIndex(static_cast<std::size_t>(views_.completions->selectedRow()));
+        refreshCompletionList();
+        std::size_t row = chosen ? engine_.indexOfItemWithStringValue(*chosen) : 0;
+        if (row == CompletionEngine::notFound || row >= kMaxListRows) row = 0;
+        if (!candidates.empty()) views_.completions->selectRow(static_cast<int>(row));
+    }
+    if (inlineText_ && engine_.answeredText() == *inlineText_ && !candidates.empty() &&
+        candidates.front().find_first_of("*?") == std::string::npos) {
+        views_.field->completeInline(*inlineText_, candidates.front());
+        if (const std::optional<std::string> name = engine_.nextRevealName())
+            bridge_.finderRevealInCurrentAsync(*name);
+    }
+    if (pendingPattern_ && complete && engine_.answeredText() == *pendingPattern_) {
+        stopSpinner();
+        const std::string pattern = *std::exchange(pendingPattern_, std::nullopt);
+        selectPatternMatches(pattern);
+    }
+}
+
+std::string PathWindowController::completionNote() const {
+    std::string note;
+    const std::size_t count = engine_.currentCompletions().size();
+    if (count > kMaxListRows) note = std::to_string(count - kMaxListRows) + " more";
+    const char* state = nullptr;
+    switch (engine_.progress()) {
+        case CompletionEngine::Progress::complete: break;
+        case CompletionEngine::Progress::reading: state = "Reading folder\u2026"; break;
+        case CompletionEngine::Progress::notAnswering: state = "The folder does not answer"; break;
+    }
+    if (state) note += note.empty() ? state : std::string(" \u2014 ") + state;
+    return note;
+}
+
+void PathWindowController::refreshCompletionList() {
+    const std::vector<std::string>& candidates = engine_.currentCompletions();
+    if (candidates.size() <= kMaxListRows) {
+        views_.completions->setContent(candidates);
+    } else {
+        views_.completions->setContent(std::vector<std::string>(
+            candidates.begin(), candidates.begin() + static_cast<std::ptrdiff_t>(kMaxListRows)));
+    }
+    views_.completions->setNote(completionNote());
+}
+
 // ---- completion list
 
 void PathWindowController::showPopup() {
     updateCompletions(uncompletedString());
     const std::vector<std::string>& candidates = engine_.currentCompletions();
-    // The list shows what was just computed.
-    views_.completions->setContent(candidates);
+    // The list shows what was just computed, with its first row chosen: a
+    // visible list always has a choice for Return.
+    refreshCompletionList();
+    if (!candidates.empty()) views_.completions->selectRow(0);
 
     const Rect panelFrame = views_.panel->frame();
-    const std::size_t rows = std::min(candidates.size(), kMaxPopupRows);
+    const std::size_t noteRows = completionNote().empty() ? 0 : 1;
+    const std::size_t rows = std::min(std::min(candidates.size(), kMaxListRows) + noteRows, kMaxPopupRows);
     const double height =
         rows == 0 ? kEmptyPopupHeight : std::trunc(static_cast<double>(rows) * views_.completions->rowHeight());
     // Hangs from the field's bottom edge, as wide as the field.

@@ -54,6 +54,8 @@ public:
         Workspace& workspace;
         Screens& screens;
         PathWindowDelegate& delegate;
+        // How completion waits and where it reads folders.
+        CompletionEngine::Options completion = {};
     };
 
     // Seconds of work before the spinner shows.
@@ -70,6 +72,14 @@ public:
     static constexpr std::size_t kMaxPopupRows = 6;
     // Height of the completion list when there is no candidate.
     static constexpr double kEmptyPopupHeight = 20;
+    // The list holds at most this many candidates; a last row says how many
+    // more match (inline completion and patterns still see them all).
+    static constexpr std::size_t kMaxListRows = 300;
+    // Return on a pattern selects at most this many of its matches: Thunar
+    // takes longer than a navigation may wait to select more.
+    static constexpr std::size_t kMaxSelectedNames = 500;
+    // Shown in the bar when a navigation got no answer, even after a retry.
+    static constexpr const char* kNoAnswerMessage = "Thunar did not answer";
 
     // initWithFinderAxWindow: the bar of the window `axWindow`. The views
     // must all be given (std::invalid_argument otherwise).
@@ -155,8 +165,6 @@ public:
     // A relative text with "*" or "?" that search as you type has not
     // produced. Empty text is not a pattern.
     bool isSearchString(std::string_view text) const;
-    // Whether the path is a directory, links followed; false when missing.
-    static bool isDir(const std::string& path);
     // Shows the folder (or reveals the item) in the background, with the
     // spinner.
     void finderSetPath(const std::string& path);
@@ -188,7 +196,16 @@ public:
     // A row of the list was chosen: it goes into the field and is entered.
     void completionsTableViewSelector();
 
+    // The text of the list's last row: how many more candidates match, and
+    // whether the folder is still being read; empty when neither.
+    std::string completionNote() const;
+
 private:
+    void completionAnswerChanged();
+    // Hands the candidates (at most kMaxListRows) and the note to the list.
+    void refreshCompletionList();
+    void selectPatternMatches(const std::string& text);
+    void navigationFinished(bool answered);
     void hideCompletions();
     void openFieldItem();
     void moveCaretToEnd();
@@ -205,6 +222,12 @@ private:
     CompletionEngine engine_;
     std::optional<std::string> finderLocation_;
     BarImage currentImage_;
+    // The text the user typed last, while its inline completion may still
+    // arrive; nothing after any other change.
+    std::optional<std::string> inlineText_;
+    // A pattern entered while its folder was still being read: its matches
+    // are selected once they are all known.
+    std::optional<std::string> pendingPattern_;
     std::shared_ptr<KMDelayedInvocation> spinnerTimer_;
     // Blocks that come back on the main queue check it: the controller may
     // be gone by then.

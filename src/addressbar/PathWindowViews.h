@@ -97,6 +97,16 @@ public:
     virtual Rect frame() const = 0;
     virtual void noteNumberOfItemsChanged() = 0;
     virtual void setImage(const BarImage& image) = 0;
+    // Inline completion that arrived after the keystroke: when the field
+    // still holds exactly `typed` with the caret at its end, or `typed`
+    // followed by a selected tail that an earlier completion added, the
+    // tail becomes the rest of `completion`, selected. Anything else the
+    // user did since wins and nothing changes.
+    virtual void completeInline(const std::string& typed, const std::string& completion) = 0;
+    // A short message in the bar about something that failed ("Thunar did
+    // not answer"); empty text takes it away. It goes by itself at the
+    // user's next edit.
+    virtual void showProblem(const std::string& text) = 0;
 };
 
 class SpinnerView {
@@ -122,6 +132,9 @@ public:
     virtual void orderOut() = 0;
     virtual void close() = 0;
     virtual void setContent(const std::vector<std::string>& candidates) = 0;
+    // A last row that is not a candidate and cannot be chosen ("Reading
+    // folder…", how many more match); empty text shows no such row.
+    virtual void setNote(const std::string& text) = 0;
     // Height of row 0, the height of every row.
     virtual double rowHeight() const = 0;
     // -1 when no row is selected.

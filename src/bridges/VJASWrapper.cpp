@@ -65,6 +65,21 @@ std::optional<std::string> VJASWrapper::callVJMethod(std::string_view name,
     return core_->call(name, params);
 }
 
+namespace {
+
+// A navigation that got no answer is tried once more: the file manager may
+// have been busy with something it has now given up.
+bool navigate(const std::shared_ptr<VJASWrapper::Core>& core, std::string_view handler, const std::string& path) {
+    if (core->call(handler, {path})) return true;
+    return core->call(handler, {path}).has_value();
+}
+
+void report(const VJASWrapper::FinishedBlock& finished, bool answered) {
+    if (finished) dispatch::performOnMainThread([finished, answered] { finished(answered); });
+}
+
+}  // namespace
+
 void VJASWrapper::finderSetPathAsync(std::string path, FinishedBlock finishedBlock) {
     finderSetPathQueue_.cancelAllOperations();
     finderSetPathQueue_.addOperation([core = core_, path = std::move(path), finished = std::move(finishedBlock)] {
@@ -73,10 +88,28 @@ void VJASWrapper::finderSetPathAsync(std::string path, FinishedBlock finishedBlo
         // paths included, is revealed in its folder.
         std::error_code ec;
         const bool isDirectory = std::filesystem::is_directory(path, ec);
-        core->call(isDirectory ? handlers::finderSetPath : handlers::finderReveal, {path});
         // The caller's spinner waits for this, so it comes in every case.
-        if (finished) dispatch::performOnMainThread(finished);
+        report(finished, navigate(core, isDirectory ? handlers::finderSetPath : handlers::finderReveal, path));
     });
+}
+
+void VJASWrapper::finderRevealAsync(std::string path, RevealedBlock finishedBlock) {
+    finderSetPathQueue_.cancelAllOperations();
+    finderSetPathQueue_.addOperation([core = core_, path = std::move(path), finished = std::move(finishedBlock)] {
+        std::string revealed = path;
+        std::error_code ec;
+        if (std::filesystem::is_directory(revealed, ec) && !revealed.ends_with('/')) revealed.push_back('/');
+        const bool answered = navigate(core, handlers::finderReveal, revealed);
+        if (finished)
+            dispatch::performOnMainThread([finished, answered, revealed] { finished(answered, revealed); });
+    });
+}
+
+void VJASWrapper::commandAsync(std::string name, std::vector<std::string> params, FinishedBlock finishedBlock) {
+    commandQueue_.addOperation(
+        [core = core_, name = std::move(name), params = std::move(params), finished = std::move(finishedBlock)] {
+            report(finished, core->call(name, params).has_value());
+        });
 }
 
 void VJASWrapper::finderGetPathAsync(PathBlock completion) {
@@ -102,6 +135,7 @@ void VJASWrapper::waitUntilIdle() {
     finderSetPathQueue_.waitUntilAllOperationsAreFinished();
     finderGetPathQueue_.waitUntilAllOperationsAreFinished();
     finderRevealQueue_.waitUntilAllOperationsAreFinished();
+    commandQueue_.waitUntilAllOperationsAreFinished();
 }
 
 }  // namespace jorvane

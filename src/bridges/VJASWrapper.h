@@ -55,7 +55,8 @@ inline constexpr std::string_view isFinderWinNo = "NO";
 
 class VJASWrapper {
 public:
-    using FinishedBlock = std::function<void()>;
+    // Told whether the file manager answered the navigation.
+    using FinishedBlock = std::function<void(bool answered)>;
     using PathBlock = std::function<void(std::optional<std::string> path)>;
 
     // Without a catalogue every call answers nothing.
@@ -82,9 +83,19 @@ public:
     // Navigation on the serial set-path queue: the newest request replaces
     // those still waiting, a running one finishes. An existing directory
     // (links followed) is shown with "finder_set_path", anything else is
-    // revealed with "finder_reveal". Then `finishedBlock` runs on the main
-    // queue, whatever the handler answered.
+    // revealed with "finder_reveal". A call that got no answer is tried once
+    // more. Then `finishedBlock` runs on the main queue, told whether the
+    // file manager answered.
     void finderSetPathAsync(std::string path, FinishedBlock finishedBlock);
+    // "finder_reveal" [path] on the same queue and terms; a path naming a
+    // directory (links followed) gets a trailing "/" first. The block also
+    // gets the path as revealed.
+    using RevealedBlock = std::function<void(bool answered, const std::string& revealed)>;
+    void finderRevealAsync(std::string path, RevealedBlock finishedBlock);
+    // Any other command, in the order given, on a serial queue of its own;
+    // `finishedBlock` (may be empty) as above. Never retried: a command
+    // like "close the window" must not happen twice.
+    void commandAsync(std::string name, std::vector<std::string> params, FinishedBlock finishedBlock = {});
     // "finder_get_path" on the serial get-path queue, same replacement rule;
     // `completion` gets the answer (maybe nothing) on the main queue.
     void finderGetPathAsync(PathBlock completion);
@@ -98,8 +109,9 @@ public:
     // Waits until the serial queues are empty (tests, shutdown).
     void waitUntilIdle();
 
-private:
     struct Core;
+
+private:
     // Shared with the queued work, so that a task on the global queue never
     // outlives what it calls.
     std::shared_ptr<Core> core_;
@@ -107,6 +119,7 @@ private:
     dispatch::OperationQueue finderSetPathQueue_{1};
     dispatch::OperationQueue finderGetPathQueue_{1};
     dispatch::OperationQueue finderRevealQueue_{1};
+    dispatch::OperationQueue commandQueue_{1};
 };
 
 }  // namespace jorvane

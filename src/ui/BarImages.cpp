@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QFileIconProvider>
 #include <QFileInfo>
+#include <QMimeDatabase>
 #include <QPainter>
 #include <QPainterPath>
 #include <QPixmap>
@@ -13,6 +14,7 @@
 #include <system_error>
 
 #include "ui/ByteText.h"
+#include "util/Dispatch.h"
 
 namespace jorvane::ui {
 
@@ -62,6 +64,32 @@ QIcon iconForPath(std::string_view path) {
     static QFileIconProvider provider;
     const QIcon icon = provider.icon(QFileInfo(fromBytes(bytes)));
     return icon.isNull() ? themeIcon("text-x-generic", QAbstractFileIconProvider::File) : icon;
+}
+
+void IconLookup::show(const BarImage& image, std::function<void(const QIcon&)> apply) {
+    const std::uint64_t serial = ++serial_;
+    const std::string& path = image.path;
+    if (image.kind != BarImage::Kind::fileIcon || path.starts_with("trash:") ||
+        path.find("://") != std::string::npos) {
+        apply(iconFor(image));
+        return;
+    }
+    apply(themeIcon("folder", QAbstractFileIconProvider::Folder));
+    dispatch::globalQueue().async([weak = weak_from_this(), serial, path, apply = std::move(apply)] {
+        std::error_code error;
+        const std::filesystem::file_status status = std::filesystem::status(path, error);
+        QString iconName;
+        if (!error && !std::filesystem::is_directory(status)) {
+            // The database is safe to use from any thread; it reads the
+            // file's first bytes when the name says nothing.
+            iconName = QMimeDatabase().mimeTypeForFile(fromBytes(path)).iconName();
+        }
+        dispatch::performOnMainThread([weak, serial, iconName, apply] {
+            const auto self = weak.lock();
+            if (!self || self->serial_ != serial || iconName.isEmpty()) return;
+            apply(QIcon::fromTheme(iconName, themeIcon("text-x-generic", QAbstractFileIconProvider::File)));
+        });
+    });
 }
 
 QIcon iconFor(const BarImage& image) {

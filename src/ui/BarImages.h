@@ -6,6 +6,9 @@
 
 #include <QIcon>
 
+#include <cstdint>
+#include <functional>
+#include <memory>
 #include <string_view>
 
 #include "addressbar/PathWindowViews.h"
@@ -20,6 +23,18 @@ QIcon searchIcon();
 QIcon iconForPath(std::string_view path);
 // The icon for a BarImage; a null icon for none.
 QIcon iconFor(const BarImage& image);
+// Shows the icon of a BarImage through `apply` (on the main thread). The
+// icon of a file needs a look at the file, which may block on a file system
+// that does not answer: a plain folder stands in at once, and the file's own
+// icon follows from a worker, unless another image was shown meanwhile.
+class IconLookup : public std::enable_shared_from_this<IconLookup> {
+public:
+    void show(const BarImage& image, std::function<void(const QIcon&)> apply);
+
+private:
+    std::uint64_t serial_ = 0;
+};
+
 // The application's window icon when one is set, else Jorvane's own (an
 // address bar over a folder), drawn here.
 QIcon applicationIcon();

@@ -2,12 +2,38 @@
 
 #include <QItemSelectionModel>
 #include <QListView>
+#include <QFont>
 #include <QStringListModel>
 #include <QStyledItemDelegate>
 
 #include "ui/ByteText.h"
 
 namespace jorvane::ui {
+
+// The candidates, then the note (if any) as a row that cannot be chosen.
+class CompletionsPopup::Rows final : public QStringListModel {
+public:
+    using QStringListModel::QStringListModel;
+    void setNoteRow(bool present) { noteRow_ = present; }
+    bool isNote(const QModelIndex& index) const { return noteRow_ && index.row() == rowCount() - 1; }
+    Qt::ItemFlags flags(const QModelIndex& index) const override {
+        return isNote(index) ? Qt::ItemIsEnabled : QStringListModel::flags(index);
+    }
+    QVariant data(const QModelIndex& index, int role) const override {
+        if (isNote(index)) {
+            if (role == Qt::ForegroundRole) return QColor(150, 150, 156);
+            if (role == Qt::FontRole) {
+                QFont font;
+                font.setItalic(true);
+                return font;
+            }
+        }
+        return QStringListModel::data(index, role);
+    }
+
+private:
+    bool noteRow_ = false;
+};
 
 namespace {
 
@@ -40,7 +66,7 @@ CompletionsPopup::CompletionsPopup()
     : QWidget(nullptr, Qt::ToolTip | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
                            Qt::X11BypassWindowManagerHint | Qt::WindowDoesNotAcceptFocus),
       list_(new QListView(this)),
-      model_(new QStringListModel(this)) {
+      model_(new Rows(this)) {
     setWindowTitle(QStringLiteral("Jorvane"));
     setAttribute(Qt::WA_ShowWithoutActivating);
     // No layout: it would hold the window to the list's minimum size, and
@@ -57,7 +83,7 @@ CompletionsPopup::CompletionsPopup()
     list_->setTextElideMode(Qt::ElideMiddle);
     list_->setStyleSheet(QString::fromLatin1(kListStyle));
     connect(list_, &QListView::clicked, this, [this](const QModelIndex& index) {
-        if (index.isValid()) Q_EMIT rowChosen();
+        if (index.isValid() && !model_->isNote(index)) Q_EMIT rowChosen();
     });
 }
 
@@ -67,12 +93,32 @@ void CompletionsPopup::setContent(const std::vector<std::string>& candidates) {
     if (isVisible()) applyContent();
 }
 
+void CompletionsPopup::setNote(const QString& note) {
+    if (note == note_) return;
+    if (contentPending_) {
+        note_ = note;
+        if (isVisible()) applyContent();
+        return;
+    }
+    // The candidates stay as they are, and so does the selection.
+    const int candidates = rowCount();
+    note_ = note;
+    if (model_->rowCount() > candidates) model_->removeRows(candidates, 1);
+    model_->setNoteRow(!note_.isEmpty());
+    if (!note_.isEmpty()) {
+        model_->insertRows(candidates, 1);
+        model_->setData(model_->index(candidates), note_);
+    }
+}
+
 void CompletionsPopup::applyContent() {
     if (!contentPending_) return;
     contentPending_ = false;
     QStringList rows;
-    rows.reserve(static_cast<qsizetype>(pending_.size()));
+    rows.reserve(static_cast<qsizetype>(pending_.size()) + 1);
     for (const std::string& candidate : pending_) rows.append(displayString(candidate));
+    if (!note_.isEmpty()) rows.append(note_);
+    model_->setNoteRow(!note_.isEmpty());
     model_->setStringList(rows);
     list_->clearSelection();
     list_->selectionModel()->clearCurrentIndex();
@@ -86,7 +132,8 @@ void CompletionsPopup::showEvent(QShowEvent* event) {
 }
 
 int CompletionsPopup::rowCount() const {
-    return contentPending_ ? static_cast<int>(pending_.size()) : model_->rowCount();
+    if (contentPending_) return static_cast<int>(pending_.size());
+    return model_->rowCount() - (note_.isEmpty() ? 0 : 1);
 }
 
 int CompletionsPopup::selectedRow() const {
@@ -97,7 +144,7 @@ int CompletionsPopup::selectedRow() const {
 
 void CompletionsPopup::selectRow(int row) {
     applyContent();
-    if (row < 0 || row >= model_->rowCount()) return;
+    if (row < 0 || row >= rowCount()) return;
     const QModelIndex index = model_->index(row);
     list_->selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect);
 }
@@ -110,13 +157,13 @@ void CompletionsPopup::deselectAll() {
 
 void CompletionsPopup::scrollRowToVisible(int row) {
     applyContent();
-    if (row < 0 || row >= model_->rowCount()) return;
+    if (row < 0 || row >= rowCount()) return;
     list_->scrollTo(model_->index(row), QAbstractItemView::EnsureVisible);
 }
 
 QString CompletionsPopup::rowText(int row) const {
     if (contentPending_) return row >= 0 && row < static_cast<int>(pending_.size()) ? displayString(pending_[row]) : QString();
-    return model_->data(model_->index(row)).toString();
+    return model_->data(model_->index(row), Qt::DisplayRole).toString();
 }
 
 }  // namespace jorvane::ui

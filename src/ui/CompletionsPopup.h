@@ -11,7 +11,6 @@
 #include <vector>
 
 class QListView;
-class QStringListModel;
 
 namespace jorvane::ui {
 
@@ -25,6 +24,10 @@ public:
     // The candidates (bytes); drops the selection. Shown rows are converted
     // only when the list is on screen.
     void setContent(const std::vector<std::string>& candidates);
+    // A last row that is no candidate and cannot be chosen; empty for none.
+    void setNote(const QString& note);
+    const QString& note() const { return note_; }
+    // Candidate rows, the note not counted.
     int rowCount() const;
     int selectedRow() const;
     // Rows outside the content are ignored.
@@ -46,7 +49,9 @@ private:
     void applyContent();
 
     QListView* list_;
-    QStringListModel* model_;
+    class Rows;
+    Rows* model_;
+    QString note_;
     std::vector<std::string> pending_;
     bool contentPending_ = false;
 };

@@ -243,6 +243,8 @@ void PathBar::textEdited(const QString& text) {
     const bool caretAtEnd = !edit->hasSelectedText() && edit->cursorPosition() == text.size();
     snapshotText();
 
+    // A message about what failed before goes at the user's next edit.
+    edit->setProblem({});
     if (auto changed = events_ ? events_->controlTextDidChange : nullptr) changed();
     if (!typed || !caretAtEnd || text.isEmpty() || closed_) return;
     auto complete = events_ ? events_->completedString : nullptr;
@@ -250,8 +252,29 @@ void PathBar::textEdited(const QString& text) {
     const std::optional<std::string> completion = complete(toBytes(text));
     // The controller may have changed the text or closed the bar meanwhile.
     if (!completion || closed_ || !window_ || edit->text() != text) return;
+    applyCompletion(text, fromBytes(*completion));
+}
 
-    const QString full = fromBytes(*completion);
+void PathBar::completeInline(const QString& typed, const QString& completion) {
+    PathLineEdit* edit = field();
+    if (closed_ || !edit) return;
+    const QString text = edit->text();
+    // Only while the field holds what was typed, caret at the end, or that
+    // text with an earlier completion still selected after it.
+    const bool untouched = text == typed && !edit->hasSelectedText() && edit->cursorPosition() == text.size();
+    const bool completed = text.size() > typed.size() && text.startsWith(typed) && edit->hasSelectedText() &&
+                           edit->selectionStart() == typed.size() && edit->selectionEnd() == text.size();
+    if (!untouched && !completed) return;
+    if (completed) {
+        completing_ = true;
+        edit->setText(typed);
+        completing_ = false;
+    }
+    applyCompletion(typed, completion);
+}
+
+void PathBar::applyCompletion(const QString& text, const QString& full) {
+    PathLineEdit* edit = field();
     if (full.size() <= text.size()) return;
     completing_ = true;
     if (full.startsWith(text)) {

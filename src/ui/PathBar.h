@@ -62,6 +62,10 @@ public:
     Point spinnerOrigin() const { return spinnerOrigin_; }
     void setSpinnerOrigin(Point origin);
 
+    // Inline completion that arrived after the keystroke (see
+    // PathFieldView::completeInline).
+    void completeInline(const QString& typed, const QString& completion);
+
     // The adapters register while they live.
     void attachView() { ++attachedViews_; }
     void detachView();
@@ -72,6 +76,8 @@ protected:
 private:
     bool routeKey(QKeyEvent& key);
     void textEdited(const QString& text);
+    // Adds the rest of `completion` to the field holding `typed`, selected.
+    void applyCompletion(const QString& typed, const QString& completion);
     void decorateMenu(QMenu& menu);
     void snapshotText();
     void activate();

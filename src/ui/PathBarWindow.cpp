@@ -66,6 +66,26 @@ void PathLineEdit::paintEvent(QPaintEvent* event) {
     triangle.lineTo(centre.x(), centre.y() + 2.5);
     triangle.closeSubpath();
     painter.fillPath(triangle, QColor(200, 200, 200));
+    if (!problem_.isEmpty()) {
+        // On a dark badge over the text's end, so that it reads whatever is
+        // under it.
+        const QFontMetrics metrics(font());
+        const int right = arrow.toRect().left() - 4;
+        const int width = std::min(metrics.horizontalAdvance(problem_) + 12, std::max(0, right - kIconLeft - kIconSide));
+        const QRect badge(right - width, 3, width, height() - 6);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(QColor(120, 40, 36));
+        painter.drawRoundedRect(badge, 4, 4);
+        painter.setPen(QColor(255, 236, 230));
+        painter.drawText(badge.adjusted(6, 0, -6, 0), Qt::AlignVCenter | Qt::AlignLeft,
+                         metrics.elidedText(problem_, Qt::ElideRight, std::max(0, badge.width() - 12)));
+    }
+}
+
+void PathLineEdit::setProblem(const QString& text) {
+    if (problem_ == text) return;
+    problem_ = text;
+    update();
 }
 
 void PathLineEdit::mousePressEvent(QMouseEvent* event) {

@@ -38,6 +38,10 @@ public:
 
     void setIcon(const QIcon& icon);
     const QIcon& icon() const { return icon_; }
+    // A short message drawn at the right end of the field, left of the
+    // arrow; an empty text takes it away.
+    void setProblem(const QString& text);
+    const QString& problem() const { return problem_; }
     // Called with the field's standard context menu before it shows.
     void setMenuDecorator(std::function<void(QMenu&)> decorator) { menuDecorator_ = std::move(decorator); }
     QRect arrowRect() const;
@@ -53,6 +57,7 @@ protected:
 
 private:
     QIcon icon_;
+    QString problem_;
     std::function<void(QMenu&)> menuDecorator_;
 };
 

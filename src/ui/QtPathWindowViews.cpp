@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QFontMetricsF>
+#include <QPointer>
 
 #include "ui/BarImages.h"
 #include "ui/BusySpinner.h"
@@ -78,10 +79,19 @@ public:
     Rect frame() const override { return bar_->fieldFrame(); }
     // The bar's own list shows the candidates; the line edit has none.
     void noteNumberOfItemsChanged() override {}
-    void setImage(const BarImage& image) override { edit()->setIcon(iconFor(image)); }
+    void setImage(const BarImage& image) override {
+        iconLookup_->show(image, [field = QPointer<PathLineEdit>(edit())](const QIcon& icon) {
+            if (field) field->setIcon(icon);
+        });
+    }
+    void completeInline(const std::string& typed, const std::string& completion) override {
+        bar_->completeInline(fromBytes(typed), fromBytes(completion));
+    }
+    void showProblem(const std::string& text) override { edit()->setProblem(fromBytes(text)); }
 
 private:
     PathLineEdit* edit() const { return bar_->field(); }
+    std::shared_ptr<IconLookup> iconLookup_ = std::make_shared<IconLookup>();
 };
 
 class QtSpinnerView final : public SpinnerView, private Attached {
@@ -109,6 +119,7 @@ public:
     void orderOut() override { popup()->hide(); }
     void close() override { popup()->hide(); }
     void setContent(const std::vector<std::string>& candidates) override { popup()->setContent(candidates); }
+    void setNote(const std::string& text) override { popup()->setNote(fromBytes(text)); }
     double rowHeight() const override { return CompletionsPopup::kRowHeight * bar_->ratio(); }
     int selectedRow() const override { return popup()->selectedRow(); }
     void selectRow(int row) override { popup()->selectRow(row); }

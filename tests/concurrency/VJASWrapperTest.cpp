@@ -99,7 +99,7 @@ TEST_P(FinderSetPath, ChoosesTheHandlerByWhatThePathIs) {
     Bridge b;
     bool finished = false;
     bool finishedOnMain = false;
-    b.wrapper.finderSetPathAsync(path, [&] {
+    b.wrapper.finderSetPathAsync(path, [&](bool) {
         finished = true;
         finishedOnMain = isMainThread();
     });
@@ -135,7 +135,7 @@ TEST(VJASWrapper, FinishedBlockRunsEvenWhenTheHandlerFails) {
         throw std::runtime_error("file manager gone");
     });
     bool finished = false;
-    b.wrapper.finderSetPathAsync("/no/such/place", [&] { finished = true; });
+    b.wrapper.finderSetPathAsync("/no/such/place", [&](bool) { finished = true; });
     EXPECT_TRUE(mainQueue().runUntil([&] { return finished; }, 10s));
     EXPECT_EQ(b.wrapper.callVJMethod("finder_reveal", {"/x"}), std::nullopt);
 }
@@ -145,10 +145,10 @@ TEST(VJASWrapper, NavigationWhileOneRunsDropsTheWaitingRequest) {
     Bridge b;
     b.finder->hold("finder_set_path");
     std::vector<std::string> finished;
-    b.wrapper.finderSetPathAsync(tmp.dir("one").string(), [&] { finished.push_back("one"); });
+    b.wrapper.finderSetPathAsync(tmp.dir("one").string(), [&](bool) { finished.push_back("one"); });
     ASSERT_TRUE(b.finder->waitForHeld("finder_set_path", 1));
-    b.wrapper.finderSetPathAsync(tmp.dir("two").string(), [&] { finished.push_back("two"); });
-    b.wrapper.finderSetPathAsync(tmp.dir("three").string(), [&] { finished.push_back("three"); });
+    b.wrapper.finderSetPathAsync(tmp.dir("two").string(), [&](bool) { finished.push_back("two"); });
+    b.wrapper.finderSetPathAsync(tmp.dir("three").string(), [&](bool) { finished.push_back("three"); });
     b.finder->release("finder_set_path");
     ASSERT_TRUE(mainQueue().runUntil([&] { return finished.size() == 2; }, 10s));
     b.wrapper.waitUntilIdle();
@@ -167,7 +167,7 @@ TEST(VJASWrapper, TypingWhileARevealRunsKeepsOnlyTheNewestNameAndNeverHoldsUpNav
     ASSERT_TRUE(b.finder->waitForHeld("finder_reveal_in_current", 1));
     for (const char* name : {"ab", "abc", "abcd"}) b.wrapper.finderRevealInCurrentAsync(name);
     bool shown = false;
-    b.wrapper.finderSetPathAsync(tmp.dir("there").string(), [&] { shown = true; });
+    b.wrapper.finderSetPathAsync(tmp.dir("there").string(), [&](bool) { shown = true; });
     ASSERT_TRUE(mainQueue().runUntil([&] { return shown; }, 10s));
     b.finder->release("finder_reveal_in_current");
     b.wrapper.waitUntilIdle();

@@ -124,6 +124,20 @@ void FakePathField::setImage(const BarImage& image) {
     log_->add("field.setImage " + describe(image));
 }
 
+void FakePathField::completeInline(const std::string& typed, const std::string& completion) {
+    const bool untouched = text_ == typed && selection_ == TextRange{typed.size(), 0};
+    const bool completed = text_.starts_with(typed) && selection_ == TextRange{typed.size(), text_.size() - typed.size()};
+    if ((!untouched && !completed) || completion.size() <= typed.size() || !completion.starts_with(typed)) return;
+    text_ = completion;
+    selection_ = {typed.size(), completion.size() - typed.size()};
+    log_->add("field.completeInline " + completion);
+}
+
+void FakePathField::showProblem(const std::string& text) {
+    problem_ = text;
+    log_->add("field.showProblem " + text);
+}
+
 void FakePathField::type(std::string text, TextRange selection) {
     text_ = std::move(text);
     selection_ = selection;

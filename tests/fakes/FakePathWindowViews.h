@@ -99,6 +99,9 @@ public:
     Rect frame() const override { return frame_; }
     void noteNumberOfItemsChanged() override;
     void setImage(const BarImage& image) override;
+    // Applies as the Qt field does; records "field.completeInline <completion>".
+    void completeInline(const std::string& typed, const std::string& completion) override;
+    void showProblem(const std::string& text) override;
 
     // ---- test side: what the user did, without recording anything
     void type(std::string text, TextRange selection);
@@ -109,9 +112,11 @@ public:
     void setTextWidthMeasure(std::function<double(const std::string&)> measure) { measure_ = std::move(measure); }
     const BarImage& image() const { return image_; }
     int noteNumberOfItemsChangedCount() const { return notes_; }
+    const std::string& problem() const { return problem_; }
 
 private:
     std::shared_ptr<EventLog> log_;
+    std::string problem_;
     std::string text_;
     TextRange selection_;
     Rect frame_;
@@ -153,6 +158,7 @@ public:
     void close() override;
     // New content drops the selection, as a table reloading does.
     void setContent(const std::vector<std::string>& candidates) override;
+    void setNote(const std::string& text) override { note_ = text; }
     double rowHeight() const override { return rowHeight_; }
     int selectedRow() const override { return selectedRow_; }
     // Rows outside the content are ignored (but recorded).
@@ -167,6 +173,7 @@ public:
     void setSelectedRowSilently(int row) { selectedRow_ = row; }
     void setContentSilently(std::vector<std::string> content) { content_ = std::move(content); }
     const std::vector<std::string>& content() const { return content_; }
+    const std::string& note() const { return note_; }
     Rect frame() const { return frame_; }
     bool isClosed() const { return closed_; }
     const std::vector<int>& scrolledRows() const { return scrolled_; }
@@ -177,6 +184,7 @@ private:
     bool closed_ = false;
     Rect frame_;
     std::vector<std::string> content_;
+    std::string note_;
     double rowHeight_ = 17;
     int selectedRow_ = -1;
     std::vector<int> scrolled_;

@@ -188,17 +188,6 @@ TEST_F(PathWindowControllerTest, UpOnTheRootShowsTheSearchImageBeforeTheFolderCo
 
 // ---- the small actions
 
-TEST_F(PathWindowControllerTest, IsDirFollowsLinksAndSaysNoForMissingPaths) {
-    tmp_.symlink("linkToDocs", "docs");
-    tmp_.symlink("dangling", "nowhere");
-    EXPECT_TRUE(PathWindowController::isDir(t("{T}/docs")));
-    EXPECT_TRUE(PathWindowController::isDir(t("{T}/linkToDocs")));
-    EXPECT_FALSE(PathWindowController::isDir(t("{T}/notes.txt")));
-    EXPECT_FALSE(PathWindowController::isDir(t("{T}/dangling")));
-    EXPECT_FALSE(PathWindowController::isDir(t("{T}/missing")));
-    EXPECT_FALSE(PathWindowController::isDir(""));
-}
-
 TEST_F(PathWindowControllerTest, NavigationShowsTheSpinnerOnlyWhenItLastsAndHidesItWhenDone) {
     finder_->hold(handlers::finderSetPath);
     bar().finderSetPath(t("{T}/docs"));

@@ -61,6 +61,12 @@ public:
         tmp_.dir("empty");
         for (const char* name : {"a", "bb", "ccc"}) tmp_.file(std::string("three/") + name);
         for (int i = 1; i <= 9; ++i) tmp_.file("nine/file" + std::to_string(i));
+        // Commands succeed, as Thunar's do, unless a test says otherwise.
+        for (std::string_view command :
+             {handlers::finderSetPath, handlers::finderReveal, handlers::finderSelect2, handlers::finderNewWin,
+              handlers::closeFinderWin, handlers::reload, handlers::finderIconview, handlers::finderListview,
+              handlers::finderColumnview, handlers::finderFlowview})
+            finder_->answer(command, "");
     }
 
     virtual ~PathWindowControllerFixture() {
@@ -75,8 +81,17 @@ public:
         if (!controller_)
             controller_ = std::make_unique<PathWindowController>(
                 ax_->element(window_), views_.take(),
-                PathWindowController::Dependencies{bridge_, *defaults_, workspace_, screens_, delegate_});
+                PathWindowController::Dependencies{bridge_, *defaults_, workspace_, screens_, delegate_,
+                                                   completionOptions()});
         return *controller_;
+    }
+
+    // Completion waits until its folder is read: these folders are small,
+    // and a busy machine must not turn them into late answers.
+    static CompletionEngine::Options completionOptions() {
+        CompletionEngine::Options options;
+        options.waitBudget = std::chrono::seconds(20);
+        return options;
     }
 
     // Lets the bridge's background work finish and runs what it queued.
@@ -100,6 +115,38 @@ public:
     // The log, keeping only entries that begin with one of the prefixes.
     std::vector<std::string> logged(const std::vector<std::string>& prefixes) const {
         return entriesStartingWithAny(*log_, prefixes);
+    }
+
+    // Compares what the bar did on the main thread, in order, and the
+    // handler calls ("vj ..." entries of `expected`), in order too: commands
+    // run on the bridge's queues, so their moment among the bar's own
+    // actions is not fixed. `background` is a further call made from a
+    // queue of its own, in any order.
+    void expectActionsAndCalls(const std::vector<std::string>& logged, const std::vector<std::string>& expected,
+                               const char* background = nullptr) const {
+        const auto split = [](const std::vector<std::string>& entries) {
+            std::pair<std::vector<std::string>, std::vector<std::string>> parts;
+            for (const std::string& entry : entries)
+                (entry.starts_with("vj ") ? parts.second : parts.first).push_back(entry);
+            return parts;
+        };
+        const auto [actions, unused] = split(logged);
+        const auto [expectedActions, expectedCalls] = split(expected);
+        EXPECT_EQ(actions, expectedActions);
+        // Navigations (shown or revealed) are checked where they matter.
+        const auto listed = [&](std::string_view name) {
+            for (const std::string& call : expectedCalls)
+                if (call.starts_with("vj " + std::string(name) + " ") || call == "vj " + std::string(name)) return true;
+            return false;
+        };
+        std::vector<std::string> calls;
+        for (const std::string& call : handlerCalls()) {
+            if (background && call.starts_with(background)) continue;
+            const std::string name = call.substr(0, call.find(' '));
+            if ((name == handlers::finderSetPath || name == handlers::finderReveal) && !listed(name)) continue;
+            calls.push_back("vj " + call);
+        }
+        EXPECT_EQ(calls, expectedCalls);
     }
 
     // Every handler call so far as "name [param] ..." (queues included).

@@ -336,6 +336,7 @@ TEST_F(PathWindowControllerTest, ChoosingARowEntersIt) {
 TEST_F(PathWindowControllerTest, AClickWithNoRowOrNoCandidatesChangesNothing) {
     views_.field().type(t("{T}/three/"));
     bar().showPopup();
+    views_.completions().setSelectedRowSilently(-1);
     log_->clear();
     bar().completionsTableViewSelector();
     EXPECT_TRUE(log_->entries().empty());
