@@ -161,7 +161,7 @@ INSTANTIATE_TEST_SUITE_P(
                       NameRow{"ALineBreak", "two\nlines", false},
                       NameRow{"BytesThatAreNotUtf8", "caf\xe9", false},
                       NameRow{"EverythingAtOnce",
-                              std::string("-x '$(touch ") + kMarker + ")' \"`touch " + kMarker + "`\" \\\n caf\xe9",
+                              std::string("-x '$(touch ") + kMarker + ")' \"`touch " + kMarker + "`\" \\\n\t%41 caf\xe9",
                               false}),
     [](const auto& row) { return std::string(row.param.label); });
 
