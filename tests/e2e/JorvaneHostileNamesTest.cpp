@@ -103,7 +103,8 @@ protected:
 std::vector<fs::path> markersFound(pid_t program) {
     std::vector<fs::path> found;
     std::error_code error;
-    for (auto it = fs::recursive_directory_iterator(Desktop::shared().root(), error);
+    for (auto it = fs::recursive_directory_iterator(Desktop::shared().root(),
+                                                    fs::directory_options::skip_permission_denied, error);
          !error && it != fs::recursive_directory_iterator(); it.increment(error))
         if (it->path().filename() == kMarker) found.push_back(it->path());
     std::vector<fs::path> places{fs::current_path()};
