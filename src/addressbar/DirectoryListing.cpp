@@ -83,6 +83,27 @@ std::optional<DirectoryListing> DirectoryListing::read(const std::string& path) 
     return listing;
 }
 
+DirectoryListing DirectoryListing::fromNames(const std::vector<std::string>& names, unsigned char type) {
+    DirectoryListing listing;
+    std::size_t bytes = 0;
+    for (const std::string& name : names) bytes += name.size();
+    listing.names_ = static_cast<char*>(std::malloc(std::max<std::size_t>(bytes, 1)));
+    listing.offsets_ = static_cast<std::uint32_t*>(std::malloc((names.size() + 1) * sizeof(std::uint32_t)));
+    listing.types_ = static_cast<unsigned char*>(std::malloc(std::max<std::size_t>(names.size(), 1)));
+    if (!listing.names_ || !listing.offsets_ || !listing.types_) return DirectoryListing();
+    listing.offsets_[0] = 0;
+    std::size_t at = 0;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        std::memcpy(listing.names_ + at, names[i].data(), names[i].size());
+        at += names[i].size();
+        listing.offsets_[i + 1] = static_cast<std::uint32_t>(at);
+        listing.types_[i] = static_cast<unsigned char>((type & typeMask) | (isAsciiText(names[i]) ? 0 : nonAsciiBit));
+    }
+    listing.count_ = names.size();
+    listing.namesSize_ = bytes;
+    return listing;
+}
+
 std::optional<DirectoryReader> DirectoryReader::open(const std::string& path) {
     if (path.empty() || path.find('\0') != std::string::npos) return std::nullopt;
     const int fd = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);

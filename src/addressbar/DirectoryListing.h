@@ -16,6 +16,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace jorvane {
 
@@ -26,6 +27,9 @@ public:
     // or the listing fails part-way (missing, no permission, not a directory,
     // a NUL byte in the path).
     static std::optional<DirectoryListing> read(const std::string& path);
+    // A listing of the given names, all of one type (sources other than a
+    // local directory, tests).
+    static DirectoryListing fromNames(const std::vector<std::string>& names, unsigned char type);
 
     DirectoryListing() = default;
     DirectoryListing(DirectoryListing&& other) noexcept { swap(other); }

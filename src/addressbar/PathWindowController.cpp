@@ -584,8 +584,10 @@ void PathWindowController::completionAnswerChanged() {
     const bool complete = engine_.progress() == CompletionEngine::Progress::complete;
     if (views_.completions->isVisible()) {
         // The user's choice stays chosen as the list grows around it.
-        const std::optional<std::string> chosen =
-            engine_.objectValueForItemAtIndex(static_cast<std::size_t>(views_.completions->selectedRow()));
+        const int selected = views_.completions->selectedRow();
+        std::optional<std::string> chosen;
+        if (selected >= 0 && static_cast<std::size_t>(selected) < listedCandidates_.size())
+            chosen = listedCandidates_[static_cast<std::size_t>(selected)];
         refreshCompletionList();
         std::size_t row = chosen ? engine_.indexOfItemWithStringValue(*chosen) : 0;
         if (row == CompletionEngine::notFound || row >= kMaxListRows) row = 0;
@@ -620,12 +622,9 @@ std::string PathWindowController::completionNote() const {
 
 void PathWindowController::refreshCompletionList() {
     const std::vector<std::string>& candidates = engine_.currentCompletions();
-    if (candidates.size() <= kMaxListRows) {
-        views_.completions->setContent(candidates);
-    } else {
-        views_.completions->setContent(std::vector<std::string>(
-            candidates.begin(), candidates.begin() + static_cast<std::ptrdiff_t>(kMaxListRows)));
-    }
+    listedCandidates_.assign(candidates.begin(),
+                             candidates.begin() + static_cast<std::ptrdiff_t>(std::min(candidates.size(), kMaxListRows)));
+    views_.completions->setContent(listedCandidates_);
     views_.completions->setNote(completionNote());
 }
 

@@ -228,6 +228,8 @@ private:
     // A pattern entered while its folder was still being read: its matches
     // are selected once they are all known.
     std::optional<std::string> pendingPattern_;
+    // The candidates the list holds now.
+    std::vector<std::string> listedCandidates_;
     std::shared_ptr<KMDelayedInvocation> spinnerTimer_;
     // Blocks that come back on the main queue check it: the controller may
     // be gone by then.

@@ -127,7 +127,7 @@ void FakePathField::setImage(const BarImage& image) {
 void FakePathField::completeInline(const std::string& typed, const std::string& completion) {
     const bool untouched = text_ == typed && selection_ == TextRange{typed.size(), 0};
     const bool completed = text_.starts_with(typed) && selection_ == TextRange{typed.size(), text_.size() - typed.size()};
-    if ((!untouched && !completed) || completion.size() <= typed.size() || !completion.starts_with(typed)) return;
+    if ((!untouched && !completed) || !completion.starts_with(typed)) return;
     text_ = completion;
     selection_ = {typed.size(), completion.size() - typed.size()};
     log_->add("field.completeInline " + completion);

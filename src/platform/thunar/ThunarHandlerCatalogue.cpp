@@ -176,6 +176,10 @@ private:
         std::string name;
         std::vector<std::string> params;
         Clock::time_point deadline;
+        std::uint64_t serial = 0;
+        // For a search-as-you-type reveal: the number of other calls that
+        // had arrived when it was asked for.
+        std::uint64_t othersBefore = 0;
         std::mutex mutex;
         std::condition_variable done;
         bool finished = false;
@@ -207,6 +211,9 @@ private:
     bool openChildFolder(Window& window, const std::string& folder, const std::string& name, Clock::time_point deadline);
     bool waitForFolder(Window& window, const std::string& folder, Clock::time_point deadline);
     bool switchView(Window& window, ThunarView view, Clock::time_point deadline);
+    // Puts the window back into the view it had, even for a call that is
+    // being abandoned: a user must not be left in another view.
+    void restoreView(Window& window, ThunarView view, Clock::time_point deadline);
     std::optional<DetailsTable> waitForTable(Clock::time_point deadline);
     // Rows of the table whose items have these raw names (in the order found).
     std::vector<int> findRows(DetailsTable& table, const std::string& folder, const std::vector<std::string>& names,
@@ -234,7 +241,12 @@ private:
         KMLogInDomain(KMLogLevelWarn, kLogDomain, "%s: %s", call.name.c_str(), why);
         return std::nullopt;
     }
-    static bool expired(Clock::time_point deadline) { return Clock::now() >= deadline; }
+    // Past the deadline, or the running call is a reveal that a newer call
+    // has taken the worker from.
+    bool expired(Clock::time_point deadline) const {
+        return Clock::now() >= deadline ||
+               (!restoring_ && abandonedSerial_.load() != 0 && abandonedSerial_.load() == runningSerial_.load());
+    }
     static void pause(milliseconds ms) { std::this_thread::sleep_for(ms); }
     bool ensureAtspi();
 
@@ -247,6 +259,14 @@ private:
     bool atspiFailed_ = false;
     std::atomic<bool> stopping_{false};
     std::atomic<int> pending_{0};  // jobs queued and not yet done
+    // Search-as-you-type reveals give way to every other call: pending ones
+    // are dropped and a running one is abandoned at its next step.
+    std::atomic<std::uint64_t> nextSerial_{0};
+    std::atomic<std::uint64_t> otherCalls_{0};
+    std::atomic<std::uint64_t> runningSerial_{0};
+    std::atomic<bool> runningReveal_{false};
+    std::atomic<std::uint64_t> abandonedSerial_{0};
+    bool restoring_ = false;
 };
 
 void ThunarHandlerCatalogue::Worker::run() {
@@ -294,9 +314,18 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::call(std::string_view
     job->name = std::string(name);
     job->params = params;
     job->deadline = Clock::now() + timeout;
+    job->serial = nextSerial_.fetch_add(1) + 1;
+    const bool reveal = job->name == "finder_reveal_in_current";
+    if (reveal) {
+        job->othersBefore = otherCalls_.load();
+    } else {
+        otherCalls_.fetch_add(1);
+        if (runningReveal_.load()) abandonedSerial_.store(runningSerial_.load());
+    }
     pending_.fetch_add(1);
     g_main_context_invoke_full(
-        context_, G_PRIORITY_DEFAULT,
+        // Ahead of the reveals that wait.
+        context_, reveal ? G_PRIORITY_DEFAULT : G_PRIORITY_HIGH,
         [](gpointer data) -> gboolean {
             auto& self = *static_cast<std::pair<Worker*, std::shared_ptr<Call>>*>(data);
             self.first->execute(*self.second);
@@ -326,8 +355,16 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::call(std::string_view
 
 void ThunarHandlerCatalogue::Worker::execute(Call& call) {
     std::optional<std::string> result;
+    const bool reveal = call.name == "finder_reveal_in_current";
+    runningSerial_.store(call.serial);
+    runningReveal_.store(reveal);
+    // A call that came after this reveal was asked for has changed what
+    // the user looks at: the reveal is stale.
+    const bool stale = reveal && otherCalls_.load() != call.othersBefore;
     // A job whose caller gave up before it started is not run at all.
-    if (!expired(call.deadline) && !stopping_.load()) result = dispatch(call);
+    if (!stale && !expired(call.deadline) && !stopping_.load()) result = dispatch(call);
+    runningReveal_.store(false);
+    runningSerial_.store(0);
     std::lock_guard lock(call.mutex);
     call.result = std::move(result);
     call.finished = true;
@@ -514,7 +551,7 @@ bool ThunarHandlerCatalogue::Worker::openChildFolder(Window& window, const std::
     }
     if (original != ThunarView::Details && original != ThunarView::Unknown) {
         // Give the window its own view back, whatever happened.
-        if (useWindow(window)) switchView(window, original, std::max(deadline, Clock::now() + milliseconds(500)));
+        if (useWindow(window)) restoreView(window, original, deadline);
     }
     return opened;
 }
@@ -531,6 +568,12 @@ bool ThunarHandlerCatalogue::Worker::switchView(Window& window, ThunarView view,
     }
     (void)window;
     return false;
+}
+
+void ThunarHandlerCatalogue::Worker::restoreView(Window& window, ThunarView view, Clock::time_point deadline) {
+    restoring_ = true;
+    switchView(window, view, std::max(deadline, Clock::now() + milliseconds(500)));
+    restoring_ = false;
 }
 
 std::optional<DetailsTable> ThunarHandlerCatalogue::Worker::waitForTable(Clock::time_point deadline) {
@@ -598,7 +641,7 @@ bool ThunarHandlerCatalogue::Worker::selectItems(Window& window, const std::stri
         }
     }
     if (original != ThunarView::Details && original != ThunarView::Unknown) {
-        switchView(window, original, std::max(deadline, Clock::now() + milliseconds(500)));
+        restoreView(window, original, deadline);
     }
     return selected;
 }
@@ -648,7 +691,7 @@ std::optional<std::vector<std::string>> ThunarHandlerCatalogue::Worker::selected
         }
     }
     if (original != ThunarView::Details && original != ThunarView::Unknown)
-        switchView(window, original, std::max(deadline, Clock::now() + milliseconds(500)));
+        restoreView(window, original, deadline);
     return result;
 }
 

@@ -188,6 +188,24 @@ TEST_F(PathWindowControllerTest, UpOnTheRootShowsTheSearchImageBeforeTheFolderCo
 
 // ---- the small actions
 
+TEST_F(PathWindowControllerTest, ANavigationWithoutAnAnswerIsTriedOnceMoreThenShownAndTheTextStays) {
+    finder_->answer(handlers::finderSetPath, std::nullopt);
+    finder_->answerOnce(handlers::finderSetPath, std::nullopt);
+    finder_->answerOnce(handlers::finderSetPath, "");
+    views_.field().type(t("{T}/docs"));
+    bar().pathEditorEnter();
+    settle();
+    EXPECT_EQ(finder_->callCount(handlers::finderSetPath), 2u);
+    EXPECT_EQ(views_.field().problem(), "");
+
+    bar().pathEditorEnter();
+    settle();
+    EXPECT_EQ(finder_->callCount(handlers::finderSetPath), 4u);
+    EXPECT_EQ(views_.field().problem(), PathWindowController::kNoAnswerMessage);
+    EXPECT_EQ(views_.field().stringValue(), t("{T}/docs"));
+    EXPECT_TRUE(views_.spinner().isHidden());
+}
+
 TEST_F(PathWindowControllerTest, NavigationShowsTheSpinnerOnlyWhenItLastsAndHidesItWhenDone) {
     finder_->hold(handlers::finderSetPath);
     bar().finderSetPath(t("{T}/docs"));

@@ -82,7 +82,7 @@ public:
             controller_ = std::make_unique<PathWindowController>(
                 ax_->element(window_), views_.take(),
                 PathWindowController::Dependencies{bridge_, *defaults_, workspace_, screens_, delegate_,
-                                                   completionOptions()});
+                                                   completion_});
         return *controller_;
     }
 
@@ -160,6 +160,7 @@ public:
         return out;
     }
 
+    CompletionEngine::Options completion_ = completionOptions();
     dispatch::ManualTimeSource time_;
     std::shared_ptr<EventLog> log_ = std::make_shared<EventLog>();
     std::shared_ptr<FakeAccessibility> ax_ = std::make_shared<FakeAccessibility>();

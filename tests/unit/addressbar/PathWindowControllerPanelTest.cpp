@@ -2,6 +2,7 @@
 // delayed spinner, the completion list's popup and closing.
 
 #include "PathWindowControllerFixture.h"
+#include "fakes/GatedFolderSource.h"
 
 #include <gmock/gmock.h>
 
@@ -331,6 +332,68 @@ TEST_F(PathWindowControllerTest, ChoosingARowEntersIt) {
     EXPECT_EQ(views_.field().stringValue(), t("{T}/three/ccc"));
     EXPECT_FALSE(views_.completions().isVisible());
     EXPECT_THAT(handlerCalls(), ElementsAre(t("finder_reveal [{T}/three/ccc]")));
+}
+
+// A folder that arrives after the keystroke: the bar goes on at once and
+// catches up as the names come.
+class SlowFolderTest : public PathWindowControllerTest {
+protected:
+    SlowFolderTest() {
+        completion_.waitBudget = std::chrono::nanoseconds(0);
+        completion_.source = source_;
+    }
+    ~SlowFolderTest() override { source_->close(); }
+    bool waitFor(const std::function<bool()>& done) {
+        return dispatch::mainQueue().runUntil(done, std::chrono::seconds(10));
+    }
+    std::shared_ptr<GatedFolderSource> source_ = std::make_shared<GatedFolderSource>(
+        std::vector<std::vector<std::string>>{{"notes.txt", "nothing"}, {"no"}});
+};
+
+TEST_F(SlowFolderTest, InlineCompletionArrivesLateAndFollowsAShorterCandidate) {
+    views_.field().type("/f/no");
+    EXPECT_EQ(bar().completedString("/f/no"), std::nullopt);
+    source_->release(1);
+    ASSERT_TRUE(waitFor([&] { return views_.field().stringValue() == "/f/nothing"; }));
+    EXPECT_EQ(views_.field().selectedRange(), (TextRange{5, 5}));
+    // The typed name itself turns up: nothing is left to add.
+    source_->release(1);
+    ASSERT_TRUE(waitFor([&] { return views_.field().stringValue() == "/f/no"; }));
+    EXPECT_EQ(views_.field().selectedRange(), (TextRange{5, 0}));
+}
+
+TEST_F(SlowFolderTest, ALateAnswerLeavesWhatTheUserTypedSinceAlone) {
+    views_.field().type("/f/no");
+    bar().completedString("/f/no");
+    views_.field().type("/f/nox");
+    bar().controlTextDidChange();
+    source_->release(2);
+    ASSERT_TRUE(waitFor([&] { return bar().completionEngine().progress() == CompletionEngine::Progress::complete; }));
+    EXPECT_EQ(views_.field().stringValue(), "/f/nox");
+}
+
+TEST_F(SlowFolderTest, TheListSaysWhileTheFolderIsReadAndKeepsItsChoiceAsItGrows) {
+    views_.field().type("/f/no");
+    bar().showPopup();
+    EXPECT_EQ(views_.completions().note(), "Reading folder\u2026");
+    source_->release(1);
+    ASSERT_TRUE(waitFor([&] { return views_.completions().content().size() == 2; }));
+    EXPECT_EQ(views_.completions().selectedRow(), 0);
+    bar().doCommandBySelector(TextCommand::moveDown);
+    ASSERT_EQ(views_.completions().content()[1], "/f/notes.txt");
+    source_->release(1);
+    ASSERT_TRUE(waitFor([&] { return views_.completions().content().size() == 3; }));
+    EXPECT_EQ(views_.completions().content()[views_.completions().selectedRow()], "/f/notes.txt");
+    EXPECT_EQ(views_.completions().note(), "");
+}
+
+TEST_F(PathWindowControllerTest, TheListHoldsAFewHundredRowsAndSaysHowManyMoreMatch) {
+    for (std::size_t i = 0; i < PathWindowController::kMaxListRows + 5; ++i) tmp_.file("many/f" + std::to_string(i));
+    views_.field().type(t("{T}/many/"));
+    bar().showPopup();
+    EXPECT_EQ(views_.completions().content().size(), PathWindowController::kMaxListRows);
+    EXPECT_EQ(views_.completions().note(), "5 more");
+    EXPECT_EQ(bar().currentCompletions().size(), PathWindowController::kMaxListRows + 5);
 }
 
 TEST_F(PathWindowControllerTest, AClickWithNoRowOrNoCandidatesChangesNothing) {
