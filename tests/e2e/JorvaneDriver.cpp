@@ -127,6 +127,8 @@ struct JorvaneDriver::Atspi {
     }
 
     // The first element below `root` with a Text interface and role "text".
+    // The first text field, on a window that shows when there is one (the
+    // program keeps one hidden bar per Thunar window it has seen).
     AccessibleRef findText(AtspiAccessible* root, int depth) {
         auto text = [](AtspiAccessible* element) {
             GError* error = nullptr;
@@ -134,6 +136,14 @@ struct JorvaneDriver::Atspi {
             g_clear_error(&error);
             return match;
         };
+        auto showingText = [&text](AtspiAccessible* element) {
+            if (!text(element)) return false;
+            AtspiStateSet* states = atspi_accessible_get_state_set(element);
+            const bool showing = states && atspi_state_set_contains(states, ATSPI_STATE_SHOWING);
+            if (states) g_object_unref(states);
+            return showing;
+        };
+        if (AccessibleRef shown = findFirst(root, showingText, depth, 10)) return shown;
         return findFirst(root, text, depth, 10);
     }
 };
