@@ -92,7 +92,8 @@ TEST_F(CompletionWorkerTest, AnotherFolderStopsTheReadingOfTheFirst) {
     source_->release(1);
     ASSERT_TRUE(waitFor([&] { return !engine_->currentCompletions().empty(); }));
     type("/elsewhere/x");
-    source_->release(1);
+    // Enough for both reads, whichever takes them.
+    source_->release(5);
     EXPECT_TRUE(source_->waitUntilStopped());
 }
 

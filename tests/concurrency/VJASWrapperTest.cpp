@@ -28,6 +28,11 @@ namespace {
 using Call = FakeHandlerCatalogue::Call;
 
 struct Bridge {
+    Bridge() {
+        // Navigations succeed unless a test says otherwise.
+        finder->answer("finder_set_path", "");
+        finder->answer("finder_reveal", "");
+    }
     std::shared_ptr<FakeHandlerCatalogue> finder = std::make_shared<FakeHandlerCatalogue>();
     VJASWrapper wrapper{finder};
     ~Bridge() {
@@ -135,8 +140,14 @@ TEST(VJASWrapper, FinishedBlockRunsEvenWhenTheHandlerFails) {
         throw std::runtime_error("file manager gone");
     });
     bool finished = false;
-    b.wrapper.finderSetPathAsync("/no/such/place", [&](bool) { finished = true; });
+    bool answered = true;
+    b.wrapper.finderSetPathAsync("/no/such/place", [&](bool wasAnswered) {
+        answered = wasAnswered;
+        finished = true;
+    });
     EXPECT_TRUE(mainQueue().runUntil([&] { return finished; }, 10s));
+    EXPECT_FALSE(answered);
+    EXPECT_EQ(b.finder->callCount("finder_reveal"), 2u) << "tried once more";
     EXPECT_EQ(b.wrapper.callVJMethod("finder_reveal", {"/x"}), std::nullopt);
 }
 

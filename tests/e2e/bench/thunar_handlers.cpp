@@ -1,7 +1,10 @@
 // Latency of the Thunar handlers against the real Thunar, on the end-to-end
 // desktop (Xvfb, openbox, a private session): "finder_get_path" (the title),
 // "finder_set_path" (the location entry through AT-SPI, until the title shows
-// the folder), "finder_reveal_in_current" in the Details and Icon views.
+// the folder), "finder_reveal_in_current" in the Details and Icon views,
+// "finder_select2" of 100 to 2,000 names (how many Return on a pattern may
+// ask for), and "finder_set_path" asked for while a reveal in the Icon view
+// runs (the reveal gives way).
 //
 // Each benchmark times single calls, 20 of them (10 for the slow ones), and
 // reports their mean, median and spread.
@@ -13,6 +16,7 @@
 #include <fstream>
 #include <memory>
 #include <optional>
+#include <thread>
 
 #include "BenchMain.h"
 #include "Desktop.h"
@@ -27,7 +31,7 @@ using jorvane::e2e::Desktop;
 struct Fixture {
     std::unique_ptr<Desktop> desktop;
     std::unique_ptr<ThunarHandlerCatalogue> catalogue;
-    fs::path a, b;
+    fs::path a, b, many;
 };
 
 Fixture& fixture() {
@@ -39,6 +43,9 @@ Fixture& fixture() {
         fs::create_directories(made.a);
         fs::create_directories(made.b);
         for (int i = 0; i < 100; ++i) std::ofstream(made.a / ("file" + std::to_string(i) + ".txt")) << i;
+        made.many = made.desktop->dataDir() / "bench many";
+        fs::create_directories(made.many);
+        for (int i = 0; i < 2000; ++i) std::ofstream(made.many / ("item" + std::to_string(i))) << i;
         std::optional<std::uint32_t> window = made.desktop->openThunarWindow(made.a);
         if (!window) throw std::runtime_error("no Thunar window");
         made.catalogue = std::make_unique<ThunarHandlerCatalogue>();
@@ -89,6 +96,44 @@ BENCHMARK(BM_RevealInCurrentDetailsView)->Unit(benchmark::kMillisecond)->Iterati
 
 void BM_RevealInCurrentIconView(benchmark::State& state) { revealInView(state, "finder_iconview"); }
 BENCHMARK(BM_RevealInCurrentIconView)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(10)->ReportAggregatesOnly(true)->UseRealTime();
+
+void BM_SelectMany(benchmark::State& state) {
+    Fixture& f = fixture();
+    std::string names;
+    for (int i = 0; i < state.range(0); ++i) names += (i ? "|!|" : "") + ("item" + std::to_string(i));
+    f.catalogue->call("finder_listview", {});
+    for (auto _ : state) {
+        std::optional<std::string> done = f.catalogue->call("finder_select2", {f.many.string(), names});
+        if (!done) state.SkipWithError("finder_select2 answered nothing");
+        f.catalogue->call("finder_set_path", {f.a.string()});
+    }
+}
+BENCHMARK(BM_SelectMany)->Arg(100)->Arg(500)->Arg(1000)->Arg(2000)->Unit(benchmark::kMillisecond)->Iterations(1)
+    ->Repetitions(3)->ReportAggregatesOnly(true)->UseRealTime();
+
+void BM_SetPathBehindARevealInTheIconView(benchmark::State& state) {
+    Fixture& f = fixture();
+    f.catalogue->call("finder_set_path", {f.a.string()});
+    f.catalogue->call("finder_iconview", {});
+    static int i = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        std::thread reveal([&f] {
+            f.catalogue->call("finder_reveal_in_current", {"file" + std::to_string((i++ * 37) % 100) + ".txt"});
+        });
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        state.ResumeTiming();
+        std::optional<std::string> done = f.catalogue->call("finder_set_path", {f.b.string()});
+        if (!done) state.SkipWithError("finder_set_path answered nothing");
+        state.PauseTiming();
+        reveal.join();
+        f.catalogue->call("finder_set_path", {f.a.string()});
+        state.ResumeTiming();
+    }
+    f.catalogue->call("finder_listview", {});
+}
+BENCHMARK(BM_SetPathBehindARevealInTheIconView)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(10)
+    ->ReportAggregatesOnly(true)->UseRealTime();
 
 }  // namespace
 
