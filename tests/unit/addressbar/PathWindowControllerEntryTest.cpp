@@ -188,6 +188,24 @@ TEST_F(PathWindowControllerTest, UpOnTheRootShowsTheSearchImageBeforeTheFolderCo
 
 // ---- the small actions
 
+TEST_F(PathWindowControllerTest, APatternWithMoreMatchesThanThunarCanSelectSelectsTheFirstAndSaysSo) {
+    const std::size_t count = PathWindowController::kMaxSelectedNames + 3;
+    for (std::size_t i = 0; i < count; ++i) tmp_.file("many/f" + std::to_string(i) + ".log");
+    views_.field().type(t("{T}/many/*.log"));
+    bar().pathEditorEnter();
+    settle();
+    const auto select = finder_->lastCall(handlers::finderSelect2);
+    ASSERT_TRUE(select);
+    ASSERT_EQ(select->params.size(), 2u);
+    std::size_t names = 1;
+    for (std::size_t at = select->params[1].find(handlers::itemSeparator); at != std::string::npos;
+         at = select->params[1].find(handlers::itemSeparator, at + 1))
+        ++names;
+    EXPECT_EQ(names, PathWindowController::kMaxSelectedNames);
+    EXPECT_EQ(views_.field().problem(), "Selected the first " + std::to_string(names) + " of " +
+                                            std::to_string(count) + " matches");
+}
+
 TEST_F(PathWindowControllerTest, ANavigationWithoutAnAnswerIsTriedOnceMoreThenShownAndTheTextStays) {
     finder_->answer(handlers::finderSetPath, std::nullopt);
     finder_->answerOnce(handlers::finderSetPath, std::nullopt);
