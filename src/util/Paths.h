@@ -75,8 +75,9 @@ char32_t decodeCharacter(std::string_view text, std::size_t& i);
 char32_t foldCharacter(char32_t c);
 // The whole text folded and encoded again as UTF-8, invalid bytes kept as
 // they are: two texts are equal ignoring case when their folded forms are
-// byte-equal, and one contains the other ignoring case when the folded forms
-// do. ASCII text costs one pass and no decoding.
+// byte-equal, and (for a searched text that is valid UTF-8) one contains the
+// other ignoring case when the folded forms do. ASCII text costs one pass and
+// no decoding.
 std::string caseFolded(std::string_view text);
 
 }  // namespace jorvane::paths
