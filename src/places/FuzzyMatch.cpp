@@ -104,28 +104,26 @@ struct Decoded {
     int bonusAt(std::size_t j) const { return j == 0 ? kStartBonus : kBonus[classes[j - 1]][classes[j]]; }
 };
 
-// The window the match can lie in: from the first place the first character
-// can match to the last place the last one can. Empty when there is no match.
-bool window(const std::vector<char32_t>& query, const std::vector<char32_t>& name, std::size_t& first,
-            std::size_t& last) {
+// Where each query character can lie in any match: from its place in the
+// leftmost match (lo) to its place in the rightmost one (hi). False when
+// there is no match.
+bool bounds(const std::vector<char32_t>& query, const std::vector<char32_t>& name, std::vector<std::size_t>& lo,
+            std::vector<std::size_t>& hi) {
+    lo.resize(query.size());
+    hi.resize(query.size());
     std::size_t q = 0;
     for (std::size_t j = 0; j < name.size() && q < query.size(); ++j) {
-        if (name[j] == query[q]) {
-            if (q == 0) first = j;
-            ++q;
-        }
+        if (name[j] == query[q]) lo[q++] = j;
     }
     if (q < query.size()) return false;
-    for (std::size_t j = name.size(); j-- > 0;) {
-        if (name[j] == query.back()) {
-            last = j;
-            return true;
-        }
+    for (std::size_t j = name.size(); j-- > 0 && q > 0;) {
+        if (name[j] == query[q - 1]) hi[--q] = j;
     }
-    return false;
+    return true;
 }
 
-// Best-alignment dynamic programme over the window: row i holds, for each
+// Best-alignment dynamic programme over the window from the first
+// character's lo to the last one's hi: row i holds, for each
 // position j, the best score of the query's first i+1 characters with the
 // last of them at j (`score`), and the bonus of the consecutive run that
 // ends there (`run`). With `trace`, every row is kept for matchedPositions().
@@ -134,9 +132,15 @@ struct Alignment {
     std::vector<int> allScores;  // rows one after the other, when traced
     std::vector<char> allConsecutive;
 
-    int align(const std::vector<char32_t>& query, const Decoded& name, std::size_t first, std::size_t last,
-              bool trace) {
-        const std::size_t width = last - first + 1;
+    std::vector<std::size_t> lo, hi;
+
+    // Fills lo and hi; false when the name does not match.
+    bool fits(const std::vector<char32_t>& query, const Decoded& name) { return bounds(query, name.folded, lo, hi); }
+
+    // After fits(): the best score; with `trace`, every row is kept.
+    int align(const std::vector<char32_t>& query, const Decoded& name, bool trace) {
+        const std::size_t first = lo.front();
+        const std::size_t width = hi.back() - first + 1;
         bonus.resize(width);
         for (std::size_t k = 0; k < width; ++k) bonus[k] = name.bonusAt(first + k);
         score.assign(width, kNone);
@@ -151,13 +155,18 @@ struct Alignment {
             score.assign(width, kNone);
             run.assign(width, 0);
             int gapped = kNone;  // best of the previous row ending two or more places back, gap costs paid
-            for (std::size_t k = 0; k < width; ++k) {
+            // Row i can only match within [lo[i], hi[i]]; the gapped value is
+            // built up from just after the previous row's first match.
+            const std::size_t from = (i == 0 ? lo[0] : lo[i - 1] + 1) - first;
+            const std::size_t matchFrom = lo[i] - first;
+            const std::size_t to = hi[i] - first;
+            for (std::size_t k = from; k <= to; ++k) {
                 if (i > 0 && k >= 2) {
                     gapped = std::max(gapped == kNone ? kNone : gapped - kGapExtension,
                                       previousScore[k - 2] == kNone ? kNone : previousScore[k - 2] - kGapStart);
                 }
                 const std::size_t j = first + k;
-                if (name.folded[j] != query[i]) continue;
+                if (k < matchFrom || name.folded[j] != query[i]) continue;
                 const int here = bonus[k];
                 if (i == 0) {
                     score[k] = kMatch + here * kFirstCharacterMultiplier;
@@ -195,13 +204,15 @@ struct Alignment {
 std::optional<bool> asciiSubsequence(const std::vector<char32_t>& query, bool foldTargets, std::string_view name) {
     std::size_t q = 0;
     unsigned char any = 0;
-    const std::size_t size = query.size();
+    char32_t wanted = query[0];
     for (const char c : name) {
         auto b = static_cast<unsigned char>(c);
         any |= b;
         b = static_cast<unsigned char>(b | (static_cast<unsigned>(b - 'A') < 26u ? 0x20 : 0));
-        q += b == query[q];
-        if (q == size) return true;
+        if (b == wanted) {
+            if (++q == query.size()) return true;
+            wanted = query[q];
+        }
     }
     if (foldTargets && any >= 0x80) return std::nullopt;
     return false;
@@ -231,20 +242,29 @@ std::optional<int> FuzzyQuery::score(std::string_view name) const {
     }
     Decoded& decoded = tlsName;
     decoded.decode(name, false);
-    std::size_t first = 0, last = 0;
-    if (!window(chars_, decoded.folded, first, last)) return std::nullopt;
-    return tlsAlignment.align(chars_, decoded, first, last, false);
+    if (chars_.size() == 1) {
+        // One character: the best place is the one with the largest bonus.
+        int best = -1;
+        for (std::size_t j = 0; j < decoded.folded.size(); ++j) {
+            if (decoded.folded[j] == chars_[0]) best = std::max(best, decoded.bonusAt(j));
+        }
+        if (best < 0) return std::nullopt;
+        return kMatch + best * kFirstCharacterMultiplier;
+    }
+    Alignment& alignment = tlsAlignment;
+    if (!alignment.fits(chars_, decoded)) return std::nullopt;
+    return alignment.align(chars_, decoded, false);
 }
 
 std::vector<std::size_t> FuzzyQuery::matchedPositions(std::string_view name) const {
     if (chars_.empty() || chars_.size() > kMaxQueryLength || chars_.size() > name.size()) return {};
     Decoded& decoded = tlsName;
     decoded.decode(name, true);
-    std::size_t first = 0, last = 0;
-    if (!window(chars_, decoded.folded, first, last)) return {};
     Alignment& alignment = tlsAlignment;
-    const int best = alignment.align(chars_, decoded, first, last, true);
-    const std::size_t width = last - first + 1;
+    if (!alignment.fits(chars_, decoded)) return {};
+    const int best = alignment.align(chars_, decoded, true);
+    const std::size_t first = alignment.lo.front();
+    const std::size_t width = alignment.hi.back() - first + 1;
     // Back from the best end: a consecutive step goes one place left, a
     // gapped one to the best-scoring place two or more to the left that
     // explains the score.
