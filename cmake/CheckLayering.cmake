@@ -1,7 +1,7 @@
 # Fails when a source of the core includes a platform toolkit's header. The
 # shadow headers in src/core_guard stop the compiler too; this check also
 # catches includes inside code that is not compiled in every configuration.
-set(_dirs util bridges settings addressbar app shortcutrecorder)
+set(_dirs util bridges settings addressbar app shortcutrecorder places)
 set(_bad "")
 foreach(dir IN LISTS _dirs)
   file(GLOB_RECURSE _files ${SOURCE_DIR}/${dir}/*.h ${SOURCE_DIR}/${dir}/*.cpp)

@@ -1,5 +1,7 @@
 #include "settings/FileDefaultsStorage.h"
 
+#include "util/AtomicFile.h"
+
 #include <atomic>
 #include <chrono>
 #include <cerrno>
@@ -31,41 +33,6 @@ std::string parseMessage(const char* what) {
         if (auto end = text.find("] "); end != std::string_view::npos) text.remove_prefix(end + 2);
     }
     return std::string(text);
-}
-
-std::string timestampNow() {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    char buffer[32];
-    std::strftime(buffer, sizeof buffer, "%Y%m%d-%H%M%S", &local);
-    return buffer;
-}
-
-bool writeAll(int fd, const std::string& text) {
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t n = ::write(fd, text.data() + done, text.size() - done);
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        done += static_cast<std::size_t>(n);
-    }
-    return true;
-}
-
-// Renames without ever replacing an existing file: renameat2's NOREPLACE,
-// or a look first where the file system does not support it.
-bool renameNoReplace(const fs::path& from, const fs::path& to) {
-    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
-    if (errno != EINVAL && errno != ENOSYS) return false;
-    std::error_code ec;
-    if (fs::exists(fs::symlink_status(to, ec))) {
-        errno = EEXIST;
-        return false;
-    }
-    return ::rename(from.c_str(), to.c_str()) == 0;
 }
 
 }  // namespace
@@ -194,19 +161,13 @@ DefaultsStorage::Loaded FileDefaultsStorage::load() {
 }
 
 std::string FileDefaultsStorage::setAside(const fs::path& damaged, const std::string& why) {
-    const std::string base = damaged.string() + ".corrupt-" + timestampNow();
-    int error = 0;
-    for (int n = 1; n <= 1000; ++n) {
-        const fs::path candidate = n == 1 ? base : base + "-" + std::to_string(n);
-        if (renameNoReplace(damaged, candidate)) {
-            refuseSaves_.clear();
-            return damaged.string() + " " + why + "; it was set aside as " + candidate.filename().string() +
-                   " and the default settings are used";
-        }
-        error = errno;
-        if (error != EEXIST) break;
+    const atomic_file::SetAsideResult moved = atomic_file::setAside(damaged);
+    if (moved.done) {
+        refuseSaves_.clear();
+        return damaged.string() + " " + why + "; it was set aside as " + moved.newPath.filename().string() +
+               " and the default settings are used";
     }
-    refuseSaves_ = damaged.string() + " " + why + " and could not be set aside (" + errorText(error) +
+    refuseSaves_ = damaged.string() + " " + why + " and could not be set aside (" + errorText(moved.error) +
                    "); settings are not saved until it is repaired or removed";
     return refuseSaves_ + "; the default settings are used";
 }
@@ -248,47 +209,10 @@ std::unique_ptr<DefaultsStorage::UpdateLock> FileDefaultsStorage::lockForUpdate(
 DefaultsStorage::Saved FileDefaultsStorage::save(const Dictionary& values) {
     if (!refuseSaves_.empty()) return {false, refuseSaves_};
     const fs::path path = target();
-    const fs::path folder = path.parent_path().empty() ? fs::path(".") : path.parent_path();
-
-    std::error_code ec;
-    fs::create_directories(folder, ec);
-    if (ec) return {false, "cannot create the folder " + folder.string() + ": " + ec.message()};
-
     // Strings that are not valid UTF-8 (characters of an odd key) are written
     // with replacement characters rather than failing the whole save.
     const std::string text = Value(values).dump(4, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
-
-    static std::atomic<unsigned> counter{0};
-    const fs::path temporary = folder / ("." + path.filename().string() + ".tmp-" + std::to_string(::getpid()) +
-                                         "-" + std::to_string(counter.fetch_add(1)));
-    const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (fd < 0) return {false, "cannot create " + temporary.string() + ": " + errorText(errno)};
-
-    auto fail = [&](const std::string& what, int error) {
-        ::unlink(temporary.c_str());
-        return Saved{false, what + ": " + errorText(error)};
-    };
-    // Keep the permissions the user gave the file.
-    struct stat old {};
-    if (::stat(path.c_str(), &old) == 0) ::fchmod(fd, old.st_mode & 07777);
-    if (!writeAll(fd, text)) {
-        const int error = errno;
-        ::close(fd);
-        return fail("cannot write " + temporary.string(), error);
-    }
-    if (::fsync(fd) != 0) {
-        const int error = errno;
-        ::close(fd);
-        return fail("cannot flush " + temporary.string(), error);
-    }
-    if (::close(fd) != 0) return fail("cannot write " + temporary.string(), errno);
-    if (::rename(temporary.c_str(), path.c_str()) != 0) return fail("cannot replace " + path.string(), errno);
-
-    // Make the rename itself durable; failing that is not worth an error.
-    if (const int dir = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); dir >= 0) {
-        ::fsync(dir);
-        ::close(dir);
-    }
+    if (std::string error = atomic_file::replaceContents(path, text); !error.empty()) return {false, error};
     lastSync_ = stamp();
     synced_ = true;
     return {};

@@ -80,7 +80,7 @@ std::optional<std::string> homeOf(std::string_view user) {
 
 // Invalid bytes are mapped above the Unicode range, so that they equal only
 // themselves and never a real (folded) character.
-constexpr char32_t kInvalidByteBase = 0x110000;
+constexpr char32_t kInvalidByteBase = kInvalidByte;
 
 constexpr bool isContinuation(unsigned char b) { return (b & 0xC0) == 0x80; }
 
@@ -351,6 +351,43 @@ bool hasCaseInsensitivePrefix(std::string_view text, std::string_view prefix) {
         if (fold(decode(prefix, p)) != fold(decode(text, t))) return false;
     }
     return true;
+}
+
+char32_t decodeCharacter(std::string_view text, std::size_t& i) { return decode(text, i); }
+
+char32_t foldCharacter(char32_t c) { return fold(c); }
+
+std::string caseFolded(std::string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    std::size_t i = 0;
+    while (i < text.size()) {
+        const auto b = static_cast<unsigned char>(text[i]);
+        if (b < 0x80) {
+            out.push_back(static_cast<char>(asciiLower(b)));
+            ++i;
+            continue;
+        }
+        const char32_t c = fold(decode(text, i));
+        if (c >= kInvalidByteBase) {
+            out.push_back(static_cast<char>(c - kInvalidByteBase));
+        } else if (c < 0x80) {
+            out.push_back(static_cast<char>(c));
+        } else if (c < 0x800) {
+            out.push_back(static_cast<char>(0xC0 | (c >> 6)));
+            out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+        } else if (c < 0x10000) {
+            out.push_back(static_cast<char>(0xE0 | (c >> 12)));
+            out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
+            out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+        } else {
+            out.push_back(static_cast<char>(0xF0 | (c >> 18)));
+            out.push_back(static_cast<char>(0x80 | ((c >> 12) & 0x3F)));
+            out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
+            out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+        }
+    }
+    return out;
 }
 
 }  // namespace jorvane::paths

@@ -64,4 +64,20 @@ bool isCaseInsensitiveLike(std::string_view text, std::string_view pattern);
 // folding as isCaseInsensitiveLike ("*" and "?" are ordinary characters here).
 bool hasCaseInsensitivePrefix(std::string_view text, std::string_view prefix);
 
+// The character-level pieces of the two matchers above, for other
+// case-insensitive comparisons. A byte that does not begin a well-formed
+// UTF-8 character decodes to kInvalidByte + its value (above the Unicode
+// range, so it equals only itself) and advances `i` by one.
+inline constexpr char32_t kInvalidByte = 0x110000;
+// Decodes the character at text[i] (i < text.size()) and advances i past it.
+char32_t decodeCharacter(std::string_view text, std::size_t& i);
+// Simple case folding of one decoded character (invalid bytes unchanged).
+char32_t foldCharacter(char32_t c);
+// The whole text folded and encoded again as UTF-8, invalid bytes kept as
+// they are: two texts are equal ignoring case when their folded forms are
+// byte-equal, and (for a searched text that is valid UTF-8) one contains the
+// other ignoring case when the folded forms do. ASCII text costs one pass and
+// no decoding.
+std::string caseFolded(std::string_view text);
+
 }  // namespace jorvane::paths
