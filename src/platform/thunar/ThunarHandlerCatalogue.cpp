@@ -1,5 +1,6 @@
 #include "platform/thunar/ThunarHandlerCatalogue.h"
 #include "platform/ExternalPrograms.h"
+#include "platform/GioServerMount.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -32,6 +33,8 @@ namespace {
 constexpr const char* kLogDomain = "Thunar";
 // The catalogue's own call behind selectedItems(); no handler of that name.
 constexpr std::string_view kSelectedItemsCall = "#selected_items";
+// Types a mounted server's address into the front window's location entry.
+constexpr std::string_view kEnterLocationCall = "#enter_location";
 constexpr std::uint32_t kKeysymL = 0x006c;
 constexpr std::uint32_t kKeysymControlL = 0xffe3;
 
@@ -230,7 +233,7 @@ private:
     std::optional<std::string> reveal(Call& call);
     std::optional<std::string> revealInCurrent(Call& call);
     std::optional<std::string> select2(Call& call);
-    std::optional<std::string> mount(Call& call);
+    std::optional<std::string> enterLocation(Call& call);
     std::optional<std::string> newWindow(Call& call);
     std::optional<std::string> closeWindow(Call& call);
     std::optional<std::string> reload(Call& call);
@@ -380,7 +383,7 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::dispatch(Call& call) 
     if (name == "finder_reveal") return reveal(call);
     if (name == "finder_reveal_in_current") return revealInCurrent(call);
     if (name == "finder_select2") return select2(call);
-    if (name == "finder_mount") return mount(call);
+    if (name == kEnterLocationCall) return enterLocation(call);
     if (name == "finder_new_win") return newWindow(call);
     if (name == "close_finder_win") return closeWindow(call);
     if (name == "reload") return reload(call);
@@ -783,25 +786,15 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::select2(Call& call) {
     return std::string();
 }
 
-std::optional<std::string> ThunarHandlerCatalogue::Worker::mount(Call& call) {
-    if (call.params.empty()) return fail(call, "no address given");
-    const std::string& url = call.params.front();
-    const std::size_t scheme = url.find("://");
-    if (scheme == std::string::npos || scheme == 0 || !isValidUtf8(url)) return fail(call, "not a server address");
-    // Thunar mounts what its location entry is given, asks for passwords,
-    // reports failures itself and shows the volume in the same window.
-    if (std::optional<Window> window = frontWindow(true); window && useWindow(*window)) {
-        if (atspi_.hasLocationEntry() && atspi_.enterLocation(url)) return std::string();
-    }
-    const auto left = std::chrono::duration_cast<milliseconds>(call.deadline - Clock::now());
-    ProcessResult result =
-        runProcess({std::string(external::kGio), "mount", url}, std::min(left, options_.mountTimeout));
-    if (!result.started) return fail(call, "gio cannot be started");
-    if (result.timedOut) return fail(call, "gio mount did not finish in time");
-    if (result.exitCode != 0) {
-        KMLogInDomain(KMLogLevelWarn, kLogDomain, "%s: gio mount failed: %s", call.name.c_str(), result.output.c_str());
-        return std::nullopt;
-    }
+std::optional<std::string> ThunarHandlerCatalogue::Worker::enterLocation(Call& call) {
+    if (call.params.empty() || !isValidUtf8(call.params.front())) return fail(call, "no address given");
+    // Thunar opens a location that is mounted already without asking.
+    std::optional<Window> window = frontWindow(true);
+    if (!window) return fail(call, "no Thunar browser window");
+    if (!useWindow(*window)) return fail(call, "the window cannot be reached through AT-SPI");
+    if (!atspi_.hasLocationEntry() && !openLocationEntryWithKeys(*window, call.deadline))
+        return fail(call, "the window has no location entry");
+    if (!atspi_.enterLocation(call.params.front())) return fail(call, "the location was not entered");
     return std::string();
 }
 
@@ -892,18 +885,55 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::openTerminal(Call& ca
 
 ThunarHandlerCatalogue::ThunarHandlerCatalogue() : ThunarHandlerCatalogue(Options{}) {}
 
-ThunarHandlerCatalogue::ThunarHandlerCatalogue(Options options)
-    : options_(options), worker_(std::make_unique<Worker>(options_)) {}
+ThunarHandlerCatalogue::ThunarHandlerCatalogue(Options options, std::shared_ptr<ServerLoginPrompt> loginPrompt)
+    : options_(options),
+      worker_(std::make_unique<Worker>(options_)),
+      mounter_(std::make_unique<GioServerMount>(std::move(loginPrompt),
+                                                GioServerMount::Options{options.mountTimeout})) {}
 
-ThunarHandlerCatalogue::~ThunarHandlerCatalogue() = default;
+ThunarHandlerCatalogue::~ThunarHandlerCatalogue() {
+    // Mounts in progress give up before the worker goes.
+    mounter_->cancel();
+}
 
 std::optional<std::string> ThunarHandlerCatalogue::call(std::string_view name, const std::vector<std::string>& params) {
+    return callWithFailure(name, params).answer;
+}
+
+HandlerReply ThunarHandlerCatalogue::callWithFailure(std::string_view name, const std::vector<std::string>& params) {
     const std::vector<std::string>& names = handlerNames();
     if (std::find(names.begin(), names.end(), name) == names.end()) {
         KMLogInDomain(KMLogLevelWarn, kLogDomain, "%.*s: no such handler", static_cast<int>(name.size()), name.data());
-        return std::nullopt;
+        return {};
     }
-    return worker_->call(name, params, timeoutFor(name));
+    if (name == "finder_mount") return mountServer(params);
+    return {worker_->call(name, params, timeoutFor(name)), {}};
+}
+
+void ThunarHandlerCatalogue::cancel(std::string_view name) {
+    if (name == "finder_mount") mounter_->cancel();
+}
+
+HandlerReply ThunarHandlerCatalogue::mountServer(const std::vector<std::string>& params) {
+    // Runs on the caller's thread: a mount may wait for the user's answer,
+    // and the worker serves the other handlers meanwhile.
+    if (params.empty() || params.front().empty() || !isValidUtf8(params.front())) {
+        KMLogInDomain(KMLogLevelWarn, kLogDomain, "finder_mount: not a server address");
+        return {std::nullopt, "Not a server address"};
+    }
+    const GioServerMount::Outcome outcome = mounter_->mount(params.front());
+    if (!outcome.mounted) return {std::nullopt, outcome.failure};
+    // The same window shows the server's folder, through gvfs's local view
+    // when there is one (completion then works in it like anywhere else).
+    if (outcome.localPath) {
+        const std::string& path = *outcome.localPath;
+        if (worker_->call(isDirectory(path) ? "finder_set_path" : "finder_reveal", {path}, options_.commandTimeout))
+            return {std::string(), {}};
+    } else if (std::optional<std::string> address = GioServerMount::withoutPassword(params.front())) {
+        if (worker_->call(kEnterLocationCall, {*address}, options_.commandTimeout)) return {std::string(), {}};
+    }
+    KMLogInDomain(KMLogLevelWarn, kLogDomain, "finder_mount: mounted, but the window did not show it");
+    return {std::nullopt, "Connected, but Thunar did not show the folder"};
 }
 
 std::optional<std::vector<std::string>> ThunarHandlerCatalogue::selectedItems() {
@@ -923,8 +953,9 @@ std::uint32_t ThunarHandlerCatalogue::frontWindow() const { return worker_->fron
 std::chrono::milliseconds ThunarHandlerCatalogue::timeoutFor(std::string_view name) const {
     if (name == "finder_get_path" || name == "finder_get_selection" || name == "is_finder_win")
         return options_.queryTimeout;
-    // gio mount gets its own bound, plus time to stop it.
-    if (name == "finder_mount") return options_.mountTimeout + milliseconds(1500);
+    // Connecting has its own bound (questions to the user not counted), then
+    // the window is shown the folder.
+    if (name == "finder_mount") return options_.mountTimeout + options_.commandTimeout;
     return options_.commandTimeout;
 }
 
