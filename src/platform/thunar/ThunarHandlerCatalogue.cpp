@@ -2,6 +2,7 @@
 #include "platform/ExternalPrograms.h"
 #include "platform/GioServerMount.h"
 
+#include <array>
 #include <atomic>
 #include <condition_variable>
 #include <cstdlib>
@@ -13,6 +14,7 @@
 #include <thread>
 
 #include <glib-unix.h>
+#include <gio/gio.h>
 #include <glib.h>
 
 #include "platform/thunar/ThunarAtspi.h"
@@ -106,6 +108,26 @@ std::string expandHome(const std::string& text) {
         if (home && *home) return std::string(home) + text.substr(1);
     }
     return text;
+}
+
+// The folder of gvfs's local view ($XDG_RUNTIME_DIR/gvfs/...) that a server
+// location stands for: Thunar names such a folder in its title by the
+// server's address ("sftp://ann@host/srv") once its GIO knows the view.
+// Nothing for other locations ("trash:///" is no folder of the view).
+std::optional<std::string> serverLocationPath(std::string_view location) {
+    static constexpr std::array<std::string_view, 12> kServerSchemes = {
+        "sftp", "ssh", "ftp", "ftps", "smb", "dav", "davs", "afp", "nfs", "http", "https", "webdav"};
+    const std::size_t end = location.find("://");
+    if (end == std::string_view::npos) return std::nullopt;
+    if (std::find(kServerSchemes.begin(), kServerSchemes.end(), location.substr(0, end)) == kServerSchemes.end())
+        return std::nullopt;
+    GFile* file = g_file_new_for_uri(std::string(location).c_str());
+    char* path = g_file_get_path(file);
+    std::optional<std::string> result;
+    if (path && isDirectory(path)) result = path;
+    g_free(path);
+    g_object_unref(file);
+    return result;
 }
 
 const std::map<std::string, ToolbarButton, std::less<>>& viewButtons() {
@@ -453,9 +475,10 @@ bool ThunarHandlerCatalogue::Worker::useWindow(const Window& window) {
 
 std::optional<std::string> ThunarHandlerCatalogue::Worker::folderOf(const Window& window) {
     if (std::optional<std::string> folder = folderFromTitle(window.title)) return folder;
-    // A location that is not a local folder ("trash:///") has no path.
+    // A location that is not a local folder ("trash:///") has no path,
+    // unless it is a server's folder in gvfs's local view.
     const std::string_view location = titleLocation(window.title);
-    if (location.find("://") != std::string_view::npos) return std::nullopt;
+    if (location.find("://") != std::string_view::npos) return serverLocationPath(location);
     // The title shows only the folder's name: read the location entry, unless
     // it holds something else (the user's typing, a failed location).
     if (!useWindow(window)) return std::nullopt;
@@ -474,11 +497,17 @@ bool ThunarHandlerCatalogue::Worker::waitForFolder(Window& window, const std::st
     const std::string wanted = withoutTrailingSlash(folder);
     std::error_code error;
     const fs::path canonical = fs::weakly_canonical(wanted, error);
+    std::string mappedTitle;
     while (!expired(deadline)) {
         if (refreshTitle(window)) {
-            if (std::optional<std::string> shown = folderFromTitle(window.title)) {
-                if (*shown == wanted || (!error && fs::weakly_canonical(*shown, error) == canonical)) return true;
+            std::optional<std::string> shown = folderFromTitle(window.title);
+            // A server's folder may be named by its address: asked once per title.
+            if (!shown && window.title != mappedTitle) {
+                mappedTitle = window.title;
+                shown = serverLocationPath(titleLocation(window.title));
             }
+            if (shown && (*shown == wanted || (!error && fs::weakly_canonical(*shown, error) == canonical)))
+                return true;
         }
         pause(milliseconds(2));
     }
