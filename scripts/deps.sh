@@ -8,9 +8,10 @@ build=(cmake ninja-build g++ pkg-config libutf8proc-dev nlohmann-json3-dev
        libxcb-ewmh-dev libxcb-icccm4-dev libxkbcommon-dev libxkbcommon-x11-dev libatspi2.0-dev
        libcurl4-openssl-dev dpkg-dev)
 test=(libgtest-dev libgmock-dev libbenchmark-dev clang-16 libclang-rt-16-dev desktop-file-utils lintian appstream
-      python3 openssl libfuse3-dev)
+      python3 openssl libfuse3-dev python3-pyftpdlib openssh-server openssh-client)
 desktop=(xvfb xauth openbox xfwm4 thunar dbus-x11 at-spi2-core libglib2.0-bin xfconf x11-utils x11-xserver-utils xdotool imagemagick
-         x11-xkb-utils xterm)
+         x11-xkb-utils xterm
+         gvfs gvfs-backends gvfs-fuse)
 # Only for running: the administrator's copy when the program moves itself into /opt.
 run_only=(pkexec)
 

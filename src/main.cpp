@@ -63,6 +63,7 @@
 #include "ui/MainLoop.h"
 #include "ui/PreferencesWindow.h"
 #include "ui/QtAlerts.h"
+#include "ui/ServerLoginDialog.h"
 #include "ui/QtApplication.h"
 #include "ui/QtPathWindowViews.h"
 #include "ui/QtScreens.h"
@@ -295,7 +296,9 @@ int main(int argc, char** argv) {
     auto accessibility = std::make_shared<x11::X11Accessibility>();
     AXUtils::setAccessibility(accessibility);
     const AtScopeEnd uninstallAccessibility([] { AXUtils::setAccessibility(nullptr); });
-    auto catalogue = std::make_shared<ThunarHandlerCatalogue>();
+    // Servers that ask how to log in ask through the program's own dialog.
+    auto catalogue = std::make_shared<ThunarHandlerCatalogue>(ThunarHandlerCatalogue::Options{},
+                                                              std::make_shared<ui::QtServerLoginPrompt>());
     VJASWrapper::setSharedCatalogue(catalogue);
     // The shared wrapper lives on; its catalogue's worker ends with the run.
     const AtScopeEnd uninstallCatalogue([] { VJASWrapper::setSharedCatalogue(nullptr); });

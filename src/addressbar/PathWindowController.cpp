@@ -131,6 +131,7 @@ void PathWindowController::hide() {
 void PathWindowController::windowDidResignKey() { hide(); }
 
 void PathWindowController::close() {
+    cancelMount();
     views_.panel->close();
     views_.completions->setContent({});
     engine_.clear();
@@ -402,11 +403,14 @@ bool PathWindowController::doCommandBySelector(TextCommand command) {
             openFieldItem();
             return true;
         case TextCommand::cancelOperation:
-            // Escape closes the list first and the bar second.
-            if (listVisible)
+            // Escape closes the list first and the bar second, giving up a
+            // connection to a server on the way.
+            if (listVisible) {
                 hideCompletions();
-            else
+            } else {
+                cancelMount();
                 hide();
+            }
             return true;
         case TextCommand::other:
             break;
@@ -526,7 +530,45 @@ void PathWindowController::finderReveal(const std::string& path) {
     });
 }
 
-void PathWindowController::finderMount(const std::string& url) { bridge_.callVJMethod(handlers::finderMount, {url}); }
+void PathWindowController::finderMount(const std::string& url) {
+    // Connecting may take long and ask the user: it runs in the background,
+    // the spinner says so, and the result comes back here. A new address
+    // replaces the one still connecting.
+    if (mounting_) bridge_.cancelFinderMount();
+    const std::uint64_t attempt = ++mountAttempt_;
+    mounting_ = true;
+    startSpinnerTimer();
+    bridge_.finderMountAsync(url, [weak = std::weak_ptr(self_), attempt](std::optional<std::string> failure) {
+        if (const auto self = weak.lock()) (*self)->finderMountFinished(attempt, std::move(failure));
+    });
+}
+
+void PathWindowController::finderMountFinished(std::uint64_t attempt, std::optional<std::string> failure) {
+    // A connection given up, or replaced by a newer one, reports nothing.
+    if (!mounting_ || attempt != mountAttempt_ || closed_) return;
+    mounting_ = false;
+    if (!failure) {
+        // The window shows the server's folder now: the field follows it.
+        fetchFinderLocation();
+        return;
+    }
+    stopSpinner();
+    // A question to the user may have taken the bar away: it comes back with
+    // the text, so that it can be corrected.
+    if (!views_.panel->isVisible()) {
+        updateSize();
+        views_.panel->orderFrontRegardless();
+        views_.panel->makeKeyWindow();
+    }
+    views_.field->showProblem(*failure);
+}
+
+void PathWindowController::cancelMount() {
+    if (!mounting_) return;
+    mounting_ = false;
+    stopSpinner();
+    bridge_.cancelFinderMount();
+}
 
 void PathWindowController::navigateToParentDirectory() {
     const std::string text = views_.field->stringValue();

@@ -18,11 +18,13 @@
 // Escape).
 //
 // Everything runs on the main thread. The file-manager calls made here are
-// synchronous, except navigation to a folder (finderSetPath), which runs on
-// the bridge's navigation queue and reports back on the main queue; the
-// spinner shows when the work takes longer than kSpinnerDelay.
+// synchronous, except navigation to a folder (finderSetPath) and connecting
+// to a server (finderMount), which run on the bridge's queues and report back
+// on the main queue; the spinner shows when the work takes longer than
+// kSpinnerDelay.
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -170,6 +172,10 @@ public:
     // spinner.
     void finderSetPath(const std::string& path);
     void finderReveal(const std::string& path);
+    // Connects to the server in the background, with the spinner. Once
+    // connected the field shows the folder the window went to; a failure
+    // leaves the text in the bar (bringing the bar back if it had gone) with
+    // a short message saying why. Escape and close() give the attempt up.
     void finderMount(const std::string& url);
     // The parent folder of the field's path (Up, Ctrl-Up, Shift-Tab).
     void navigateToParentDirectory();
@@ -208,6 +214,8 @@ private:
     void selectPatternMatches(const std::string& text);
     void navigationFinished(bool answered);
     void hideCompletions();
+    void finderMountFinished(std::uint64_t attempt, std::optional<std::string> failure);
+    void cancelMount();
     void openFieldItem();
     void moveCaretToEnd();
     std::vector<std::string> fieldTextParams() const;
@@ -236,6 +244,10 @@ private:
     // be gone by then.
     std::shared_ptr<PathWindowController*> self_;
     bool closed_ = false;
+    // The server connection in progress, if any; finished or given-up
+    // attempts that report late are recognised by their number.
+    bool mounting_ = false;
+    std::uint64_t mountAttempt_ = 0;
 };
 
 }  // namespace jorvane

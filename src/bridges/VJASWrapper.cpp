@@ -6,6 +6,11 @@
 
 namespace jorvane {
 
+namespace {
+// A mount that failed without a reason of its own.
+constexpr const char* kMountFailedText = "The server could not be connected";
+}  // namespace
+
 struct VJASWrapper::Core {
     mutable std::mutex mutex;
     std::shared_ptr<HandlerCatalogue> catalogue;
@@ -16,21 +21,25 @@ struct VJASWrapper::Core {
     }
 
     std::optional<std::string> call(std::string_view name, const std::vector<std::string>& params) const {
+        return callWithFailure(name, params).answer;
+    }
+
+    HandlerReply callWithFailure(std::string_view name, const std::vector<std::string>& params) const {
         // A copy, so that a catalogue replaced meanwhile stays alive until
         // this call is over. The call itself runs unlocked: calls from
         // several threads proceed side by side, as the catalogue allows.
         const std::shared_ptr<HandlerCatalogue> handlers = current();
-        if (!handlers) return std::nullopt;
+        if (!handlers) return {};
         // Handler names are ASCII.
         std::string lowered(name);
         for (char& c : lowered)
             if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
         try {
-            return handlers->call(lowered, params);
+            return handlers->callWithFailure(lowered, params);
         } catch (...) {
             // A catalogue must not throw; if one does, the call failed like
             // any other and its caller goes on without an answer.
-            return std::nullopt;
+            return {};
         }
     }
 };
@@ -126,6 +135,27 @@ void VJASWrapper::finderRevealInCurrentAsync(std::string name) {
         [core = core_, name = std::move(name)] { core->call(handlers::finderRevealInCurrent, {name}); });
 }
 
+void VJASWrapper::finderMountAsync(std::string url, FailureBlock done) {
+    finderMountQueue_.cancelAllOperations();
+    finderMountQueue_.addOperation([core = core_, url = std::move(url), done = std::move(done)] {
+        HandlerReply reply = core->callWithFailure(handlers::finderMount, {url});
+        std::optional<std::string> failure;
+        if (!reply.answer) failure = reply.failure.empty() ? std::string(kMountFailedText) : std::move(reply.failure);
+        if (done) dispatch::performOnMainThread([done, failure = std::move(failure)] { done(failure); });
+    });
+}
+
+void VJASWrapper::cancelFinderMount() {
+    finderMountQueue_.cancelAllOperations();
+    if (const std::shared_ptr<HandlerCatalogue> handlers = core_->current()) {
+        try {
+            handlers->cancel(handlers::finderMount);
+        } catch (...) {
+            // Nothing to give up then.
+        }
+    }
+}
+
 void VJASWrapper::openTerminal(std::string path) {
     dispatch::globalQueue().async(
         [core = core_, path = std::move(path)] { core->call(handlers::openTerminal, {path}); });
@@ -136,6 +166,7 @@ void VJASWrapper::waitUntilIdle() {
     finderGetPathQueue_.waitUntilAllOperationsAreFinished();
     finderRevealQueue_.waitUntilAllOperationsAreFinished();
     commandQueue_.waitUntilAllOperationsAreFinished();
+    finderMountQueue_.waitUntilAllOperationsAreFinished();
 }
 
 }  // namespace jorvane

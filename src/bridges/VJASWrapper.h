@@ -58,6 +58,7 @@ public:
     // Told whether the file manager answered the navigation.
     using FinishedBlock = std::function<void(bool answered)>;
     using PathBlock = std::function<void(std::optional<std::string> path)>;
+    using FailureBlock = std::function<void(std::optional<std::string> failure)>;
 
     // Without a catalogue every call answers nothing.
     explicit VJASWrapper(std::shared_ptr<HandlerCatalogue> catalogue = nullptr);
@@ -103,6 +104,15 @@ public:
     // replacement rule: while the user types, only the newest name is still
     // selected when the file manager is slow. Nothing is reported back.
     void finderRevealInCurrentAsync(std::string name);
+    // "finder_mount" [url] on the serial mount queue, same replacement rule.
+    // `done` runs on the main queue: with nothing when the server is mounted
+    // and shown, else with the reason in a short text for the user (the
+    // catalogue's own, or a general one when it gives none). A mount taken
+    // away by cancelFinderMount() before it started never reports.
+    void finderMountAsync(std::string url, FailureBlock done);
+    // Drops the waiting mount and asks the running one to give up (it then
+    // reports a failure).
+    void cancelFinderMount();
     // "open_terminal" [path] on the global queue; nothing is reported back.
     void openTerminal(std::string path);
 
@@ -120,6 +130,7 @@ private:
     dispatch::OperationQueue finderGetPathQueue_{1};
     dispatch::OperationQueue finderRevealQueue_{1};
     dispatch::OperationQueue commandQueue_{1};
+    dispatch::OperationQueue finderMountQueue_{1};
 };
 
 }  // namespace jorvane

@@ -85,6 +85,8 @@ void PathLineEdit::paintEvent(QPaintEvent* event) {
 void PathLineEdit::setProblem(const QString& text) {
     if (problem_ == text) return;
     problem_ = text;
+    // Read out with the field by screen readers (and the end-to-end tests).
+    setAccessibleDescription(text);
     update();
 }
 

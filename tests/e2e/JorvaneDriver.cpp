@@ -462,6 +462,10 @@ std::optional<FieldText> JorvaneDriver::fieldText() {
     }
     g_clear_error(&error);
     g_object_unref(text);
+    if (gchar* description = atspi_accessible_get_description(field.get(), nullptr)) {
+        result.problem = description;
+        g_free(description);
+    }
     return result;
 }
 

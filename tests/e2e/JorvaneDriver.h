@@ -46,6 +46,9 @@ struct FieldText {
     std::string text;
     int selectionStart = 0;  // characters; start == end when nothing is selected
     int selectionEnd = 0;
+    // The message the bar shows about something that failed (its accessible
+    // description); empty for none.
+    std::string problem;
 };
 
 // A key event to inject: keysym names as X spells them ("Control_L", "g").

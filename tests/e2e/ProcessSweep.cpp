@@ -7,8 +7,14 @@
 #include <dirent.h>
 #include <fstream>
 #include <iterator>
+#include <spawn.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 #include <thread>
+
+extern char** environ;
 
 namespace jorvane::e2e {
 
@@ -104,6 +110,75 @@ int stopSessionProcesses(const std::vector<pid_t>& pids, const std::string& mark
     return signalled;
 }
 
+namespace {
+
+// Mount points at or below `root` (from /proc/self/mountinfo), deepest first.
+std::vector<fs::path> mountsBelow(const fs::path& root) {
+    std::vector<fs::path> found;
+    std::ifstream info("/proc/self/mountinfo");
+    const std::string prefix = root.string();
+    for (std::string line; std::getline(info, line);) {
+        // id parent major:minor root mount-point ...; the kernel writes
+        // spaces and backslashes in the mount point as octal escapes.
+        std::size_t at = 0;
+        for (int field = 0; field < 4 && at != std::string::npos; ++field) at = line.find(' ', at + 1);
+        if (at == std::string::npos) continue;
+        const std::size_t end = line.find(' ', at + 1);
+        const std::string escaped = line.substr(at + 1, end == std::string::npos ? std::string::npos : end - at - 1);
+        std::string point;
+        for (std::size_t i = 0; i < escaped.size(); ++i) {
+            if (escaped[i] == '\\' && i + 3 < escaped.size()) {
+                point.push_back(static_cast<char>(std::stoi(escaped.substr(i + 1, 3), nullptr, 8)));
+                i += 3;
+            } else {
+                point.push_back(escaped[i]);
+            }
+        }
+        if (point == prefix || point.rfind(prefix + "/", 0) == 0) found.emplace_back(point);
+    }
+    std::sort(found.begin(), found.end(), [](const fs::path& a, const fs::path& b) {
+        return a.string().size() > b.string().size();
+    });
+    return found;
+}
+
+// Detaches a mount: directly when allowed (root), else through FUSE's own
+// helper, which lets a user unmount what the user mounted.
+void detach(const fs::path& point) {
+    if (umount2(point.c_str(), MNT_DETACH) == 0) return;
+    for (const char* helper : {"fusermount3", "fusermount"}) {
+        std::vector<std::string> args = {helper, "-u", "-z", point.string()};
+        std::vector<char*> argv;
+        for (std::string& arg : args) argv.push_back(arg.data());
+        argv.push_back(nullptr);
+        pid_t pid = -1;
+        if (posix_spawnp(&pid, helper, nullptr, nullptr, argv.data(), environ) != 0) continue;
+        int status = 0;
+        while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+        }
+        if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return;
+    }
+}
+
+// Removes `path` and what lies below it on the same file system; never
+// follows links and never enters another mount.
+void removeOnDevice(const fs::path& path, dev_t device) {
+    struct stat info {};
+    if (lstat(path.c_str(), &info) != 0 || info.st_dev != device) return;
+    if (S_ISDIR(info.st_mode)) {
+        std::error_code error;
+        std::vector<fs::path> children;
+        for (fs::directory_iterator it(path, error), end; !error && it != end; it.increment(error))
+            children.push_back(it->path());
+        for (const fs::path& child : children) removeOnDevice(child, device);
+        rmdir(path.c_str());
+    } else {
+        unlink(path.c_str());
+    }
+}
+
+}  // namespace
+
 void removeSessionRoot(const fs::path& root) {
     std::error_code error;
     const fs::path temp = fs::temp_directory_path(error);
@@ -111,7 +186,12 @@ void removeSessionRoot(const fs::path& root) {
     const fs::path parent = root.parent_path();
     if (fs::weakly_canonical(parent, error) != fs::weakly_canonical(temp, error)) return;
     if (root.filename().string().rfind("jorvane-e2e-", 0) != 0) return;
-    fs::remove_all(root, error);
+    // gvfs's FUSE view of mounted servers lives in the session's runtime
+    // folder: a removal that walked into it would delete the servers' files.
+    for (const fs::path& point : mountsBelow(fs::weakly_canonical(root, error))) detach(point);
+    struct stat info {};
+    if (lstat(root.c_str(), &info) != 0) return;
+    removeOnDevice(root, info.st_dev);
 }
 
 }  // namespace jorvane::e2e

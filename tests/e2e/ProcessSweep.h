@@ -28,7 +28,8 @@ int stopSessionProcesses(const std::vector<pid_t>& pids, const std::string& mark
 bool processAlive(pid_t pid);
 
 // Removes the session's temporary folder, only when it lies in the temporary
-// directory and carries the session prefix.
+// directory and carries the session prefix. File systems mounted below it
+// (gvfs's FUSE view of servers) are detached first and never entered.
 void removeSessionRoot(const std::filesystem::path& root);
 
 }  // namespace jorvane::e2e

@@ -38,6 +38,37 @@ void FakeHandlerCatalogue::answerWith(std::string_view name, Handler handler) {
     script(name).handler = std::move(handler);
 }
 
+void FakeHandlerCatalogue::failWith(std::string_view name, std::string failure) {
+    std::lock_guard lock(mutex_);
+    script(name).failure = std::move(failure);
+}
+
+std::size_t FakeHandlerCatalogue::cancelCount(std::string_view name) const {
+    std::lock_guard lock(mutex_);
+    const auto found = scripts_.find(name);
+    return found == scripts_.end() ? 0 : found->second.cancels;
+}
+
+std::string FakeHandlerCatalogue::failureOf(std::string_view name) const {
+    std::lock_guard lock(mutex_);
+    const auto found = scripts_.find(name);
+    return found == scripts_.end() ? std::string() : found->second.failure;
+}
+
+HandlerReply FakeHandlerCatalogue::callWithFailure(std::string_view name, const std::vector<std::string>& params) {
+    HandlerReply reply{call(name, params), {}};
+    if (!reply.answer) reply.failure = failureOf(name);
+    return reply;
+}
+
+void FakeHandlerCatalogue::cancel(std::string_view name) {
+    {
+        std::lock_guard lock(mutex_);
+        ++script(name).cancels;
+    }
+    release(name);
+}
+
 void FakeHandlerCatalogue::hold(std::string_view name) {
     std::lock_guard lock(mutex_);
     script(name).held = true;

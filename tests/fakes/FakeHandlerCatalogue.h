@@ -50,6 +50,9 @@ public:
     void answerOnce(std::string_view name, std::optional<std::string> result);
     // Every later call runs `handler` (after any one-shot answers).
     void answerWith(std::string_view name, Handler handler);
+    // The reason callWithFailure() gives when the handler answers nothing.
+    void failWith(std::string_view name, std::string failure);
+    std::string failureOf(std::string_view name) const;
 
     // ---- timing. Calls are recorded when they start, before they wait.
     // Later calls of the handler wait until released.
@@ -71,6 +74,8 @@ public:
     std::optional<Call> lastCall(std::string_view name) const;
     // Calls of the handler waiting in a hold right now.
     std::size_t heldCount(std::string_view name) const;
+    // How often cancel() was asked for the handler.
+    std::size_t cancelCount(std::string_view name) const;
     // Calls inside the fake right now (waiting, delayed or answering).
     std::size_t activeCount() const;
     void clearCalls();
@@ -83,6 +88,9 @@ public:
                      std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
 
     std::optional<std::string> call(std::string_view name, const std::vector<std::string>& params) override;
+    HandlerReply callWithFailure(std::string_view name, const std::vector<std::string>& params) override;
+    // Counts, and lets the handler's held calls go.
+    void cancel(std::string_view name) override;
 
 private:
     struct Script {
@@ -93,6 +101,8 @@ private:
         std::size_t permits = 0;
         std::size_t waiting = 0;
         std::chrono::milliseconds delay{0};
+        std::string failure;
+        std::size_t cancels = 0;
     };
     Script& script(std::string_view name);
 

@@ -71,6 +71,14 @@ public:
         return inner_->call(name, params);
     }
 
+    HandlerReply callWithFailure(std::string_view name, const std::vector<std::string>& params) override {
+        HandlerReply reply{call(name, params), {}};
+        if (!reply.answer) reply.failure = inner_->failureOf(name);
+        return reply;
+    }
+
+    void cancel(std::string_view name) override { inner_->cancel(name); }
+
 private:
     std::shared_ptr<FakeHandlerCatalogue> inner_;
     std::shared_ptr<EventLog> log_;

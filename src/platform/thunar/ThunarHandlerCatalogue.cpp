@@ -1,6 +1,8 @@
 #include "platform/thunar/ThunarHandlerCatalogue.h"
 #include "platform/ExternalPrograms.h"
+#include "platform/GioServerMount.h"
 
+#include <array>
 #include <atomic>
 #include <condition_variable>
 #include <cstdlib>
@@ -12,6 +14,7 @@
 #include <thread>
 
 #include <glib-unix.h>
+#include <gio/gio.h>
 #include <glib.h>
 
 #include "platform/thunar/ThunarAtspi.h"
@@ -32,6 +35,8 @@ namespace {
 constexpr const char* kLogDomain = "Thunar";
 // The catalogue's own call behind selectedItems(); no handler of that name.
 constexpr std::string_view kSelectedItemsCall = "#selected_items";
+// Types a mounted server's address into the front window's location entry.
+constexpr std::string_view kEnterLocationCall = "#enter_location";
 constexpr std::uint32_t kKeysymL = 0x006c;
 constexpr std::uint32_t kKeysymControlL = 0xffe3;
 
@@ -103,6 +108,26 @@ std::string expandHome(const std::string& text) {
         if (home && *home) return std::string(home) + text.substr(1);
     }
     return text;
+}
+
+// The folder of gvfs's local view ($XDG_RUNTIME_DIR/gvfs/...) that a server
+// location stands for: Thunar names such a folder in its title by the
+// server's address ("sftp://ann@host/srv") once its GIO knows the view.
+// Nothing for other locations ("trash:///" is no folder of the view).
+std::optional<std::string> serverLocationPath(std::string_view location) {
+    static constexpr std::array<std::string_view, 12> kServerSchemes = {
+        "sftp", "ssh", "ftp", "ftps", "smb", "dav", "davs", "afp", "nfs", "http", "https", "webdav"};
+    const std::size_t end = location.find("://");
+    if (end == std::string_view::npos) return std::nullopt;
+    if (std::find(kServerSchemes.begin(), kServerSchemes.end(), location.substr(0, end)) == kServerSchemes.end())
+        return std::nullopt;
+    GFile* file = g_file_new_for_uri(std::string(location).c_str());
+    char* path = g_file_get_path(file);
+    std::optional<std::string> result;
+    if (path && isDirectory(path)) result = path;
+    g_free(path);
+    g_object_unref(file);
+    return result;
 }
 
 const std::map<std::string, ToolbarButton, std::less<>>& viewButtons() {
@@ -230,7 +255,7 @@ private:
     std::optional<std::string> reveal(Call& call);
     std::optional<std::string> revealInCurrent(Call& call);
     std::optional<std::string> select2(Call& call);
-    std::optional<std::string> mount(Call& call);
+    std::optional<std::string> enterLocation(Call& call);
     std::optional<std::string> newWindow(Call& call);
     std::optional<std::string> closeWindow(Call& call);
     std::optional<std::string> reload(Call& call);
@@ -380,7 +405,7 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::dispatch(Call& call) 
     if (name == "finder_reveal") return reveal(call);
     if (name == "finder_reveal_in_current") return revealInCurrent(call);
     if (name == "finder_select2") return select2(call);
-    if (name == "finder_mount") return mount(call);
+    if (name == kEnterLocationCall) return enterLocation(call);
     if (name == "finder_new_win") return newWindow(call);
     if (name == "close_finder_win") return closeWindow(call);
     if (name == "reload") return reload(call);
@@ -450,9 +475,10 @@ bool ThunarHandlerCatalogue::Worker::useWindow(const Window& window) {
 
 std::optional<std::string> ThunarHandlerCatalogue::Worker::folderOf(const Window& window) {
     if (std::optional<std::string> folder = folderFromTitle(window.title)) return folder;
-    // A location that is not a local folder ("trash:///") has no path.
+    // A location that is not a local folder ("trash:///") has no path,
+    // unless it is a server's folder in gvfs's local view.
     const std::string_view location = titleLocation(window.title);
-    if (location.find("://") != std::string_view::npos) return std::nullopt;
+    if (location.find("://") != std::string_view::npos) return serverLocationPath(location);
     // The title shows only the folder's name: read the location entry, unless
     // it holds something else (the user's typing, a failed location).
     if (!useWindow(window)) return std::nullopt;
@@ -471,11 +497,17 @@ bool ThunarHandlerCatalogue::Worker::waitForFolder(Window& window, const std::st
     const std::string wanted = withoutTrailingSlash(folder);
     std::error_code error;
     const fs::path canonical = fs::weakly_canonical(wanted, error);
+    std::string mappedTitle;
     while (!expired(deadline)) {
         if (refreshTitle(window)) {
-            if (std::optional<std::string> shown = folderFromTitle(window.title)) {
-                if (*shown == wanted || (!error && fs::weakly_canonical(*shown, error) == canonical)) return true;
+            std::optional<std::string> shown = folderFromTitle(window.title);
+            // A server's folder may be named by its address: asked once per title.
+            if (!shown && window.title != mappedTitle) {
+                mappedTitle = window.title;
+                shown = serverLocationPath(titleLocation(window.title));
             }
+            if (shown && (*shown == wanted || (!error && fs::weakly_canonical(*shown, error) == canonical)))
+                return true;
         }
         pause(milliseconds(2));
     }
@@ -783,25 +815,15 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::select2(Call& call) {
     return std::string();
 }
 
-std::optional<std::string> ThunarHandlerCatalogue::Worker::mount(Call& call) {
-    if (call.params.empty()) return fail(call, "no address given");
-    const std::string& url = call.params.front();
-    const std::size_t scheme = url.find("://");
-    if (scheme == std::string::npos || scheme == 0 || !isValidUtf8(url)) return fail(call, "not a server address");
-    // Thunar mounts what its location entry is given, asks for passwords,
-    // reports failures itself and shows the volume in the same window.
-    if (std::optional<Window> window = frontWindow(true); window && useWindow(*window)) {
-        if (atspi_.hasLocationEntry() && atspi_.enterLocation(url)) return std::string();
-    }
-    const auto left = std::chrono::duration_cast<milliseconds>(call.deadline - Clock::now());
-    ProcessResult result =
-        runProcess({std::string(external::kGio), "mount", url}, std::min(left, options_.mountTimeout));
-    if (!result.started) return fail(call, "gio cannot be started");
-    if (result.timedOut) return fail(call, "gio mount did not finish in time");
-    if (result.exitCode != 0) {
-        KMLogInDomain(KMLogLevelWarn, kLogDomain, "%s: gio mount failed: %s", call.name.c_str(), result.output.c_str());
-        return std::nullopt;
-    }
+std::optional<std::string> ThunarHandlerCatalogue::Worker::enterLocation(Call& call) {
+    if (call.params.empty() || !isValidUtf8(call.params.front())) return fail(call, "no address given");
+    // Thunar opens a location that is mounted already without asking.
+    std::optional<Window> window = frontWindow(true);
+    if (!window) return fail(call, "no Thunar browser window");
+    if (!useWindow(*window)) return fail(call, "the window cannot be reached through AT-SPI");
+    if (!atspi_.hasLocationEntry() && !openLocationEntryWithKeys(*window, call.deadline))
+        return fail(call, "the window has no location entry");
+    if (!atspi_.enterLocation(call.params.front())) return fail(call, "the location was not entered");
     return std::string();
 }
 
@@ -892,18 +914,55 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::openTerminal(Call& ca
 
 ThunarHandlerCatalogue::ThunarHandlerCatalogue() : ThunarHandlerCatalogue(Options{}) {}
 
-ThunarHandlerCatalogue::ThunarHandlerCatalogue(Options options)
-    : options_(options), worker_(std::make_unique<Worker>(options_)) {}
+ThunarHandlerCatalogue::ThunarHandlerCatalogue(Options options, std::shared_ptr<ServerLoginPrompt> loginPrompt)
+    : options_(options),
+      worker_(std::make_unique<Worker>(options_)),
+      mounter_(std::make_unique<GioServerMount>(std::move(loginPrompt),
+                                                GioServerMount::Options{options.mountTimeout})) {}
 
-ThunarHandlerCatalogue::~ThunarHandlerCatalogue() = default;
+ThunarHandlerCatalogue::~ThunarHandlerCatalogue() {
+    // Mounts in progress give up before the worker goes.
+    mounter_->cancel();
+}
 
 std::optional<std::string> ThunarHandlerCatalogue::call(std::string_view name, const std::vector<std::string>& params) {
+    return callWithFailure(name, params).answer;
+}
+
+HandlerReply ThunarHandlerCatalogue::callWithFailure(std::string_view name, const std::vector<std::string>& params) {
     const std::vector<std::string>& names = handlerNames();
     if (std::find(names.begin(), names.end(), name) == names.end()) {
         KMLogInDomain(KMLogLevelWarn, kLogDomain, "%.*s: no such handler", static_cast<int>(name.size()), name.data());
-        return std::nullopt;
+        return {};
     }
-    return worker_->call(name, params, timeoutFor(name));
+    if (name == "finder_mount") return mountServer(params);
+    return {worker_->call(name, params, timeoutFor(name)), {}};
+}
+
+void ThunarHandlerCatalogue::cancel(std::string_view name) {
+    if (name == "finder_mount") mounter_->cancel();
+}
+
+HandlerReply ThunarHandlerCatalogue::mountServer(const std::vector<std::string>& params) {
+    // Runs on the caller's thread: a mount may wait for the user's answer,
+    // and the worker serves the other handlers meanwhile.
+    if (params.empty() || params.front().empty() || !isValidUtf8(params.front())) {
+        KMLogInDomain(KMLogLevelWarn, kLogDomain, "finder_mount: not a server address");
+        return {std::nullopt, "Not a server address"};
+    }
+    const GioServerMount::Outcome outcome = mounter_->mount(params.front());
+    if (!outcome.mounted) return {std::nullopt, outcome.failure};
+    // The same window shows the server's folder, through gvfs's local view
+    // when there is one (completion then works in it like anywhere else).
+    if (outcome.localPath) {
+        const std::string& path = *outcome.localPath;
+        if (worker_->call(isDirectory(path) ? "finder_set_path" : "finder_reveal", {path}, options_.commandTimeout))
+            return {std::string(), {}};
+    } else if (std::optional<std::string> address = GioServerMount::withoutPassword(params.front())) {
+        if (worker_->call(kEnterLocationCall, {*address}, options_.commandTimeout)) return {std::string(), {}};
+    }
+    KMLogInDomain(KMLogLevelWarn, kLogDomain, "finder_mount: mounted, but the window did not show it");
+    return {std::nullopt, "Connected, but Thunar did not show the folder"};
 }
 
 std::optional<std::vector<std::string>> ThunarHandlerCatalogue::selectedItems() {
@@ -923,8 +982,9 @@ std::uint32_t ThunarHandlerCatalogue::frontWindow() const { return worker_->fron
 std::chrono::milliseconds ThunarHandlerCatalogue::timeoutFor(std::string_view name) const {
     if (name == "finder_get_path" || name == "finder_get_selection" || name == "is_finder_win")
         return options_.queryTimeout;
-    // gio mount gets its own bound, plus time to stop it.
-    if (name == "finder_mount") return options_.mountTimeout + milliseconds(1500);
+    // Connecting has its own bound (questions to the user not counted), then
+    // the window is shown the folder.
+    if (name == "finder_mount") return options_.mountTimeout + options_.commandTimeout;
     return options_.commandTimeout;
 }
 

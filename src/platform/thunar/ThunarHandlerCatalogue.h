@@ -18,11 +18,19 @@
 //   on the way back;
 // - views and reload press the toolbar's hidden buttons through AT-SPI;
 // - closing asks the window manager (_NET_CLOSE_WINDOW);
-// - new windows, mounts and terminals start programs without a shell.
+// - new windows and terminals start programs without a shell;
+// - servers are mounted through GIO (GioServerMount: a password in the URL is
+//   used, anonymous access tried, the user asked through the login prompt),
+//   and the window then goes to the server's folder in gvfs's local view
+//   ($XDG_RUNTIME_DIR/gvfs/...), or, without that view, is given the address
+//   in its location entry.
 //
 // Every call runs on one worker thread that owns the X connection and
 // libatspi (neither is thread-safe), and is bounded by a time-out enforced
 // here: the caller gets nothing once it passes, even while Thunar hangs.
+// "finder_mount" connects on the caller's own thread (it may wait for the
+// user) and only the showing goes to the worker; cancel("finder_mount") gives
+// it up, and callWithFailure() says why a mount failed.
 // Create one catalogue per process: libatspi is process-wide.
 
 #include <chrono>
@@ -34,8 +42,11 @@
 #include <vector>
 
 #include "bridges/HandlerCatalogue.h"
+#include "bridges/ServerLoginPrompt.h"
 
 namespace jorvane {
+
+class GioServerMount;
 
 class ThunarHandlerCatalogue : public HandlerCatalogue {
 public:
@@ -44,7 +55,8 @@ public:
         std::chrono::milliseconds queryTimeout{2000};
         // Navigation, selection, views, reload, closing, new windows, terminals.
         std::chrono::milliseconds commandTimeout{5000};
-        // "finder_mount" when it runs `gio mount` itself.
+        // "finder_mount": connecting and logging in, the time the user
+        // spends answering questions not counted.
         std::chrono::milliseconds mountTimeout{30000};
         // The bound of each single AT-SPI call inside a handler.
         int atspiCallTimeoutMs = 750;
@@ -54,7 +66,9 @@ public:
     };
 
     ThunarHandlerCatalogue();
-    explicit ThunarHandlerCatalogue(Options options);
+    // `loginPrompt` asks the user how to log in to servers; without one,
+    // servers that need an answer fail.
+    explicit ThunarHandlerCatalogue(Options options, std::shared_ptr<ServerLoginPrompt> loginPrompt = nullptr);
     ~ThunarHandlerCatalogue() override;
     ThunarHandlerCatalogue(const ThunarHandlerCatalogue&) = delete;
     ThunarHandlerCatalogue& operator=(const ThunarHandlerCatalogue&) = delete;
@@ -62,7 +76,15 @@ public:
     // Commands answer "" when done; queries answer their text ("finder_get_path"
     // a folder without trailing "/", "finder_get_selection" a path with "/"
     // after a folder or "" for no selection, "is_finder_win" "YES" or "NO").
+    // "finder_mount" answers "" once the window shows the server's folder.
     std::optional<std::string> call(std::string_view name, const std::vector<std::string>& params) override;
+    // Failures of "finder_mount" come with GIO's reason ("Could not connect
+    // to 127.0.0.1: Connection refused") or the login's ("The server refused
+    // the login", "Connection cancelled"); other handlers give none.
+    HandlerReply callWithFailure(std::string_view name, const std::vector<std::string>& params) override;
+    // "finder_mount" only: the mount in progress gives up and withdraws its
+    // question to the user.
+    void cancel(std::string_view name) override;
 
     // Every selected item of the front window, as "finder_get_selection"
     // writes them; nothing when the selection cannot be read in time.
@@ -90,8 +112,11 @@ public:
     class Worker;
 
 private:
+    HandlerReply mountServer(const std::vector<std::string>& params);
+
     Options options_;
     std::unique_ptr<Worker> worker_;
+    std::unique_ptr<GioServerMount> mounter_;
 };
 
 }  // namespace jorvane

@@ -1,0 +1,128 @@
+// Return on a server address: the connection runs in the background with the
+// spinner, and its end shows in the bar: the folder the window went to, or
+// the text with a short message saying why not. Escape and a closed window
+// give it up.
+
+#include "PathWindowControllerFixture.h"
+
+#include <gmock/gmock.h>
+
+namespace jorvane::test {
+namespace {
+
+constexpr const char* kAddress = "ftp://user@127.0.0.1:2121/";
+constexpr const char* kMountedFolder = "/run/user/1000/gvfs/ftp:host=127.0.0.1,port=2121,user=user";
+
+struct MountRow {
+    const char* name;
+    // What "finder_mount" answers, and the reason it gives when it answers nothing.
+    std::optional<std::string> answer;
+    std::string failure;
+    // The bar went away while connecting (a login dialog took the keyboard).
+    bool barHiddenMeanwhile;
+    const char* fieldAfter;
+    const char* problemAfter;
+    bool barVisibleAfter;
+};
+
+class ServerMountResult : public PathWindowControllerTable<MountRow> {};
+
+TEST_P(ServerMountResult, Row) {
+    const MountRow& row = GetParam();
+    finder_->answer(handlers::finderMount, row.answer);
+    finder_->failWith(handlers::finderMount, row.failure);
+    finder_->answer(handlers::finderGetPath, std::string(kMountedFolder));
+    finder_->hold(handlers::finderMount);
+    views_.panel().setVisible(true);
+    views_.field().type(kAddress);
+
+    bar().pathEditorEnter();
+    ASSERT_TRUE(finder_->waitForHeld(handlers::finderMount, 1));
+    // The bar is free meanwhile, and says that it works.
+    advance(PathWindowController::kSpinnerDelay + 0.1);
+    EXPECT_FALSE(views_.spinner().isHidden());
+    EXPECT_EQ(views_.field().stringValue(), kAddress);
+    if (row.barHiddenMeanwhile) views_.panel().setVisible(false);
+
+    finder_->release(handlers::finderMount);
+    settle();
+    // A success asks the window for its folder, in the background too.
+    settle();
+
+    EXPECT_FALSE(finder_->lastCall(handlers::finderMount)->onMainThread);
+    EXPECT_TRUE(views_.spinner().isHidden());
+    EXPECT_EQ(views_.field().stringValue(), row.fieldAfter);
+    EXPECT_EQ(views_.field().problem(), row.problemAfter);
+    EXPECT_EQ(views_.panel().isVisible(), row.barVisibleAfter);
+}
+
+const MountRow kMountRows[] = {
+    {"a mounted server's folder goes into the field", "", "", false, kMountedFolder, "", true},
+    {"a refused login leaves the address and says why", std::nullopt, "The server refused the login", false,
+     kAddress, "The server refused the login", true},
+    {"a failure without a reason of its own gets the general one", std::nullopt, "", false, kAddress,
+     "The server could not be connected", true},
+    {"a failure brings back the bar that a login dialog took away", std::nullopt,
+     "Could not connect to 127.0.0.1: Connection refused", true, kAddress,
+     "Could not connect to 127.0.0.1: Connection refused", true},
+    {"a success does not bring back a bar that went away", "", "", true, kMountedFolder, "", false},
+};
+INSTANTIATE_TEST_SUITE_P(PathWindowController, ServerMountResult, testing::ValuesIn(kMountRows), SentenceName{});
+
+struct GiveUpRow {
+    const char* name;
+    // What ends the attempt while the server is being connected.
+    std::function<void(PathWindowController&)> giveUp;
+    bool barVisibleAfter;
+};
+
+class ServerMountGivenUp : public PathWindowControllerTable<GiveUpRow> {};
+
+TEST_P(ServerMountGivenUp, Row) {
+    finder_->failWith(handlers::finderMount, "Connection cancelled");
+    finder_->hold(handlers::finderMount);
+    views_.panel().setVisible(true);
+    views_.field().type(kAddress);
+    bar().pathEditorEnter();
+    ASSERT_TRUE(finder_->waitForHeld(handlers::finderMount, 1));
+    advance(PathWindowController::kSpinnerDelay + 0.1);
+
+    GetParam().giveUp(bar());
+    settle();
+
+    EXPECT_EQ(finder_->cancelCount(handlers::finderMount), 1u);
+    EXPECT_TRUE(views_.spinner().isHidden());
+    // The cancelled attempt's failure is no news to the user.
+    EXPECT_EQ(views_.field().problem(), "");
+    EXPECT_EQ(views_.panel().isVisible(), GetParam().barVisibleAfter);
+    EXPECT_EQ(finder_->callCount(handlers::finderGetPath), 0u);
+}
+
+const GiveUpRow kGiveUpRows[] = {
+    {"Escape closes the bar and gives the connection up",
+     [](PathWindowController& bar) { bar.doCommandBySelector(TextCommand::cancelOperation); }, false},
+    {"a closed window gives the connection up", [](PathWindowController& bar) { bar.close(); }, false},
+};
+INSTANTIATE_TEST_SUITE_P(PathWindowController, ServerMountGivenUp, testing::ValuesIn(kGiveUpRows), SentenceName{});
+
+TEST_F(PathWindowControllerTest, ANewAddressReplacesTheOneStillConnectingAndOnlyItsResultShows) {
+    finder_->failWith(handlers::finderMount, "Connection cancelled");
+    finder_->hold(handlers::finderMount);
+    views_.panel().setVisible(true);
+    views_.field().type(kAddress);
+    bar().pathEditorEnter();
+    ASSERT_TRUE(finder_->waitForHeld(handlers::finderMount, 1));
+
+    views_.field().type("ftp://127.0.0.1:9/");
+    bar().pathEditorEnter();
+    EXPECT_EQ(finder_->cancelCount(handlers::finderMount), 1u);
+    finder_->failWith(handlers::finderMount, "Could not connect to 127.0.0.1: Connection refused");
+    finder_->release(handlers::finderMount);
+    settle();
+
+    EXPECT_EQ(finder_->callCount(handlers::finderMount), 2u);
+    EXPECT_EQ(views_.field().problem(), "Could not connect to 127.0.0.1: Connection refused");
+}
+
+}  // namespace
+}  // namespace jorvane::test
