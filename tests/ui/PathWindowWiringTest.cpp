@@ -48,6 +48,9 @@ protected:
         tmp_.file("nougat.txt");
         tmp_.dir("docs");
         finder_->answer(handlers::finderGetPath, tmp_.str());
+        // Commands succeed, as Thunar's do.
+        for (std::string_view command : {handlers::finderReveal, handlers::finderSetPath, handlers::closeFinderWin})
+            finder_->answer(command, "");
         QtPathWindow qt = makePathWindowViews();
         bar_ = qt.bar;
         controller_ = std::make_unique<PathWindowController>(
@@ -114,6 +117,7 @@ TEST_F(PathWindowWiring, ctrlWClosesTheWindowWithoutTouchingTheText) {
     show();
     const QString before = field().text();
     QTest::keyClick(&field(), Qt::Key_W, Qt::ControlModifier);
+    bridge_.waitUntilIdle();
     EXPECT_FALSE(bar().window()->isVisible());
     EXPECT_EQ(handlerNames().back(), "close_finder_win");
     EXPECT_EQ(field().text(), before);
