@@ -22,9 +22,12 @@ namespace jorvane {
 
 namespace {
 
-// Server addresses that are mounted rather than navigated to. Case matters:
-// "FTP://" and "https://" are names like any other.
-constexpr std::array<std::string_view, 4> kMountPrefixes = {"ftp://", "afp://", "http://", "smb://"};
+// Server addresses that are mounted rather than navigated to: the four the
+// bar has always mounted, and the other kinds the desktop's gvfs connects to.
+// Case matters: "FTP://" and "https://" are names like any other.
+constexpr std::array<std::string_view, 10> kMountPrefixes = {"ftp://",  "afp://", "http://", "smb://",
+                                                             "sftp://", "ssh://", "ftps://", "dav://",
+                                                             "davs://", "nfs://"};
 
 constexpr CGEventFlags kCommand = kCGEventFlagMaskCommand;
 constexpr CGEventFlags kCommandShift = kCGEventFlagMaskCommand | kCGEventFlagMaskShift;

@@ -60,6 +60,8 @@ const EnterRow kEnterRows[] = {
      "smb://host/share"},
     {"an upper case FTP address is a name in the folder", "FTP://host", "{T}", none,
      {"finder_reveal [{T}/FTP:/host]"}, "{T}", "{T}/FTP:/host"},
+    {"an sftp address is mounted", "sftp://user@host/home", "{T}", none, {"finder_mount [sftp://user@host/home]"},
+     "{T}", "sftp://user@host/home"},
     {"an https address is a name in the folder", "https://host", "{T}", none, {"finder_reveal [{T}/https:/host]"},
      "{T}", "{T}/https:/host"},
     {"empty text shows the folder again", "", "{T}", none, {"finder_set_path [{T}]"}, "{T}", "{T}"},
