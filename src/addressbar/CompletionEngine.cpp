@@ -83,6 +83,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr std::size_t kFreeOnWorkerAbove = 4096;
+
 // The worker's part of one request: filters the folder's batches as they
 // arrive and hands over the grown answer now and then, the final one always.
 void runRequest(const std::shared_ptr<CompletionEngine::Request>& request, const CompletionEngine::Options& options,
@@ -319,7 +321,10 @@ bool CompletionEngine::takeAnswer() {
         answer = std::exchange(request_->latest, std::nullopt);
     }
     if (!answer) return false;
-    currentCompletions_ = std::move(answer->candidates);
+    std::vector<std::string> old = std::exchange(currentCompletions_, std::move(answer->candidates));
+    // A big list of strings takes milliseconds to free: a worker does it.
+    if (old.size() > kFreeOnWorkerAbove)
+        dispatch::globalQueue().async([old = std::move(old)]() mutable { old.clear(); });
     answeredText_ = request_->text;
     progress_ = answer->progress;
     folderUnreadable_ = answer->unreadable;

@@ -106,7 +106,14 @@ const GiveUpRow kGiveUpRows[] = {
 INSTANTIATE_TEST_SUITE_P(PathWindowController, ServerMountGivenUp, testing::ValuesIn(kGiveUpRows), SentenceName{});
 
 TEST_F(PathWindowControllerTest, ANewAddressReplacesTheOneStillConnectingAndOnlyItsResultShows) {
-    finder_->failWith(handlers::finderMount, "Connection cancelled");
+    // Each address fails in its own words; the calls run one after another,
+    // so the reason set by a call is the one its reply carries.
+    finder_->answerWith(handlers::finderMount, [this](const std::vector<std::string>& params) {
+        finder_->failWith(handlers::finderMount, params.at(0) == kAddress
+                                                     ? "Connection cancelled"
+                                                     : "Could not connect to 127.0.0.1: Connection refused");
+        return std::optional<std::string>();
+    });
     finder_->hold(handlers::finderMount);
     views_.panel().setVisible(true);
     views_.field().type(kAddress);
@@ -116,8 +123,6 @@ TEST_F(PathWindowControllerTest, ANewAddressReplacesTheOneStillConnectingAndOnly
     views_.field().type("ftp://127.0.0.1:9/");
     bar().pathEditorEnter();
     EXPECT_EQ(finder_->cancelCount(handlers::finderMount), 1u);
-    finder_->failWith(handlers::finderMount, "Could not connect to 127.0.0.1: Connection refused");
-    finder_->release(handlers::finderMount);
     settle();
 
     EXPECT_EQ(finder_->callCount(handlers::finderMount), 2u);

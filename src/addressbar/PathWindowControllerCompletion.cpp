@@ -1,0 +1,138 @@
+// The bar's completion: the field's data source, the answers that arrive
+// after the keystroke, and the completion list under the field.
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "addressbar/PathWindowController.h"
+#include "bridges/VJASWrapper.h"
+
+namespace jorvane {
+
+// ---- completion
+
+void PathWindowController::updateCompletions(std::string_view text) {
+    engine_.updateCompletions(text, finderLocation_, [this] { finderLocation(); });
+}
+
+std::string PathWindowController::uncompletedString() const {
+    return CompletionEngine::uncompletedString(views_.field->stringValue(), views_.field->selectedRange());
+}
+
+std::size_t PathWindowController::numberOfItemsInComboBox() {
+    return engine_.numberOfItems(uncompletedString(), finderLocation_, [this] { finderLocation(); });
+}
+
+std::optional<std::string> PathWindowController::objectValueForItemAtIndex(std::size_t index) const {
+    return engine_.objectValueForItemAtIndex(index);
+}
+
+std::size_t PathWindowController::indexOfItemWithStringValue(std::string_view value) const {
+    return engine_.indexOfItemWithStringValue(value);
+}
+
+std::optional<std::string> PathWindowController::completedString(std::string_view typed) {
+    // A completion that arrives later still completes this text.
+    inlineText_ = std::string(typed);
+    CompletionEngine::Completion completion =
+        engine_.completedString(typed, finderLocation_, [this] { finderLocation(); });
+    // Search as you type: the first match is selected in the window, in the
+    // background, so that a slow file manager never holds up the typing.
+    if (completion.revealName) bridge_.finderRevealInCurrentAsync(*completion.revealName);
+    return completion.completion;
+}
+
+void PathWindowController::completionAnswerChanged() {
+    const std::vector<std::string>& candidates = engine_.currentCompletions();
+    const bool complete = engine_.progress() == CompletionEngine::Progress::complete;
+    if (views_.completions->isVisible()) {
+        // The user's choice stays chosen as the list grows around it.
+        const int selected = views_.completions->selectedRow();
+        std::optional<std::string> chosen;
+        if (selected >= 0 && static_cast<std::size_t>(selected) < listedCandidates_.size())
+            chosen = listedCandidates_[static_cast<std::size_t>(selected)];
+        refreshCompletionList();
+        std::size_t row = chosen ? engine_.indexOfItemWithStringValue(*chosen) : 0;
+        if (row == CompletionEngine::notFound || row >= kMaxListRows) row = 0;
+        if (!candidates.empty()) views_.completions->selectRow(static_cast<int>(row));
+    }
+    if (inlineText_ && engine_.answeredText() == *inlineText_ && !candidates.empty() &&
+        candidates.front().find_first_of("*?") == std::string::npos) {
+        views_.field->completeInline(*inlineText_, candidates.front());
+        if (const std::optional<std::string> name = engine_.nextRevealName())
+            bridge_.finderRevealInCurrentAsync(*name);
+    }
+    if (pendingPattern_ && complete && engine_.answeredText() == *pendingPattern_) {
+        stopSpinner();
+        const std::string pattern = *std::exchange(pendingPattern_, std::nullopt);
+        selectPatternMatches(pattern);
+    }
+}
+
+std::string PathWindowController::completionNote() const {
+    std::string note;
+    const std::size_t count = engine_.currentCompletions().size();
+    if (count > kMaxListRows) note = std::to_string(count - kMaxListRows) + " more";
+    const char* state = nullptr;
+    switch (engine_.progress()) {
+        case CompletionEngine::Progress::complete: break;
+        case CompletionEngine::Progress::reading: state = "Reading folder\u2026"; break;
+        case CompletionEngine::Progress::notAnswering: state = "The folder does not answer"; break;
+    }
+    if (state) note += note.empty() ? state : std::string(" \u2014 ") + state;
+    return note;
+}
+
+void PathWindowController::refreshCompletionList() {
+    const std::vector<std::string>& candidates = engine_.currentCompletions();
+    listedCandidates_.assign(candidates.begin(),
+                             candidates.begin() + static_cast<std::ptrdiff_t>(std::min(candidates.size(), kMaxListRows)));
+    views_.completions->setContent(listedCandidates_);
+    views_.completions->setNote(completionNote());
+}
+
+// ---- completion list
+
+void PathWindowController::showPopup() {
+    updateCompletions(uncompletedString());
+    const std::vector<std::string>& candidates = engine_.currentCompletions();
+    // The list shows what was just computed, with its first row chosen: a
+    // visible list always has a choice for Return.
+    refreshCompletionList();
+    if (!candidates.empty()) views_.completions->selectRow(0);
+
+    const Rect panelFrame = views_.panel->frame();
+    const std::size_t noteRows = completionNote().empty() ? 0 : 1;
+    const std::size_t rows = std::min(std::min(candidates.size(), kMaxListRows) + noteRows, kMaxPopupRows);
+    const double height =
+        rows == 0 ? kEmptyPopupHeight : std::trunc(static_cast<double>(rows) * views_.completions->rowHeight());
+    // Hangs from the field's bottom edge, as wide as the field.
+    const Rect fieldFrame = views_.field->frame();
+    const Rect frame{{panelFrame.origin.x + fieldFrame.origin.x, panelFrame.origin.y + fieldFrame.origin.y - height},
+                     {fieldFrame.size.width, height}};
+    views_.completions->setFrame(frame, true);
+    views_.completions->orderFrontRegardless();
+    // Looks active, yet the bar keeps the keyboard: the bar's keys move the
+    // list's selection.
+    views_.completions->becomeKeyWindow();
+}
+
+void PathWindowController::popupButtonClicked() {
+    if (views_.completions->isVisible()) {
+        hideCompletions();
+        return;
+    }
+    moveCaretToEnd();
+    showPopup();
+}
+
+void PathWindowController::completionsTableViewSelector() {
+    const int row = views_.completions->selectedRow();
+    const std::vector<std::string>& candidates = engine_.currentCompletions();
+    if (row < 0 || static_cast<std::size_t>(row) >= candidates.size()) return;
+    views_.field->setStringValue(candidates[static_cast<std::size_t>(row)]);
+    pathEditorEnter();
+}
+
+}  // namespace jorvane
