@@ -44,7 +44,7 @@ public:
     struct Options {
         // How long the main thread waits for a text's answer before it goes
         // on with what is known: well inside one frame.
-        std::chrono::nanoseconds waitBudget = std::chrono::milliseconds(8);
+        std::chrono::nanoseconds waitBudget = std::chrono::milliseconds(4);
         // While a folder is being read, a grown answer is handed over at
         // most this often.
         std::chrono::nanoseconds publishInterval = std::chrono::milliseconds(40);
