@@ -40,6 +40,7 @@
 #include "app/WelcomeAlerts.h"
 #include "bridges/AXUtils.h"
 #include "bridges/VJASWrapper.h"
+#include "places/VisitedFolders.h"
 #include "platform/CurlHttpClient.h"
 #include "platform/GioWorkspace.h"
 #include "platform/LaunchEnvironment.h"
@@ -333,6 +334,13 @@ int main(int argc, char** argv) {
         });
     VJASWrapper& bridge = VJASWrapper::sharedVJASWrapper();
 
+    // The folders visited, so that a few words of a path can go back to one.
+    places::VisitedFolders visitedFolders({
+        .remembering = [&defaults] { return defaults.boolForKey(settings::keys::rememberVisitedFolders); },
+        .warn = [](const std::string& warning) { KMLogInDomain(KMLogLevelWarn, kLog, "%s", warning.c_str()); },
+    });
+    visitedFolders.load();
+
     JorvaneAppDelegate* running = nullptr;
     ui::QtApplication application([&running] {
         if (running) running->applicationDidResignActive();
@@ -344,7 +352,7 @@ int main(int argc, char** argv) {
         qt.views.panel = std::make_unique<WiredPanel>(std::move(qt.views.panel), catalogue, window);
         auto controller = std::make_unique<PathWindowController>(
             std::move(axWindow), std::move(qt.views),
-            PathWindowController::Dependencies{bridge, defaults, files, screens, delegate});
+            PathWindowController::Dependencies{bridge, defaults, files, screens, delegate, {}, &visitedFolders});
         ui::connectToController(*qt.events, *controller);
         // The bar had the keyboard: it goes back to the Thunar window.
         qt.events->didOrderOut = [&fileManager, window] { fileManager.activateWindow(window); };
@@ -396,7 +404,7 @@ int main(int argc, char** argv) {
         ui::AboutWindow::open(ui::AboutWindow::Dependencies{alerts, application, ownExecutable, installed,
                                                             JORVANE_VERSION, nullptr});
     };
-    auto openPreferences = [&defaults, &alerts, &running, ownExecutable, preferencesKeys, openAbout] {
+    auto openPreferences = [&defaults, &alerts, &running, &visitedFolders, ownExecutable, preferencesKeys, openAbout] {
         ui::NativeKeyCodes native;
         if (preferencesKeys) {
             // A layout switched since the last window counts.
@@ -416,6 +424,7 @@ int main(int argc, char** argv) {
                 },
             .native = std::move(native),
             .fileManager = PlatformNames{}.fileManager,
+            .forgetVisitedFolders = [&visitedFolders] { visitedFolders.forget(); },
         });
     };
 
@@ -437,6 +446,7 @@ int main(int argc, char** argv) {
         .names = PlatformNames{},
         .defaultPreferences = resources / settings::kDefaultPreferencesFileName,
         .version = JORVANE_VERSION,
+        .folderShown = [&visitedFolders](const std::string& folder) { visitedFolders.visit(folder); },
     });
     running = &delegate;
 
@@ -490,6 +500,8 @@ int main(int argc, char** argv) {
             KMLogInDomain(KMLogLevelInfo, kLog, "running beside Thunar once it starts");
         status = QApplication::exec();
     }
+    // The last visits reach the disk before the program goes.
+    visitedFolders.flush();
 
     running = nullptr;
     // Everything goes in reverse order: the delegate (tap, observer, bars)

@@ -14,6 +14,7 @@
 #include "app/VirtualKeyCodes.h"
 #include "bridges/AXUtils.h"
 #include "bridges/VJASWrapper.h"
+#include "places/VisitedFolders.h"
 #include "settings/UserDefaults.h"
 #include "util/KMDelayedInvocation.h"
 #include "util/Paths.h"
@@ -74,6 +75,7 @@ PathWindowController::PathWindowController(AXUIElementRef axWindow, PathWindowVi
                                       [this](const std::vector<std::string>&) { refreshCompletionList(); },
                                       [this] { completionAnswerChanged(); }},
               std::move(dependencies.completion)),
+      visitedFolders_(dependencies.visitedFolders),
       self_(std::make_shared<PathWindowController*>(this)) {}
 
 PathWindowController::~PathWindowController() {
@@ -225,6 +227,7 @@ void PathWindowController::fetchFinderLocation() {
 void PathWindowController::fetchFinderLocationOperationFinished(std::optional<std::string> path) {
     stopSpinner();
     setFinderLocation(path);
+    if (path) noteVisit(*path);
     views_.field->setStringValue(path.value_or(std::string{}));
     // No folder has no icon of its own: the search image stands in.
     setCurrentImage(path ? BarImage::iconForFile(*path) : BarImage::search());
@@ -333,7 +336,7 @@ bool PathWindowController::doCommandBySelector(TextCommand command) {
     CompletionsListView& list = *views_.completions;
     const bool listVisible = list.isVisible();
     const int row = list.selectedRow();
-    const std::size_t count = engine_.currentCompletions().size();
+    const std::size_t count = listRows_.size();
     const TextRange selection = views_.field->selectedRange();
 
     switch (command) {
@@ -371,9 +374,8 @@ bool PathWindowController::doCommandBySelector(TextCommand command) {
             if (listVisible) {
                 // The chosen candidate; nothing chosen empties the field,
                 // which then shows the window's folder again.
-                const std::vector<std::string>& candidates = engine_.currentCompletions();
-                const bool chosen = row >= 0 && static_cast<std::size_t>(row) < candidates.size();
-                views_.field->setStringValue(chosen ? candidates[static_cast<std::size_t>(row)] : std::string{});
+                const bool chosen = row >= 0 && static_cast<std::size_t>(row) < listRows_.size();
+                views_.field->setStringValue(chosen ? listRows_[static_cast<std::size_t>(row)] : std::string{});
                 pathEditorEnter();
             } else if (selection.length != 0) {
                 pathEditorEnter();
@@ -450,6 +452,11 @@ void PathWindowController::pathEditorEnter() {
         // A folder is shown, anything else revealed in its folder.
         finderSetPath(text);
         finderLocation_ = text;
+    } else if (const std::optional<std::string> visited = visitedFolderFor(text)) {
+        // Words of a visited folder's path that name nothing here.
+        finderSetPath(*visited);
+        finderLocation_ = *visited;
+        shown = *visited;
     } else if (!hasWildcard(text)) {
         // A name in the window's folder, "~" included as it stands.
         if (const std::optional<std::string>& base = finderLocation()) {
@@ -513,10 +520,34 @@ void PathWindowController::navigationFinished(bool answered) {
     if (!answered) views_.field->showProblem(kNoAnswerMessage);
 }
 
+void PathWindowController::noteVisit(const std::string& folder) {
+    if (visitedFolders_) visitedFolders_->visit(folder);
+}
+
+bool PathWindowController::mayNameVisitedFolder(std::string_view text) {
+    return !text.empty() && text.front() != '/' && text.front() != '~' && text.find("://") == std::string_view::npos &&
+           !hasWildcard(text);
+}
+
+std::optional<std::string> PathWindowController::visitedFolderFor(const std::string& text) {
+    if (!visitedFolders_ || !mayNameVisitedFolder(text)) return std::nullopt;
+    // Only once the folder's own answer for the text is known to be empty:
+    // a name here always wins.
+    updateCompletions(text);
+    if (engine_.progress() != CompletionEngine::Progress::complete || !engine_.currentCompletions().empty())
+        return std::nullopt;
+    std::vector<std::string> best = visitedFolders_->matching(text, 1);
+    if (best.empty()) return std::nullopt;
+    return best.front();
+}
+
 void PathWindowController::finderSetPath(const std::string& path) {
     startSpinnerTimer();
-    bridge_.finderSetPathAsync(path, [weak = std::weak_ptr(self_)](bool answered) {
-        if (const auto self = weak.lock()) (*self)->navigationFinished(answered);
+    bridge_.finderSetPathAsync(path, [weak = std::weak_ptr(self_), path](bool answered) {
+        const auto self = weak.lock();
+        if (!self) return;
+        if (answered) (*self)->noteVisit(path);
+        (*self)->navigationFinished(answered);
     });
 }
 
@@ -529,6 +560,7 @@ void PathWindowController::finderReveal(const std::string& path) {
         // unless the user has typed something else meanwhile.
         PathFieldView& field = *(*self)->views_.field;
         if (revealed != path && field.stringValue() == path) field.setStringValue(revealed);
+        if (answered && revealed.ends_with('/')) (*self)->noteVisit(path);
         (*self)->navigationFinished(answered);
     });
 }

@@ -46,6 +46,9 @@ class Workspace;
 namespace settings {
 class UserDefaults;
 }
+namespace places {
+class VisitedFolders;
+}
 
 class PathWindowController {
 public:
@@ -58,6 +61,9 @@ public:
         PathWindowDelegate& delegate;
         // How completion waits and where it reads folders.
         CompletionEngine::Options completion = {};
+        // The folders visited before, offered by a few words of their path;
+        // none when null.
+        places::VisitedFolders* visitedFolders = nullptr;
     };
 
     // Seconds of work before the spinner shows.
@@ -81,6 +87,9 @@ public:
     // folder of 2,000 Thunar took 2.3 s for 200 names and 4.8 s for 400,
     // near the 5 s a command may take.
     static constexpr std::size_t kMaxSelectedNames = 200;
+    // The list offers at most this many visited folders, under this title.
+    static constexpr std::size_t kMaxVisitedRows = 5;
+    static constexpr const char* kVisitedTitle = "Visited folders";
     // Shown in the bar when a navigation got no answer, even after a retry.
     static constexpr const char* kNoAnswerMessage = "Thunar did not answer";
 
@@ -206,13 +215,27 @@ public:
     // The text of the list's last row: how many more candidates match, and
     // whether the folder is still being read; empty when neither.
     std::string completionNote() const;
+    // The rows the list holds now: the folder's candidates (at most
+    // kMaxListRows), then the visited folders that match the typed words.
+    const std::vector<std::string>& listRows() const { return listRows_; }
+
+    // Text that may name a visited folder by words of its path: not a path
+    // from the root or home, not a server address, not a pattern.
+    static bool mayNameVisitedFolder(std::string_view text);
 
 private:
     void completionAnswerChanged();
-    // Hands the candidates (at most kMaxListRows) and the note to the list.
+    // The list's rows for the current candidates and typed text.
+    void collectListRows();
+    // Hands the rows and the note to the list.
     void refreshCompletionList();
     void selectPatternMatches(const std::string& text);
     void navigationFinished(bool answered);
+    // Counts a visit of the folder when the history is kept.
+    void noteVisit(const std::string& folder);
+    // The best visited folder for a text the window's folder has no
+    // candidate for.
+    std::optional<std::string> visitedFolderFor(const std::string& text);
     void hideCompletions();
     void finderMountFinished(std::uint64_t attempt, std::optional<std::string> failure);
     void cancelMount();
@@ -237,8 +260,10 @@ private:
     // A pattern entered while its folder was still being read: its matches
     // are selected once they are all known.
     std::optional<std::string> pendingPattern_;
-    // The candidates the list holds now.
-    std::vector<std::string> listedCandidates_;
+    // The rows the list holds now, and where its visited folders begin.
+    std::vector<std::string> listRows_;
+    std::size_t visitedStart_ = 0;
+    places::VisitedFolders* visitedFolders_;
     std::shared_ptr<KMDelayedInvocation> spinnerTimer_;
     // Blocks that come back on the main queue check it: the controller may
     // be gone by then.

@@ -7,6 +7,7 @@
 
 #include "addressbar/PathWindowController.h"
 #include "bridges/VJASWrapper.h"
+#include "places/VisitedFolders.h"
 
 namespace jorvane {
 
@@ -14,6 +15,7 @@ namespace jorvane {
 
 void PathWindowController::updateCompletions(std::string_view text) {
     engine_.updateCompletions(text, finderLocation_, [this] { finderLocation(); });
+    collectListRows();
 }
 
 std::string PathWindowController::uncompletedString() const {
@@ -50,12 +52,12 @@ void PathWindowController::completionAnswerChanged() {
         // The user's choice stays chosen as the list grows around it.
         const int selected = views_.completions->selectedRow();
         std::optional<std::string> chosen;
-        if (selected >= 0 && static_cast<std::size_t>(selected) < listedCandidates_.size())
-            chosen = listedCandidates_[static_cast<std::size_t>(selected)];
+        if (selected >= 0 && static_cast<std::size_t>(selected) < listRows_.size())
+            chosen = listRows_[static_cast<std::size_t>(selected)];
         refreshCompletionList();
-        std::size_t row = chosen ? engine_.indexOfItemWithStringValue(*chosen) : 0;
-        if (row == CompletionEngine::notFound || row >= kMaxListRows) row = 0;
-        if (!candidates.empty()) views_.completions->selectRow(static_cast<int>(row));
+        const auto found = chosen ? std::find(listRows_.begin(), listRows_.end(), *chosen) : listRows_.end();
+        const auto row = found == listRows_.end() ? 0 : found - listRows_.begin();
+        if (!listRows_.empty()) views_.completions->selectRow(static_cast<int>(row));
     }
     if (inlineText_ && engine_.answeredText() == *inlineText_ && !candidates.empty() &&
         candidates.front().find_first_of("*?") == std::string::npos) {
@@ -84,11 +86,24 @@ std::string PathWindowController::completionNote() const {
     return note;
 }
 
-void PathWindowController::refreshCompletionList() {
+void PathWindowController::collectListRows() {
     const std::vector<std::string>& candidates = engine_.currentCompletions();
-    listedCandidates_.assign(candidates.begin(),
-                             candidates.begin() + static_cast<std::ptrdiff_t>(std::min(candidates.size(), kMaxListRows)));
-    views_.completions->setContent(listedCandidates_);
+    listRows_.assign(candidates.begin(),
+                     candidates.begin() + static_cast<std::ptrdiff_t>(std::min(candidates.size(), kMaxListRows)));
+    visitedStart_ = listRows_.size();
+    const std::string typed = uncompletedString();
+    if (visitedFolders_ && mayNameVisitedFolder(typed)) {
+        // Shown as folders are among the candidates: with their "/".
+        for (std::string& folder : visitedFolders_->matching(typed, kMaxVisitedRows))
+            listRows_.push_back(folder.ends_with('/') ? folder : folder + "/");
+    }
+}
+
+void PathWindowController::refreshCompletionList() {
+    collectListRows();
+    views_.completions->setContent(listRows_);
+    views_.completions->setGroupTitle(visitedStart_ < listRows_.size() ? visitedStart_ : CompletionsListView::noGroup,
+                                      kVisitedTitle);
     views_.completions->setNote(completionNote());
 }
 
@@ -96,15 +111,14 @@ void PathWindowController::refreshCompletionList() {
 
 void PathWindowController::showPopup() {
     updateCompletions(uncompletedString());
-    const std::vector<std::string>& candidates = engine_.currentCompletions();
     // The list shows what was just computed, with its first row chosen: a
     // visible list always has a choice for Return.
     refreshCompletionList();
-    if (!candidates.empty()) views_.completions->selectRow(0);
+    if (!listRows_.empty()) views_.completions->selectRow(0);
 
     const Rect panelFrame = views_.panel->frame();
     const std::size_t noteRows = completionNote().empty() ? 0 : 1;
-    const std::size_t rows = std::min(std::min(candidates.size(), kMaxListRows) + noteRows, kMaxPopupRows);
+    const std::size_t rows = std::min(listRows_.size() + noteRows, kMaxPopupRows);
     const double height =
         rows == 0 ? kEmptyPopupHeight : std::trunc(static_cast<double>(rows) * views_.completions->rowHeight());
     // Hangs from the field's bottom edge, as wide as the field.
@@ -129,9 +143,8 @@ void PathWindowController::popupButtonClicked() {
 
 void PathWindowController::completionsTableViewSelector() {
     const int row = views_.completions->selectedRow();
-    const std::vector<std::string>& candidates = engine_.currentCompletions();
-    if (row < 0 || static_cast<std::size_t>(row) >= candidates.size()) return;
-    views_.field->setStringValue(candidates[static_cast<std::size_t>(row)]);
+    if (row < 0 || static_cast<std::size_t>(row) >= listRows_.size()) return;
+    views_.field->setStringValue(listRows_[static_cast<std::size_t>(row)]);
     pathEditorEnter();
 }
 

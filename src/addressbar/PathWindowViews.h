@@ -131,7 +131,13 @@ public:
     virtual void becomeKeyWindow() = 0;
     virtual void orderOut() = 0;
     virtual void close() = 0;
+    static constexpr std::size_t noGroup = static_cast<std::size_t>(-1);
+
     virtual void setContent(const std::vector<std::string>& candidates) = 0;
+    // The rows from `firstRow` on form a group of their own under `title`
+    // (the visited folders after the folder's candidates); noGroup shows
+    // none. Rows keep their numbers: the title is not a row.
+    virtual void setGroupTitle(std::size_t firstRow, const std::string& title) = 0;
     // A last row that is not a candidate and cannot be chosen ("Reading
     // folder…", how many more match); empty text shows no such row.
     virtual void setNote(const std::string& text) = 0;

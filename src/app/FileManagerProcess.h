@@ -13,6 +13,8 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
+#include <string>
 #include <string_view>
 
 namespace jorvane {
@@ -43,6 +45,13 @@ public:
     virtual bool launch() = 0;
     // Brings the process's front window to the front.
     virtual bool bringToFront(std::int32_t pid) = 0;
+
+    // The folder a window of the file manager shows, as its title names it;
+    // nothing when the title does not name a whole path.
+    virtual std::optional<std::string> folderOfWindowTitle(std::string_view title) const {
+        (void)title;
+        return std::nullopt;
+    }
 
     // Whether a middle click on a folder already opens it in a new window
     // (or tab) in the file manager itself. The tap cannot keep the click

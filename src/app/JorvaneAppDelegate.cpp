@@ -33,8 +33,9 @@ constexpr std::string_view kFocusedWindowAttribute = "AXFocusedWindow";
 
 // What the observer is told about the file manager as a whole, and about
 // each window that gets a bar.
-constexpr std::array<std::string_view, 3> kApplicationNotifications = {
-    kAXFocusedWindowChangedNotification, kAXApplicationDeactivatedNotification, kAXWindowMiniaturizedNotification};
+constexpr std::array<std::string_view, 4> kApplicationNotifications = {
+    kAXFocusedWindowChangedNotification, kAXApplicationDeactivatedNotification, kAXWindowMiniaturizedNotification,
+    kAXTitleChangedNotification};
 constexpr std::array<std::string_view, 5> kWindowNotifications = {
     kAXUIElementDestroyedNotification, kAXWindowMiniaturizedNotification, kAXWindowMovedNotification,
     kAXWindowResizedNotification, kJVWindowRestackedNotification};
@@ -269,6 +270,13 @@ void JorvaneAppDelegate::axObserverCallback(const AXUIElementRef& element, const
         hideCoveredBars();
     } else if (notification == kJVWindowRestackedNotification) {
         hideCoveredBars();
+    } else if (notification == kAXTitleChangedNotification) {
+        // A window that went to another folder names it in its title (when
+        // the file manager shows whole paths there).
+        const std::optional<std::string> title = AXCopyAttribute<std::string>(element, "AXTitle");
+        if (!title || !ports_.folderShown) return;
+        if (const std::optional<std::string> folder = ports_.fileManager.folderOfWindowTitle(*title))
+            ports_.folderShown(*folder);
     }
     // The application's own notices (focus changes, deactivation) and a
     // restored window change nothing: deactivation is the workspace's to

@@ -105,6 +105,9 @@ public:
         // The shipped DefaultPreferences.json.
         std::filesystem::path defaultPreferences;
         std::string version;
+        // A file-manager window shows this folder now (its title changed);
+        // empty: nothing.
+        std::function<void(const std::string& folder)> folderShown = {};
     };
 
     // How often finderToggleShowHidden asks whether the old process is gone

@@ -29,6 +29,9 @@ inline constexpr std::string_view kAXWindowResizedNotification = "AXWindowResize
 // Merged like the moves. macOS has no such notification; a floating panel
 // there never needs it.
 inline constexpr std::string_view kJVWindowRestackedNotification = "JVWindowRestacked";
+// The window's title changed (a file-manager window went to another folder).
+// Merged like the moves.
+inline constexpr std::string_view kAXTitleChangedNotification = "AXTitleChanged";
 // Of an application: the element is the newly focused window for the first,
 // the application for the other two.
 inline constexpr std::string_view kAXFocusedWindowChangedNotification = "AXFocusedWindowChanged";

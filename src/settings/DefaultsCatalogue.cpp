@@ -69,7 +69,7 @@ const std::vector<KeyInfo>& catalogue() {
         info(keys::hotkeyFlags),       info(keys::hotkeyKeycode),  info(keys::activateByHotkey),
         info(keys::activateByTitlebar), info(keys::inactiveShortcuts), info(keys::activationPathBehaviour),
         info(keys::notFirstLaunch),    info(keys::version),        info(keys::updateFeedUrl),
-        info(keys::updateCheckInterval),
+        info(keys::updateCheckInterval), info(keys::rememberVisitedFolders),
     };
     return all;
 }

@@ -143,6 +143,13 @@ inline const Key<std::int64_t> updateCheckInterval{
     "update_check_interval", 10800,
     "Seconds between background update checks; 0 or less checks only at launch."};
 
+// On: jumping to a visited folder by a few typed words is the point of the
+// history, and it stays on this machine, in a file the user can read.
+inline const Key<bool> rememberVisitedFolders{
+    "remember_visited_folders", true,
+    "When true, the folders file-manager windows show are recorded, so that the bar can offer them by a few "
+    "words of their path; when false, nothing is recorded."};
+
 // Every recorder with an autosave name persists its combination under
 // "HotkeyRecorder <autosave name>"; see HotkeyRecorderEntry for the fields.
 inline constexpr std::string_view hotkeyRecorderPrefix = "HotkeyRecorder ";

@@ -14,7 +14,8 @@ JVPrefController::JVPrefController(Dependencies dependencies)
     : defaults_(dependencies.defaults),
       executablePath_(std::move(dependencies.executablePath)),
       about_(std::move(dependencies.about)),
-      settingsDidChange_(std::move(dependencies.settingsDidChange)) {}
+      settingsDidChange_(std::move(dependencies.settingsDidChange)),
+      forgetVisitedFolders_(std::move(dependencies.forgetVisitedFolders)) {}
 
 JVPrefController::~JVPrefController() { setWindow(nullptr); }
 
@@ -90,6 +91,10 @@ void JVPrefController::about() {
     } else {
         KMLogInDomain(KMLogLevelDebug, kLog, "no about window here");
     }
+}
+
+void JVPrefController::forgetVisitedFolders() {
+    if (forgetVisitedFolders_) forgetVisitedFolders_();
 }
 
 void JVPrefController::changed() {

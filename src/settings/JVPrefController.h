@@ -56,6 +56,8 @@ public:
         std::function<void()> about;
         // A setting changed (the event tap learns the keys it may swallow).
         std::function<void()> settingsDidChange;
+        // Forgets every visited folder.
+        std::function<void()> forgetVisitedFolders = {};
     };
 
     explicit JVPrefController(Dependencies dependencies);
@@ -100,6 +102,9 @@ public:
 
     // Opens a new about window.
     void about();
+    // Forgets the visited folders (the button next to "Remember visited
+    // folders").
+    void forgetVisitedFolders();
 
 private:
     void changed();
@@ -108,6 +113,7 @@ private:
     std::string executablePath_;
     std::function<void()> about_;
     std::function<void()> settingsDidChange_;
+    std::function<void()> forgetVisitedFolders_;
     PrefPaneView* window_ = nullptr;
 };
 

@@ -1,6 +1,7 @@
 #include "ui/CompletionsPopup.h"
 
 #include <QItemSelectionModel>
+#include <QPainter>
 #include <QListView>
 #include <QFont>
 #include <QStringListModel>
@@ -13,8 +14,15 @@ namespace jorvane::ui {
 // The candidates, then the note (if any) as a row that cannot be chosen.
 class CompletionsPopup::Rows final : public QStringListModel {
 public:
+    // The title of the group that begins at a row, for the delegate.
+    static constexpr int GroupTitleRole = Qt::UserRole + 1;
+
     using QStringListModel::QStringListModel;
     void setNoteRow(bool present) { noteRow_ = present; }
+    void setGroup(int firstRow, const QString& title) {
+        groupStart_ = firstRow;
+        groupTitle_ = title;
+    }
     bool isNote(const QModelIndex& index) const { return noteRow_ && index.row() == rowCount() - 1; }
     Qt::ItemFlags flags(const QModelIndex& index) const override {
         return isNote(index) ? Qt::ItemIsEnabled : QStringListModel::flags(index);
@@ -28,14 +36,19 @@ public:
                 return font;
             }
         }
+        if (role == GroupTitleRole) return index.row() == groupStart_ && !isNote(index) ? groupTitle_ : QString();
         return QStringListModel::data(index, role);
     }
 
 private:
     bool noteRow_ = false;
+    int groupStart_ = -1;
+    QString groupTitle_;
 };
 
 namespace {
+
+using Rows = CompletionsPopup::Rows;
 
 class RowDelegate final : public QStyledItemDelegate {
 public:
@@ -44,6 +57,22 @@ public:
         QSize size = QStyledItemDelegate::sizeHint(option, index);
         size.setHeight(CompletionsPopup::kRowHeight);
         return size;
+    }
+    // The first row of a group carries its title at the right, dimmed, under
+    // a line that separates it from the rows before.
+    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override {
+        QStyledItemDelegate::paint(painter, option, index);
+        const QString title = index.data(Rows::GroupTitleRole).toString();
+        if (title.isEmpty()) return;
+        painter->save();
+        painter->setPen(QColor(96, 96, 102));
+        painter->drawLine(option.rect.topLeft(), option.rect.topRight());
+        QFont font = option.font;
+        font.setItalic(true);
+        painter->setFont(font);
+        painter->setPen((option.state & QStyle::State_Selected) ? QColor(220, 228, 240) : QColor(150, 150, 156));
+        painter->drawText(option.rect.adjusted(0, 0, -6, 0), Qt::AlignRight | Qt::AlignVCenter, title);
+        painter->restore();
     }
 };
 
@@ -109,6 +138,11 @@ void CompletionsPopup::setNote(const QString& note) {
         model_->insertRows(candidates, 1);
         model_->setData(model_->index(candidates), note_);
     }
+}
+
+void CompletionsPopup::setGroupTitle(int firstRow, const QString& title) {
+    model_->setGroup(firstRow, title);
+    list_->viewport()->update();
 }
 
 void CompletionsPopup::applyContent() {

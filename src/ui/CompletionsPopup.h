@@ -18,6 +18,8 @@ class CompletionsPopup final : public QWidget {
     Q_OBJECT
 public:
     static constexpr int kRowHeight = 17;
+    // The list's model: the candidates, then the note.
+    class Rows;
 
     CompletionsPopup();
 
@@ -27,6 +29,9 @@ public:
     // A last row that is no candidate and cannot be chosen; empty for none.
     void setNote(const QString& note);
     const QString& note() const { return note_; }
+    // The rows from `firstRow` on form a group: its first row shows `title`
+    // at its right and a line above it; -1 for no group.
+    void setGroupTitle(int firstRow, const QString& title);
     // Candidate rows, the note not counted.
     int rowCount() const;
     int selectedRow() const;
@@ -49,7 +54,6 @@ private:
     void applyContent();
 
     QListView* list_;
-    class Rows;
     Rows* model_;
     QString note_;
     std::vector<std::string> pending_;

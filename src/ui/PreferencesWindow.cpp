@@ -24,7 +24,7 @@ PreferencesWindow::PreferencesWindow(Dependencies dependencies, QWidget* parent)
 
     controller_ = std::make_unique<JVPrefController>(JVPrefController::Dependencies{
         dependencies.defaults, dependencies.executablePath, std::move(dependencies.about),
-        std::move(dependencies.settingsDidChange)});
+        std::move(dependencies.settingsDidChange), std::move(dependencies.forgetVisitedFolders)});
 
     recorder_ = new HKRecorderWidget(&dependencies.defaults, &dependencies.alerts, std::move(dependencies.native));
     autostart_ = new QCheckBox(QStringLiteral("Start Jorvane at login"));
@@ -36,6 +36,12 @@ PreferencesWindow::PreferencesWindow(Dependencies dependencies, QWidget* parent)
     folder_ = new QRadioButton(QStringLiteral("The folder the window shows"));
     selection_ = new QRadioButton(QStringLiteral("The item selected in %1").arg(fileManager));
     about_ = new QPushButton(QStringLiteral("About Jorvane"));
+    remember_ = boundBox(QStringLiteral("Remember visited folders"), settings::keys::rememberVisitedFolders);
+    forget_ = new QPushButton(QStringLiteral("Forget visited folders"));
+    auto* visited = new QHBoxLayout;
+    visited->addWidget(remember_);
+    visited->addStretch();
+    visited->addWidget(forget_);
 
     auto* choice = new QButtonGroup(this);
     choice->addButton(folder_);
@@ -58,6 +64,7 @@ PreferencesWindow::PreferencesWindow(Dependencies dependencies, QWidget* parent)
     layout->addWidget(byTitlebar_);
     layout->addWidget(shortcuts_);
     layout->addWidget(opensWith);
+    layout->addLayout(visited);
     layout->addWidget(autostart_);
     layout->addStretch();
     layout->addLayout(buttons);
@@ -75,6 +82,7 @@ PreferencesWindow::PreferencesWindow(Dependencies dependencies, QWidget* parent)
     });
     connect(folder_, &QRadioButton::toggled, this, [this](bool on) { controller_->setOpensWithFolder(on); });
     connect(about_, &QPushButton::clicked, this, [this] { controller_->about(); });
+    connect(forget_, &QPushButton::clicked, this, [this] { controller_->forgetVisitedFolders(); });
 }
 
 PreferencesWindow::~PreferencesWindow() {

@@ -42,6 +42,8 @@ public:
         NativeKeyCodes native;
         // The file manager's name, in the texts.
         std::string fileManager = "Thunar";
+        // Forgets every visited folder.
+        std::function<void()> forgetVisitedFolders = {};
     };
 
     static constexpr const char* kTitle = "Jorvane Preferences";
@@ -74,6 +76,8 @@ private:
 
     std::unique_ptr<JVPrefController> controller_;
     HKRecorderWidget* recorder_ = nullptr;
+    QCheckBox* remember_ = nullptr;
+    QPushButton* forget_ = nullptr;
     QCheckBox* autostart_ = nullptr;
     QCheckBox* byHotkey_ = nullptr;
     QCheckBox* byTitlebar_ = nullptr;

@@ -26,6 +26,11 @@ public:
     explicit FakeFileManagerProcess(std::shared_ptr<EventLog> log = std::make_shared<EventLog>())
         : log_(std::move(log)) {}
 
+    // A title that is a whole path names that folder; no other does.
+    std::optional<std::string> folderOfWindowTitle(std::string_view title) const override {
+        if (title.empty() || title.front() != '/') return std::nullopt;
+        return std::string(title);
+    }
     std::int32_t runningApplicationPid() override;
     bool processExists(std::int32_t pid) override;
     bool showsAllFiles() override;

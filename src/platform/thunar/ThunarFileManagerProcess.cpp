@@ -237,6 +237,10 @@ void ThunarFileManagerProcess::setShowsAllFiles(bool show) {
                       result.started ? trimmed(result.output).c_str() : "xfconf-query cannot be started");
 }
 
+std::optional<std::string> ThunarFileManagerProcess::folderOfWindowTitle(std::string_view title) const {
+    return thunar::folderFromTitle(title);
+}
+
 std::vector<std::string> ThunarFileManagerProcess::openFolders(std::int32_t pid) {
     std::vector<std::string> folders;
     for (const Client& client : thunarWindows()) {

@@ -64,6 +64,7 @@ public:
     // Thunar opens a middle-clicked folder in a new tab or window itself; a
     // synthetic Ctrl+double-click would then also open it in place.
     bool opensMiddleClickedFolderInNewWindow() const override { return true; }
+    std::optional<std::string> folderOfWindowTitle(std::string_view title) const override;
 
     // Asks the window manager to make the window active (the keyboard goes
     // back to a Thunar window when its bar closes).

@@ -19,6 +19,7 @@ using Kind = X11ElementIdentity::Kind;
 constexpr std::string_view kWindowNotifications[] = {
     kAXUIElementDestroyedNotification, kAXWindowMiniaturizedNotification, kAXWindowDeminiaturizedNotification,
     kAXWindowMovedNotification,        kAXWindowResizedNotification,      kJVWindowRestackedNotification,
+    kAXTitleChangedNotification,
 };
 // What only an application can be observed for.
 constexpr std::string_view kApplicationNotifications[] = {
@@ -83,6 +84,7 @@ struct X11AXObserver::Shared {
             case WindowEvent::Kind::Moved: windowEvent(kAXWindowMovedNotification, true); return;
             case WindowEvent::Kind::Resized: windowEvent(kAXWindowResizedNotification, true); return;
             case WindowEvent::Kind::Restacked: windowEvent(kJVWindowRestackedNotification, true); return;
+            case WindowEvent::Kind::TitleChanged: windowEvent(kAXTitleChangedNotification, true); return;
             case WindowEvent::Kind::ActiveChanged: {
                 auto applicationWants = [&](std::int32_t pid, std::string_view name) {
                     const auto a = applications.find(pid);

@@ -198,7 +198,17 @@ struct X11WindowWatcher::State {
                     return;
                 }
                 const auto it = watched.find(p->window);
-                if (it == watched.end() || (p->atom != atoms.netWmState && p->atom != atoms.wmState)) return;
+                if (it == watched.end()) return;
+                if (p->atom == atoms.netWmName || p->atom == XCB_ATOM_WM_NAME) {
+                    WindowEvent e;
+                    e.kind = WindowEvent::Kind::TitleChanged;
+                    e.window = p->window;
+                    e.pid = it->second.pid;
+                    e.wmClass = it->second.wmClass;
+                    out.push_back(std::move(e));
+                    return;
+                }
+                if (p->atom != atoms.netWmState && p->atom != atoms.wmState) return;
                 const auto properties = readClientProperties(*display, {p->window}, kClientState).front();
                 if (!properties || properties->hidden == it->second.hidden) return;
                 it->second.hidden = properties->hidden;

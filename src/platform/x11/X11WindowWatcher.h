@@ -38,6 +38,7 @@ struct WindowEvent {
         Moved,          // the frame of a watched client moved
         Resized,        // ... or changed size
         Restacked,      // top-levels were raised, lowered, mapped or unmapped: one event per watched client
+        TitleChanged,   // a watched client's title changed
         ActiveChanged,  // another window became active: `window`, was `previousWindow`
         ClientAdded,    // a client window joined the client list
         ProcessLeft,    // the last client window of a process left the client list

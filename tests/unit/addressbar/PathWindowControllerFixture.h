@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "addressbar/PathWindowController.h"
+#include "places/VisitedFolders.h"
 #include "bridges/VJASWrapper.h"
 #include "fakes/FakeAccessibility.h"
 #include "fakes/FakeHandlerCatalogue.h"
@@ -82,7 +83,7 @@ public:
             controller_ = std::make_unique<PathWindowController>(
                 ax_->element(window_), views_.take(),
                 PathWindowController::Dependencies{bridge_, *defaults_, workspace_, screens_, delegate_,
-                                                   completion_});
+                                                   completion_, visited_});
         return *controller_;
     }
 
@@ -161,6 +162,7 @@ public:
     }
 
     CompletionEngine::Options completion_ = completionOptions();
+    places::VisitedFolders* visited_ = nullptr;
     dispatch::ManualTimeSource time_;
     std::shared_ptr<EventLog> log_ = std::make_shared<EventLog>();
     std::shared_ptr<FakeAccessibility> ax_ = std::make_shared<FakeAccessibility>();

@@ -22,7 +22,7 @@ const std::vector<std::string> kStepBack = {"app.activateIgnoringOtherApps", "ap
 const std::vector<std::string> kWatchAndStepBack =
     std::vector<std::string>{"tap.setEnabled 0", "tap.uninstall", "tap.install 4242", "tap.setSwallowableKeys 5/0x100000",
                              "observer.create 4242", "observer.add AXFocusedWindowChanged",
-                             "observer.add AXApplicationDeactivated", "observer.add AXWindowMiniaturized"} +
+                             "observer.add AXApplicationDeactivated", "observer.add AXWindowMiniaturized", "observer.add AXTitleChanged"} +
     kStepBack;
 const std::vector<std::string> kFind = {"fm.runningApplicationPid"};
 

@@ -48,6 +48,21 @@ TEST_F(AppDelegateTest, aFactoryThatFailsMakesNoBar) {
     EXPECT_TRUE(delegate().pathControllers().empty());
 }
 
+TEST_F(AppDelegateTest, aWindowWhoseTitleNamesAnotherFolderReportsItAsShown) {
+    std::vector<std::string> shown;
+    auto ports = this->ports();
+    ports.folderShown = [&shown](const std::string& folder) { shown.push_back(folder); };
+    delegate_ = std::make_unique<JorvaneAppDelegate>(ports);
+    launched();
+    EXPECT_THAT(accessibility_.observer()->notificationsOf(ax_->element(application_)), testing::Contains("AXTitleChanged"));
+    for (const char* title : {"/home/u/Music", "Music - Thunar", "/home/u/Projects"}) {
+        ax_->setTitle(window_, title);
+        accessibility_.observer()->post(ax_->element(window_), "AXTitleChanged");
+    }
+    settle();
+    EXPECT_THAT(shown, ElementsAre("/home/u/Music", "/home/u/Projects"));
+}
+
 // ---- the observer's notices
 
 struct NoticeRow {

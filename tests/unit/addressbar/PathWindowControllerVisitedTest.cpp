@@ -1,0 +1,106 @@
+// Visited folders in the bar: the folders the bar learns of are counted, the
+// list offers the ones whose path holds the typed words, and Return on such
+// words goes to the best one when the window's folder has no such name.
+
+#include "PathWindowControllerFixture.h"
+
+#include <gmock/gmock.h>
+
+namespace jorvane::test {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+
+class VisitedFoldersInTheBar : public PathWindowControllerTest {
+protected:
+    VisitedFoldersInTheBar() {
+        history_.dir("Projects/2026/Reports");
+        history_.dir("Projects/docs-archive");
+        history_.dir("Music");
+        visited_ = &folders_;
+        folders_.load();
+        visit(place("Projects/2026/Reports"));
+        visit(place("Projects/docs-archive"));
+        bar().setFinderLocation(tmp_.str());
+    }
+
+    std::string place(const std::string& relative) const { return (history_.path() / relative).string(); }
+    void visit(const std::string& folder) {
+        folders_.visit(folder);
+        settleVisits();
+    }
+    void settleVisits() {
+        do folders_.flush();
+        while (dispatch::mainQueue().drain() > 0);
+    }
+    double scoreOf(const std::string& folder) const {
+        const places::VisitedFolder* found = folders_.history().find(folder);
+        return found ? found->score : 0;
+    }
+
+    TempDir history_;
+    places::VisitedFolders folders_{{.file = history_.path() / "data" / "history",
+                                     .now = [] { return places::UnixSeconds{1'700'000'000}; }}};
+};
+
+TEST_F(VisitedFoldersInTheBar, TheListOffersMatchingVisitedFoldersAfterTheFoldersOwnCandidates) {
+    views_.field().type("proj rep");
+    bar().showPopup();
+    EXPECT_THAT(bar().listRows(), ElementsAre(place("Projects/2026/Reports") + "/"));
+    EXPECT_EQ(views_.completions().groupStart(), 0u);
+    EXPECT_EQ(views_.completions().groupTitle(), "Visited folders");
+    EXPECT_EQ(views_.completions().selectedRow(), 0);
+
+    views_.field().type("doc");
+    bar().showPopup();
+    EXPECT_THAT(bar().listRows(), ElementsAre("docs/", place("Projects/docs-archive") + "/"));
+    EXPECT_EQ(views_.completions().groupStart(), 1u);
+
+    // Paths, server addresses and patterns are what they say.
+    for (const char* text : {"/usr", "~/Pro", "sftp://host/Projects", "*rep*"}) {
+        views_.field().type(text);
+        bar().showPopup();
+        EXPECT_EQ(views_.completions().groupStart(), CompletionsListView::noGroup) << text;
+    }
+}
+
+TEST_F(VisitedFoldersInTheBar, ReturnOnWordsGoesToTheBestVisitedFolderUnlessTheFolderHasSuchAName) {
+    views_.field().type("proj rep");
+    bar().pathEditorEnter();
+    settle();
+    EXPECT_THAT(handlerCalls(), Contains("finder_set_path [" + place("Projects/2026/Reports") + "]"));
+    EXPECT_EQ(views_.field().stringValue(), place("Projects/2026/Reports"));
+
+    finder_->clearCalls();
+    bar().setFinderLocation(tmp_.str());
+    views_.field().type("docs");
+    bar().pathEditorEnter();
+    settle();
+    EXPECT_THAT(handlerCalls(), Contains("finder_reveal [" + tmp_.str() + "/docs/]"));
+}
+
+TEST_F(VisitedFoldersInTheBar, TheWindowsFolderAndEveryFolderTheBarGoesToAreCounted) {
+    finder_->answer(handlers::finderGetPath, tmp_.str());
+    bar().fetchFinderLocation();
+    settle();
+    settleVisits();
+    EXPECT_EQ(scoreOf(tmp_.str()), 1);
+
+    views_.field().type(place("Music"));
+    bar().pathEditorEnter();
+    settle();
+    settleVisits();
+    EXPECT_EQ(scoreOf(place("Music")), 1);
+
+    // A relative name that turns out to be a folder.
+    bar().setFinderLocation(tmp_.str());
+    views_.field().type("docs");
+    bar().pathEditorEnter();
+    settle();
+    settleVisits();
+    EXPECT_EQ(scoreOf(tmp_.str() + "/docs"), 1);
+}
+
+}  // namespace
+}  // namespace jorvane::test
