@@ -502,7 +502,7 @@ int main(int argc, char** argv) {
         if (running) running->applicationDidResignActive();
     });
     LinuxBundleServices bundleServices;
-    std::function<void()> openAbout = makeOpenAbout(alerts, application, ownExecutable, installed);
+    const std::function<void()> openAbout = makeOpenAbout(alerts, application, ownExecutable, installed);
     JorvaneAppDelegate delegate(JorvaneAppDelegate::Ports{
         .defaults = defaults,
         .accessibility = *accessibility,
