@@ -252,6 +252,12 @@ AtScopeEnd installAccessibility(std::shared_ptr<x11::X11Accessibility> accessibi
     return AtScopeEnd([] { AXUtils::setAccessibility(nullptr); });
 }
 
+// Servers that ask how to log in ask through the program's own dialog.
+std::shared_ptr<ThunarHandlerCatalogue> makeCatalogue() {
+    return std::make_shared<ThunarHandlerCatalogue>(ThunarHandlerCatalogue::Options{},
+                                                    std::make_shared<ui::QtServerLoginPrompt>());
+}
+
 AtScopeEnd installCatalogue(std::shared_ptr<ThunarHandlerCatalogue> catalogue) {
     VJASWrapper::setSharedCatalogue(std::move(catalogue));
     // The shared wrapper lives on; its catalogue's worker ends with the run.
@@ -480,9 +486,7 @@ int main(int argc, char** argv) {
     const AtScopeEnd uninstallKeyboard = installKeyboard();
     auto accessibility = std::make_shared<x11::X11Accessibility>();
     const AtScopeEnd uninstallAccessibility = installAccessibility(accessibility);
-    // Servers that ask how to log in ask through the program's own dialog.
-    auto catalogue = std::make_shared<ThunarHandlerCatalogue>(ThunarHandlerCatalogue::Options{},
-                                                              std::make_shared<ui::QtServerLoginPrompt>());
+    const std::shared_ptr<ThunarHandlerCatalogue> catalogue = makeCatalogue();
     const AtScopeEnd uninstallCatalogue = installCatalogue(catalogue);
     turnOnFullPathTitles();
 
