@@ -12,15 +12,11 @@
 #include <QSocketNotifier>
 #include <QString>
 
-#include <execinfo.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdio>
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -46,6 +42,7 @@
 #include "platform/LaunchEnvironment.h"
 #include "platform/LinuxBundleServices.h"
 #include "platform/UnixInstanceChannel.h"
+#include "platform/linux/CrashReport.h"
 #include "platform/thunar/ThunarFileManagerProcess.h"
 #include "platform/thunar/ThunarHandlerCatalogue.h"
 #include "platform/x11/X11Accessibility.h"
@@ -63,6 +60,7 @@
 #include "ui/AboutWindow.h"
 #include "ui/MainLoop.h"
 #include "ui/PreferencesWindow.h"
+#include "ui/QuitSignals.h"
 #include "ui/QtAlerts.h"
 #include "ui/ServerLoginDialog.h"
 #include "ui/QtApplication.h"
@@ -113,43 +111,6 @@ private:
     std::uint32_t window_;
 };
 
-// Turns SIGINT, SIGTERM and SIGHUP into a quit of the event loop. The signals
-// are blocked before any thread starts, so every thread inherits the mask
-// and they all arrive at the descriptor.
-class QuitSignals {
-public:
-    static sigset_t blockAll() {
-        sigset_t set;
-        sigemptyset(&set);
-        sigaddset(&set, SIGINT);
-        sigaddset(&set, SIGTERM);
-        sigaddset(&set, SIGHUP);
-        pthread_sigmask(SIG_BLOCK, &set, nullptr);
-        return set;
-    }
-
-    explicit QuitSignals(const sigset_t& set) : fd_(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK)) {
-        if (fd_ < 0) return;
-        notifier_ = std::make_unique<QSocketNotifier>(fd_, QSocketNotifier::Read);
-        QObject::connect(notifier_.get(), &QSocketNotifier::activated, [this] {
-            signalfd_siginfo info{};
-            while (read(fd_, &info, sizeof info) == static_cast<ssize_t>(sizeof info))
-                KMLogInDomain(KMLogLevelInfo, kLog, "signal %u: quitting", info.ssi_signo);
-            QApplication::quit();
-        });
-    }
-    ~QuitSignals() {
-        notifier_.reset();
-        if (fd_ >= 0) close(fd_);
-    }
-    QuitSignals(const QuitSignals&) = delete;
-    QuitSignals& operator=(const QuitSignals&) = delete;
-
-private:
-    int fd_;
-    std::unique_ptr<QSocketNotifier> notifier_;
-};
-
 // Runs an action when the scope ends: takes back a process-wide
 // installation before the object installed goes.
 class AtScopeEnd {
@@ -163,26 +124,6 @@ private:
     std::function<void()> action_;
 };
 
-// A crash leaves its stack on standard error (the log) before the default
-// action ends the process.
-void reportCrash(int signal) {
-    const char* name = strsignal(signal);
-    (void)!write(STDERR_FILENO, "jorvane: fatal signal: ", 23);
-    (void)!write(STDERR_FILENO, name, std::strlen(name));
-    (void)!write(STDERR_FILENO, "\n", 1);
-    void* frames[64];
-    backtrace_symbols_fd(frames, backtrace(frames, 64), STDERR_FILENO);
-    std::signal(signal, SIG_DFL);
-    raise(signal);
-}
-
-void reportCrashes() {
-    // Loads the unwinder now: not from inside the handler.
-    void* frame[1];
-    backtrace(frame, 1);
-    for (int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) std::signal(signal, reportCrash);
-}
-
 void configureLog() {
     const char* text = std::getenv("JORVANE_LOG");
     const launch::LogSettings settings = launch::parseLogSettings(text ? text : "");
@@ -195,13 +136,9 @@ std::uint32_t clientWindowOf(const AXUIElementRef& element) {
     return identity ? identity->window : 0;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    reportCrashes();
-    // Read before anything needs a display; the toolkit never sees it.
-    const std::vector<std::string_view> arguments(argv + std::min(argc, 1), argv + argc);
-    const commandline::Parsed command = commandline::parse(arguments);
+// --help, --version and a bad command line answer without starting; the
+// exit code then, nothing for a start.
+std::optional<int> answerWithoutStarting(const commandline::Parsed& command) {
     switch (command.action) {
         case commandline::Action::help: std::fputs(commandline::usage().c_str(), stdout); return 0;
         case commandline::Action::version: std::printf("jorvane %s\n", JORVANE_VERSION); return 0;
@@ -212,8 +149,12 @@ int main(int argc, char** argv) {
         case commandline::Action::preferences:
         case commandline::Action::quit: break;
     }
-    configureLog();
+    return std::nullopt;
+}
 
+// The exit code when there is no usable X display; warns about Wayland,
+// where only Thunar windows on X11 get a bar.
+std::optional<int> refuseWithoutDisplay() {
     const std::optional<std::string> problem =
         launch::displayProblem(launch::SessionVariables::fromEnvironment(), [](const std::string& display) {
             return x11::checkX11InputSupport(display).displayReachable;
@@ -225,17 +166,20 @@ int main(int argc, char** argv) {
     if (const char* wayland = std::getenv("WAYLAND_DISPLAY"); wayland && *wayland)
         KMLogInDomain(KMLogLevelWarn, kLog,
                       "a Wayland session: only Thunar windows on X11 (GDK_BACKEND=x11) get an address bar");
+    return std::nullopt;
+}
 
-    // One program per session and display: a second start asks the running
-    // one to show itself (or to open its preferences, or to quit) and ends.
-    UnixInstanceChannel instances;
+// One program per session and display: a second start asks the running one
+// to show itself (or to open its preferences, or to quit) and ends with the
+// exit code returned; nothing when this one is to run.
+std::optional<int> handOverToRunningInstance(UnixInstanceChannel& instances, commandline::Action action) {
     std::string_view request = SingleInstance::kReopenMessage;
-    if (command.action == commandline::Action::preferences) request = SingleInstance::kPreferencesMessage;
-    if (command.action == commandline::Action::quit) request = SingleInstance::kQuitMessage;
+    if (action == commandline::Action::preferences) request = SingleInstance::kPreferencesMessage;
+    if (action == commandline::Action::quit) request = SingleInstance::kQuitMessage;
     switch (SingleInstance::atStart(instances, request)) {
         case SingleInstance::Start::run:
         case SingleInstance::Start::runUnguarded:
-            if (command.action == commandline::Action::quit) {
+            if (action == commandline::Action::quit) {
                 std::fprintf(stderr, "jorvane: Jorvane is not running\n");
                 return 1;
             }
@@ -249,9 +193,11 @@ int main(int argc, char** argv) {
                          instances.socketPath().c_str());
             return 1;
     }
+    return std::nullopt;
+}
 
-    const sigset_t quitSignals = QuitSignals::blockAll();
-
+// What Qt must know before the application object exists.
+void prepareToolkit() {
     // The bars are X11 windows laid over X11 windows, whatever else the
     // session offers.
     qputenv("QT_QPA_PLATFORM", "xcb");
@@ -261,69 +207,81 @@ int main(int argc, char** argv) {
     // uses them on its own thread; dispatched on this thread as well, they
     // crashed the program after a few Thunar restarts.
     if (!qEnvironmentVariableIsSet("QT_NO_GLIB")) qputenv("QT_NO_GLIB", "1");
-    int toolkitArgc = std::min(argc, 1);
-    QApplication app(toolkitArgc, argv);
+}
+
+void describeApplication() {
     QApplication::setApplicationName("Jorvane");
     QApplication::setApplicationVersion(JORVANE_VERSION);
     // The program lives in the background: closing an alert or hiding the
     // last bar does not end it.
     QApplication::setQuitOnLastWindowClosed(false);
-    ui::MainLoop mainLoop;
-    QuitSignals signals(quitSignals);
+}
 
-    settings::UserDefaults defaults(std::make_unique<settings::FileDefaultsStorage>(), [](const std::string& warning) {
+// The settings domain on its file; problems with the file go to the log.
+settings::UserDefaults openSettings() {
+    return settings::UserDefaults(std::make_unique<settings::FileDefaultsStorage>(), [](const std::string& warning) {
         KMLogInDomain(KMLogLevelWarn, "Settings", "%s", warning.c_str());
     });
-    settings::setStandardUserDefaults(&defaults);
-    const AtScopeEnd uninstallDefaults([] { settings::setStandardUserDefaults(nullptr); });
+}
 
-    // The program's own file: its resources, its bundle, its login item.
-    const std::filesystem::path ownExecutable = launch::currentExecutable();
-    const installation::Installation installed = installation::installationOf(ownExecutable);
-    const std::filesystem::path resources = launch::resourceDirectoryFor(ownExecutable);
+std::filesystem::path resourcesBeside(const std::filesystem::path& ownExecutable) {
+    std::filesystem::path resources = launch::resourceDirectoryFor(ownExecutable);
     KMLogInDomain(KMLogLevelDebug, kLog, "resources in %s", resources.c_str());
+    return resources;
+}
 
-    // Key names follow the server's layout; the recorder checks the desktop's
-    // shortcuts.
+AtScopeEnd installStandardDefaults(settings::UserDefaults& defaults) {
+    settings::setStandardUserDefaults(&defaults);
+    return AtScopeEnd([] { settings::setStandardUserDefaults(nullptr); });
+}
+
+// Key names follow the server's layout; the recorder checks the desktop's
+// shortcuts.
+AtScopeEnd installKeyboard() {
     const std::shared_ptr<x11::X11Keyboard> keyboard = x11::X11Keyboard::open();
     setCurrentKeyboardLayout(std::make_shared<x11::X11KeyboardLayout>(keyboard));
     setSystemSymbolicHotKeys(
         std::make_shared<x11::X11SymbolicHotKeys>(keyboard, x11::X11SymbolicHotKeys::defaultOptions()));
-    const AtScopeEnd uninstallKeyboard([] {
+    return AtScopeEnd([] {
         setSystemSymbolicHotKeys(nullptr);
         setCurrentKeyboardLayout(nullptr);
     });
+}
 
-    auto accessibility = std::make_shared<x11::X11Accessibility>();
-    AXUtils::setAccessibility(accessibility);
-    const AtScopeEnd uninstallAccessibility([] { AXUtils::setAccessibility(nullptr); });
-    // Servers that ask how to log in ask through the program's own dialog.
-    auto catalogue = std::make_shared<ThunarHandlerCatalogue>(ThunarHandlerCatalogue::Options{},
-                                                              std::make_shared<ui::QtServerLoginPrompt>());
-    VJASWrapper::setSharedCatalogue(catalogue);
+AtScopeEnd installAccessibility(std::shared_ptr<x11::X11Accessibility> accessibility) {
+    AXUtils::setAccessibility(std::move(accessibility));
+    return AtScopeEnd([] { AXUtils::setAccessibility(nullptr); });
+}
+
+// Servers that ask how to log in ask through the program's own dialog.
+std::shared_ptr<ThunarHandlerCatalogue> makeCatalogue() {
+    return std::make_shared<ThunarHandlerCatalogue>(ThunarHandlerCatalogue::Options{},
+                                                    std::make_shared<ui::QtServerLoginPrompt>());
+}
+
+AtScopeEnd installCatalogue(std::shared_ptr<ThunarHandlerCatalogue> catalogue) {
+    VJASWrapper::setSharedCatalogue(std::move(catalogue));
     // The shared wrapper lives on; its catalogue's worker ends with the run.
-    const AtScopeEnd uninstallCatalogue([] { VJASWrapper::setSharedCatalogue(nullptr); });
-    // A window's folder is read from its title, which names the full path
-    // once this Thunar setting is on (windows take it up at their next
-    // folder change). In the background: xfconf may take a moment.
+    return AtScopeEnd([] { VJASWrapper::setSharedCatalogue(nullptr); });
+}
+
+// A window's folder is read from its title, which names the full path once
+// this Thunar setting is on (windows take it up at their next folder
+// change). In the background: xfconf may take a moment.
+void turnOnFullPathTitles() {
     dispatch::globalQueue().async([] {
         if (!ThunarHandlerCatalogue::enableFullPathInTitle())
             KMLogInDomain(KMLogLevelWarn, kLog, "cannot turn on thunar /misc-full-path-in-window-title");
     });
+}
 
-    x11::X11EventTap eventTap;
-    x11::X11WorkspaceObserver workspaceObserver;
-    x11::X11EnvironmentCheck environment;
-    ThunarFileManagerProcess fileManager;
-    ui::QtAlerts alerts;
-    ui::QtScreens screens;
-    GioWorkspace files;
-    ui::DesktopURLOpener urls;
-    // The feed is the user's setting (none ships): without one nothing is
-    // ever fetched. Plain http:// only for a feed the user stored himself.
+// The feed is the user's setting (none ships): without one nothing is ever
+// fetched. Plain http:// only for a feed the user stored himself.
+AppcastUpdater makeUpdater(settings::UserDefaults& defaults, ui::QtAlerts& alerts,
+                           ui::DesktopURLOpener& urls) {
     CurlHttpClient::Options feedClient;
     feedClient.allowPlainHttp = defaults.hasStoredValue(settings::keys::updateFeedUrl);
-    AppcastUpdater updater(
+    return AppcastUpdater(
         std::make_shared<CurlHttpClient>(feedClient),
         AppcastUpdater::Options{.feedUrl = defaults.stringForKey(settings::keys::updateFeedUrl),
                                 .currentVersion = JORVANE_VERSION},
@@ -332,21 +290,16 @@ int main(int argc, char** argv) {
                 if (!urls.openURL(url)) KMLogInDomain(KMLogLevelWarn, kLog, "cannot open %s", url.c_str());
             });
         });
-    VJASWrapper& bridge = VJASWrapper::sharedVJASWrapper();
+}
 
-    // The folders visited, so that a few words of a path can go back to one.
-    places::VisitedFolders visitedFolders({
-        .remembering = [&defaults] { return defaults.boolForKey(settings::keys::rememberVisitedFolders); },
-        .warn = [](const std::string& warning) { KMLogInDomain(KMLogLevelWarn, kLog, "%s", warning.c_str()); },
-    });
-    visitedFolders.load();
-
-    JorvaneAppDelegate* running = nullptr;
-    ui::QtApplication application([&running] {
-        if (running) running->applicationDidResignActive();
-    });
-
-    auto makeController = [&](AXUIElementRef axWindow, PathWindowDelegate& delegate) {
+// The bar of one Thunar window, over the Qt views.
+JorvaneAppDelegate::ControllerFactory makeControllerFactory(std::shared_ptr<ThunarHandlerCatalogue> catalogue,
+                                                            VJASWrapper& bridge, settings::UserDefaults& defaults,
+                                                            GioWorkspace& files, ui::QtScreens& screens,
+                                                            ThunarFileManagerProcess& fileManager,
+                                                            places::VisitedFolders& visitedFolders) {
+    return [catalogue = std::move(catalogue), &bridge, &defaults, &files, &screens, &fileManager, &visitedFolders](
+               AXUIElementRef axWindow, PathWindowDelegate& delegate) {
         const std::uint32_t window = clientWindowOf(axWindow);
         ui::QtPathWindow qt = ui::makePathWindowViews();
         qt.views.panel = std::make_unique<WiredPanel>(std::move(qt.views.panel), catalogue, window);
@@ -358,12 +311,16 @@ int main(int argc, char** argv) {
         qt.events->didOrderOut = [&fileManager, window] { fileManager.activateWindow(window); };
         return controller;
     };
+}
 
-    // The welcome of a first launch, with the offer to move an unpacked
-    // release into the applications folder (JORVANE_APPLICATIONS_FOLDER
-    // names another one than /opt, for trying the move without privileges).
-    LinuxBundleServices bundleServices;
-    auto firstLaunch = [&] {
+// The welcome of a first launch, with the offer to move an unpacked release
+// into the applications folder (JORVANE_APPLICATIONS_FOLDER names another one
+// than /opt, for trying the move without privileges).
+JorvaneAppDelegate::FirstLaunch makeFirstLaunch(LinuxBundleServices& bundleServices, ui::QtAlerts& alerts,
+                                                ui::QtApplication& application, settings::UserDefaults& defaults,
+                                                const installation::Installation& installed,
+                                                const std::filesystem::path& ownExecutable) {
+    return [&bundleServices, &alerts, &application, &defaults, &installed, &ownExecutable] {
         const PlatformNames names = withRecordedHotKey(PlatformNames{}, defaults);
         const char* chosen = std::getenv("JORVANE_APPLICATIONS_FOLDER");
         const std::string local = chosen && *chosen == '/' ? chosen : "/opt";
@@ -395,16 +352,27 @@ int main(int argc, char** argv) {
                 },
         });
     };
+}
 
-    // The preferences and about windows: a new one at each request. A change
-    // in the preferences counts from the next event; the tap learns at once
-    // which keys it may have to swallow.
-    const std::shared_ptr<ui::X11KeyboardMap> preferencesKeys = ui::X11KeyboardMap::forApplication();
-    auto openAbout = [&alerts, &application, ownExecutable, installed] {
+// The about window: a new one at each request.
+std::function<void()> makeOpenAbout(ui::QtAlerts& alerts, ui::QtApplication& application,
+                                    const std::filesystem::path& ownExecutable,
+                                    const installation::Installation& installed) {
+    return [&alerts, &application, ownExecutable, installed] {
         ui::AboutWindow::open(ui::AboutWindow::Dependencies{alerts, application, ownExecutable, installed,
                                                             JORVANE_VERSION, nullptr});
     };
-    auto openPreferences = [&defaults, &alerts, &running, &visitedFolders, ownExecutable, preferencesKeys, openAbout] {
+}
+
+// The preferences window: a new one at each request. A change in the
+// preferences counts from the next event; the tap learns at once which keys
+// it may have to swallow. `running` is the delegate once there is one.
+std::function<void()> makeOpenPreferences(settings::UserDefaults& defaults, ui::QtAlerts& alerts,
+                                          JorvaneAppDelegate*& running, const std::filesystem::path& ownExecutable,
+                                          std::function<void()> openAbout, places::VisitedFolders& visitedFolders) {
+    const std::shared_ptr<ui::X11KeyboardMap> preferencesKeys = ui::X11KeyboardMap::forApplication();
+    return [&defaults, &alerts, &running, &visitedFolders, ownExecutable, preferencesKeys,
+            openAbout = std::move(openAbout)] {
         ui::NativeKeyCodes native;
         if (preferencesKeys) {
             // A layout switched since the last window counts.
@@ -427,7 +395,128 @@ int main(int argc, char** argv) {
             .forgetVisitedFolders = [&visitedFolders] { visitedFolders.forget(); },
         });
     };
+}
 
+// A monitor plugged in or removed moves screens about: the bars go rather
+// than stay where a screen was; the next click opens them anew.
+void followScreenChanges(JorvaneAppDelegate& delegate) {
+    QObject::connect(qApp, &QGuiApplication::screenAdded, [&delegate] { delegate.applicationDidResignActive(); });
+    QObject::connect(qApp, &QGuiApplication::screenRemoved, [&delegate] { delegate.applicationDidResignActive(); });
+}
+
+// settings.json edited by hand (the hot key, the activations) counts from
+// the next event; the tap must learn the keys it may swallow now.
+void watchSettingsFolder(QFileSystemWatcher& watcher, settings::UserDefaults& defaults,
+                         JorvaneAppDelegate& delegate) {
+    const std::filesystem::path settingsFolder = settings::settingsDirectory();
+    std::error_code error;
+    std::filesystem::create_directories(settingsFolder, error);
+    if (!error) watcher.addPath(QString::fromStdString(settingsFolder.string()));
+    QObject::connect(&watcher, &QFileSystemWatcher::directoryChanged, [&defaults, &delegate] {
+        defaults.reload();
+        delegate.settingsDidChange();
+    });
+}
+
+// Later starts are heard once the launch is done (one that came during the
+// welcome waits until now). The notifier rests while an alert is up, so that
+// alerts do not pile up inside each other.
+std::unique_ptr<QSocketNotifier> listenForLaterStarts(UnixInstanceChannel& instances, JorvaneAppDelegate& delegate) {
+    if (instances.listeningDescriptor() < 0) return nullptr;
+    auto reopens = std::make_unique<QSocketNotifier>(instances.listeningDescriptor(), QSocketNotifier::Read);
+    QSocketNotifier* notifier = reopens.get();
+    QObject::connect(notifier, &QSocketNotifier::activated, [&instances, &delegate, notifier] {
+        notifier->setEnabled(false);
+        const SingleInstance::Requests requests{
+            .reopen = [&delegate] { delegate.applicationShouldHandleReopen(); },
+            .openPreferences = [&delegate] { delegate.openPreferences(); },
+            .quit = [] { QApplication::quit(); },
+        };
+        while (const std::optional<std::string> message = instances.takeMessage())
+            SingleInstance::received(*message, requests);
+        notifier->setEnabled(true);
+    });
+    return reopens;
+}
+
+// Launches, then runs the event loop until the program quits; the exit code.
+int launchAndRun(JorvaneAppDelegate& delegate, ui::QtApplication& application, UnixInstanceChannel& instances,
+                 commandline::Action action) {
+    delegate.applicationDidFinishLaunching();
+    if (delegate.isTerminating() || application.terminateRequested()) {
+        KMLogInDomain(KMLogLevelInfo, kLog, "launch ended the program");
+        // Quit in the welcome is the user's choice, not a failure.
+        return delegate.userDeclinedLaunch() ? 0 : 1;
+    }
+    const std::unique_ptr<QSocketNotifier> reopens = listenForLaterStarts(instances, delegate);
+    // Started with --preferences and none running: this one opens them.
+    if (action == commandline::Action::preferences) delegate.openPreferences();
+    if (delegate.finderPid() > 0)
+        KMLogInDomain(KMLogLevelInfo, kLog, "running beside Thunar (process %d)", delegate.finderPid());
+    else
+        KMLogInDomain(KMLogLevelInfo, kLog, "running beside Thunar once it starts");
+    return QApplication::exec();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    reportCrashes();
+    // Read before anything needs a display; the toolkit never sees it.
+    const std::vector<std::string_view> arguments(argv + std::min(argc, 1), argv + argc);
+    const commandline::Parsed command = commandline::parse(arguments);
+    if (const std::optional<int> exitCode = answerWithoutStarting(command)) return *exitCode;
+    configureLog();
+    if (const std::optional<int> exitCode = refuseWithoutDisplay()) return *exitCode;
+    UnixInstanceChannel instances;
+    if (const std::optional<int> exitCode = handOverToRunningInstance(instances, command.action)) return *exitCode;
+
+    const sigset_t quitSignals = ui::QuitSignals::blockAll();
+    prepareToolkit();
+    int toolkitArgc = std::min(argc, 1);
+    QApplication app(toolkitArgc, argv);
+    describeApplication();
+    ui::MainLoop mainLoop;
+    ui::QuitSignals signals(quitSignals);
+
+    settings::UserDefaults defaults = openSettings();
+    const AtScopeEnd uninstallDefaults = installStandardDefaults(defaults);
+
+    // The program's own file: its resources, its bundle, its login item.
+    const std::filesystem::path ownExecutable = launch::currentExecutable();
+    const installation::Installation installed = installation::installationOf(ownExecutable);
+    const std::filesystem::path resources = resourcesBeside(ownExecutable);
+
+    const AtScopeEnd uninstallKeyboard = installKeyboard();
+    auto accessibility = std::make_shared<x11::X11Accessibility>();
+    const AtScopeEnd uninstallAccessibility = installAccessibility(accessibility);
+    const std::shared_ptr<ThunarHandlerCatalogue> catalogue = makeCatalogue();
+    const AtScopeEnd uninstallCatalogue = installCatalogue(catalogue);
+    turnOnFullPathTitles();
+
+    x11::X11EventTap eventTap;
+    x11::X11WorkspaceObserver workspaceObserver;
+    x11::X11EnvironmentCheck environment;
+    ThunarFileManagerProcess fileManager;
+    ui::QtAlerts alerts;
+    ui::QtScreens screens;
+    GioWorkspace files;
+    ui::DesktopURLOpener urls;
+    AppcastUpdater updater = makeUpdater(defaults, alerts, urls);
+    VJASWrapper& bridge = VJASWrapper::sharedVJASWrapper();
+    // The folders visited, so that a few words of a path can go back to one.
+    places::VisitedFolders visitedFolders({
+        .remembering = [&defaults] { return defaults.boolForKey(settings::keys::rememberVisitedFolders); },
+        .warn = [](const std::string& warning) { KMLogInDomain(KMLogLevelWarn, kLog, "%s", warning.c_str()); },
+    });
+    visitedFolders.load();
+
+    JorvaneAppDelegate* running = nullptr;
+    ui::QtApplication application([&running] {
+        if (running) running->applicationDidResignActive();
+    });
+    LinuxBundleServices bundleServices;
+    const std::function<void()> openAbout = makeOpenAbout(alerts, application, ownExecutable, installed);
     JorvaneAppDelegate delegate(JorvaneAppDelegate::Ports{
         .defaults = defaults,
         .accessibility = *accessibility,
@@ -439,9 +528,10 @@ int main(int argc, char** argv) {
         .fileManager = fileManager,
         .updater = updater,
         .bridge = bridge,
-        .makeController = makeController,
-        .firstLaunch = firstLaunch,
-        .openPreferences = openPreferences,
+        .makeController =
+            makeControllerFactory(catalogue, bridge, defaults, files, screens, fileManager, visitedFolders),
+        .firstLaunch = makeFirstLaunch(bundleServices, alerts, application, defaults, installed, ownExecutable),
+        .openPreferences = makeOpenPreferences(defaults, alerts, running, ownExecutable, openAbout, visitedFolders),
         .about = openAbout,
         .names = PlatformNames{},
         .defaultPreferences = resources / settings::kDefaultPreferencesFileName,
@@ -449,60 +539,13 @@ int main(int argc, char** argv) {
         .folderShown = [&visitedFolders](const std::string& folder) { visitedFolders.visit(folder); },
     });
     running = &delegate;
-
-    // settings.json edited by hand (the hot key, the activations) counts
-    // from the next event; the tap must learn the keys it may swallow now.
-    // A monitor plugged in or removed moves screens about: the bars go
-    // rather than stay where a screen was; the next click opens them anew.
-    QObject::connect(qApp, &QGuiApplication::screenAdded, [&delegate] { delegate.applicationDidResignActive(); });
-    QObject::connect(qApp, &QGuiApplication::screenRemoved, [&delegate] { delegate.applicationDidResignActive(); });
-
+    followScreenChanges(delegate);
     QFileSystemWatcher settingsWatcher;
-    const std::filesystem::path settingsFolder = settings::settingsDirectory();
-    std::error_code error;
-    std::filesystem::create_directories(settingsFolder, error);
-    if (!error) settingsWatcher.addPath(QString::fromStdString(settingsFolder.string()));
-    QObject::connect(&settingsWatcher, &QFileSystemWatcher::directoryChanged, [&defaults, &delegate] {
-        defaults.reload();
-        delegate.settingsDidChange();
-    });
+    watchSettingsFolder(settingsWatcher, defaults, delegate);
 
-    delegate.applicationDidFinishLaunching();
-    int status = 0;
-    if (delegate.isTerminating() || application.terminateRequested()) {
-        KMLogInDomain(KMLogLevelInfo, kLog, "launch ended the program");
-        // Quit in the welcome is the user's choice, not a failure.
-        status = delegate.userDeclinedLaunch() ? 0 : 1;
-    } else {
-        // Later starts are heard once the launch is done (one that came
-        // during the welcome waits until now). The notifier rests while an
-        // alert is up, so that alerts do not pile up inside each other.
-        std::unique_ptr<QSocketNotifier> reopens;
-        if (instances.listeningDescriptor() >= 0) {
-            reopens = std::make_unique<QSocketNotifier>(instances.listeningDescriptor(), QSocketNotifier::Read);
-            QObject::connect(reopens.get(), &QSocketNotifier::activated, [&instances, &delegate, &reopens] {
-                reopens->setEnabled(false);
-                const SingleInstance::Requests requests{
-                    .reopen = [&delegate] { delegate.applicationShouldHandleReopen(); },
-                    .openPreferences = [&delegate] { delegate.openPreferences(); },
-                    .quit = [] { QApplication::quit(); },
-                };
-                while (const std::optional<std::string> message = instances.takeMessage())
-                    SingleInstance::received(*message, requests);
-                reopens->setEnabled(true);
-            });
-        }
-        // Started with --preferences and none running: this one opens them.
-        if (command.action == commandline::Action::preferences) delegate.openPreferences();
-        if (delegate.finderPid() > 0)
-            KMLogInDomain(KMLogLevelInfo, kLog, "running beside Thunar (process %d)", delegate.finderPid());
-        else
-            KMLogInDomain(KMLogLevelInfo, kLog, "running beside Thunar once it starts");
-        status = QApplication::exec();
-    }
+    const int status = launchAndRun(delegate, application, instances, command.action);
     // The last visits reach the disk before the program goes.
     visitedFolders.flush();
-
     running = nullptr;
     // Everything goes in reverse order: the delegate (tap, observer, bars)
     // first, then the adapters, then the process-wide installations.

@@ -332,6 +332,8 @@ bool PathWindowController::handleKeyDown(const KeyEvent& event) {
     return false;
 }
 
+// One case per edit command of the field, each saying what the command does
+// with the list shown and without: a table that reads best whole.
 bool PathWindowController::doCommandBySelector(TextCommand command) {
     CompletionsListView& list = *views_.completions;
     const bool listVisible = list.isVisible();

@@ -38,13 +38,6 @@ inline constexpr CGEventType kCGEventOtherMouseDragged = 27;
 inline constexpr CGEventType kCGEventTapDisabledByTimeout = 0xFFFFFFFE;
 inline constexpr CGEventType kCGEventTapDisabledByUserInput = 0xFFFFFFFF;
 
-// The integer fields of an event, by their Quartz numbers.
-using CGEventField = std::uint32_t;
-inline constexpr CGEventField kCGMouseEventClickState = 1;
-inline constexpr CGEventField kCGMouseEventButtonNumber = 3;
-inline constexpr CGEventField kCGKeyboardEventAutorepeat = 8;
-inline constexpr CGEventField kCGKeyboardEventKeycode = 9;
-
 // Button numbers: 0 left, 1 right, 2 middle, 3 and up the extra buttons.
 inline constexpr std::int64_t kCGMouseButtonLeft = 0;
 inline constexpr std::int64_t kCGMouseButtonRight = 1;
@@ -66,17 +59,6 @@ struct TapEvent {
     std::int64_t buttonNumber = 0;
     // Mouse events: 1 for a single click, 2 for the second of a double click …
     std::int64_t clickState = 0;
-
-    // CGEventGetIntegerValueField for the fields above; 0 for any other field.
-    std::int64_t integerValueField(CGEventField field) const {
-        switch (field) {
-            case kCGMouseEventClickState: return clickState;
-            case kCGMouseEventButtonNumber: return buttonNumber;
-            case kCGKeyboardEventAutorepeat: return autorepeat ? 1 : 0;
-            case kCGKeyboardEventKeycode: return keyCode;
-            default: return 0;
-        }
-    }
 
     // CGEventCreateMouseEvent: a mouse event of `type` at `location`.
     static TapEvent mouseEvent(CGEventType type, Point location, std::int64_t button = kCGMouseButtonLeft,

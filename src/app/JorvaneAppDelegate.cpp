@@ -27,8 +27,6 @@ namespace {
 
 constexpr const char* kLog = "JorvaneAppDelegate";
 
-std::atomic<JorvaneAppDelegate*> gSharedDelegate{nullptr};
-
 constexpr std::string_view kFocusedWindowAttribute = "AXFocusedWindow";
 
 // What the observer is told about the file manager as a whole, and about
@@ -88,7 +86,6 @@ JorvaneAppDelegate::JorvaneAppDelegate(Ports ports)
     : ports_(std::move(ports)),
       self_(std::make_shared<JorvaneAppDelegate*>(this)),
       background_(std::make_shared<Background>()) {
-    gSharedDelegate.store(this);
 }
 
 JorvaneAppDelegate::~JorvaneAppDelegate() {
@@ -105,11 +102,7 @@ JorvaneAppDelegate::~JorvaneAppDelegate() {
         background_->idle.wait(lock, [this] { return background_->running == 0; });
     }
     self_.reset();
-    JorvaneAppDelegate* expected = this;
-    gSharedDelegate.compare_exchange_strong(expected, nullptr);
 }
-
-JorvaneAppDelegate* JorvaneAppDelegate::sharedVJApp() { return gSharedDelegate.load(); }
 
 // ---- launch
 

@@ -123,9 +123,6 @@ public:
     JorvaneAppDelegate(const JorvaneAppDelegate&) = delete;
     JorvaneAppDelegate& operator=(const JorvaneAppDelegate&) = delete;
 
-    // The delegate alive now, or null.
-    static JorvaneAppDelegate* sharedVJApp();
-
     // ---- launch
     void applicationDidFinishLaunching();
     // The session check: true when the program can work here; otherwise an

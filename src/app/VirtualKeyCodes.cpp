@@ -160,11 +160,4 @@ std::optional<VirtualKey> virtualKeyForUSCharacter(char32_t character) {
     return std::nullopt;
 }
 
-std::optional<VirtualKey> virtualKeyNamed(std::string_view name) {
-    for (const VirtualKey& key : kTable) {
-        if (key.name == name) return key;
-    }
-    return std::nullopt;
-}
-
 }  // namespace jorvane

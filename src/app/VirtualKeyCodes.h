@@ -186,7 +186,5 @@ std::optional<VirtualKey> virtualKey(CGKeyCode code);
 // The key that types this character on the US layout without modifiers
 // (ASCII letters in either case), or nothing.
 std::optional<VirtualKey> virtualKeyForUSCharacter(char32_t character);
-// The key named `name` (as in VirtualKey::name), or nothing.
-std::optional<VirtualKey> virtualKeyNamed(std::string_view name);
 
 }  // namespace jorvane

@@ -138,10 +138,4 @@ AXUIElementRef AXUtils::AXFocusedWindow() {
     return AXCopyAttribute<AXUIElementRef>(application, kFocusedWindow).value_or(nullptr);
 }
 
-AXUIElementRef AXUtils::AXApplicationUnderMouse() {
-    // The application would be the window's "AXParent"; the window is what
-    // this has always answered.
-    return AXWindowUnderMouse();
-}
-
 }  // namespace jorvane

@@ -36,8 +36,6 @@ public:
     static bool AXWindowGetFrame(const AXUIElementRef& element, Rect& frame);
     // The focused window of the focused application.
     static AXUIElementRef AXFocusedWindow();
-    // The window under the mouse (not its application, despite the name).
-    static AXUIElementRef AXApplicationUnderMouse();
 };
 
 }  // namespace jorvane

@@ -76,11 +76,6 @@ std::optional<std::string> stringByIterativelyResolvingSymlinkOrAlias(std::strin
     }
 }
 
-std::optional<std::string> stringByResolvingAlias(std::string_view path) {
-    if (auto target = stringByConditionallyResolvingAlias(path)) return target;
-    return std::string(path);
-}
-
 std::optional<std::string> stringByResolvingSymlink(std::string_view path) {
     if (auto target = stringByConditionallyResolvingSymlink(path)) return target;
     return std::string(path);

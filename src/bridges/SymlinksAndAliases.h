@@ -28,9 +28,6 @@ std::optional<std::string> stringByResolvingSymlinksAndAliases(std::string_view 
 // exist. A cycle of links is followed for ever (see the loop).
 std::optional<std::string> stringByIterativelyResolvingSymlinkOrAlias(std::string_view path);
 
-// The alias target, or the path itself when it is no alias.
-std::optional<std::string> stringByResolvingAlias(std::string_view path);
-
 // The link target (as stringByConditionallyResolvingSymlink gives it), or the
 // path itself when it is no symbolic link.
 std::optional<std::string> stringByResolvingSymlink(std::string_view path);

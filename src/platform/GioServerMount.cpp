@@ -343,6 +343,60 @@ struct GioServerMount::Attempt : std::enable_shared_from_this<GioServerMount::At
         g_clear_error(&error);
         finished = true;
     }
+
+    // The context this attempt runs on becomes the thread's default, and the
+    // mount operation's questions come to this attempt.
+    void open(const std::string& shown) {
+        context = g_main_context_new();
+        g_main_context_push_thread_default(context);
+        cancellable = g_cancellable_new();
+        operation = g_mount_operation_new();
+        file = g_file_new_for_uri(shown.c_str());
+        g_signal_connect(operation, "ask-password",
+                         G_CALLBACK(+[](GMountOperation*, const char* message, const char* user, const char* domain,
+                                        GAskPasswordFlags flags, gpointer data) {
+                             static_cast<Attempt*>(data)->onAskPassword(message, user, domain, flags);
+                         }),
+                         this);
+        g_signal_connect(operation, "ask-question",
+                         G_CALLBACK(+[](GMountOperation*, const char* message, const char** choices, gpointer data) {
+                             static_cast<Attempt*>(data)->onAskQuestion(message, choices);
+                         }),
+                         this);
+        g_signal_connect(operation, "aborted",
+                         G_CALLBACK(+[](GMountOperation*, gpointer data) { static_cast<Attempt*>(data)->onAborted(); }),
+                         this);
+    }
+
+    // Runs the context until GIO reports; a cancel gives up the question
+    // asked and leaves GIO a grace period to end on its own.
+    void runUntilFinished() {
+        bool graceArmed = false;
+        while (!finished) {
+            g_main_context_iteration(context, TRUE);
+            if (cancelRequested.load() && !graceArmed) {
+                graceArmed = true;
+                abandonQuestion();
+                armGraceTimer();
+            }
+        }
+    }
+
+    // Nothing more is posted to the context; it is drained and given back.
+    void close() {
+        {
+            std::lock_guard lock(mutex);
+            closed = true;
+        }
+        forgetTicket();
+        stopTimer(timer);
+        stopTimer(answerTimer);
+        stopTimer(graceTimer);
+        // Replies posted before the close, and GIO's own last words.
+        for (int round = 0; round < 100 && g_main_context_iteration(context, FALSE); ++round) {
+        }
+        g_main_context_pop_thread_default(context);
+    }
 };
 
 GioServerMount::GioServerMount(std::shared_ptr<ServerLoginPrompt> prompt) : GioServerMount(std::move(prompt), Options{}) {}
@@ -390,26 +444,7 @@ GioServerMount::Outcome GioServerMount::mount(const std::string& url) {
         return outcome;
     }
 
-    attempt->context = g_main_context_new();
-    g_main_context_push_thread_default(attempt->context);
-    attempt->cancellable = g_cancellable_new();
-    attempt->operation = g_mount_operation_new();
-    attempt->file = g_file_new_for_uri(shown.c_str());
-    Attempt* self = attempt.get();
-    g_signal_connect(attempt->operation, "ask-password",
-                     G_CALLBACK(+[](GMountOperation*, const char* message, const char* user, const char* domain,
-                                    GAskPasswordFlags flags, gpointer data) {
-                         static_cast<Attempt*>(data)->onAskPassword(message, user, domain, flags);
-                     }),
-                     self);
-    g_signal_connect(attempt->operation, "ask-question",
-                     G_CALLBACK(+[](GMountOperation*, const char* message, const char** choices, gpointer data) {
-                         static_cast<Attempt*>(data)->onAskQuestion(message, choices);
-                     }),
-                     self);
-    g_signal_connect(attempt->operation, "aborted",
-                     G_CALLBACK(+[](GMountOperation*, gpointer data) { static_cast<Attempt*>(data)->onAborted(); }),
-                     self);
+    attempt->open(shown);
     {
         std::lock_guard lock(mutex_);
         running_.push_back(attempt);
@@ -428,32 +463,12 @@ GioServerMount::Outcome GioServerMount::mount(const std::string& url) {
         },
         new std::shared_ptr<Attempt>(attempt));
 
-    bool graceArmed = false;
-    while (!attempt->finished) {
-        g_main_context_iteration(attempt->context, TRUE);
-        if (attempt->cancelRequested.load() && !graceArmed) {
-            graceArmed = true;
-            attempt->abandonQuestion();
-            attempt->armGraceTimer();
-        }
-    }
-
+    attempt->runUntilFinished();
     {
         std::lock_guard lock(mutex_);
         std::erase(running_, attempt);
     }
-    {
-        std::lock_guard lock(attempt->mutex);
-        attempt->closed = true;
-    }
-    attempt->forgetTicket();
-    Attempt::stopTimer(attempt->timer);
-    Attempt::stopTimer(attempt->answerTimer);
-    Attempt::stopTimer(attempt->graceTimer);
-    // Replies posted before the close, and GIO's own last words.
-    for (int round = 0; round < 100 && g_main_context_iteration(attempt->context, FALSE); ++round) {
-    }
-    g_main_context_pop_thread_default(attempt->context);
+    attempt->close();
 
     outcome.mounted = attempt->mounted;
     outcome.cancelled = !attempt->mounted && (attempt->cancelRequested.load() || attempt->userCancelled);

@@ -186,84 +186,19 @@ struct X11WindowWatcher::State {
         }
     }
 
+    // One event of the root or a watched client; what it changed goes to `out`.
     void handle(const xcb_generic_event_t* event, std::vector<WindowEvent>& out) {
         const xcb_window_t root = display->root();
-        const XcbAtoms& atoms = display->atoms();
         switch (event->response_type & 0x7F) {
-            case XCB_PROPERTY_NOTIFY: {
-                const auto* p = reinterpret_cast<const xcb_property_notify_event_t*>(event);
-                if (p->window == root) {
-                    if (p->atom == atoms.netActiveWindow) activeChanged(out);
-                    else if (p->atom == atoms.netClientList) clientListChanged(&out);
-                    return;
-                }
-                const auto it = watched.find(p->window);
-                if (it == watched.end()) return;
-                if (p->atom == atoms.netWmName || p->atom == XCB_ATOM_WM_NAME) {
-                    WindowEvent e;
-                    e.kind = WindowEvent::Kind::TitleChanged;
-                    e.window = p->window;
-                    e.pid = it->second.pid;
-                    e.wmClass = it->second.wmClass;
-                    out.push_back(std::move(e));
-                    return;
-                }
-                if (p->atom != atoms.netWmState && p->atom != atoms.wmState) return;
-                const auto properties = readClientProperties(*display, {p->window}, kClientState).front();
-                if (!properties || properties->hidden == it->second.hidden) return;
-                it->second.hidden = properties->hidden;
-                WindowEvent e;
-                e.kind = properties->hidden ? WindowEvent::Kind::Minimized : WindowEvent::Kind::Deminimized;
-                e.window = p->window;
-                e.pid = it->second.pid;
-                e.wmClass = it->second.wmClass;
-                out.push_back(std::move(e));
+            case XCB_PROPERTY_NOTIFY:
+                propertyChanged(reinterpret_cast<const xcb_property_notify_event_t*>(event), out);
                 return;
-            }
-            case XCB_DESTROY_NOTIFY: {
-                // The client's own notice (the root only hears of its frame).
-                const auto* d = reinterpret_cast<const xcb_destroy_notify_event_t*>(event);
-                stackedAbove.erase(d->window);
-                const auto it = watched.find(d->window);
-                if (it == watched.end()) return;
-                WindowEvent e;
-                e.kind = WindowEvent::Kind::Destroyed;
-                e.window = d->window;
-                e.pid = it->second.pid;
-                e.wmClass = it->second.wmClass;
-                out.push_back(std::move(e));
-                watched.erase(it);
+            case XCB_DESTROY_NOTIFY:
+                destroyed(reinterpret_cast<const xcb_destroy_notify_event_t*>(event), out);
                 return;
-            }
-            case XCB_CONFIGURE_NOTIFY: {
-                const auto* c = reinterpret_cast<const xcb_configure_notify_event_t*>(event);
-                if (c->event != root) return;  // the client inside its frame: the frame's notice says it all
-                const double border = c->border_width;
-                const Rect rect{{static_cast<double>(c->x), static_cast<double>(c->y)},
-                                {c->width + 2 * border, c->height + 2 * border}};
-                for (auto& [window, w] : watched) {
-                    if (w.topLevel != c->window) continue;
-                    const bool moved = rect.origin != w.frame.origin;
-                    const bool resized = rect.size != w.frame.size;
-                    w.frame = rect;
-                    for (const auto& [kind, happened] :
-                         {std::pair{WindowEvent::Kind::Moved, moved}, std::pair{WindowEvent::Kind::Resized, resized}}) {
-                        if (!happened) continue;
-                        WindowEvent e;
-                        e.kind = kind;
-                        e.window = window;
-                        e.pid = w.pid;
-                        e.wmClass = w.wmClass;
-                        out.push_back(std::move(e));
-                    }
-                }
-                const auto above = stackedAbove.find(c->window);
-                if (above == stackedAbove.end() || above->second != c->above_sibling) {
-                    stackedAbove[c->window] = c->above_sibling;
-                    restacked(out);
-                }
+            case XCB_CONFIGURE_NOTIFY:
+                configured(reinterpret_cast<const xcb_configure_notify_event_t*>(event), out);
                 return;
-            }
             case XCB_MAP_NOTIFY:
                 if (reinterpret_cast<const xcb_map_notify_event_t*>(event)->event == root) restacked(out);
                 return;
@@ -273,18 +208,7 @@ struct X11WindowWatcher::State {
             case XCB_CIRCULATE_NOTIFY:
                 if (reinterpret_cast<const xcb_circulate_notify_event_t*>(event)->event == root) restacked(out);
                 return;
-            case XCB_REPARENT_NOTIFY: {
-                // A client taken into a frame (or out of one): its moves are
-                // now the new top-level's.
-                const auto* r = reinterpret_cast<const xcb_reparent_notify_event_t*>(event);
-                const auto it = watched.find(r->window);
-                if (r->event != r->window || it == watched.end()) return;
-                const xcb_window_t topLevel = topLevelOf(*display, r->window);
-                if (topLevel == 0) return;
-                it->second.topLevel = topLevel;
-                it->second.frame = frameOf(topLevel);
-                return;
-            }
+            case XCB_REPARENT_NOTIFY: reparented(reinterpret_cast<const xcb_reparent_notify_event_t*>(event)); return;
             case 0: {
                 const auto* error = reinterpret_cast<const xcb_generic_error_t*>(event);
                 logXError("a request without reply", error->resource_id, error);
@@ -293,6 +217,91 @@ struct X11WindowWatcher::State {
             default:
                 return;
         }
+    }
+
+    void propertyChanged(const xcb_property_notify_event_t* p, std::vector<WindowEvent>& out) {
+        const xcb_window_t root = display->root();
+        const XcbAtoms& atoms = display->atoms();
+        if (p->window == root) {
+            if (p->atom == atoms.netActiveWindow) activeChanged(out);
+            else if (p->atom == atoms.netClientList) clientListChanged(&out);
+            return;
+        }
+        const auto it = watched.find(p->window);
+        if (it == watched.end()) return;
+        if (p->atom == atoms.netWmName || p->atom == XCB_ATOM_WM_NAME) {
+            WindowEvent e;
+            e.kind = WindowEvent::Kind::TitleChanged;
+            e.window = p->window;
+            e.pid = it->second.pid;
+            e.wmClass = it->second.wmClass;
+            out.push_back(std::move(e));
+            return;
+        }
+        if (p->atom != atoms.netWmState && p->atom != atoms.wmState) return;
+        const auto properties = readClientProperties(*display, {p->window}, kClientState).front();
+        if (!properties || properties->hidden == it->second.hidden) return;
+        it->second.hidden = properties->hidden;
+        WindowEvent e;
+        e.kind = properties->hidden ? WindowEvent::Kind::Minimized : WindowEvent::Kind::Deminimized;
+        e.window = p->window;
+        e.pid = it->second.pid;
+        e.wmClass = it->second.wmClass;
+        out.push_back(std::move(e));
+    }
+
+    // The client's own notice (the root only hears of its frame).
+    void destroyed(const xcb_destroy_notify_event_t* d, std::vector<WindowEvent>& out) {
+        stackedAbove.erase(d->window);
+        const auto it = watched.find(d->window);
+        if (it == watched.end()) return;
+        WindowEvent e;
+        e.kind = WindowEvent::Kind::Destroyed;
+        e.window = d->window;
+        e.pid = it->second.pid;
+        e.wmClass = it->second.wmClass;
+        out.push_back(std::move(e));
+        watched.erase(it);
+    }
+
+    void configured(const xcb_configure_notify_event_t* c, std::vector<WindowEvent>& out) {
+        const xcb_window_t root = display->root();
+        if (c->event != root) return;  // the client inside its frame: the frame's notice says it all
+        const double border = c->border_width;
+        const Rect rect{{static_cast<double>(c->x), static_cast<double>(c->y)},
+                        {c->width + 2 * border, c->height + 2 * border}};
+        for (auto& [window, w] : watched) {
+            if (w.topLevel != c->window) continue;
+            const bool moved = rect.origin != w.frame.origin;
+            const bool resized = rect.size != w.frame.size;
+            w.frame = rect;
+            for (const auto& [kind, happened] :
+                 {std::pair{WindowEvent::Kind::Moved, moved}, std::pair{WindowEvent::Kind::Resized, resized}}) {
+                if (!happened) continue;
+                WindowEvent e;
+                e.kind = kind;
+                e.window = window;
+                e.pid = w.pid;
+                e.wmClass = w.wmClass;
+                out.push_back(std::move(e));
+            }
+        }
+        const auto above = stackedAbove.find(c->window);
+        if (above == stackedAbove.end() || above->second != c->above_sibling) {
+            stackedAbove[c->window] = c->above_sibling;
+            restacked(out);
+        }
+    }
+
+    // A client taken into a frame (or out of one): its moves are now the new
+    // top-level's.
+    void reparented(const xcb_reparent_notify_event_t* r) {
+        const auto it = watched.find(r->window);
+        if (r->event != r->window || it == watched.end()) return;
+        const xcb_window_t topLevel = topLevelOf(*display, r->window);
+        if (topLevel == 0) return;
+        it->second.topLevel = topLevel;
+        it->second.frame = frameOf(topLevel);
     }
 
     void wake() const {

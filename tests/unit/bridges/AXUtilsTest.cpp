@@ -174,17 +174,9 @@ TEST(AXUtils, WithoutAnInterfaceEverythingAnswersNothing) {
     ScopedAccessibility none(nullptr);
     EXPECT_EQ(AXUtils::AXWindowUnderMouse(), nullptr);
     EXPECT_EQ(AXUtils::AXFocusedWindow(), nullptr);
-    EXPECT_EQ(AXUtils::AXApplicationUnderMouse(), nullptr);
     Rect frame;
     EXPECT_FALSE(AXUtils::AXWindowGetFrame(nullptr, frame));
     EXPECT_EQ(AXUtils::AXTitleElementForWindow(nullptr), nullptr);
-}
-
-TEST(AXUtils, ApplicationUnderMouseAnswersTheWindow) {
-    Screen s;
-    const AXNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
-    s.ax->setMouseLocation({10, 10});
-    EXPECT_EQ(s.ax->nodeOf(AXUtils::AXApplicationUnderMouse()), win);
 }
 
 TEST(AXUtils, FocusedWindowIsTheFocusedApplicationsFocusedWindow) {

@@ -1,24 +1,13 @@
 #include "util/Diagnostics.h"
 
-#include "fakes/TestSupport.h"
-#include "util/Dispatch.h"
-
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <fstream>
 #include <optional>
-#include <sstream>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
-using namespace std::chrono_literals;
 using namespace jorvane;
-using nlohmann::json;
 
 namespace {
 
@@ -29,28 +18,15 @@ protected:
         KMSetLogSink([this](KMLogStream stream, std::string_view line) { lines_.emplace_back(stream, line); });
         KMSetLogLevel(0);
         KMClearLogLevelsForDomains();
-        KMDebugUtils::reset();
-        dispatch::setTimeSource(&clock_);
     }
     void TearDown() override {
-        dispatch::setTimeSource(nullptr);
-        KMSetTimersEnabled(false);
-        KMDebugUtils::reset();
         KMClearLogLevelsForDomains();
         KMSetLogLevel(0);
         KMSetLogSink(nullptr);
     }
 
     std::vector<std::pair<KMLogStream, std::string>> lines_;
-    dispatch::ManualTimeSource clock_;
 };
-
-std::string readFile(const std::filesystem::path& path) {
-    std::ifstream in(path);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 }  // namespace
 
@@ -123,96 +99,3 @@ INSTANTIATE_TEST_SUITE_P(
         ThresholdCase{"ALevelAboveDebugIsDroppedAsInvalid", 10, {}, {}, 5, false},
         ThresholdCase{"ANegativeLevelIsDroppedAsInvalid", 0, {}, {}, -1, false}),
     [](const testing::TestParamInfo<ThresholdCase>& row) { return std::string(row.param.name); });
-
-TEST_F(Diagnostics, DisabledTimersMeasureNothing) {
-    EXPECT_FALSE(KMTimersEnabled());
-    KMStartTimer("load");
-    clock_.advance(1s);
-    EXPECT_EQ(KMEndTimer("load"), -1.0);
-    KMSetTimersEnabled(true);
-    EXPECT_EQ(KMEndTimer("load"), -1.0) << "the start was not recorded while disabled";
-    EXPECT_EQ(KMDebugUtils::statsDictionary()["timers"], json::array());
-}
-
-TEST_F(Diagnostics, EndingATimerTwiceMeasuresFromTheSameStartAndCountsTwice) {
-    KMSetTimersEnabled(true);
-    KMDebugUtils::startTimer("load");
-    clock_.advance(250ms);
-    EXPECT_DOUBLE_EQ(KMDebugUtils::endTimer("load"), 0.25);
-    clock_.advance(250ms);
-    EXPECT_DOUBLE_EQ(KMDebugUtils::endTimer("load"), 0.5);
-    EXPECT_EQ(KMDebugUtils::endTimer("never started"), -1.0);
-    KMDebugUtils::printStats();  // silent
-    EXPECT_EQ(KMDebugUtils::statsDictionary()["timers"],
-              json::array({{{"name", "load"}, {"total", 0.75f}, {"count", 2}}}));
-    EXPECT_TRUE(lines_.empty());
-}
-
-TEST_F(Diagnostics, CountersCountWithTimersOffAndAppearInNameOrder) {
-    for (int i = 0; i < 3; ++i) KMDebugUtils::counterIncrement("taps");
-    KMDebugUtils::counterIncrement("clicks");
-    EXPECT_EQ(KMDebugUtils::statsDictionary(),
-              json({{"timers", json::array()},
-                    {"counters", json::array({{{"name", "clicks"}, {"count", 1}}, {{"name", "taps"}, {"count", 3}}})}}));
-}
-
-TEST_F(Diagnostics, KMTimeBlockMeasuresOnTheDispatchClock) {
-    EXPECT_DOUBLE_EQ(KMTimeBlock([&] { clock_.advance(1500ms); }), 1.5);
-    EXPECT_EQ(KMTimeBlock(nullptr), 0.0);
-}
-
-TEST(DiagnosticsDeathTest, AssertionsAbortNamingTheFailedCheck) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    KMAssert(true);
-    KMAssertMainThread();
-    EXPECT_DEATH(KMAssert(false), "KMAssert failed");
-    EXPECT_DEATH(KMAssertNotMainThread(), "KMAssertNotMainThread failed");
-    EXPECT_DEATH(std::thread([] { KMAssertMainThread(); }).join(), "KMAssertMainThread failed");
-    std::thread([] { KMAssertNotMainThread(); }).join();
-}
-
-class MessageSendsTrace : public testing::Test {
-protected:
-    void SetUp() override { trace_ = KMDebugUtils::messageSendsTracePath(); }
-    void TearDown() override { std::filesystem::remove(trace_); }
-    void writeTrace() { std::ofstream(trace_) << "trace"; }
-
-    std::filesystem::path trace_;
-    test::TempDir dir_;
-};
-
-TEST_F(MessageSendsTrace, StoppingMovesTheTraceFileOfThisProcess) {
-    EXPECT_EQ(trace_, "/tmp/msgSends-" + std::to_string(::getpid()));
-    KMDebugUtils::setInstrumentObjcMessageSends(true);
-    EXPECT_TRUE(KMDebugUtils::instrumentObjcMessageSends());
-    writeTrace();
-    KMDebugUtils::stopInstrumentObjcMessageSendsAndSafeToPath(dir_.path() / "sends.txt");
-    EXPECT_FALSE(KMDebugUtils::instrumentObjcMessageSends());
-    EXPECT_EQ(readFile(dir_.path() / "sends.txt"), "trace");
-    EXPECT_FALSE(std::filesystem::exists(trace_));
-}
-
-TEST_F(MessageSendsTrace, AMissingTraceOrAnOccupiedDestinationChangesNothing) {
-    KMDebugUtils::stopInstrumentObjcMessageSendsAndSafeToPath(dir_.path() / "sends.txt");
-    EXPECT_FALSE(std::filesystem::exists(dir_.path() / "sends.txt"));
-    writeTrace();
-    const auto occupied = dir_.file("kept.txt", "mine");
-    KMDebugUtils::stopInstrumentObjcMessageSendsAndSafeToPath(occupied);
-    EXPECT_EQ(readFile(occupied), "mine");
-    KMDebugUtils::stopInstrumentObjcMessageSendsAndSafeToPath(dir_.path() / "no/such/folder/sends.txt");
-    EXPECT_TRUE(std::filesystem::exists(trace_));
-}
-
-TEST_F(MessageSendsTrace, AcrossFileSystemsTheTraceIsCopiedThenRemoved) {
-    struct stat tmpInfo {}, shmInfo {};
-    if (::stat("/tmp", &tmpInfo) != 0 || ::stat("/dev/shm", &shmInfo) != 0 || tmpInfo.st_dev == shmInfo.st_dev ||
-        ::access("/dev/shm", W_OK) != 0) {
-        GTEST_SKIP() << "needs /dev/shm on a file system other than /tmp's";
-    }
-    const std::filesystem::path target = "/dev/shm/jorvane-sends-" + std::to_string(::getpid());
-    writeTrace();
-    KMDebugUtils::stopInstrumentObjcMessageSendsAndSafeToPath(target);
-    EXPECT_EQ(readFile(target), "trace");
-    EXPECT_FALSE(std::filesystem::exists(trace_));
-    std::filesystem::remove(target);
-}

@@ -1,0 +1,78 @@
+// The passive key grabs on the client windows, for every lock-key variant;
+// a grab another program held at the time is tried again later.
+
+#include "platform/x11/X11EventTapImpl.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace jorvane::x11 {
+
+using namespace event_tap;
+
+void X11EventTap::Impl::retryRefusedGrabs() {
+    if (!grabRetryAt || std::chrono::steady_clock::now() < *grabRetryAt) return;
+    grabRetryAt.reset();
+    const std::set<xcb_window_t> windows = std::exchange(refusedGrabs, {});
+    for (xcb_window_t window : windows) {
+        if (!clientFrames.count(window) || !enabled || pid == 0) continue;
+        ungrabKeys(window);
+        grabKeys(window);
+    }
+    if (refusedGrabs.empty()) {
+        grabRetryDelay = kGrabRetryFirstDelay;
+    } else {
+        grabRetryDelay = std::min(grabRetryDelay * 2, kGrabRetryLongestDelay);
+    }
+}
+
+void X11EventTap::Impl::regrabAll() {
+    grabsDirty = false;
+    for (const auto& [client, frame] : clientFrames) {
+        ungrabKeys(client);
+        if (enabled && pid != 0) grabKeys(client);
+    }
+}
+
+void X11EventTap::Impl::grabKeys(xcb_window_t window) {
+    if (!keys) return;
+    const std::vector<std::uint16_t> variants = keys->lockVariants();
+    for (const KeyCombo& combo : swallowKeys) {
+        const std::optional<std::uint16_t> modifiers = keys->stateForFlags(combo.flags);
+        const std::vector<xkb_keycode_t>& keycodes = keys->keycodes(combo.keyCode, group);
+        if (!modifiers || keycodes.empty()) {
+            KMLogInDomain(KMLogLevelWarn, kLog, "key %u with flags 0x%llx has no key on this keyboard; not tapped",
+                          combo.keyCode, static_cast<unsigned long long>(combo.flags));
+            continue;
+        }
+        std::vector<xcb_void_cookie_t> cookies;
+        for (xkb_keycode_t keycode : keycodes) {
+            for (std::uint16_t variant : variants) {
+                cookies.push_back(xcb_grab_key_checked(conn, 1, window, static_cast<std::uint16_t>(*modifiers | variant),
+                                                       static_cast<xcb_keycode_t>(keycode), XCB_GRAB_MODE_ASYNC,
+                                                       XCB_GRAB_MODE_SYNC));
+            }
+        }
+        for (xcb_void_cookie_t cookie : cookies) {
+            if (xcb_generic_error_t* error = xcb_request_check(conn, cookie)) {
+                KMLogInDomain(error->error_code == kBadWindow ? KMLogLevelDebug : KMLogLevelWarn, kLog,
+                              "grab of key %u with flags 0x%llx on window 0x%x failed: X error %u%s", combo.keyCode,
+                              static_cast<unsigned long long>(combo.flags), window, error->error_code,
+                              error->error_code == XCB_ACCESS ? " (another program holds it; tried again later)"
+                                                              : "");
+                if (error->error_code == XCB_ACCESS) {
+                    refusedGrabs.insert(window);
+                    if (!grabRetryAt) grabRetryAt = std::chrono::steady_clock::now() + grabRetryDelay;
+                }
+                std::free(error);
+            }
+        }
+    }
+}
+
+void X11EventTap::Impl::ungrabKeys(xcb_window_t window) {
+    logXError("UngrabKey", xcb_request_check(conn, xcb_ungrab_key_checked(conn, XCB_GRAB_ANY, window,
+                                                                          XCB_MOD_MASK_ANY)));
+}
+
+}  // namespace jorvane::x11
