@@ -19,13 +19,17 @@ if [ ${#names[@]} -eq 0 ]; then
   for src in fuzz/*.cpp; do names+=("$(basename "$src" .cpp)"); done
 fi
 cmake --build build-fuzz --target "${names[@]/#/fuzz_}"
+# The campaign runs copies, so that build-fuzz can be rebuilt while it runs.
+bin=build-fuzz/campaign/bin
+mkdir -p "$bin"
+for name in "${names[@]}"; do cp "build-fuzz/fuzz/fuzz_$name" "$bin/"; done
 
 status=0
 for name in "${names[@]}"; do
   work="build-fuzz/campaign/$name"
   log="$work.log"
   mkdir -p "$(dirname "$log")"
-  fuzz/run.sh "$PWD/build-fuzz/fuzz/fuzz_$name" "$PWD/fuzz/corpus/$name" "$PWD/$work" -runs="$runs" \
+  fuzz/run.sh "$PWD/$bin/fuzz_$name" "$PWD/fuzz/corpus/$name" "$PWD/$work" -runs="$runs" \
     >"$log" 2>&1 || status=1
   executed=$(sed -nE 's/^stat::number_of_executed_units: ([0-9]+)/\1/p' "$log" | tail -n 1)
   crashes=$(find "$work/artifacts" -type f | wc -l)

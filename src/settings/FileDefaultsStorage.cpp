@@ -135,29 +135,42 @@ DefaultsStorage::Loaded FileDefaultsStorage::load() {
     }
     ::close(fd);
 
-    std::string damage;
-    Value parsed;
+    SettingsText parsed;
     if (readError != 0) {
-        damage = "cannot be read (" + errorText(readError) + ")";
+        parsed.damage = "cannot be read (" + errorText(readError) + ")";
     } else {
-        try {
-            parsed = Value::parse(text);
-            if (!parsed.is_object()) damage = "does not hold a JSON object";
-        } catch (const nlohmann::json::parse_error& e) {
-            damage = "is not valid JSON (" + parseMessage(e.what()) + ")";
-        } catch (const nlohmann::json::exception& e) {
-            // A number too large for a double (1e400) is thrown as out_of_range.
-            damage = "is not valid JSON (" + parseMessage(e.what()) + ")";
-        }
+        parsed = parseSettingsText(text);
     }
-    if (!damage.empty()) {
-        result.warnings.push_back(setAside(path, damage));
+    if (!parsed.damage.empty()) {
+        result.warnings.push_back(setAside(path, parsed.damage));
         lastSync_ = stamp();
         return result;
     }
     refuseSaves_.clear();
-    result.values = std::move(parsed.get_ref<Dictionary&>());
+    result.values = std::move(parsed.values);
     return result;
+}
+
+SettingsText parseSettingsText(std::string_view text) {
+    SettingsText result;
+    try {
+        Value parsed = Value::parse(text);
+        if (parsed.is_object()) {
+            result.values = std::move(parsed.get_ref<Dictionary&>());
+        } else {
+            result.damage = "does not hold a JSON object";
+        }
+    } catch (const nlohmann::json::parse_error& e) {
+        result.damage = "is not valid JSON (" + parseMessage(e.what()) + ")";
+    } catch (const nlohmann::json::exception& e) {
+        // A number too large for a double (1e400) is thrown as out_of_range.
+        result.damage = "is not valid JSON (" + parseMessage(e.what()) + ")";
+    }
+    return result;
+}
+
+std::string settingsText(const Dictionary& values) {
+    return Value(values).dump(4, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
 }
 
 std::string FileDefaultsStorage::setAside(const fs::path& damaged, const std::string& why) {
@@ -209,10 +222,9 @@ std::unique_ptr<DefaultsStorage::UpdateLock> FileDefaultsStorage::lockForUpdate(
 DefaultsStorage::Saved FileDefaultsStorage::save(const Dictionary& values) {
     if (!refuseSaves_.empty()) return {false, refuseSaves_};
     const fs::path path = target();
-    // Strings that are not valid UTF-8 (characters of an odd key) are written
-    // with replacement characters rather than failing the whole save.
-    const std::string text = Value(values).dump(4, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
-    if (std::string error = atomic_file::replaceContents(path, text); !error.empty()) return {false, error};
+    if (std::string error = atomic_file::replaceContents(path, settingsText(values)); !error.empty()) {
+        return {false, error};
+    }
     lastSync_ = stamp();
     synced_ = true;
     return {};

@@ -22,6 +22,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <string_view>
 
 struct stat;
 
@@ -33,6 +34,18 @@ namespace jorvane::settings {
 std::filesystem::path settingsDirectory();
 // settingsDirectory() / "settings.json".
 std::filesystem::path defaultSettingsFile();
+
+// What the text of a settings file holds: its values, or why it is no
+// settings file ("is not valid JSON (...)", "does not hold a JSON object").
+struct SettingsText {
+    Dictionary values;
+    std::string damage;  // empty when the text is a settings file
+};
+SettingsText parseSettingsText(std::string_view text);
+// The text a settings file is saved with: the values pretty-printed, strings
+// that are not valid UTF-8 (an odd key's characters) with replacement
+// characters rather than failing the whole save.
+std::string settingsText(const Dictionary& values);
 
 class FileDefaultsStorage final : public DefaultsStorage {
 public:

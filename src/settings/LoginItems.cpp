@@ -49,30 +49,10 @@ std::optional<std::string> programOfEntry(const fs::path& file) {
     }
     std::ifstream in(file, std::ios::binary);
     if (!in) return std::nullopt;
-    std::string line;
-    bool inMainGroup = false;
-    std::optional<std::string> exec;
-    bool switchedOff = false;
-    while (std::getline(in, line)) {
-        const std::string_view text = trim(line);
-        if (text.empty() || text.front() == '#') continue;
-        if (text.front() == '[') {
-            inMainGroup = text == "[Desktop Entry]";
-            continue;
-        }
-        if (!inMainGroup) continue;
-        const std::size_t equals = text.find('=');
-        if (equals == std::string_view::npos) continue;
-        const std::string_view key = trim(text.substr(0, equals));
-        const std::string value = unescapeDesktopValue(trim(text.substr(equals + 1)));
-        if (key == "Exec") exec = value;
-        if (key == "Hidden" && value == "true") switchedOff = true;
-        if (key == "X-GNOME-Autostart-enabled" && value == "false") switchedOff = true;
-    }
-    if (!exec || switchedOff) return std::nullopt;
-    const std::optional<std::vector<std::string>> arguments = splitExecArguments(*exec);
-    if (!arguments || arguments->empty() || arguments->front().empty()) return std::nullopt;
-    return arguments->front();
+    std::ostringstream text;
+    text << in.rdbuf();
+    if (in.bad()) return std::nullopt;
+    return programOfEntryText(text.view());
 }
 
 // Every item, in file-name order.
@@ -195,6 +175,34 @@ void RemoveLoginItemWithPath(std::string_view path) {
 bool HasLoginItemWithPath(std::string_view path) {
     const std::vector<Item> all = items();
     return std::any_of(all.begin(), all.end(), [&](const Item& item) { return item.program == path; });
+}
+
+std::optional<std::string> programOfEntryText(std::string_view text) {
+    bool inMainGroup = false;
+    std::optional<std::string> exec;
+    bool switchedOff = false;
+    while (!text.empty()) {
+        const std::size_t end = text.find('\n');
+        const std::string_view line = trim(text.substr(0, end));
+        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+        if (line.empty() || line.front() == '#') continue;
+        if (line.front() == '[') {
+            inMainGroup = line == "[Desktop Entry]";
+            continue;
+        }
+        if (!inMainGroup) continue;
+        const std::size_t equals = line.find('=');
+        if (equals == std::string_view::npos) continue;
+        const std::string_view key = trim(line.substr(0, equals));
+        const std::string value = unescapeDesktopValue(trim(line.substr(equals + 1)));
+        if (key == "Exec") exec = value;
+        if (key == "Hidden" && value == "true") switchedOff = true;
+        if (key == "X-GNOME-Autostart-enabled" && value == "false") switchedOff = true;
+    }
+    if (!exec || switchedOff) return std::nullopt;
+    const std::optional<std::vector<std::string>> arguments = splitExecArguments(*exec);
+    if (!arguments || arguments->empty() || arguments->front().empty()) return std::nullopt;
+    return arguments->front();
 }
 
 std::string quoteExecArgument(std::string_view argument) {

@@ -54,6 +54,10 @@ std::string quoteExecArgument(std::string_view argument);
 // The arguments of an Exec value (already unescaped as a string value), or
 // nothing when a quote is not closed. "%%" reads as "%".
 std::optional<std::vector<std::string>> splitExecArguments(std::string_view exec);
+// The program an autostart entry's text starts (its Exec line's first
+// argument), or nothing when the entry is not an item: no Exec in the
+// [Desktop Entry] group, an unclosed quote, or switched off.
+std::optional<std::string> programOfEntryText(std::string_view text);
 // The general escapes of a string value: "\\" "\n" "\t" "\r", and "\s" for a
 // leading space.
 std::string escapeDesktopValue(std::string_view value);
