@@ -162,6 +162,25 @@ TEST_F(ThunarHandlers, IsFinderWinSaysYesForABrowserWindowAndNoWithoutOne) {
     EXPECT_EQ(call("finder_get_path"), std::nullopt);
 }
 
+// With the full path in the title turned off (Thunar's own preference), the
+// title names the folder only and its path comes from the location entry.
+TEST_F(ThunarHandlers, GetPathReadsTheLocationEntryWhenTheTitleShowsOnlyTheFolderName) {
+    const fs::path target = folder("short title");
+    const std::uint32_t window = openWindow(target);
+    struct FullPathAgain {
+        Desktop& desktop;
+        std::uint32_t window;
+        std::string title;
+        ~FullPathAgain() {
+            desktop.setXfconf("thunar", "/misc-full-path-in-window-title", "bool", "true");
+            desktop.waitForTitle(window, title, milliseconds(5000));
+        }
+    } restore{desktop(), window, titleFor(target)};
+    ASSERT_TRUE(desktop().setXfconf("thunar", "/misc-full-path-in-window-title", "bool", "false"));
+    ASSERT_TRUE(desktop().waitForTitle(window, "short title - Thunar", milliseconds(5000))) << desktop().title(window);
+    EXPECT_EQ(call("finder_get_path"), target.string());
+}
+
 TEST_F(ThunarHandlers, SetPathRefusesAFileAndOpensNothing) {
     const fs::path start = folder("start");
     const fs::path document = file("start/document.txt");
