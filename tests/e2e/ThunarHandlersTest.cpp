@@ -162,22 +162,21 @@ TEST_F(ThunarHandlers, IsFinderWinSaysYesForABrowserWindowAndNoWithoutOne) {
     EXPECT_EQ(call("finder_get_path"), std::nullopt);
 }
 
-// With the full path in the title turned off (Thunar's own preference), the
-// title names the folder only and its path comes from the location entry.
+// With the full path in the title turned off (Thunar's own preference, read
+// when a window opens), the title names the folder only and its path comes
+// from the location entry.
 TEST_F(ThunarHandlers, GetPathReadsTheLocationEntryWhenTheTitleShowsOnlyTheFolderName) {
-    const fs::path target = folder("short title");
-    const std::uint32_t window = openWindow(target);
     struct FullPathAgain {
         Desktop& desktop;
-        std::uint32_t window;
-        std::string title;
-        ~FullPathAgain() {
-            desktop.setXfconf("thunar", "/misc-full-path-in-window-title", "bool", "true");
-            desktop.waitForTitle(window, title, milliseconds(5000));
-        }
-    } restore{desktop(), window, titleFor(target)};
+        ~FullPathAgain() { desktop.setXfconf("thunar", "/misc-full-path-in-window-title", "bool", "true"); }
+    } restore{desktop()};
     ASSERT_TRUE(desktop().setXfconf("thunar", "/misc-full-path-in-window-title", "bool", "false"));
-    ASSERT_TRUE(desktop().waitForTitle(window, "short title - Thunar", milliseconds(5000))) << desktop().title(window);
+    const fs::path target = folder("short title");
+    ASSERT_EQ(desktop().run({"thunar", target.string()}, milliseconds(5000)).exitCode, 0);
+    const std::optional<std::uint32_t> window = desktop().waitForWindow(
+        [&](std::uint32_t w) { return desktop().title(w) == "short title - Thunar"; }, milliseconds(5000));
+    ASSERT_TRUE(window.has_value()) << "no window titled by the folder's name";
+    catalogue().setFrontWindow(*window);
     EXPECT_EQ(call("finder_get_path"), target.string());
 }
 
