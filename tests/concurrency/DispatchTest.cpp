@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "fakes/VirtualTime.h"
+
 #include <atomic>
 #include <chrono>
 #include <cmath>
@@ -16,12 +18,7 @@ using namespace jorvane::dispatch;
 
 namespace {
 
-// Installs virtual time for one test.
-struct VirtualTime {
-    ManualTimeSource clock;
-    VirtualTime() { setTimeSource(&clock); }
-    ~VirtualTime() { setTimeSource(nullptr); }
-};
+using jorvane::test::VirtualTime;
 
 }  // namespace
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "fakes/VirtualTime.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cmath>
@@ -15,16 +17,7 @@ using namespace jorvane::dispatch;
 
 namespace {
 
-struct VirtualTime {
-    ManualTimeSource clock;
-    VirtualTime() { setTimeSource(&clock); }
-    ~VirtualTime() { setTimeSource(nullptr); }
-    // Moves time forward and runs what the timers handed to the main queue.
-    void pass(Duration by) {
-        clock.advance(by);
-        mainQueue().drain();
-    }
-};
+using test::VirtualTime;
 
 }  // namespace
 

@@ -70,9 +70,6 @@ TEST(UserDefaultsConcurrency, ReadersWhileTheWriterSavesAFile) {
         defaults.registerDefaults(shippedDefaults());
         exercise(defaults, 40, true);
     }
-    std::ifstream in(file);
-    std::stringstream text;
-    text << in.rdbuf();
-    EXPECT_EQ(Value::parse(text.str()).at("hotkey_keycode"), 40);
+    EXPECT_EQ(Value::parse(jorvane::test::readFile(file)).at("hotkey_keycode"), 40);
     EXPECT_TRUE(warnings.empty());
 }

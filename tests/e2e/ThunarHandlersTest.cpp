@@ -162,6 +162,24 @@ TEST_F(ThunarHandlers, IsFinderWinSaysYesForABrowserWindowAndNoWithoutOne) {
     EXPECT_EQ(call("finder_get_path"), std::nullopt);
 }
 
+// With the full path in the title turned off (Thunar's own preference, read
+// when a window opens), the title names the folder only and its path comes
+// from the location entry.
+TEST_F(ThunarHandlers, GetPathReadsTheLocationEntryWhenTheTitleShowsOnlyTheFolderName) {
+    struct FullPathAgain {
+        Desktop& desktop;
+        ~FullPathAgain() { desktop.setXfconf("thunar", "/misc-full-path-in-window-title", "bool", "true"); }
+    } restore{desktop()};
+    ASSERT_TRUE(desktop().setXfconf("thunar", "/misc-full-path-in-window-title", "bool", "false"));
+    const fs::path target = folder("short title");
+    ASSERT_EQ(desktop().run({"thunar", target.string()}, milliseconds(5000)).exitCode, 0);
+    const std::optional<std::uint32_t> window = desktop().waitForWindow(
+        [&](std::uint32_t w) { return desktop().title(w) == "short title - Thunar"; }, milliseconds(5000));
+    ASSERT_TRUE(window.has_value()) << "no window titled by the folder's name";
+    catalogue().setFrontWindow(*window);
+    EXPECT_EQ(call("finder_get_path"), target.string());
+}
+
 TEST_F(ThunarHandlers, SetPathRefusesAFileAndOpensNothing) {
     const fs::path start = folder("start");
     const fs::path document = file("start/document.txt");

@@ -62,11 +62,9 @@ public:
     AXUIElementRef elementAtPosition(float x, float y) override { return inner_->elementAtPosition(x, y); }
     std::vector<AXWindowInfo> windowList() override { return inner_->windowList(); }
     Point mouseLocation() override { return inner_->mouseLocation(); }
-    // Null while failObservers(true).
     std::unique_ptr<AXObserver> createObserver(std::int32_t pid, AXObserver::Callback callback) override;
 
     // ---- test side
-    void failObservers(bool fail) { fail_ = fail; }
     // The newest observer still alive, or null.
     FakeAXObserver* observer() const;
     std::size_t createdCount() const;
@@ -77,7 +75,6 @@ private:
     std::shared_ptr<AccessibilityAPI> inner_;
     std::shared_ptr<EventLog> log_;
     std::shared_ptr<Registry> registry_;
-    bool fail_ = false;
 };
 
 }  // namespace jorvane::test

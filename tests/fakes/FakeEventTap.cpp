@@ -85,7 +85,7 @@ bool FakeEventTap::post(const TapEvent& event) {
     log_->add("tap.post " + describe(event));
     std::lock_guard lock(mutex_);
     posted_.push_back(event);
-    return postResult_;
+    return true;
 }
 
 Point FakeEventTap::mouseLocation() {
@@ -109,11 +109,6 @@ void FakeEventTap::failInstalls(bool fail) {
     failInstalls_ = fail;
 }
 
-void FakeEventTap::setPostResult(bool result) {
-    std::lock_guard lock(mutex_);
-    postResult_ = result;
-}
-
 void FakeEventTap::setMouseLocation(Point location) {
     std::lock_guard lock(mutex_);
     mouse_ = location;
@@ -122,11 +117,6 @@ void FakeEventTap::setMouseLocation(Point location) {
 void FakeEventTap::setEnabledSilently(bool enabled) {
     std::lock_guard lock(mutex_);
     enabled_ = enabled;
-}
-
-std::int32_t FakeEventTap::installedPid() const {
-    std::lock_guard lock(mutex_);
-    return pid_;
 }
 
 std::vector<std::int32_t> FakeEventTap::installs() const {

@@ -47,13 +47,10 @@ public:
     Decision push(const TapEvent& event);
     // Later installs fail (no tap, the callback is dropped).
     void failInstalls(bool fail);
-    // Later posts answer `result` (they are recorded either way).
-    void setPostResult(bool result);
     void setMouseLocation(Point location);
     // Changes the state without recording anything.
     void setEnabledSilently(bool enabled);
 
-    std::int32_t installedPid() const;  // 0 when none
     std::vector<std::int32_t> installs() const;
     std::vector<KeyCombo> swallowableKeys() const;
     std::size_t swallowableKeysCalls() const;
@@ -70,7 +67,6 @@ private:
     std::int32_t pid_ = 0;
     bool enabled_ = false;
     bool failInstalls_ = false;
-    bool postResult_ = true;
     Point mouse_;
     std::vector<std::int32_t> installs_;
     std::vector<KeyCombo> keys_;

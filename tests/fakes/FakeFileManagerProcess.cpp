@@ -60,16 +60,6 @@ std::int32_t FakeFileManagerProcess::pid() const {
     return pid_;
 }
 
-void FakeFileManagerProcess::setNextPid(std::int32_t pid) {
-    std::lock_guard lock(mutex_);
-    nextPid_ = pid;
-}
-
-void FakeFileManagerProcess::setShowsAllFilesSilently(bool show) {
-    std::lock_guard lock(mutex_);
-    showsAllFiles_ = show;
-}
-
 bool FakeFileManagerProcess::showsAllFilesValue() const {
     std::lock_guard lock(mutex_);
     return showsAllFiles_;

@@ -45,9 +45,6 @@ public:
     // The running process (0: not running).
     void setPid(std::int32_t pid);
     std::int32_t pid() const;
-    // The pid the next launch gets; later launches count up from it.
-    void setNextPid(std::int32_t pid);
-    void setShowsAllFilesSilently(bool show);
     bool showsAllFilesValue() const;
     // What the next quits answer when a process is running (noErr by default).
     void setQuitResult(int result);

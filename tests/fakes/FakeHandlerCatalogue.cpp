@@ -74,20 +74,11 @@ void FakeHandlerCatalogue::hold(std::string_view name) {
     script(name).held = true;
 }
 
-void FakeHandlerCatalogue::releaseOne(std::string_view name) {
-    {
-        std::lock_guard lock(mutex_);
-        ++script(name).permits;
-    }
-    changed_.notify_all();
-}
-
 void FakeHandlerCatalogue::release(std::string_view name) {
     {
         std::lock_guard lock(mutex_);
         Script& s = script(name);
         s.held = false;
-        s.permits = 0;
     }
     changed_.notify_all();
 }
@@ -97,7 +88,6 @@ void FakeHandlerCatalogue::releaseAll() {
         std::lock_guard lock(mutex_);
         for (auto& [name, s] : scripts_) {
             s.held = false;
-            s.permits = 0;
         }
     }
     changed_.notify_all();
@@ -145,17 +135,6 @@ std::optional<FakeHandlerCatalogue::Call> FakeHandlerCatalogue::lastCall(std::st
     return std::nullopt;
 }
 
-std::size_t FakeHandlerCatalogue::heldCount(std::string_view name) const {
-    std::lock_guard lock(mutex_);
-    auto it = scripts_.find(name);
-    return it == scripts_.end() ? 0 : it->second.waiting;
-}
-
-std::size_t FakeHandlerCatalogue::activeCount() const {
-    std::lock_guard lock(mutex_);
-    return active_;
-}
-
 void FakeHandlerCatalogue::clearCalls() {
     std::lock_guard lock(mutex_);
     calls_.clear();
@@ -192,8 +171,7 @@ std::optional<std::string> FakeHandlerCatalogue::call(std::string_view name, con
     if (s->held) {
         ++s->waiting;
         changed_.notify_all();
-        changed_.wait(lock, [s] { return !s->held || s->permits > 0; });
-        if (s->held) --s->permits;
+        changed_.wait(lock, [s] { return !s->held; });
         --s->waiting;
     }
     if (s->delay.count() > 0) {

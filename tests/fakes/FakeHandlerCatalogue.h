@@ -57,8 +57,6 @@ public:
     // ---- timing. Calls are recorded when they start, before they wait.
     // Later calls of the handler wait until released.
     void hold(std::string_view name);
-    // Lets exactly one held (or the next) call of the handler go; the hold stays.
-    void releaseOne(std::string_view name);
     // Ends the hold: waiting and later calls go.
     void release(std::string_view name);
     void releaseAll();
@@ -72,12 +70,8 @@ public:
     std::size_t callCount() const;
     std::size_t callCount(std::string_view name) const;
     std::optional<Call> lastCall(std::string_view name) const;
-    // Calls of the handler waiting in a hold right now.
-    std::size_t heldCount(std::string_view name) const;
     // How often cancel() was asked for the handler.
     std::size_t cancelCount(std::string_view name) const;
-    // Calls inside the fake right now (waiting, delayed or answering).
-    std::size_t activeCount() const;
     void clearCalls();
 
     // Bounded waits for other threads (not for the main queue: tests that
@@ -98,7 +92,6 @@ private:
         std::optional<std::string> standing;
         Handler handler;
         bool held = false;
-        std::size_t permits = 0;
         std::size_t waiting = 0;
         std::chrono::milliseconds delay{0};
         std::string failure;

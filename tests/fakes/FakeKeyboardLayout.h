@@ -30,7 +30,6 @@ public:
     void setHasLayout(bool has) { hasLayout_ = has; }
     void setKey(CGKeyCode code, Key key) { keys_[code] = std::move(key); }
     // The layout has no key for the code: translation fails.
-    void removeKey(CGKeyCode code) { keys_.erase(code); }
 
 private:
     bool hasLayout_ = true;

@@ -115,7 +115,6 @@ double FakePathField::textWidth(const std::string& text) const {
 }
 
 void FakePathField::noteNumberOfItemsChanged() {
-    ++notes_;
     log_->add("field.noteNumberOfItemsChanged");
 }
 
@@ -202,7 +201,6 @@ void FakeCompletionsList::deselectAll() {
 }
 
 void FakeCompletionsList::scrollRowToVisible(int row) {
-    scrolled_.push_back(row);
     log_->add("list.scrollRowToVisible " + std::to_string(row));
 }
 

@@ -106,12 +106,9 @@ public:
     // ---- test side: what the user did, without recording anything
     void type(std::string text, TextRange selection);
     void type(std::string text) { type(text, {text.size(), 0}); }
-    void setSelectionSilently(TextRange range) { selection_ = range; }
     void setFrame(const Rect& frame) { frame_ = frame; }
-    void setCharacterWidth(double width) { characterWidth_ = width; }
     void setTextWidthMeasure(std::function<double(const std::string&)> measure) { measure_ = std::move(measure); }
     const BarImage& image() const { return image_; }
-    int noteNumberOfItemsChangedCount() const { return notes_; }
     const std::string& problem() const { return problem_; }
 
 private:
@@ -123,7 +120,6 @@ private:
     double characterWidth_ = 7;
     std::function<double(const std::string&)> measure_;
     BarImage image_;
-    int notes_ = 0;
 };
 
 class FakeSpinner final : public SpinnerView {
@@ -182,7 +178,6 @@ public:
     const std::string& groupTitle() const { return groupTitle_; }
     Rect frame() const { return frame_; }
     bool isClosed() const { return closed_; }
-    const std::vector<int>& scrolledRows() const { return scrolled_; }
 
 private:
     std::shared_ptr<EventLog> log_;
@@ -195,7 +190,6 @@ private:
     std::string groupTitle_;
     double rowHeight_ = 17;
     int selectedRow_ = -1;
-    std::vector<int> scrolled_;
 };
 
 // One bar's fake views around one log. take() hands the views to the
@@ -213,7 +207,6 @@ public:
     FakeSpinner& spinner() { return *spinner_; }
     FakeCompletionsList& completions() { return *completions_; }
     EventLog& log() { return *log_; }
-    const std::shared_ptr<EventLog>& sharedLog() const { return log_; }
 
 private:
     std::shared_ptr<EventLog> log_;

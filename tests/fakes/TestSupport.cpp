@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -41,6 +42,11 @@ std::filesystem::path TempDir::symlink(const std::string& relative, const std::s
     std::filesystem::create_directories(p.parent_path());
     std::filesystem::create_symlink(target, p);
     return p;
+}
+
+std::string readFile(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 }  // namespace jorvane::test

@@ -24,4 +24,7 @@ private:
     std::filesystem::path path_;
 };
 
+// The file's bytes; empty when it cannot be read.
+std::string readFile(const std::filesystem::path& file);
+
 }  // namespace jorvane::test

@@ -51,10 +51,7 @@ fs::path makeRelease(const test::TempDir& dir, const std::string& name, const st
     return dir.path() / name;
 }
 
-std::string contents(const fs::path& file) {
-    std::ifstream in(file);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
+using jorvane::test::readFile;
 
 // The replace step as it runs for real (unprivileged here; pkexec runs the
 // same command): paths that look like options or shell text are only ever
@@ -75,7 +72,7 @@ TEST(LinuxBundleServices, theReplaceStepPutsTheReleaseInPlaceWhateverItsPathSays
     const fs::path hostile = makeRelease(dir, "-rf $(touch pwned) `id` 'q\"\nx", "first");
     CommandRun run = replace(hostile);
     EXPECT_TRUE(run.started && !run.signalled && run.exitCode == 0) << run.exitCode;
-    EXPECT_NE(contents(destination + "/bin/jorvane").find("first"), std::string::npos);
+    EXPECT_NE(readFile(destination + "/bin/jorvane").find("first"), std::string::npos);
     EXPECT_EQ(fs::status(destination + "/bin/jorvane").permissions(), fs::perms::owner_all);
     EXPECT_FALSE(fs::exists(dir.path() / "pwned")) << "nothing was read as shell text";
     EXPECT_TRUE(fs::exists(hostile / "bin/jorvane")) << "the source stays until it goes to the Trash";
@@ -84,13 +81,13 @@ TEST(LinuxBundleServices, theReplaceStepPutsTheReleaseInPlaceWhateverItsPathSays
     dir.file("opt/jorvane/share/old-only", "x");
     run = replace(second);
     EXPECT_EQ(run.exitCode, 0);
-    EXPECT_NE(contents(destination + "/bin/jorvane").find("second"), std::string::npos);
+    EXPECT_NE(readFile(destination + "/bin/jorvane").find("second"), std::string::npos);
     EXPECT_FALSE(fs::exists(destination + "/share/old-only")) << "the old copy went as a whole";
     EXPECT_EQ(std::distance(fs::directory_iterator(opt), fs::directory_iterator()), 1) << "no temporary folder stays";
 
     run = replace(dir.path() / "missing");
     EXPECT_EQ(run.exitCode, 3);
-    EXPECT_NE(contents(destination + "/bin/jorvane").find("second"), std::string::npos) << "a failed copy changes nothing";
+    EXPECT_NE(readFile(destination + "/bin/jorvane").find("second"), std::string::npos) << "a failed copy changes nothing";
     EXPECT_EQ(std::distance(fs::directory_iterator(opt), fs::directory_iterator()), 1);
 
     const std::vector<std::string> running = services.runningExecutables();

@@ -20,12 +20,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-std::string slurp(const std::filesystem::path& file) {
-    std::ifstream in(file);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
+using jorvane::test::readFile;
 
 std::string readAll(int fd) {
     std::string out;
@@ -95,7 +90,7 @@ TEST(Subprocess, SpawnGivesTheEnvironmentFolderLogAndDescriptorThree) {
     ::close(pipe->writeEnd);
     ASSERT_TRUE(pid);
     EXPECT_EQ(subprocess::waitFor(*pid, 10s), 0);
-    EXPECT_EQ(slurp(dir.path() / "log"), dir.str() + "\nyes \n");
+    EXPECT_EQ(readFile(dir.path() / "log"), dir.str() + "\nyes \n");
     EXPECT_EQ(readAll(pipe->readEnd), "three\n");
 }
 
@@ -112,7 +107,7 @@ TEST(Subprocess, SpawnReadsStdinFromTheGivenDescriptor) {
     ASSERT_EQ(::write(pipe->writeEnd, "hello", 5), 5);
     ::close(pipe->writeEnd);
     EXPECT_EQ(subprocess::waitFor(*pid, 10s), 0);
-    EXPECT_EQ(slurp(dir.path() / "log"), "hello");
+    EXPECT_EQ(readFile(dir.path() / "log"), "hello");
 }
 
 TEST(Subprocess, WaitingOnARunningChildGivesNothingAndStopEndsAndReapsIt) {

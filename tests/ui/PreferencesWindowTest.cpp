@@ -11,7 +11,6 @@
 #include <QRadioButton>
 #include <QTest>
 
-#include <cstdlib>
 #include <optional>
 
 #include "fakes/FakeAlerts.h"
@@ -20,6 +19,7 @@
 #include "fakes/FakeURLOpener.h"
 #include "fakes/MemoryDefaults.h"
 #include "fakes/TestSupport.h"
+#include "unit/ScopedEnv.h"
 #include "ui/AboutWindow.h"
 #include "ui/HKRecorderWidget.h"
 #include "ui/PreferencesWindow.h"
@@ -30,24 +30,17 @@ namespace {
 class PreferencesWindowTest : public testing::Test {
 protected:
     PreferencesWindowTest() {
-        if (const char* old = std::getenv("XDG_CONFIG_HOME")) savedConfigHome_ = old;
-        ::setenv("XDG_CONFIG_HOME", config_.str().c_str(), 1);
         window_ = PreferencesWindow::open(PreferencesWindow::Dependencies{
             *defaults_, alerts_, "/opt/jorvane/bin/jorvane", [this] { ++aboutRequests_; },
             [this] { ++settingsChanges_; }, {}, "Thunar"});
     }
     ~PreferencesWindowTest() override {
         delete window_.data();
-        if (savedConfigHome_) {
-            ::setenv("XDG_CONFIG_HOME", savedConfigHome_->c_str(), 1);
-        } else {
-            ::unsetenv("XDG_CONFIG_HOME");
-        }
     }
 
     test::ScopedKeyboardLayout us_;
     test::TempDir config_;
-    std::optional<std::string> savedConfigHome_;
+    test::ScopedEnv configHome_{"XDG_CONFIG_HOME", config_.str()};
     std::shared_ptr<test::MemoryStore> store_ = std::make_shared<test::MemoryStore>();
     std::unique_ptr<settings::UserDefaults> defaults_ = test::makeMemoryDefaults(store_, [](const std::string&) {});
     test::FakeAlerts alerts_;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 
 using namespace jorvane;
@@ -39,7 +40,9 @@ INSTANTIATE_TEST_SUITE_P(
                     VersionCase{"HugeNumbersDoNotOverflow", "1.123456789012345678901", "1.99999999999999999999", 1},
                     VersionCase{"SurroundingSpacesAreIgnored", " 1.5 ", "1.5", 0},
                     VersionCase{"PlainBuildNumbers", "120", "99", 1},
-                    VersionCase{"EmptyIsZero", "", "0", 0}),
+                    VersionCase{"EmptyIsZero", "", "0", 0},
+                    VersionCase{"ZerosAloneAreZero", "1.000", "1", 0},
+                    VersionCase{"ASuffixAfterZerosCounts", "1.00a", "1.0b", -1}),
     [](const auto& param) { return std::string(param.param.name); });
 
 constexpr const char* kFeed = R"(<?xml version="1.0" encoding="utf-8"?>
@@ -87,6 +90,68 @@ TEST(AppcastParse, NewestAboveTheRunningVersionIsPickedWhateverTheOrder) {
     EXPECT_EQ(appcast::newestAbove(*items, "100")->version, "111");
     EXPECT_FALSE(appcast::newestAbove(*items, "111"));
     EXPECT_FALSE(appcast::newestAbove(*items, "200"));
+}
+
+// One item of a feed, and what is read from it.
+struct ItemCase {
+    const char* name;
+    const char* item;  // the text between <channel> and </channel>
+    std::optional<AppcastItem> read;  // nothing: the item is skipped
+};
+
+class FeedItem : public testing::TestWithParam<ItemCase> {};
+
+TEST_P(FeedItem, IsReadAsExpected) {
+    const auto items = appcast::parse(std::string("<rss><channel>") + GetParam().item + "</channel></rss>");
+    ASSERT_TRUE(items);
+    ASSERT_EQ(items->size(), GetParam().read ? 1u : 0u);
+    if (!GetParam().read) return;
+    const AppcastItem& got = items->front();
+    const AppcastItem& want = *GetParam().read;
+    EXPECT_EQ(got.title, want.title);
+    EXPECT_EQ(got.version, want.version);
+    EXPECT_EQ(got.shortVersion, want.shortVersion);
+    EXPECT_EQ(got.url, want.url);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Feeds, FeedItem,
+    testing::Values(
+        ItemCase{"NumericReferencesBelow128AreDecodedOthersKept",
+                 "<item><title> &#74;&#x6f;rvane&#7; &#233; &unknown; &amp;&lt;&gt;&quot;&apos; </title>"
+                 "<enclosure sparkle:version=\"1\" url=\"u\"/></item>",
+                 AppcastItem{"Jorvane &#233; &unknown; &<>\"'", "1", "1", "u"}},
+        ItemCase{"AnUnclosedCdataRunsToTheEndOfTheElement",
+                 "<item><title>a <![CDATA[b&amp;c</title><enclosure sparkle:version=\"1\" url=\"u\"/></item>",
+                 AppcastItem{"a b&amp;c", "1", "1", "u"}},
+        ItemCase{"AttributesTakeSpacesAroundTheEqualsSignAndAreTrimmed",
+                 "<item><enclosure url = ' u ' sparkle:version =\" 7 \"/></item>",
+                 AppcastItem{"", "7", "7", "u"}},
+        ItemCase{"ANameThatOnlyEndsLikeTheAttributeIsNotIt",
+                 "<item><enclosure xurl=\"x\" url=\"u\" sparkle:version=\"1\"/></item>",
+                 AppcastItem{"", "1", "1", "u"}},
+        ItemCase{"AnUnquotedAttributeIsNoValueAndTheElementsAreUsed",
+                 "<item><enclosure url=u sparkle:version=7/><sparkle:version>8</sparkle:version>"
+                 "<link>l</link></item>",
+                 AppcastItem{"", "8", "8", "l"}},
+        ItemCase{"AnElementWhoseNameOnlyBeginsLikeTheWantedOneIsNotIt",
+                 "<item><titles>no</titles><title>yes</title><enclosure sparkle:version=\"1\"/></item>",
+                 AppcastItem{"yes", "1", "1", ""}},
+        ItemCase{"AnEmptyElementGivesAnEmptyText",
+                 "<item><title/><sparkle:version>3</sparkle:version><link/></item>",
+                 AppcastItem{"", "3", "3", ""}},
+        ItemCase{"AnEmptyVersionSkipsTheItem", "<item><enclosure url=\"u\" sparkle:version=\"\"/></item>",
+                 std::nullopt}),
+    [](const auto& param) { return std::string(param.param.name); });
+
+TEST(AppcastParse, ItemsAfterTheFirstAreReadToo) {
+    const auto items = appcast::parse(
+        "<rss><channel><item><enclosure sparkle:version=\"1\"/></item>"
+        "<item><enclosure sparkle:version=\"2\"/></item><item><enclosure sparkle:version=\"3\"/></item>"
+        "</channel></rss>");
+    ASSERT_TRUE(items);
+    ASSERT_EQ(items->size(), 3u);
+    EXPECT_EQ((*items)[2].version, "3");
 }
 
 struct BadFeed {

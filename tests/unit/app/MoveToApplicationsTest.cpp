@@ -25,10 +25,7 @@ namespace {
 namespace fs = std::filesystem;
 using Outcome = MoveToApplications::Outcome;
 
-std::string read(const fs::path& file) {
-    std::ifstream in(file);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
+using jorvane::test::readFile;
 
 class MoveFixture {
 public:
@@ -98,7 +95,7 @@ TEST_P(Move, Row) {
     EXPECT_EQ(MoveToApplications::moveToApplicationsAndRestart(context()), row.outcome);
     EXPECT_EQ(log_->entries(), expanded(row.steps));
     const fs::path program = fs::path(destination()) / "bin/jorvane";
-    const std::string holds = fs::exists(program) ? read(program) : "";
+    const std::string holds = fs::exists(program) ? readFile(program) : "";
     EXPECT_EQ(holds.empty() ? "" : holds.substr(holds.rfind(' ') + 1, holds.size() - holds.rfind(' ') - 2),
               row.destinationHolds);
     const bool trashed = row.outcome == Outcome::relaunched;

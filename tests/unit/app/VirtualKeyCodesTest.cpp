@@ -45,5 +45,25 @@ TEST(VirtualKeyCodes, impliedFlagsNeverTouchTheShortcutModifiers) {
     EXPECT_EQ(virtualKey(kVK_ANSI_G)->impliedFlags, 0u);
 }
 
+// The keypad's keys imply the keypad flag, the function keys Fn; the keys that
+// type, the modifiers and the media keys imply nothing.
+TEST(VirtualKeyCodes, impliedFlagsFollowTheKindOfKey) {
+    using K = VirtualKeyKind;
+    for (const VirtualKey& key : virtualKeyTable()) {
+        switch (key.kind) {
+            case K::Keypad: EXPECT_EQ(key.impliedFlags, kCGEventFlagMaskNumericPad) << key.name; break;
+            case K::Function: EXPECT_EQ(key.impliedFlags, kCGEventFlagMaskSecondaryFn) << key.name; break;
+            case K::Character:
+            case K::Whitespace:
+            case K::Modifier:
+            case K::Media: EXPECT_EQ(key.impliedFlags, 0u) << key.name; break;
+            default: break;
+        }
+    }
+    EXPECT_EQ(virtualKey(kVK_ANSI_Keypad1)->usCharacter, U'1');
+    EXPECT_EQ(virtualKeyNamed("ANSI_KeypadEnter")->code, kVK_ANSI_KeypadEnter);
+    EXPECT_EQ(virtualKeyNamed("ANSI_KeypadDecimal")->usCharacter, U'.');
+}
+
 }  // namespace
 }  // namespace jorvane

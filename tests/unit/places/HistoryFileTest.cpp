@@ -17,12 +17,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string slurp(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
+using jorvane::test::readFile;
 
 std::vector<std::string> filesIn(const fs::path& folder) {
     std::vector<std::string> names;
@@ -76,10 +71,10 @@ TEST(HistoryFile, AFileWithBadLinesIsSetAsideIntactAndItsGoodLinesKept) {
 
     const std::vector<std::string> names = filesIn(dir.path());
     ASSERT_EQ(names.size(), 1u);
-    EXPECT_EQ(slurp(dir.path() / names[0]), damaged);
+    EXPECT_EQ(readFile(dir.path() / names[0]), damaged);
     ASSERT_EQ(file.save(loaded.history), "");  // a fresh file beside the one set aside
     EXPECT_EQ(filesIn(dir.path()).size(), 2u);
-    EXPECT_EQ(slurp(dir.path() / names[0]), damaged);
+    EXPECT_EQ(readFile(dir.path() / names[0]), damaged);
 }
 
 TEST(HistoryFile, AFifoInItsPlaceIsLeftAloneWithoutBlockingAndNotWrittenOver) {

@@ -17,10 +17,7 @@ namespace {
 const std::filesystem::path kShippedResource = std::filesystem::path(JORVANE_RESOURCE_DIR) / "DefaultPreferences.json";
 
 Value readJson(const std::filesystem::path& file) {
-    std::ifstream in(file);
-    std::stringstream text;
-    text << in.rdbuf();
-    return Value::parse(text.str());
+    return Value::parse(jorvane::test::readFile(file));
 }
 
 struct Collector {

@@ -24,12 +24,7 @@ namespace {
 
 using jorvane::test::ScopedEnv;
 
-std::string slurp(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
+using jorvane::test::readFile;
 
 std::vector<std::string> filesIn(const fs::path& folder) {
     std::vector<std::string> names;
@@ -78,7 +73,7 @@ TEST_F(FileDefaultsTest, FirstSetCreatesTheFolderAndAReadableFileOfStoredValuesO
     defaults->setBool(true, keys::notFirstLaunch);
     defaults->setObject(HotkeyRecorderEntry{5, 0x100000, 0x100, "g", "g"}.toDictionary(),
                         keys::hotkeyRecorder("hotkey"));
-    EXPECT_EQ(slurp(settingsFile()), R"({
+    EXPECT_EQ(readFile(settingsFile()), R"({
     "HotkeyRecorder hotkey": {
         "keyChars": "g",
         "keyCharsIgnoringModifiers": "g",
@@ -121,7 +116,7 @@ TEST_F(FileDefaultsTest, SaveReplacesTheFileWholeAndKeepsItsPermissions) {
     before << reader.rdbuf();
     EXPECT_EQ(before.str(), R"({"version": "1"})");
     // A complete document (a torn write would not parse) with every value.
-    const Value saved = Value::parse(slurp(settingsFile()));
+    const Value saved = Value::parse(readFile(settingsFile()));
     EXPECT_EQ(saved, Value::parse(R"({"version": "1", "hotkey_keycode": 19})"));
     EXPECT_EQ(fs::status(settingsFile()).permissions() & fs::perms::all, fs::perms::owner_read | fs::perms::owner_write);
     EXPECT_EQ(filesIn(settingsFile().parent_path()), std::vector<std::string>{"settings.json"});
@@ -133,7 +128,7 @@ TEST_F(FileDefaultsTest, SavingThroughASymbolicLinkWritesTheLinkedFile) {
     auto defaults = open();
     defaults->setInteger(3, keys::hotkeyKeycode);
     EXPECT_TRUE(fs::is_symlink(settingsFile()));
-    EXPECT_EQ(Value::parse(slurp(real)), Value::parse(R"({"version": "1", "hotkey_keycode": 3})"));
+    EXPECT_EQ(Value::parse(readFile(real)), Value::parse(R"({"version": "1", "hotkey_keycode": 3})"));
 }
 
 TEST_F(FileDefaultsTest, WrongTypedValueIsNotCorruption) {
@@ -165,12 +160,12 @@ TEST_P(DamagedSettingsFile, IsSetAsideIntactAndTheDefaultsAreUsed) {
 
     const auto files = filesIn(settingsFile().parent_path());
     ASSERT_EQ(files.size(), 1u);
-    EXPECT_EQ(slurp(settingsFile().parent_path() / files[0]), GetParam().contents);
+    EXPECT_EQ(readFile(settingsFile().parent_path() / files[0]), GetParam().contents);
 
     // Saving now starts a fresh file beside the one set aside.
     defaults->setInteger(7, keys::hotkeyKeycode);
     EXPECT_EQ(filesIn(settingsFile().parent_path()).size(), 2u);
-    EXPECT_EQ(slurp(settingsFile().parent_path() / files[0]), GetParam().contents);
+    EXPECT_EQ(readFile(settingsFile().parent_path() / files[0]), GetParam().contents);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -190,7 +185,7 @@ TEST_F(FileDefaultsTest, SecondDamagedFileDoesNotReplaceTheFirstOneSetAside) {
     ASSERT_EQ(warnings_.size(), 2u);
     std::vector<std::string> contents;
     for (const std::string& name : filesIn(settingsFile().parent_path())) {
-        contents.push_back(slurp(settingsFile().parent_path() / name));
+        contents.push_back(readFile(settingsFile().parent_path() / name));
     }
     std::sort(contents.begin(), contents.end());
     EXPECT_EQ(contents, (std::vector<std::string>{"first {", "second {"}));
@@ -205,7 +200,7 @@ TEST_F(FileDefaultsTest, UnreadableFileIsSetAsideIntact) {
     EXPECT_NE(warnings_[0].find("cannot be read (Is a directory)"), std::string::npos) << warnings_[0];
     const auto files = filesIn(settingsFile().parent_path());
     ASSERT_EQ(files.size(), 1u);
-    EXPECT_EQ(slurp(settingsFile().parent_path() / files[0] / "inside"), "kept");
+    EXPECT_EQ(readFile(settingsFile().parent_path() / files[0] / "inside"), "kept");
 }
 
 TEST_F(FileDefaultsTest, DamagedFileThatCannotBeSetAsideIsNeverWrittenOver) {
@@ -218,7 +213,7 @@ TEST_F(FileDefaultsTest, DamagedFileThatCannotBeSetAsideIsNeverWrittenOver) {
     defaults.setInteger(7, keys::hotkeyKeycode);
     EXPECT_FALSE(defaults.synchronize());
     EXPECT_EQ(defaults.integerForKey(keys::hotkeyKeycode), 7);  // still in effect for this run
-    EXPECT_EQ(slurp(file), "{ broken");
+    EXPECT_EQ(readFile(file), "{ broken");
     ASSERT_EQ(warnings_.size(), 2u);
     EXPECT_NE(warnings_[0].find("could not be set aside"), std::string::npos) << warnings_[0];
     EXPECT_NE(warnings_[1].find("settings not saved"), std::string::npos) << warnings_[1];
@@ -273,7 +268,7 @@ TEST_F(FileDefaultsTest, TwoProcessesSavingAtOnceLoseNoKey) {
         ASSERT_EQ(::waitpid(child, &status, 0), child);
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
     }
-    const Value saved = Value::parse(slurp(settingsFile()));
+    const Value saved = Value::parse(readFile(settingsFile()));
     for (const char* prefix : {"a", "b"})
         for (int i = 0; i < kKeysEach; ++i) EXPECT_TRUE(saved.contains(prefix + std::to_string(i))) << prefix << i;
 }
@@ -291,4 +286,20 @@ TEST_F(FileDefaultsTest, EditOfTheFileIsPickedUp) {
     std::ofstream(settingsFile(), std::ios::trunc) << R"({"hotkey_keycode": 9, "inactive_shortcuts": true})";
     defaults->reload();
     EXPECT_EQ(defaults->integerForKey(keys::hotkeyKeycode), 9);
+}
+
+TEST_F(FileDefaultsTest, TheStorageSaysWhetherTheFileChangedSinceItWasLastRead) {
+    writeSettings(R"({"hotkey_keycode": 8})");
+    FileDefaultsStorage storage(settingsFile());
+    EXPECT_TRUE(storage.changedSinceLastSync()) << "never read";
+    storage.load();
+    EXPECT_FALSE(storage.changedSinceLastSync());
+    dir_.file("config/jorvane/settings.json.new", R"({"hotkey_keycode": 9})");
+    fs::rename(settingsFile().string() + ".new", settingsFile());
+    EXPECT_TRUE(storage.changedSinceLastSync());
+    storage.load();
+    fs::remove(settingsFile());
+    EXPECT_TRUE(storage.changedSinceLastSync()) << "removed";
+    storage.load();
+    EXPECT_FALSE(storage.changedSinceLastSync()) << "still missing";
 }

@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <memory>
 #include <optional>
 
@@ -15,6 +14,7 @@
 #include "fakes/FakeSymbolicHotKeys.h"
 #include "fakes/MemoryDefaults.h"
 #include "fakes/TestSupport.h"
+#include "unit/ScopedEnv.h"
 #include "settings/LoginItems.h"
 #include "settings/UserDefaults.h"
 
@@ -55,18 +55,6 @@ private:
 
 class PrefFixture {
 protected:
-    PrefFixture() {
-        if (const char* old = std::getenv("XDG_CONFIG_HOME")) savedConfigHome_ = old;
-        ::setenv("XDG_CONFIG_HOME", config_.str().c_str(), 1);
-    }
-    ~PrefFixture() {
-        if (savedConfigHome_) {
-            ::setenv("XDG_CONFIG_HOME", savedConfigHome_->c_str(), 1);
-        } else {
-            ::unsetenv("XDG_CONFIG_HOME");
-        }
-    }
-
     std::unique_ptr<JVPrefController> open(FakePane& pane) {
         auto controller = std::make_unique<JVPrefController>(JVPrefController::Dependencies{
             *defaults_, kProgram, {}, [this] { ++settingsChanges_; }});
@@ -94,7 +82,7 @@ protected:
     std::unique_ptr<settings::UserDefaults> defaults_ = test::makeMemoryDefaults(store_, [](const std::string&) {});
     test::FakeAlerts alerts_;
     test::TempDir config_;
-    std::optional<std::string> savedConfigHome_;
+    test::ScopedEnv configHome_{"XDG_CONFIG_HOME", config_.str()};
     int settingsChanges_ = 0;
 };
 

@@ -25,12 +25,7 @@ protected:
         std::sort(names.begin(), names.end());
         return names;
     }
-    std::string read(const std::string& name) const {
-        std::ifstream in(autostart() / name);
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
+    std::string read(const std::string& name) const { return test::readFile(autostart() / name); }
     void write(const std::string& name, const std::string& text) const { home_.file("autostart/" + name, text); }
 
     test::TempDir home_;
@@ -123,6 +118,21 @@ TEST_F(LoginItems, EntriesTheSessionWouldNotStartAreNeitherReportedNorRemoved) {
     EXPECT_EQ(files().size(), entries.size());
 }
 
+TEST_F(LoginItems, EntriesWrittenByHandAreReadLikeTheSessionReadsThem) {
+    write("crlf.desktop", "[Desktop Entry]\r\nExec=/opt/crlf \t\r\nHidden=false\r\n");
+    write("spaced.desktop", "# made by hand\n  [Desktop Entry]\nTerminal=false\n  Exec =  \"/opt/a\\sb\"\n");
+    write("escaped.desktop", "[Desktop Entry]\nExec=\"/opt/q r\" %U\nX-GNOME-Autostart-enabled=true\n");
+    EXPECT_TRUE(LoginItem::HasLoginItemWithPath("/opt/crlf"));
+    EXPECT_TRUE(LoginItem::HasLoginItemWithPath("/opt/a b"));
+    EXPECT_TRUE(LoginItem::HasLoginItemWithPath("/opt/q r"));
+}
+
+TEST_F(LoginItems, TheFileNameKeepsPlainCharactersOnly) {
+    LoginItem::InstallLoginItemWithPath("/opt/bin/.my prog_v1.2-x");
+    EXPECT_EQ(files(), std::vector<std::string>{"my-prog_v1.2-x.desktop"});
+    EXPECT_TRUE(LoginItem::HasLoginItemWithPath("/opt/bin/.my prog_v1.2-x"));
+}
+
 TEST_F(LoginItems, ANameTakenByAnotherProgramGetsANumberAndNoTemporaryFilesRemain) {
     write("jorvane.desktop", "[Desktop Entry]\nExec=/usr/bin/something-else\n");
     LoginItem::InstallLoginItemWithPath("/opt/Jorvane/bin/jorvane");
@@ -165,6 +175,8 @@ TEST(DesktopValues, EscapesRoundTrip) {
     const std::string value = " lead\\back\nnew\ttab\rret";
     EXPECT_EQ(LoginItem::escapeDesktopValue(value), "\\slead\\\\back\\nnew\\ttab\\rret");
     EXPECT_EQ(LoginItem::unescapeDesktopValue(LoginItem::escapeDesktopValue(value)), value);
+    EXPECT_EQ(LoginItem::unescapeDesktopValue("a\\"), "a\\") << "a lone backslash at the end stays";
+    EXPECT_EQ(LoginItem::unescapeDesktopValue("\\$x"), "\\$x") << "the Exec quoting's escapes stay";
     for (const char* path : {"/a b", "/x\"y", "/p%q", "/$HOME", "/plain", ""}) {
         const auto split = LoginItem::splitExecArguments(
             LoginItem::unescapeDesktopValue(LoginItem::escapeDesktopValue(LoginItem::quoteExecArgument(path))));

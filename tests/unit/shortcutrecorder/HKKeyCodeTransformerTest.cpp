@@ -51,6 +51,21 @@ INSTANTIATE_TEST_SUITE_P(
                     NameRow{"KeyTheLayoutLacksHasNoName", 90, std::nullopt}),
     [](const testing::TestParamInfo<NameRow>& row) { return std::string(row.param.name); });
 
+// Every function key and every key of the numeric keypad, in one list.
+TEST(KeyCodeNames, FunctionAndKeypadKeysAreNamedInOrder) {
+    test::ScopedKeyboardLayout us;
+    const std::vector<std::pair<HKKeyCode, std::string>> keys = {
+        {122, "F1"},   {120, "F2"},   {99, "F3"},    {118, "F4"},   {96, "F5"},    {97, "F6"},    {98, "F7"},
+        {100, "F8"},   {101, "F9"},   {109, "F10"},  {103, "F11"},  {111, "F12"},  {105, "F13"},  {107, "F14"},
+        {113, "F15"},  {106, "F16"},  {64, "F17"},   {79, "F18"},   {80, "F19"},   {65, "Pad ."}, {67, "Pad *"},
+        {69, "Pad +"}, {75, "Pad /"}, {78, "Pad -"}, {81, "Pad ="}, {82, "Pad 0"}, {83, "Pad 1"}, {84, "Pad 2"},
+        {85, "Pad 3"}, {86, "Pad 4"}, {87, "Pad 5"}, {88, "Pad 6"}, {89, "Pad 7"}, {91, "Pad 8"}, {92, "Pad 9"}};
+    for (const auto& [code, name] : keys) {
+        EXPECT_EQ(HKKeyCodeTransformer().transformedValue(code), name) << code;
+        EXPECT_EQ(HKKeyCodeTransformer().reverseTransformedValue(name), code) << name;
+    }
+}
+
 TEST(KeyCodeNameLayout, WithoutLayoutLayoutKeysReadQuestionMarksAndSpecialKeysKeepTheirNames) {
     test::ScopedKeyboardLayout scoped;
     scoped.layout().setHasLayout(false);
