@@ -61,8 +61,8 @@ TEST(VirtualKeyCodes, impliedFlagsFollowTheKindOfKey) {
         }
     }
     EXPECT_EQ(virtualKey(kVK_ANSI_Keypad1)->usCharacter, U'1');
-    EXPECT_EQ(virtualKeyNamed("ANSI_KeypadEnter")->code, kVK_ANSI_KeypadEnter);
-    EXPECT_EQ(virtualKeyNamed("ANSI_KeypadDecimal")->usCharacter, U'.');
+    EXPECT_EQ(virtualKey(kVK_ANSI_KeypadEnter)->name, "ANSI_KeypadEnter");
+    EXPECT_EQ(virtualKey(kVK_ANSI_KeypadDecimal)->usCharacter, U'.');
 }
 
 }  // namespace
