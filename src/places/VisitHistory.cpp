@@ -104,7 +104,11 @@ bool VisitHistory::add(const VisitedFolder& folder) {
 }
 
 void VisitHistory::ageIfNeeded() {
-    if (total_ <= kScoreBound) return;
+    // The total is a sum of doubles, which depends a little on the order of
+    // its terms: a history whose scores add up to the bound itself must not
+    // age when it is read back in another order.
+    constexpr double kRoundingSlack = 1e-6;
+    if (total_ <= kScoreBound + kRoundingSlack) return;
     const double factor = 0.9 * kScoreBound / total_;
     // Backwards, so that removeAt() moves an entry already scaled into the gap.
     for (std::size_t i = records_.size(); i-- > 0;) {

@@ -88,11 +88,20 @@ void VisitedFolders::visit(std::string folder) {
 std::vector<std::string> VisitedFolders::matching(std::string_view typed, std::size_t limit) {
     std::vector<std::string> paths;
     for (RankedFolder& ranked : history_.query(typed, now(), limit)) paths.push_back(std::move(ranked.path));
-    if (paths.empty()) return paths;
-    // Folders that are gone are dropped before the next query.
-    worker_->queue.addOperation([paths, weak = std::weak_ptr(self_)] {
+    // Folders that are gone are dropped before the next query. Every
+    // keystroke queries: a folder is looked at again only after a while.
+    const UnixSeconds at = now();
+    std::vector<std::string> unchecked;
+    for (const std::string& path : paths) {
+        auto [checked, fresh] = checkedAt_.try_emplace(path, at);
+        if (!fresh && at - checked->second < kRecheckAfter) continue;
+        checked->second = at;
+        unchecked.push_back(path);
+    }
+    if (unchecked.empty()) return paths;
+    worker_->queue.addOperation([unchecked = std::move(unchecked), weak = std::weak_ptr(self_)] {
         std::vector<std::string> gone;
-        for (const std::string& path : paths) {
+        for (const std::string& path : unchecked) {
             if (!isFolder(path)) gone.push_back(path);
         }
         if (gone.empty()) return;
@@ -109,6 +118,7 @@ std::vector<std::string> VisitedFolders::matching(std::string_view typed, std::s
 
 void VisitedFolders::forget() {
     history_.clear();
+    checkedAt_.clear();
     if (!loaded_) forgotten_ = true;
     changed();
 }

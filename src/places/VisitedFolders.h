@@ -21,6 +21,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "places/HistoryFile.h"
@@ -84,6 +85,9 @@ private:
     SaveLimiter limiter_;
     bool loaded_ = false;
     bool forgotten_ = false;
+    // When each folder a query met was last looked at on the worker.
+    std::unordered_map<std::string, UnixSeconds> checkedAt_;
+    static constexpr UnixSeconds kRecheckAfter = 60;
     // Handed to the worker's callbacks, so that they do nothing once the
     // object is gone.
     std::shared_ptr<VisitedFolders*> self_;

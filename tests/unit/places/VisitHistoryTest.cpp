@@ -173,6 +173,19 @@ TEST(HistoryText, ReadsBackWhatItWritesWithOddPaths) {
     }
 }
 
+TEST(HistoryText, AHistoryWhoseScoresAddUpToTheBoundReadsBackUnaged) {
+    // In file order these scores add up to the bound; summed in another
+    // order they come out a hair above it.
+    const char* const text = "3681.818\t1\t/a\n2464.688\t1\t/b\n2184.072\t2\t/c\n1000\t2\t/d\n669.422\t2\t/e\n";
+    const ParsedHistory parsed = parseHistory(text);
+    const ParsedHistory again = parseHistory(serialiseHistory(parsed.history));
+    for (const VisitedFolder& folder : parsed.history.folders()) {
+        ASSERT_NE(again.history.find(folder.path), nullptr) << folder.path;
+        EXPECT_EQ(again.history.find(folder.path)->score, folder.score) << folder.path;
+    }
+    EXPECT_EQ(parsed.history.find("/d")->score, 1000);
+}
+
 struct LineRow {
     const char* name;
     const char* line;
