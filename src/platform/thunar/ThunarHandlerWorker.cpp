@@ -37,6 +37,8 @@ void ThunarHandlerCatalogue::Worker::run() {
         };
         g_source_set_callback(xSource, G_SOURCE_FUNC(onEvents), this, nullptr);
         g_source_attach(xSource, context_);
+        // Events read while asking for the active window wait in xcb's queue.
+        x_.processEvents([this](std::uint32_t xid) { noteActive(xid); });
     } else {
         KMLogInDomain(KMLogLevelWarn, kLogDomain, "cannot connect to the X display");
     }
@@ -107,6 +109,9 @@ void ThunarHandlerCatalogue::Worker::execute(Call& call) {
     const bool stale = reveal && otherCalls_.load() != call.othersBefore;
     // A job whose caller gave up before it started is not run at all.
     if (!stale && !expired(call.deadline) && !stopping_.load()) result = dispatch(call);
+    // The job's requests read events off the socket into xcb's queue, where
+    // the socket's readiness no longer announces them.
+    x_.processEvents([this](std::uint32_t xid) { noteActive(xid); });
     runningReveal_.store(false);
     runningSerial_.store(0);
     std::lock_guard lock(call.mutex);

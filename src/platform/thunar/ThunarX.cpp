@@ -64,16 +64,22 @@ std::uint32_t ThunarX::atom(const char* name) {
 
 void ThunarX::processEvents(const std::function<void(std::uint32_t)>& onActive) {
     if (!connection_) return;
-    bool activeChanged = false;
-    while (xcb_generic_event_t* event = xcb_poll_for_event(connection_)) {
-        if ((event->response_type & 0x7f) == XCB_PROPERTY_NOTIFY) {
-            auto* notify = reinterpret_cast<xcb_property_notify_event_t*>(event);
-            if (notify->window == root_ && notify->atom == netActiveWindow_) activeChanged = true;
+    // Asking for the active window (and whatever the callback asks) reads
+    // the socket while waiting for the reply, which moves later events into
+    // xcb's queue where the socket's readiness no longer announces them:
+    // drain again until a round brings no change of the active window.
+    for (;;) {
+        bool activeChanged = false;
+        while (xcb_generic_event_t* event = xcb_poll_for_event(connection_)) {
+            if ((event->response_type & 0x7f) == XCB_PROPERTY_NOTIFY) {
+                auto* notify = reinterpret_cast<xcb_property_notify_event_t*>(event);
+                if (notify->window == root_ && notify->atom == netActiveWindow_) activeChanged = true;
+            }
+            std::free(event);
         }
-        std::free(event);
-    }
-    if (activeChanged && onActive) {
-        if (std::optional<std::uint32_t> active = activeWindow()) onActive(*active);
+        if (!activeChanged) return;
+        std::optional<std::uint32_t> active = activeWindow();
+        if (active && onActive) onActive(*active);
     }
 }
 
