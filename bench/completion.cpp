@@ -82,10 +82,10 @@ void check(bool ok, const std::string& what) {
 
 std::string benchRoot;
 
-const std::array<const char*, 10> firstWords = {"Alpha", "Bravo", "Charlie", "Delta", "Echo",
-                                                 "Foxtrot", "Golf", "Hotel", "India", "Juliet"};
-const std::array<const char*, 10> secondWords = {"Notes", "Photo", "Draft", "Scan", "Backup",
-                                                  "Invoice", "Mail", "Track", "Video", "Report"};
+const std::array<const char*, 10> firstWords = {"Alpha",   "Bravo", "Charlie", "Delta", "Echo",
+                                                "Foxtrot", "Golf",  "Hotel",   "India", "Juliet"};
+const std::array<const char*, 10> secondWords = {"Notes",   "Photo", "Draft", "Scan",  "Backup",
+                                                 "Invoice", "Mail",  "Track", "Video", "Report"};
 const std::array<const char*, 7> extensions = {".txt", ".jpg", ".pdf", ".md", ".log", ".tar.gz", ""};
 
 // 100 stems ("AlphaNotes" ... "JulietReport"), none a prefix of another, so
@@ -95,8 +95,9 @@ std::string mixedName(int i) {
     const int stem = (i / 3) % 100;
     char number[16];
     std::snprintf(number, sizeof number, "_%06d", i);
-    return std::string(firstWords[static_cast<std::size_t>(stem / 10)]) + secondWords[static_cast<std::size_t>(stem % 10)] +
-           number + (i % 20 == 7 ? "" : extensions[static_cast<std::size_t>(i % 7)]);
+    return std::string(firstWords[static_cast<std::size_t>(stem / 10)]) +
+           secondWords[static_cast<std::size_t>(stem % 10)] + number +
+           (i % 20 == 7 ? "" : extensions[static_cast<std::size_t>(i % 7)]);
 }
 
 void createMixedFolder(const std::string& path, int count) {
@@ -186,9 +187,13 @@ double compgenMedianMs(const std::string& word, int runs) {
     posix_spawn_file_actions_addclose(&actions, out[0]);
     posix_spawn_file_actions_addclose(&actions, out[1]);
     const std::string count = std::to_string(runs);
-    std::vector<char*> argv = {const_cast<char*>("bash"), const_cast<char*>("-c"), const_cast<char*>(script),
-                               const_cast<char*>("bash"), const_cast<char*>(word.c_str()),
-                               const_cast<char*>(count.c_str()), nullptr};
+    std::vector<char*> argv = {const_cast<char*>("bash"),
+                               const_cast<char*>("-c"),
+                               const_cast<char*>(script),
+                               const_cast<char*>("bash"),
+                               const_cast<char*>(word.c_str()),
+                               const_cast<char*>(count.c_str()),
+                               nullptr};
     std::vector<std::string> env = {"LC_ALL=C", "PATH=/usr/bin:/bin"};
     std::vector<char*> envp;
     for (auto& e : env) envp.push_back(e.data());
@@ -221,7 +226,8 @@ double compgenMedianMs(const std::string& word, int runs) {
 std::size_t bareGetdentsLoop(const std::string& path, std::size_t bufferSize) {
     const int fd = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     check(fd >= 0, "open " + path);
-    std::unique_ptr<char, decltype(&std::free)> buffer(static_cast<char*>(std::aligned_alloc(8, bufferSize)), &std::free);
+    std::unique_ptr<char, decltype(&std::free)> buffer(static_cast<char*>(std::aligned_alloc(8, bufferSize)),
+                                                       &std::free);
     std::size_t entries = 0;
     for (;;) {
         const long got = ::syscall(SYS_getdents64, fd, buffer.get(), bufferSize);
@@ -376,7 +382,8 @@ void FirstListing(benchmark::State& state) {
     state.counters["listing_ratio"] = median(listing) / base;
     state.counters["first_keystroke_ms"] = median(firstKeystroke);
     state.counters["first_keystroke_ratio"] = median(firstKeystroke) / base;
-    state.counters["cache_bytes_per_100k"] = names ? static_cast<double>(bytes) * 100'000 / static_cast<double>(names) : 0;
+    state.counters["cache_bytes_per_100k"] =
+        names ? static_cast<double>(bytes) * 100'000 / static_cast<double>(names) : 0;
 }
 BENCHMARK(FirstListing)->Unit(benchmark::kMillisecond)->Iterations(9);
 
@@ -412,8 +419,10 @@ int main(int argc, char** argv) {
     int status = 0;
     try {
         benchmark::Initialize(&argc, argv);
-        if (benchmark::ReportUnrecognizedArguments(argc, argv)) status = 1;
-        else benchmark::RunSpecifiedBenchmarks();
+        if (benchmark::ReportUnrecognizedArguments(argc, argv))
+            status = 1;
+        else
+            benchmark::RunSpecifiedBenchmarks();
         benchmark::Shutdown();
     } catch (const std::exception& error) {
         std::fprintf(stderr, "bench_completion: %s\n", error.what());

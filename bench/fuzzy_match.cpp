@@ -22,9 +22,9 @@ using namespace jorvane::places;
 // case, numbers, extensions, some of them not ASCII.
 const std::vector<std::string>& names() {
     static const std::vector<std::string> all = [] {
-        static const char* const words[] = {"report", "Meeting", "notes", "draft", "Invoice", "photo", "backup",
-                                            "final", "Übersicht", "budget", "project", "data", "summary", "scan",
-                                            "Rechnung", "image", "video", "archive", "readme", "config"};
+        static const char* const words[] = {
+            "report",  "Meeting", "notes",   "draft", "Invoice",  "photo", "backup", "final",   "Übersicht", "budget",
+            "project", "data",    "summary", "scan",  "Rechnung", "image", "video",  "archive", "readme",    "config"};
         static const char* const separators[] = {"-", "_", ".", " ", ""};
         static const char* const extensions[] = {".txt", ".pdf", ".jpg", ".tar.gz", ".odt", "/", ".cpp", ""};
         constexpr unsigned kWords = sizeof words / sizeof words[0];

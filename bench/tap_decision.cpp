@@ -24,11 +24,11 @@
 #include "app/Application.h"
 #include "app/EnvironmentCheck.h"
 #include "app/FileManagerProcess.h"
-#include "app/JorvaneAppDelegate.h"
-#include "app/Updater.h"
-#include "bridges/VJASWrapper.h"
+#include "app/JorvaneApp.h"
+#include "filemanager/FileManagerCommands.h"
 #include "settings/FileDefaultsStorage.h"
 #include "settings/UserDefaults.h"
+#include "updater/Updater.h"
 #include "util/Dispatch.h"
 
 // Counts every allocation of the program, to show which paths allocate. GCC
@@ -76,12 +76,12 @@ std::unique_ptr<settings::UserDefaults> makeDefaults(const ScratchFolder* folder
     return defaults;
 }
 
-TapEvent keyEvent(CGKeyCode code, bool down, CGEventFlags flags) { return TapEvent::keyboardEvent(code, down, flags); }
+TapEvent keyEvent(KeyCode code, bool down, Modifiers flags) { return TapEvent::keyboardEvent(code, down, flags); }
 
-const TapEvent kHotKeyDown = keyEvent(kVK_ANSI_G, true, kCGEventFlagMaskCommand);
-const TapEvent kHotKeyUp = keyEvent(kVK_ANSI_G, false, kCGEventFlagMaskCommand);
-const TapEvent kReloadShortcut = keyEvent(kVK_ANSI_R, true, kCGEventFlagMaskCommand);
-const TapEvent kOtherKey = keyEvent(kVK_ANSI_J, true, kCGEventFlagMaskCommand);
+const TapEvent kHotKeyDown = keyEvent(kKeyG, true, kModifierCommand);
+const TapEvent kHotKeyUp = keyEvent(kKeyG, false, kModifierCommand);
+const TapEvent kReloadShortcut = keyEvent(kKeyR, true, kModifierCommand);
+const TapEvent kOtherKey = keyEvent(kKeyJ, true, kModifierCommand);
 
 void decide(benchmark::State& state, const TapEvent& event, bool fileBacked) {
     ScratchFolder folder;
@@ -90,7 +90,7 @@ void decide(benchmark::State& state, const TapEvent& event, bool fileBacked) {
     activation::HotKeyChord chord;
     for (auto _ : state) {
         // A release is decided against the press that armed the hot key.
-        if (event.type == kCGEventKeyUp) chord = {activation::HotKeyChord::Phase::armed, event.keyCode};
+        if (event.type == kEventKeyUp) chord = {activation::HotKeyChord::Phase::armed, event.keyCode};
         benchmark::DoNotOptimize(activation::decideKeyEvent(event, *defaults, chord));
     }
     state.counters["allocs"] =
@@ -118,10 +118,10 @@ public:
 };
 class NullAccessibility final : public AccessibilityAPI {
 public:
-    AXUIElementRef systemWideElement() override { return nullptr; }
-    AXUIElementRef applicationElement(std::int32_t) override { return nullptr; }
-    AXUIElementRef elementAtPosition(float, float) override { return nullptr; }
-    std::vector<AXWindowInfo> windowList() override { return {}; }
+    ElementRef systemWideElement() override { return nullptr; }
+    ElementRef applicationElement(std::int32_t) override { return nullptr; }
+    ElementRef elementAtPosition(float, float) override { return nullptr; }
+    std::vector<WindowInfo> windowList() override { return {}; }
     Point mouseLocation() override { return {}; }
 };
 class NullWorkspace final : public WorkspaceObserver {
@@ -130,7 +130,7 @@ public:
 };
 class NullAlerts final : public Alerts {
 public:
-    int runModal(const AlertSpec&) override { return NSAlertFirstButtonReturn; }
+    int runModal(const AlertSpec&) override { return kAlertFirstButton; }
 };
 class NullApplication final : public Application {
 public:
@@ -165,9 +165,24 @@ void callback(benchmark::State& state, const TapEvent& event) {
     NullEnvironment environment;
     NullFileManager fileManager;
     NullUpdater updater;
-    VJASWrapper bridge;
-    JorvaneAppDelegate delegate({*defaults, accessibility, tap, workspace, alerts, application, environment, fileManager,
-                                 updater, bridge, nullptr, nullptr, nullptr, nullptr, PlatformNames{}, {}, "bench"});
+    FileManagerCommands bridge;
+    JorvaneApp delegate({*defaults,
+                         accessibility,
+                         tap,
+                         workspace,
+                         alerts,
+                         application,
+                         environment,
+                         fileManager,
+                         updater,
+                         bridge,
+                         nullptr,
+                         nullptr,
+                         nullptr,
+                         nullptr,
+                         PlatformNames{},
+                         {},
+                         "bench"});
     std::uint64_t allocations = 0;
     std::int64_t n = 0;
     for (auto _ : state) {
@@ -186,7 +201,7 @@ void callback(benchmark::State& state, const TapEvent& event) {
 
 BENCHMARK_CAPTURE(callback, hotKeyPress, kHotKeyDown);
 BENCHMARK_CAPTURE(callback, hotKeyRelease, kHotKeyUp);
-BENCHMARK_CAPTURE(callback, titleClick, TapEvent::mouseEvent(kCGEventLeftMouseUp, {400, 60}));
+BENCHMARK_CAPTURE(callback, titleClick, TapEvent::mouseEvent(kEventLeftMouseUp, {400, 60}));
 
 }  // namespace
 

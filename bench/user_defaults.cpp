@@ -36,8 +36,8 @@ private:
 };
 
 std::unique_ptr<UserDefaults> fileBacked(const ScratchFolder& folder) {
-    auto defaults = std::make_unique<UserDefaults>(std::make_unique<FileDefaultsStorage>(folder.file()),
-                                                   [](const std::string&) {});
+    auto defaults =
+        std::make_unique<UserDefaults>(std::make_unique<FileDefaultsStorage>(folder.file()), [](const std::string&) {});
     defaults->registerDefaults(shippedDefaults());
     defaults->setBool(true, keys::notFirstLaunch);
     return defaults;

@@ -3,10 +3,10 @@
 
 #include <benchmark/benchmark.h>
 
+#include <unistd.h>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
-#include <unistd.h>
 
 #include "places/HistoryFile.h"
 #include "places/VisitHistory.h"
@@ -21,8 +21,8 @@ constexpr UnixSeconds kNow = 1'800'000'000;
 // Folders shaped like a home's: a few levels of ordinary words, some of them
 // not ASCII, with scores and visit times spread out.
 VisitHistory makeHistory(int count) {
-    static const char* const words[] = {"Projects", "Documents", "Reports", "src", "build", "Photos", "Musik",
-                                        "Übersicht", "archive", "2026", "notes", "clients", "Rechnungen", "tmp"};
+    static const char* const words[] = {"Projects",  "Documents", "Reports", "src",   "build",   "Photos",     "Musik",
+                                        "Übersicht", "archive",   "2026",    "notes", "clients", "Rechnungen", "tmp"};
     constexpr int kWords = sizeof words / sizeof words[0];
     VisitHistory history;
     unsigned seed = 12345;
@@ -33,7 +33,8 @@ VisitHistory makeHistory(int count) {
         const int depth = 2 + static_cast<int>(next() % 4);
         for (int d = 0; d < depth; ++d) path += std::string("/") + words[next() % kWords];
         path += "-" + std::to_string(i);
-        history.add({path, 1 + static_cast<double>(next() % 8), kNow - static_cast<UnixSeconds>(next() % (30 * 86400))});
+        history.add(
+            {path, 1 + static_cast<double>(next() % 8), kNow - static_cast<UnixSeconds>(next() % (30 * 86400))});
     }
     return history;
 }

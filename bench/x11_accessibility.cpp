@@ -20,7 +20,7 @@
 #include <memory>
 #include <thread>
 
-#include "bridges/AXUtils.h"
+#include "accessibility/WindowLookup.h"
 #include "platform/x11/X11Accessibility.h"
 #include "platform/x11/X11Windows.h"
 
@@ -32,10 +32,10 @@ using namespace jorvane;
 class MouseOverTitle final : public AccessibilityAPI {
 public:
     MouseOverTitle(std::shared_ptr<x11::X11Accessibility> ax, Point mouse) : ax_(std::move(ax)), mouse_(mouse) {}
-    AXUIElementRef systemWideElement() override { return ax_->systemWideElement(); }
-    AXUIElementRef applicationElement(std::int32_t pid) override { return ax_->applicationElement(pid); }
-    AXUIElementRef elementAtPosition(float x, float y) override { return ax_->elementAtPosition(x, y); }
-    std::vector<AXWindowInfo> windowList() override { return ax_->windowList(); }
+    ElementRef systemWideElement() override { return ax_->systemWideElement(); }
+    ElementRef applicationElement(std::int32_t pid) override { return ax_->applicationElement(pid); }
+    ElementRef elementAtPosition(float x, float y) override { return ax_->elementAtPosition(x, y); }
+    std::vector<WindowInfo> windowList() override { return ax_->windowList(); }
     Point mouseLocation() override { return mouse_; }
 
 private:
@@ -64,36 +64,38 @@ struct Scene {
         xcb_create_window(c, XCB_COPY_FROM_PARENT, window, screen->root, 120, 120, 720, 420, 0,
                           XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, XCB_CW_BACK_PIXEL, &background);
         const char name[] = "/home/user/Documents/Projects/jorvane - Thunar";
-        xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8,
-                            std::strlen(name), name);
+        xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, std::strlen(name),
+                            name);
         std::uint32_t hints[18] = {1 | 2, 120, 120, 720, 420};  // USPosition, USSize
-        xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS, 32,
-                            18, hints);
+        xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS, 32, 18,
+                            hints);
         xcb_map_window(c, window);
         // In front, as a window is when the user clicks its title (xfwm4
         // may keep a new window behind the active one).
         const char* activeName = "_NET_ACTIVE_WINDOW";
-        if (auto* atom = xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, std::strlen(activeName), activeName), nullptr)) {
+        if (auto* atom =
+                xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, std::strlen(activeName), activeName), nullptr)) {
             xcb_client_message_event_t message{};
             message.response_type = XCB_CLIENT_MESSAGE;
             message.format = 32;
             message.window = window;
             message.type = atom->atom;
             message.data.data32[0] = 2;  // from a pager: no focus stealing prevention
-            xcb_send_event(c, 0, screen->root, XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+            xcb_send_event(c, 0, screen->root,
+                           XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
                            reinterpret_cast<const char*>(&message));
             std::free(atom);
         }
         xcb_flush(c);
 
         ax = std::make_shared<x11::X11Accessibility>();
-        const AXUIElementRef element = ax->windowElement(window);
+        const ElementRef element = ax->windowElement(window);
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(3);
         // Until the window manager has framed the window and drawn its title.
         while (std::chrono::steady_clock::now() < deadline) {
             Rect frame;
-            if (AXUtils::AXWindowGetFrame(AXUtils::AXTitleElementForWindow(element), title) &&
-                AXUtils::AXWindowGetFrame(element, frame) && title.size.width < frame.size.width / 2)
+            if (WindowLookup::getWindowFrame(WindowLookup::titleElementForWindow(element), title) &&
+                WindowLookup::getWindowFrame(element, frame) && title.size.width < frame.size.width / 2)
                 return;
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
         }
@@ -126,15 +128,16 @@ bool ready(benchmark::State& state) {
 void BM_TitleClick(benchmark::State& state) {
     if (!ready(state)) return;
     const Rect t = scene().title;
-    AXUtils::setAccessibility(std::make_shared<MouseOverTitle>(
+    WindowLookup::setAccessibility(std::make_shared<MouseOverTitle>(
         scene().ax, Point{t.origin.x + t.size.width / 2, t.origin.y + t.size.height / 2}));
     for (auto _ : state) {
         Rect frame;
-        const bool ok = AXUtils::AXWindowGetFrame(AXUtils::AXTitleElementForWindow(AXUtils::AXWindowUnderMouse()), frame);
+        const bool ok =
+            WindowLookup::getWindowFrame(WindowLookup::titleElementForWindow(WindowLookup::windowUnderMouse()), frame);
         if (!ok) state.SkipWithError("the title's frame could not be read");
         benchmark::DoNotOptimize(frame);
     }
-    AXUtils::setAccessibility(nullptr);
+    WindowLookup::setAccessibility(nullptr);
 }
 BENCHMARK(BM_TitleClick)->Unit(benchmark::kMicrosecond);
 

@@ -61,7 +61,7 @@ UsKeyboard& keyboard() {
 // A callback that decides at once, as a stand-in for the core.
 EventTap::Callback instantCallback() {
     return [](const TapEvent& event) {
-        return event.keyCode == jorvane::kVK_ANSI_G ? EventTap::Decision::Swallow : EventTap::Decision::Pass;
+        return event.keyCode == jorvane::kKeyG ? EventTap::Decision::Swallow : EventTap::Decision::Pass;
     };
 }
 
@@ -130,7 +130,8 @@ void BM_ClickPath(benchmark::State& state) {
         auto* pointer = xcb_query_pointer_reply(display.c, xcb_query_pointer(display.c, display.root), nullptr);
         bool ours = false;
         for (const auto& [client, frame] : clientFrames) ours = ours || frame == pointer->child;
-        TapEvent event = TapEvent::mouseEvent(jorvane::kCGEventLeftMouseUp, {double(pointer->root_x), double(pointer->root_y)});
+        TapEvent event =
+            TapEvent::mouseEvent(jorvane::kEventLeftMouseUp, {double(pointer->root_x), double(pointer->root_y)});
         event.flags = k.keys->flagsForState(pointer->mask & 0xff);
         benchmark::DoNotOptimize(ours);
         benchmark::DoNotOptimize(callback(event));

@@ -8,8 +8,8 @@
 #include <memory>
 
 #include "platform/x11/X11KeyboardLayout.h"
-#include "shortcutrecorder/HKKeyCodeTransformer.h"
-#include "shortcutrecorder/HKValidator.h"
+#include "shortcut/ShortcutKeyNames.h"
+#include "shortcut/ShortcutValidator.h"
 
 namespace {
 
@@ -31,21 +31,21 @@ struct CompiledUS {
 
 void BM_NameOfALetter(benchmark::State& state) {
     const CompiledUS us;
-    for (auto _ : state) benchmark::DoNotOptimize(HKKeyCodeName(kVK_ANSI_G));
+    for (auto _ : state) benchmark::DoNotOptimize(shortcutKeyName(kKeyG));
 }
 BENCHMARK(BM_NameOfALetter);
 
 void BM_ReverseLookupOfAMissingName(benchmark::State& state) {
     const CompiledUS us;
-    const HKKeyCodeTransformer transformer;
+    const ShortcutKeyNames transformer;
     for (auto _ : state) benchmark::DoNotOptimize(transformer.reverseTransformedValue("No such key"));
 }
 BENCHMARK(BM_ReverseLookupOfAMissingName);
 
 void BM_ValidateAFreeCombination(benchmark::State& state) {
     const CompiledUS us;
-    HKValidator validator;
-    for (auto _ : state) benchmark::DoNotOptimize(validator.isKeyCodeAndFlagsTaken(kVK_ANSI_G, cmdKey));
+    ShortcutValidator validator;
+    for (auto _ : state) benchmark::DoNotOptimize(validator.isKeyCodeAndFlagsTaken(kKeyG, cmdKey));
 }
 BENCHMARK(BM_ValidateAFreeCombination);
 

@@ -1,7 +1,7 @@
 # Fails when a source of the core includes a platform toolkit's header. The
-# shadow headers in src/core_guard stop the compiler too; this check also
+# shadow headers in src/forbidden_headers stop the compiler too; this check also
 # catches includes inside code that is not compiled in every configuration.
-set(_dirs util bridges settings addressbar app shortcutrecorder places)
+set(_dirs accessibility addressbar app filemanager firstlaunch keys places settings shortcut updater util)
 set(_bad "")
 foreach(dir IN LISTS _dirs)
   file(GLOB_RECURSE _files ${SOURCE_DIR}/${dir}/*.h ${SOURCE_DIR}/${dir}/*.cpp)

@@ -31,10 +31,10 @@ if(JORVANE_BUILD_APP)
   install(FILES ${_compressed}/changelog.gz DESTINATION share/doc/jorvane)
 endif()
 
-# What the program runs at run time (src/platform/ExternalPrograms.h, one
+# What the program runs at run time (src/platform/linux/ExternalPrograms.h, one
 # {"what", "package", required} a line) becomes the package's Depends and
 # Recommends, beside the libraries dpkg-shlibdeps finds.
-file(STRINGS ${PROJECT_SOURCE_DIR}/src/platform/ExternalPrograms.h _requirements
+file(STRINGS ${PROJECT_SOURCE_DIR}/src/platform/linux/ExternalPrograms.h _requirements
   REGEX "^ *\\{\"[^\"]+\", \"[^\"]+\", (true|false)\\},")
 set(_depends)
 set(_recommends)

@@ -1,7 +1,7 @@
 // The appcast reader and the version order, on whatever a feed server sends.
 // The input is split at its first NUL: the feed, then a version to compare.
 
-#include "app/AppcastUpdater.h"
+#include "updater/AppcastUpdater.h"
 
 #include <cstdint>
 #include <cstdlib>

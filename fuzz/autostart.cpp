@@ -25,7 +25,8 @@ namespace item = jorvane::LoginItem;
 // One folder for the whole run: XDG_CONFIG_HOME points at it.
 const std::filesystem::path& autostartFolder() {
     static const std::filesystem::path folder = [] {
-        const auto home = std::filesystem::temp_directory_path() / ("jorvane-fuzz-autostart-" + std::to_string(::getpid()));
+        const auto home =
+            std::filesystem::temp_directory_path() / ("jorvane-fuzz-autostart-" + std::to_string(::getpid()));
         std::filesystem::create_directories(home / "autostart");
         ::setenv("XDG_CONFIG_HOME", home.c_str(), 1);
         return home / "autostart";
@@ -42,8 +43,8 @@ std::uint32_t hashOf(std::string_view text) {
 // An entry for the program as the login items write one reads back as it.
 void checkWrittenEntryReadsBack(std::string_view program) {
     if (program.empty() || program.find('\0') != std::string_view::npos) return;
-    const std::string entry = "[Desktop Entry]\nType=Application\nExec=" +
-                              item::escapeDesktopValue(item::quoteExecArgument(program)) + "\n";
+    const std::string entry =
+        "[Desktop Entry]\nType=Application\nExec=" + item::escapeDesktopValue(item::quoteExecArgument(program)) + "\n";
     if (item::programOfEntryText(entry) != program) std::abort();
 }
 
@@ -55,7 +56,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     (void)item::splitExecArguments(input);
     (void)item::splitExecArguments(item::unescapeDesktopValue(input));
     // A value escaped for a desktop file reads back as itself.
-    if (input.find('\0') == std::string_view::npos && item::unescapeDesktopValue(item::escapeDesktopValue(input)) != input)
+    if (input.find('\0') == std::string_view::npos &&
+        item::unescapeDesktopValue(item::escapeDesktopValue(input)) != input)
         std::abort();
     checkWrittenEntryReadsBack(input);
 
@@ -67,7 +69,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     if (hashOf(input) % 256 == 0) {
         const auto entry = autostartFolder() / "entry.desktop";
-        std::ofstream(entry, std::ios::binary | std::ios::trunc).write(input.data(), static_cast<std::streamsize>(input.size()));
+        std::ofstream(entry, std::ios::binary | std::ios::trunc)
+            .write(input.data(), static_cast<std::streamsize>(input.size()));
         // The folder's reader finds what the text's reader finds.
         const bool found = item::HasLoginItemWithPath(program ? *program : std::string("/usr/bin/jorvane"));
         if (found != program.has_value()) std::abort();

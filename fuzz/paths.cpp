@@ -32,8 +32,8 @@ void fail(const char* what, std::string_view a, std::string_view b = {}) {
     std::abort();
 }
 
-#define CHECK(cond, a, b)                 \
-    do {                                  \
+#define CHECK(cond, a, b)                   \
+    do {                                    \
         if (!(cond)) fail(#cond, (a), (b)); \
     } while (0)
 

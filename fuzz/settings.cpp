@@ -87,7 +87,8 @@ void readEverything(const Dictionary& values) {
 // The same text through a file: the same values, and a damaged file set aside.
 void loadFromFile(std::string_view input, const SettingsText& parsed) {
     static const std::filesystem::path folder = [] {
-        const auto dir = std::filesystem::temp_directory_path() / ("jorvane-fuzz-settings-" + std::to_string(::getpid()));
+        const auto dir =
+            std::filesystem::temp_directory_path() / ("jorvane-fuzz-settings-" + std::to_string(::getpid()));
         std::filesystem::create_directories(dir);
         return dir;
     }();

@@ -10,9 +10,7 @@ cd "$(dirname "$0")/.."
 runs=${RUNS:-10000000}
 
 scripts/deps.sh test
-CC=clang-16 CXX=clang++-16 cmake -S . -B build-fuzz -G Ninja -DJORVANE_BUILD_APP=OFF -DJORVANE_BUILD_BENCH=OFF \
-  -DJORVANE_BUILD_FUZZ=ON -DJORVANE_SANITIZE=address,undefined,fuzzer-no-link -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  >build-fuzz.configure.log 2>&1 || { cat build-fuzz.configure.log; exit 1; }
+cmake --preset fuzz >build-fuzz.configure.log 2>&1 || { cat build-fuzz.configure.log; exit 1; }
 
 names=("$@")
 if [ ${#names[@]} -eq 0 ]; then

@@ -21,10 +21,9 @@ summary=()
 passed_total=0
 failed_total=0
 
-configure() { # dir, extra cmake args...
-  local dir=$1; shift
-  cmake -S . -B "$dir" -G Ninja -DJORVANE_WERROR=ON "$@" >"$dir.configure.log" 2>&1 \
-    || { cat "$dir.configure.log"; exit 1; }
+configure() { # preset (CMakePresets.json), build dir
+  local preset=$1 dir=$2
+  cmake --preset "$preset" >"$dir.configure.log" 2>&1 || { cat "$dir.configure.log"; exit 1; }
 }
 
 run_ctest() { # name, dir, ctest args...
@@ -51,28 +50,24 @@ run_ctest() { # name, dir, ctest args...
 mkdir -p build build-asan build-tsan
 
 echo "== plain build"
-configure build -DCMAKE_BUILD_TYPE=RelWithDebInfo
+configure plain build
 cmake --build build -j"$jobs"
 run_ctest unit build -L 'unit|concurrency'
 
 echo "== AddressSanitizer + UndefinedBehaviorSanitizer"
-configure build-asan -DCMAKE_BUILD_TYPE=Debug -DJORVANE_SANITIZE=address,undefined \
-  -DJORVANE_BUILD_APP=OFF -DJORVANE_BUILD_BENCH=OFF
+configure asan build-asan
 cmake --build build-asan -j"$jobs"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   run_ctest asan build-asan -L 'unit|concurrency'
 
 echo "== ThreadSanitizer (queues and timers)"
-configure build-tsan -DCMAKE_BUILD_TYPE=Debug -DJORVANE_SANITIZE=thread \
-  -DJORVANE_BUILD_APP=OFF -DJORVANE_BUILD_BENCH=OFF
+configure tsan build-tsan
 cmake --build build-tsan -j"$jobs" --target jorvane_concurrency_tests
 TSAN_OPTIONS=halt_on_error=1 run_ctest tsan build-tsan -L concurrency
 
 echo "== fuzz targets, a short run of each from the kept corpus"
 mkdir -p build-fuzz
-CC=clang-16 CXX=clang++-16 configure build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DJORVANE_SANITIZE=address,undefined,fuzzer-no-link -DJORVANE_BUILD_FUZZ=ON -DJORVANE_BUILD_APP=OFF \
-  -DJORVANE_BUILD_BENCH=OFF
+configure fuzz build-fuzz
 fuzz_targets=()
 for src in fuzz/*.cpp; do fuzz_targets+=("fuzz_$(basename "$src" .cpp)"); done
 cmake --build build-fuzz -j"$jobs" --target "${fuzz_targets[@]}"

@@ -14,8 +14,8 @@
 
 #include <unistd.h>
 
-#include <cstdio>
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -25,24 +25,22 @@
 #include <string_view>
 #include <utility>
 
+#include "accessibility/WindowLookup.h"
 #include "addressbar/PathWindowController.h"
-#include "app/AppcastUpdater.h"
 #include "app/CommandLine.h"
-#include "app/Installation.h"
-#include "app/JorvaneAppDelegate.h"
-#include "app/MoveToApplications.h"
+#include "app/JorvaneApp.h"
 #include "app/SingleInstance.h"
-#include "app/UpdateAlert.h"
-#include "app/WelcomeAlerts.h"
-#include "bridges/AXUtils.h"
-#include "bridges/VJASWrapper.h"
+#include "filemanager/FileManagerCommands.h"
+#include "firstlaunch/Installation.h"
+#include "firstlaunch/MoveToApplications.h"
+#include "firstlaunch/WelcomeAlerts.h"
 #include "places/VisitedFolders.h"
-#include "platform/CurlHttpClient.h"
-#include "platform/GioWorkspace.h"
-#include "platform/LaunchEnvironment.h"
-#include "platform/LinuxBundleServices.h"
-#include "platform/UnixInstanceChannel.h"
 #include "platform/linux/CrashReport.h"
+#include "platform/linux/CurlHttpClient.h"
+#include "platform/linux/GioWorkspace.h"
+#include "platform/linux/LaunchEnvironment.h"
+#include "platform/linux/LinuxBundleServices.h"
+#include "platform/linux/UnixInstanceChannel.h"
 #include "platform/thunar/ThunarFileManagerProcess.h"
 #include "platform/thunar/ThunarHandlerCatalogue.h"
 #include "platform/x11/X11Accessibility.h"
@@ -55,18 +53,20 @@
 #include "settings/FileDefaultsStorage.h"
 #include "settings/LoginItems.h"
 #include "settings/UserDefaults.h"
-#include "shortcutrecorder/KeyboardLayout.h"
-#include "shortcutrecorder/SymbolicHotKeys.h"
+#include "shortcut/KeyboardLayout.h"
+#include "shortcut/SymbolicHotKeys.h"
 #include "ui/AboutWindow.h"
 #include "ui/MainLoop.h"
 #include "ui/PreferencesWindow.h"
-#include "ui/QuitSignals.h"
 #include "ui/QtAlerts.h"
-#include "ui/ServerLoginDialog.h"
 #include "ui/QtApplication.h"
 #include "ui/QtPathWindowViews.h"
 #include "ui/QtScreens.h"
+#include "ui/QuitSignals.h"
+#include "ui/ServerLoginDialog.h"
 #include "ui/X11KeyboardMap.h"
+#include "updater/AppcastUpdater.h"
+#include "updater/UpdateAlert.h"
 #include "util/Diagnostics.h"
 #include "util/Dispatch.h"
 
@@ -85,23 +85,23 @@ public:
     WiredPanel(std::unique_ptr<PathPanelView> panel, std::shared_ptr<ThunarHandlerCatalogue> catalogue,
                std::uint32_t window)
         : panel_(std::move(panel)), catalogue_(std::move(catalogue)), window_(window) {
-        KMLogInDomain(KMLogLevelInfo, kLog, "bar made for window 0x%x", window_);
+        log::inDomain(log::Info, kLog, "bar made for window 0x%x", window_);
     }
-    ~WiredPanel() override { KMLogInDomain(KMLogLevelInfo, kLog, "bar of window 0x%x removed", window_); }
+    ~WiredPanel() override { log::inDomain(log::Info, kLog, "bar of window 0x%x removed", window_); }
     WiredPanel(const WiredPanel&) = delete;
     WiredPanel& operator=(const WiredPanel&) = delete;
 
     Rect frame() const override { return panel_->frame(); }
     void setFrame(const Rect& frame, bool display, bool animate) override { panel_->setFrame(frame, display, animate); }
     bool isVisible() const override { return panel_->isVisible(); }
-    void orderFrontRegardless() override {
+    void raise() override {
         if (window_ != 0) catalogue_->setFrontWindow(window_);
-        panel_->orderFrontRegardless();
+        panel_->raise();
     }
-    void makeKeyWindow() override { panel_->makeKeyWindow(); }
-    void orderOut() override { panel_->orderOut(); }
+    void focus() override { panel_->focus(); }
+    void hide() override { panel_->hide(); }
     void close() override {
-        KMLogInDomain(KMLogLevelDebug, kLog, "bar of window 0x%x closed", window_);
+        log::inDomain(log::Debug, kLog, "bar of window 0x%x closed", window_);
         panel_->close();
     }
 
@@ -131,7 +131,7 @@ void configureLog() {
     for (const std::string& error : settings.errors) std::fprintf(stderr, "jorvane: JORVANE_LOG: %s\n", error.c_str());
 }
 
-std::uint32_t clientWindowOf(const AXUIElementRef& element) {
+std::uint32_t clientWindowOf(const ElementRef& element) {
     const std::optional<x11::X11ElementIdentity> identity = x11::X11Accessibility::identityOf(element);
     return identity ? identity->window : 0;
 }
@@ -155,16 +155,15 @@ std::optional<int> answerWithoutStarting(const commandline::Parsed& command) {
 // The exit code when there is no usable X display; warns about Wayland,
 // where only Thunar windows on X11 get a bar.
 std::optional<int> refuseWithoutDisplay() {
-    const std::optional<std::string> problem =
-        launch::displayProblem(launch::SessionVariables::fromEnvironment(), [](const std::string& display) {
-            return x11::checkX11InputSupport(display).displayReachable;
-        });
+    const std::optional<std::string> problem = launch::displayProblem(
+        launch::SessionVariables::fromEnvironment(),
+        [](const std::string& display) { return x11::checkX11InputSupport(display).displayReachable; });
     if (problem) {
         std::fprintf(stderr, "%s\n", problem->c_str());
         return launch::kNoDisplayExitCode;
     }
     if (const char* wayland = std::getenv("WAYLAND_DISPLAY"); wayland && *wayland)
-        KMLogInDomain(KMLogLevelWarn, kLog,
+        log::inDomain(log::Warn, kLog,
                       "a Wayland session: only Thunar windows on X11 (GDK_BACKEND=x11) get an address bar");
     return std::nullopt;
 }
@@ -185,7 +184,7 @@ std::optional<int> handOverToRunningInstance(UnixInstanceChannel& instances, com
             }
             break;
         case SingleInstance::Start::handedOver:
-            KMLogInDomain(KMLogLevelInfo, kLog, "Jorvane runs already: it was asked to %s",
+            log::inDomain(log::Info, kLog, "Jorvane runs already: it was asked to %s",
                           std::string(request == SingleInstance::kReopenMessage ? "show itself" : request).c_str());
             return 0;
         case SingleInstance::Start::otherUnreachable:
@@ -220,13 +219,13 @@ void describeApplication() {
 // The settings domain on its file; problems with the file go to the log.
 settings::UserDefaults openSettings() {
     return settings::UserDefaults(std::make_unique<settings::FileDefaultsStorage>(), [](const std::string& warning) {
-        KMLogInDomain(KMLogLevelWarn, "Settings", "%s", warning.c_str());
+        log::inDomain(log::Warn, "Settings", "%s", warning.c_str());
     });
 }
 
 std::filesystem::path resourcesBeside(const std::filesystem::path& ownExecutable) {
     std::filesystem::path resources = launch::resourceDirectoryFor(ownExecutable);
-    KMLogInDomain(KMLogLevelDebug, kLog, "resources in %s", resources.c_str());
+    log::inDomain(log::Debug, kLog, "resources in %s", resources.c_str());
     return resources;
 }
 
@@ -249,8 +248,8 @@ AtScopeEnd installKeyboard() {
 }
 
 AtScopeEnd installAccessibility(std::shared_ptr<x11::X11Accessibility> accessibility) {
-    AXUtils::setAccessibility(std::move(accessibility));
-    return AtScopeEnd([] { AXUtils::setAccessibility(nullptr); });
+    WindowLookup::setAccessibility(std::move(accessibility));
+    return AtScopeEnd([] { WindowLookup::setAccessibility(nullptr); });
 }
 
 // Servers that ask how to log in ask through the program's own dialog.
@@ -260,9 +259,9 @@ std::shared_ptr<ThunarHandlerCatalogue> makeCatalogue() {
 }
 
 AtScopeEnd installCatalogue(std::shared_ptr<ThunarHandlerCatalogue> catalogue) {
-    VJASWrapper::setSharedCatalogue(std::move(catalogue));
+    FileManagerCommands::setSharedCatalogue(std::move(catalogue));
     // The shared wrapper lives on; its catalogue's worker ends with the run.
-    return AtScopeEnd([] { VJASWrapper::setSharedCatalogue(nullptr); });
+    return AtScopeEnd([] { FileManagerCommands::setSharedCatalogue(nullptr); });
 }
 
 // A window's folder is read from its title, which names the full path once
@@ -271,35 +270,33 @@ AtScopeEnd installCatalogue(std::shared_ptr<ThunarHandlerCatalogue> catalogue) {
 void turnOnFullPathTitles() {
     dispatch::globalQueue().async([] {
         if (!ThunarHandlerCatalogue::enableFullPathInTitle())
-            KMLogInDomain(KMLogLevelWarn, kLog, "cannot turn on thunar /misc-full-path-in-window-title");
+            log::inDomain(log::Warn, kLog, "cannot turn on thunar /misc-full-path-in-window-title");
     });
 }
 
 // The feed is the user's setting (none ships): without one nothing is ever
 // fetched. Plain http:// only for a feed the user stored himself.
-AppcastUpdater makeUpdater(settings::UserDefaults& defaults, ui::QtAlerts& alerts,
-                           ui::DesktopURLOpener& urls) {
+AppcastUpdater makeUpdater(settings::UserDefaults& defaults, ui::QtAlerts& alerts, ui::DesktopURLOpener& urls) {
     CurlHttpClient::Options feedClient;
     feedClient.allowPlainHttp = defaults.hasStoredValue(settings::keys::updateFeedUrl);
-    return AppcastUpdater(
-        std::make_shared<CurlHttpClient>(feedClient),
-        AppcastUpdater::Options{.feedUrl = defaults.stringForKey(settings::keys::updateFeedUrl),
-                                .currentVersion = JORVANE_VERSION},
-        [&alerts, &urls](const UpdateOffer& offer) {
-            UpdateAlert::offer(alerts, offer, JORVANE_VERSION, [&urls](const std::string& url) {
-                if (!urls.openURL(url)) KMLogInDomain(KMLogLevelWarn, kLog, "cannot open %s", url.c_str());
-            });
-        });
+    return AppcastUpdater(std::make_shared<CurlHttpClient>(feedClient),
+                          AppcastUpdater::Options{.feedUrl = defaults.stringForKey(settings::keys::updateFeedUrl),
+                                                  .currentVersion = JORVANE_VERSION},
+                          [&alerts, &urls](const UpdateOffer& offer) {
+                              UpdateAlert::offer(alerts, offer, JORVANE_VERSION, [&urls](const std::string& url) {
+                                  if (!urls.openURL(url)) log::inDomain(log::Warn, kLog, "cannot open %s", url.c_str());
+                              });
+                          });
 }
 
 // The bar of one Thunar window, over the Qt views.
-JorvaneAppDelegate::ControllerFactory makeControllerFactory(std::shared_ptr<ThunarHandlerCatalogue> catalogue,
-                                                            VJASWrapper& bridge, settings::UserDefaults& defaults,
-                                                            GioWorkspace& files, ui::QtScreens& screens,
-                                                            ThunarFileManagerProcess& fileManager,
-                                                            places::VisitedFolders& visitedFolders) {
+JorvaneApp::ControllerFactory makeControllerFactory(std::shared_ptr<ThunarHandlerCatalogue> catalogue,
+                                                    FileManagerCommands& bridge, settings::UserDefaults& defaults,
+                                                    GioWorkspace& files, ui::QtScreens& screens,
+                                                    ThunarFileManagerProcess& fileManager,
+                                                    places::VisitedFolders& visitedFolders) {
     return [catalogue = std::move(catalogue), &bridge, &defaults, &files, &screens, &fileManager, &visitedFolders](
-               AXUIElementRef axWindow, PathWindowDelegate& delegate) {
+               ElementRef axWindow, PathWindowDelegate& delegate) {
         const std::uint32_t window = clientWindowOf(axWindow);
         ui::QtPathWindow qt = ui::makePathWindowViews();
         qt.views.panel = std::make_unique<WiredPanel>(std::move(qt.views.panel), catalogue, window);
@@ -316,10 +313,10 @@ JorvaneAppDelegate::ControllerFactory makeControllerFactory(std::shared_ptr<Thun
 // The welcome of a first launch, with the offer to move an unpacked release
 // into the applications folder (JORVANE_APPLICATIONS_FOLDER names another one
 // than /opt, for trying the move without privileges).
-JorvaneAppDelegate::FirstLaunch makeFirstLaunch(LinuxBundleServices& bundleServices, ui::QtAlerts& alerts,
-                                                ui::QtApplication& application, settings::UserDefaults& defaults,
-                                                const installation::Installation& installed,
-                                                const std::filesystem::path& ownExecutable) {
+JorvaneApp::FirstLaunch makeFirstLaunch(LinuxBundleServices& bundleServices, ui::QtAlerts& alerts,
+                                        ui::QtApplication& application, settings::UserDefaults& defaults,
+                                        const installation::Installation& installed,
+                                        const std::filesystem::path& ownExecutable) {
     return [&bundleServices, &alerts, &application, &defaults, &installed, &ownExecutable] {
         const PlatformNames names = withRecordedHotKey(PlatformNames{}, defaults);
         const char* chosen = std::getenv("JORVANE_APPLICATIONS_FOLDER");
@@ -359,17 +356,17 @@ std::function<void()> makeOpenAbout(ui::QtAlerts& alerts, ui::QtApplication& app
                                     const std::filesystem::path& ownExecutable,
                                     const installation::Installation& installed) {
     return [&alerts, &application, ownExecutable, installed] {
-        ui::AboutWindow::open(ui::AboutWindow::Dependencies{alerts, application, ownExecutable, installed,
-                                                            JORVANE_VERSION, nullptr});
+        ui::AboutWindow::open(
+            ui::AboutWindow::Dependencies{alerts, application, ownExecutable, installed, JORVANE_VERSION, nullptr});
     };
 }
 
 // The preferences window: a new one at each request. A change in the
 // preferences counts from the next event; the tap learns at once which keys
 // it may have to swallow. `running` is the delegate once there is one.
-std::function<void()> makeOpenPreferences(settings::UserDefaults& defaults, ui::QtAlerts& alerts,
-                                          JorvaneAppDelegate*& running, const std::filesystem::path& ownExecutable,
-                                          std::function<void()> openAbout, places::VisitedFolders& visitedFolders) {
+std::function<void()> makeOpenPreferences(settings::UserDefaults& defaults, ui::QtAlerts& alerts, JorvaneApp*& running,
+                                          const std::filesystem::path& ownExecutable, std::function<void()> openAbout,
+                                          places::VisitedFolders& visitedFolders) {
     const std::shared_ptr<ui::X11KeyboardMap> preferencesKeys = ui::X11KeyboardMap::forApplication();
     return [&defaults, &alerts, &running, &visitedFolders, ownExecutable, preferencesKeys,
             openAbout = std::move(openAbout)] {
@@ -399,15 +396,14 @@ std::function<void()> makeOpenPreferences(settings::UserDefaults& defaults, ui::
 
 // A monitor plugged in or removed moves screens about: the bars go rather
 // than stay where a screen was; the next click opens them anew.
-void followScreenChanges(JorvaneAppDelegate& delegate) {
+void followScreenChanges(JorvaneApp& delegate) {
     QObject::connect(qApp, &QGuiApplication::screenAdded, [&delegate] { delegate.applicationDidResignActive(); });
     QObject::connect(qApp, &QGuiApplication::screenRemoved, [&delegate] { delegate.applicationDidResignActive(); });
 }
 
 // settings.json edited by hand (the hot key, the activations) counts from
 // the next event; the tap must learn the keys it may swallow now.
-void watchSettingsFolder(QFileSystemWatcher& watcher, settings::UserDefaults& defaults,
-                         JorvaneAppDelegate& delegate) {
+void watchSettingsFolder(QFileSystemWatcher& watcher, settings::UserDefaults& defaults, JorvaneApp& delegate) {
     const std::filesystem::path settingsFolder = settings::settingsDirectory();
     std::error_code error;
     std::filesystem::create_directories(settingsFolder, error);
@@ -421,7 +417,7 @@ void watchSettingsFolder(QFileSystemWatcher& watcher, settings::UserDefaults& de
 // Later starts are heard once the launch is done (one that came during the
 // welcome waits until now). The notifier rests while an alert is up, so that
 // alerts do not pile up inside each other.
-std::unique_ptr<QSocketNotifier> listenForLaterStarts(UnixInstanceChannel& instances, JorvaneAppDelegate& delegate) {
+std::unique_ptr<QSocketNotifier> listenForLaterStarts(UnixInstanceChannel& instances, JorvaneApp& delegate) {
     if (instances.listeningDescriptor() < 0) return nullptr;
     auto reopens = std::make_unique<QSocketNotifier>(instances.listeningDescriptor(), QSocketNotifier::Read);
     QSocketNotifier* notifier = reopens.get();
@@ -440,21 +436,21 @@ std::unique_ptr<QSocketNotifier> listenForLaterStarts(UnixInstanceChannel& insta
 }
 
 // Launches, then runs the event loop until the program quits; the exit code.
-int launchAndRun(JorvaneAppDelegate& delegate, ui::QtApplication& application, UnixInstanceChannel& instances,
+int launchAndRun(JorvaneApp& delegate, ui::QtApplication& application, UnixInstanceChannel& instances,
                  commandline::Action action) {
     delegate.applicationDidFinishLaunching();
     if (delegate.isTerminating() || application.terminateRequested()) {
-        KMLogInDomain(KMLogLevelInfo, kLog, "launch ended the program");
+        log::inDomain(log::Info, kLog, "launch ended the program");
         // Quit in the welcome is the user's choice, not a failure.
         return delegate.userDeclinedLaunch() ? 0 : 1;
     }
     const std::unique_ptr<QSocketNotifier> reopens = listenForLaterStarts(instances, delegate);
     // Started with --preferences and none running: this one opens them.
     if (action == commandline::Action::preferences) delegate.openPreferences();
-    if (delegate.finderPid() > 0)
-        KMLogInDomain(KMLogLevelInfo, kLog, "running beside Thunar (process %d)", delegate.finderPid());
+    if (delegate.fileManagerPid() > 0)
+        log::inDomain(log::Info, kLog, "running beside Thunar (process %d)", delegate.fileManagerPid());
     else
-        KMLogInDomain(KMLogLevelInfo, kLog, "running beside Thunar once it starts");
+        log::inDomain(log::Info, kLog, "running beside Thunar once it starts");
     return QApplication::exec();
 }
 
@@ -503,21 +499,21 @@ int main(int argc, char** argv) {
     GioWorkspace files;
     ui::DesktopURLOpener urls;
     AppcastUpdater updater = makeUpdater(defaults, alerts, urls);
-    VJASWrapper& bridge = VJASWrapper::sharedVJASWrapper();
+    FileManagerCommands& bridge = FileManagerCommands::shared();
     // The folders visited, so that a few words of a path can go back to one.
     places::VisitedFolders visitedFolders({
         .remembering = [&defaults] { return defaults.boolForKey(settings::keys::rememberVisitedFolders); },
-        .warn = [](const std::string& warning) { KMLogInDomain(KMLogLevelWarn, kLog, "%s", warning.c_str()); },
+        .warn = [](const std::string& warning) { log::inDomain(log::Warn, kLog, "%s", warning.c_str()); },
     });
     visitedFolders.load();
 
-    JorvaneAppDelegate* running = nullptr;
+    JorvaneApp* running = nullptr;
     ui::QtApplication application([&running] {
         if (running) running->applicationDidResignActive();
     });
     LinuxBundleServices bundleServices;
     const std::function<void()> openAbout = makeOpenAbout(alerts, application, ownExecutable, installed);
-    JorvaneAppDelegate delegate(JorvaneAppDelegate::Ports{
+    JorvaneApp delegate(JorvaneApp::Ports{
         .defaults = defaults,
         .accessibility = *accessibility,
         .eventTap = eventTap,

@@ -60,7 +60,8 @@ Fixture& fixture() {
         options.accessible = false;
         options.logLevel = "warn";
         if (!made.jorvane->start(options)) throw std::runtime_error(made.jorvane->why());
-        if (!made.jorvane->waitForGrab(made.window, "g", kWait)) throw std::runtime_error("the tap never grabbed Ctrl+G");
+        if (!made.jorvane->waitForGrab(made.window, "g", kWait))
+            throw std::runtime_error("the tap never grabbed Ctrl+G");
         made.desktop->activate(made.window);
         jorvane::e2e::waitUntil([&] { return made.jorvane->focusIsIn(made.window); }, kWait);
         return made;

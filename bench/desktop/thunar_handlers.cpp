@@ -11,11 +11,11 @@
 
 #include <benchmark/benchmark.h>
 
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <chrono>
 #include <optional>
 #include <thread>
 
@@ -67,7 +67,12 @@ void BM_GetPath(benchmark::State& state) {
         benchmark::DoNotOptimize(path);
     }
 }
-BENCHMARK(BM_GetPath)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(20)->ReportAggregatesOnly(true)->UseRealTime();
+BENCHMARK(BM_GetPath)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1)
+    ->Repetitions(20)
+    ->ReportAggregatesOnly(true)
+    ->UseRealTime();
 
 void BM_SetPath(benchmark::State& state) {
     Fixture& f = fixture();
@@ -78,7 +83,12 @@ void BM_SetPath(benchmark::State& state) {
         toB = !toB;
     }
 }
-BENCHMARK(BM_SetPath)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(20)->ReportAggregatesOnly(true)->UseRealTime();
+BENCHMARK(BM_SetPath)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1)
+    ->Repetitions(20)
+    ->ReportAggregatesOnly(true)
+    ->UseRealTime();
 
 void revealInView(benchmark::State& state, const char* view) {
     Fixture& f = fixture();
@@ -93,10 +103,20 @@ void revealInView(benchmark::State& state, const char* view) {
 }
 
 void BM_RevealInCurrentDetailsView(benchmark::State& state) { revealInView(state, "finder_listview"); }
-BENCHMARK(BM_RevealInCurrentDetailsView)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(10)->ReportAggregatesOnly(true)->UseRealTime();
+BENCHMARK(BM_RevealInCurrentDetailsView)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1)
+    ->Repetitions(10)
+    ->ReportAggregatesOnly(true)
+    ->UseRealTime();
 
 void BM_RevealInCurrentIconView(benchmark::State& state) { revealInView(state, "finder_iconview"); }
-BENCHMARK(BM_RevealInCurrentIconView)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(10)->ReportAggregatesOnly(true)->UseRealTime();
+BENCHMARK(BM_RevealInCurrentIconView)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1)
+    ->Repetitions(10)
+    ->ReportAggregatesOnly(true)
+    ->UseRealTime();
 
 // Selecting n names in a folder of 2,000 that the window already shows.
 void BM_SelectMany(benchmark::State& state) {
@@ -114,8 +134,16 @@ void BM_SelectMany(benchmark::State& state) {
     }
     state.counters["failed"] = failed;
 }
-BENCHMARK(BM_SelectMany)->Arg(50)->Arg(100)->Arg(200)->Arg(400)->Unit(benchmark::kMillisecond)->Iterations(1)
-    ->Repetitions(3)->ReportAggregatesOnly(true)->UseManualTime();
+BENCHMARK(BM_SelectMany)
+    ->Arg(50)
+    ->Arg(100)
+    ->Arg(200)
+    ->Arg(400)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1)
+    ->Repetitions(3)
+    ->ReportAggregatesOnly(true)
+    ->UseManualTime();
 
 // "finder_set_path" asked for 30 ms into a reveal in the Icon view.
 void BM_SetPathBehindARevealInTheIconView(benchmark::State& state) {
@@ -138,8 +166,12 @@ void BM_SetPathBehindARevealInTheIconView(benchmark::State& state) {
     state.counters["failed"] = failed;
     f.catalogue->call("finder_listview", {});
 }
-BENCHMARK(BM_SetPathBehindARevealInTheIconView)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(10)
-    ->ReportAggregatesOnly(true)->UseManualTime();
+BENCHMARK(BM_SetPathBehindARevealInTheIconView)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1)
+    ->Repetitions(10)
+    ->ReportAggregatesOnly(true)
+    ->UseManualTime();
 
 }  // namespace
 

@@ -242,8 +242,8 @@ std::shared_ptr<CompletionEngine::FolderLoad> CompletionEngine::loadFor(const st
     return load_;
 }
 
-void CompletionEngine::updateCompletions(std::string_view text, const std::optional<std::string>& finderLocation,
-                                         const FetchFinderLocation& fetchFinderLocation) {
+void CompletionEngine::updateCompletions(std::string_view text, const std::optional<std::string>& fileManagerLocation,
+                                         const FetchFileManagerLocation& fetchFileManagerLocation) {
     cancelRequest();
     if (text.empty()) {
         currentCompletions_.clear();
@@ -267,11 +267,11 @@ void CompletionEngine::updateCompletions(std::string_view text, const std::optio
     std::vector<std::string> components;
     if (request->absolute) {
         components = paths::pathComponents(expanded);
-    } else if (finderLocation) {
-        components = paths::pathComponents(*finderLocation);
+    } else if (fileManagerLocation) {
+        components = paths::pathComponents(*fileManagerLocation);
         components.push_back(expanded);
     } else {
-        if (fetchFinderLocation) fetchFinderLocation();
+        if (fetchFileManagerLocation) fetchFileManagerLocation();
         components = paths::pathComponents(expanded);
     }
 
@@ -354,13 +354,13 @@ void CompletionEngine::publishContent() const {
 }
 
 std::size_t CompletionEngine::numberOfItems(std::string_view uncompleted,
-                                            const std::optional<std::string>& finderLocation,
-                                            const FetchFinderLocation& fetchFinderLocation) {
+                                            const std::optional<std::string>& fileManagerLocation,
+                                            const FetchFileManagerLocation& fetchFileManagerLocation) {
     // Compared with the cached folder, not with the previous text: typing
     // exactly the cached folder's path keeps the list as it is.
     if (!uncompleted.empty() &&
         (!currentCompletionsDirectoryPath_ || *currentCompletionsDirectoryPath_ != uncompleted)) {
-        updateCompletions(uncompleted, finderLocation, fetchFinderLocation);
+        updateCompletions(uncompleted, fileManagerLocation, fetchFileManagerLocation);
         publishContent();
     }
     return currentCompletions_.size();
@@ -376,12 +376,12 @@ std::size_t CompletionEngine::indexOfItemWithStringValue(std::string_view value)
     return it == currentCompletions_.end() ? notFound : static_cast<std::size_t>(it - currentCompletions_.begin());
 }
 
-CompletionEngine::Completion CompletionEngine::completedString(std::string_view s,
-                                                               const std::optional<std::string>& finderLocation,
-                                                               const FetchFinderLocation& fetchFinderLocation) {
+CompletionEngine::Completion CompletionEngine::completedString(
+    std::string_view s, const std::optional<std::string>& fileManagerLocation,
+    const FetchFileManagerLocation& fetchFileManagerLocation) {
     Completion result;
     if (hasWildcard(s)) return result;  // patterns are never completed inline
-    updateCompletions(s, finderLocation, fetchFinderLocation);
+    updateCompletions(s, fileManagerLocation, fetchFileManagerLocation);
     publishContent();
     if (currentCompletions_.empty()) return result;
     result.completion = currentCompletions_.front();

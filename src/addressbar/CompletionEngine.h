@@ -75,13 +75,13 @@ public:
         notAnswering,  // the folder has given nothing for a while
     };
 
-    // The window's folder, as the controller keeps it: `finderLocation` is the
-    // stored value (nothing when unknown) and `fetchFinderLocation` the
+    // The window's folder, as the controller keeps it: `fileManagerLocation` is the
+    // stored value (nothing when unknown) and `fetchFileManagerLocation` the
     // controller's getter, which asks the file manager and stores its answer.
     // The engine calls the getter only when the location is unknown, and that
     // keystroke is completed without it (against the working directory);
     // the stored answer serves the next one.
-    using FetchFinderLocation = std::function<void()>;
+    using FetchFileManagerLocation = std::function<void()>;
 
     struct Completion {
         // The inline completion: the first (shortest) candidate; nothing for a
@@ -102,24 +102,24 @@ public:
 
     // Rebuilds currentCompletions() for `text` (waiting at most the budget).
     // Empty text empties the list without telling the combo box.
-    void updateCompletions(std::string_view text, const std::optional<std::string>& finderLocation,
-                           const FetchFinderLocation& fetchFinderLocation);
+    void updateCompletions(std::string_view text, const std::optional<std::string>& fileManagerLocation,
+                           const FetchFileManagerLocation& fetchFileManagerLocation);
 
     // The field's text without the tail that inline completion added (the
     // selected bytes). A range reaching past the text is clipped to it.
     static std::string uncompletedString(std::string_view fieldText, TextRange selectedRange);
 
-    // numberOfItemsInComboBox: recomputes for `uncompleted` unless it is empty
+    // completionCount: recomputes for `uncompleted` unless it is empty
     // or equals the cached directory's path, then counts the candidates.
-    std::size_t numberOfItems(std::string_view uncompleted, const std::optional<std::string>& finderLocation,
-                              const FetchFinderLocation& fetchFinderLocation);
+    std::size_t numberOfItems(std::string_view uncompleted, const std::optional<std::string>& fileManagerLocation,
+                              const FetchFileManagerLocation& fetchFileManagerLocation);
     // A copy of the candidate at `index`; nothing when out of range.
     std::optional<std::string> objectValueForItemAtIndex(std::size_t index) const;
     // Index of the first candidate equal to `value`, notFound when absent.
     std::size_t indexOfItemWithStringValue(std::string_view value) const;
     // The inline completion of the typed text `s` (comboBox:completedString:).
-    Completion completedString(std::string_view s, const std::optional<std::string>& finderLocation,
-                               const FetchFinderLocation& fetchFinderLocation);
+    Completion completedString(std::string_view s, const std::optional<std::string>& fileManagerLocation,
+                               const FetchFileManagerLocation& fetchFileManagerLocation);
     // The search-as-you-type step of completedString for the current answer:
     // its first candidate when the text is relative and that candidate was
     // not revealed last.

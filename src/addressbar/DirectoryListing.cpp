@@ -117,7 +117,9 @@ DirectoryReader::DirectoryReader(int fd, bool searchable)
     : fd_(fd), buffer_(static_cast<char*>(std::aligned_alloc(8, readBufferSize))), searchable_(searchable) {}
 
 DirectoryReader::DirectoryReader(DirectoryReader&& other) noexcept
-    : fd_(std::exchange(other.fd_, -1)), buffer_(std::exchange(other.buffer_, nullptr)), searchable_(other.searchable_) {}
+    : fd_(std::exchange(other.fd_, -1)),
+      buffer_(std::exchange(other.buffer_, nullptr)),
+      searchable_(other.searchable_) {}
 
 DirectoryReader::~DirectoryReader() {
     if (fd_ >= 0) ::close(fd_);
@@ -176,8 +178,8 @@ DirectoryReader::Status DirectoryReader::readBatch(DirectoryListing& batch, std:
             out += length;
             *offsetOut++ = static_cast<std::uint32_t>(out - names.data);
             const auto type = static_cast<unsigned char>(record[direntTypeOffset] & DirectoryListing::typeMask);
-            *typeOut++ = isAsciiText({name, length}) ? type
-                                                     : static_cast<unsigned char>(type | DirectoryListing::nonAsciiBit);
+            *typeOut++ =
+                isAsciiText({name, length}) ? type : static_cast<unsigned char>(type | DirectoryListing::nonAsciiBit);
         }
         names.size = static_cast<std::size_t>(out - names.data);
         offsets.size = static_cast<std::size_t>(offsetOut - offsets.data);

@@ -52,8 +52,7 @@ bool NameFilter::matchesAsciiPattern(std::string_view name) const {
     const std::string_view first = segments_.front();
     if (segments_.size() == 1) return n == first.size() && segmentMatchesAt(name.data(), first);
     const std::string_view last = segments_.back();
-    if (!segmentMatchesAt(name.data() + n - last.size(), last) || !segmentMatchesAt(name.data(), first))
-        return false;
+    if (!segmentMatchesAt(name.data() + n - last.size(), last) || !segmentMatchesAt(name.data(), first)) return false;
     std::size_t pos = first.size();
     const std::size_t end = n - last.size();
     for (std::size_t s = 1; s + 1 < segments_.size(); ++s) {

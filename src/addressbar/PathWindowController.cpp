@@ -8,15 +8,15 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "accessibility/WindowLookup.h"
 #include "addressbar/PathWindowDelegate.h"
 #include "addressbar/Screens.h"
 #include "addressbar/Workspace.h"
-#include "app/VirtualKeyCodes.h"
-#include "bridges/AXUtils.h"
-#include "bridges/VJASWrapper.h"
+#include "filemanager/FileManagerCommands.h"
+#include "keys/VirtualKeyCodes.h"
 #include "places/VisitedFolders.h"
 #include "settings/UserDefaults.h"
-#include "util/KMDelayedInvocation.h"
+#include "util/DelayedAction.h"
 #include "util/Paths.h"
 
 namespace jorvane {
@@ -26,12 +26,11 @@ namespace {
 // Server addresses that are mounted rather than navigated to: the four the
 // bar has always mounted, and the other kinds the desktop's gvfs connects to.
 // Case matters: "FTP://" and "https://" are names like any other.
-constexpr std::array<std::string_view, 10> kMountPrefixes = {"ftp://",  "afp://", "http://", "smb://",
-                                                             "sftp://", "ssh://", "ftps://", "dav://",
-                                                             "davs://", "nfs://"};
+constexpr std::array<std::string_view, 10> kMountPrefixes = {"ftp://", "afp://",  "http://", "smb://",  "sftp://",
+                                                             "ssh://", "ftps://", "dav://",  "davs://", "nfs://"};
 
-constexpr CGEventFlags kCommand = kCGEventFlagMaskCommand;
-constexpr CGEventFlags kCommandShift = kCGEventFlagMaskCommand | kCGEventFlagMaskShift;
+constexpr Modifiers kCommand = kModifierCommand;
+constexpr Modifiers kCommandShift = kModifierCommand | kModifierShift;
 
 bool hasWildcard(std::string_view text) { return text.find_first_of("*?") != std::string_view::npos; }
 
@@ -42,7 +41,8 @@ bool isMountURL(std::string_view text) {
 
 void removeAll(std::string& text, std::string_view what) {
     if (what.empty()) return;
-    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at)) text.erase(at, what.size());
+    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at))
+        text.erase(at, what.size());
 }
 
 std::string join(const std::vector<std::string>& items, std::string_view separator) {
@@ -62,7 +62,7 @@ PathWindowViews checked(PathWindowViews views) {
 
 }  // namespace
 
-PathWindowController::PathWindowController(AXUIElementRef axWindow, PathWindowViews views, Dependencies dependencies)
+PathWindowController::PathWindowController(ElementRef axWindow, PathWindowViews views, Dependencies dependencies)
     : axWindow_(std::move(axWindow)),
       views_(checked(std::move(views))),
       bridge_(dependencies.bridge),
@@ -83,7 +83,7 @@ PathWindowController::~PathWindowController() {
     if (spinnerTimer_) spinnerTimer_->pause();
 }
 
-AXUIElementRef PathWindowController::axTitleElement() const { return AXUtils::AXTitleElementForWindow(axWindow_); }
+ElementRef PathWindowController::axTitleElement() const { return WindowLookup::titleElementForWindow(axWindow_); }
 
 // ---- opening, hiding, placement
 
@@ -94,28 +94,28 @@ void PathWindowController::show(bool fill) {
     // below block, and the spinner tells the user why.
     startSpinnerTimer();
     updateSize();
-    views_.panel->orderFrontRegardless();
-    views_.panel->makeKeyWindow();
+    views_.panel->raise();
+    views_.panel->focus();
 
     // Only this exact answer means "not a browser window"; no answer at all
     // leaves the bar open. The spinner stays armed: it shows in the hidden
     // panel, and the next show hides it again.
-    if (bridge_.callVJMethod(handlers::isFinderWin) == handlers::isFinderWinNo) {
+    if (bridge_.call(handlers::isFolderWindow) == handlers::notFolderWindow) {
         hide();
         return;
     }
 
     BarImage image = BarImage::search();
     if (fill) {
-        setFinderLocation(bridge_.callVJMethod(handlers::finderGetPath));
+        setFileManagerLocation(bridge_.call(handlers::getPath));
         std::optional<std::string> text;
         if (defaults_.integerForKey(settings::keys::activationPathBehaviour) == 1)
-            text = finderLocation_;
+            text = fileManagerLocation_;
         else
-            text = bridge_.callVJMethod(handlers::finderGetSelection);
+            text = bridge_.call(handlers::getSelection);
         views_.field->setStringValue(text.value_or(std::string{}));
         stopSpinner();
-        if (finderLocation_) image = BarImage::iconForFile(*finderLocation_);
+        if (fileManagerLocation_) image = BarImage::iconForFile(*fileManagerLocation_);
     } else {
         views_.field->setStringValue({});
         stopSpinner();
@@ -123,13 +123,13 @@ void PathWindowController::show(bool fill) {
     setCurrentImage(std::move(image));
     // The text has changed, so the width may have too.
     updateSize();
-    views_.panel->orderFrontRegardless();
-    views_.panel->makeKeyWindow();
+    views_.panel->raise();
+    views_.panel->focus();
 }
 
 void PathWindowController::hide() {
     inlineText_.reset();
-    views_.panel->orderOut();
+    views_.panel->hide();
     hideCompletions();
 }
 
@@ -150,7 +150,7 @@ void PathWindowController::updateSize() {
     const double textWidth = views_.field->textWidth(views_.field->stringValue());
     Rect frame = views_.panel->frame();
     Rect windowFrame;
-    AXUtils::AXWindowGetFrame(axWindow_, windowFrame);
+    WindowLookup::getWindowFrame(axWindow_, windowFrame);
     const bool wasVisible = views_.panel->isVisible();
 
     double width = std::trunc(textWidth + kTextMargin);
@@ -166,7 +166,7 @@ void PathWindowController::updateSize() {
         }
     }
 
-    const AXUIElementRef title = axTitleElement();
+    const ElementRef title = axTitleElement();
     if (!title) return;
 
     // At least a third of the window and wider than the title text, at most
@@ -175,7 +175,7 @@ void PathWindowController::updateSize() {
     double lower = std::trunc(windowFrame.size.width / 3);
     const double upper = std::trunc(windowFrame.size.width - kWindowMargin);
     Rect titleFrame;
-    AXUtils::AXWindowGetFrame(title, titleFrame);
+    WindowLookup::getWindowFrame(title, titleFrame);
     if (titleFrame.size.width + kTitleMargin > lower) lower = std::trunc(titleFrame.size.width + kTitleMargin);
     width = std::max(width, lower);
     width = std::min(width, upper);
@@ -198,7 +198,7 @@ void PathWindowController::updateSize() {
 
 void PathWindowController::startSpinnerTimer() {
     if (!spinnerTimer_) {
-        spinnerTimer_ = KMDelayedInvocation::invocationOnMainQueueWithBlock([weak = std::weak_ptr(self_)] {
+        spinnerTimer_ = DelayedAction::invocationOnMainQueueWithBlock([weak = std::weak_ptr(self_)] {
             const auto self = weak.lock();
             if (!self) return;
             SpinnerView& spinner = *(*self)->views_.spinner;
@@ -218,24 +218,24 @@ void PathWindowController::stopSpinner() {
 
 // ---- the window's folder
 
-void PathWindowController::fetchFinderLocation() {
-    bridge_.finderGetPathAsync([weak = std::weak_ptr(self_)](std::optional<std::string> path) {
-        if (const auto self = weak.lock()) (*self)->fetchFinderLocationOperationFinished(std::move(path));
+void PathWindowController::fetchFileManagerLocation() {
+    bridge_.getPathAsync([weak = std::weak_ptr(self_)](std::optional<std::string> path) {
+        if (const auto self = weak.lock()) (*self)->fileManagerLocationFetched(std::move(path));
     });
 }
 
-void PathWindowController::fetchFinderLocationOperationFinished(std::optional<std::string> path) {
+void PathWindowController::fileManagerLocationFetched(std::optional<std::string> path) {
     stopSpinner();
-    setFinderLocation(path);
+    setFileManagerLocation(path);
     if (path) noteVisit(*path);
     views_.field->setStringValue(path.value_or(std::string{}));
     // No folder has no icon of its own: the search image stands in.
     setCurrentImage(path ? BarImage::iconForFile(*path) : BarImage::search());
 }
 
-const std::optional<std::string>& PathWindowController::finderLocation() {
-    if (!finderLocation_) finderLocation_ = bridge_.callVJMethod(handlers::finderGetPath);
-    return finderLocation_;
+const std::optional<std::string>& PathWindowController::fileManagerLocation() {
+    if (!fileManagerLocation_) fileManagerLocation_ = bridge_.call(handlers::getPath);
+    return fileManagerLocation_;
 }
 
 void PathWindowController::setCurrentImage(BarImage image) {
@@ -262,14 +262,14 @@ void PathWindowController::showPreferences() { delegate_.openPreferences(); }
 bool PathWindowController::handleKeyDown(const KeyEvent& event) {
     // Only the four shortcut modifiers count, and all of them: Ctrl+Alt+W is
     // not Ctrl+W.
-    const CGEventFlags flags = event.modifierFlags & kShortcutModifierMask;
-    const CGKeyCode key = event.keyCode;
+    const Modifiers flags = event.modifierFlags & kShortcutModifierMask;
+    const KeyCode key = event.keyCode;
     const bool command = flags == kCommand;
     const bool commandShift = flags == kCommandShift;
 
     // The order matters: a hot key recorded as Ctrl+Return or Ctrl+O opens
     // the item, and one equal to any later row closes the bar instead.
-    if (command && (key == kVK_Return || key == kVK_ANSI_O)) {
+    if (command && (key == kKeyReturn || key == kKeyO)) {
         openFieldItem();
         return true;
     }
@@ -277,55 +277,55 @@ bool PathWindowController::handleKeyDown(const KeyEvent& event) {
     if (static_cast<std::int64_t>(key) == defaults_.integerForKey(settings::keys::hotkeyKeycode) &&
         static_cast<std::int64_t>(flags) == defaults_.integerForKey(settings::keys::hotkeyFlags)) {
         // The hot key again closes the bar; the list is left alone.
-        views_.panel->orderOut();
+        views_.panel->hide();
         return true;
     }
-    if (command && key == kVK_ANSI_H) {
+    if (command && key == kKeyH) {
         std::string home = paths::stringByExpandingTildeInPath("~/");
         if (home.empty() || home.back() != '/') home.push_back('/');
         views_.field->setStringValue(home);
         pathEditorEnter();
         return true;
     }
-    if (command && key == kVK_ANSI_N) {
+    if (command && key == kKeyN) {
         hide();
         // The new window is then the focused one: give it its bar.
-        bridge_.commandAsync(std::string(handlers::finderNewWin), fieldTextParams(),
+        bridge_.commandAsync(std::string(handlers::newWindow), fieldTextParams(),
                              [weak = std::weak_ptr(self_), &delegate = delegate_](bool) {
                                  if (weak.lock()) delegate.show();
                              });
         return true;
     }
-    if (command && key == kVK_ANSI_W) {
+    if (command && key == kKeyW) {
         hide();
-        bridge_.commandAsync(std::string(handlers::closeFinderWin), {});
+        bridge_.commandAsync(std::string(handlers::closeWindow), {});
         return true;
     }
-    if (command && key == kVK_ANSI_T) {
+    if (command && key == kKeyT) {
         hide();
         bridge_.openTerminal(views_.field->stringValue());
         return true;
     }
-    if (command && key == kVK_ANSI_R) {
+    if (command && key == kKeyR) {
         bridge_.commandAsync(std::string(handlers::reload), {});
         return true;
     }
-    if (commandShift && key == kVK_ANSI_F) {
+    if (commandShift && key == kKeyF) {
         setPath({});
         show(false);
         return true;
     }
-    if (commandShift && key == kVK_ANSI_Period) {
+    if (commandShift && key == kKeyPeriod) {
         hide();
-        delegate_.finderToggleShowHidden();
+        delegate_.toggleShowHidden();
         return true;
     }
     if (command) {
         switch (key) {
-            case kVK_ANSI_1: bridge_.commandAsync(std::string(handlers::finderIconview), {}); return true;
-            case kVK_ANSI_2: bridge_.commandAsync(std::string(handlers::finderListview), {}); return true;
-            case kVK_ANSI_3: bridge_.commandAsync(std::string(handlers::finderColumnview), {}); return true;
-            case kVK_ANSI_4: bridge_.commandAsync(std::string(handlers::finderFlowview), {}); return true;
+            case kKey1: bridge_.commandAsync(std::string(handlers::iconView), {}); return true;
+            case kKey2: bridge_.commandAsync(std::string(handlers::listView), {}); return true;
+            case kKey3: bridge_.commandAsync(std::string(handlers::columnView), {}); return true;
+            case kKey4: bridge_.commandAsync(std::string(handlers::flowView), {}); return true;
             default: break;
         }
     }
@@ -334,7 +334,7 @@ bool PathWindowController::handleKeyDown(const KeyEvent& event) {
 
 // One case per edit command of the field, each saying what the command does
 // with the list shown and without: a table that reads best whole.
-bool PathWindowController::doCommandBySelector(TextCommand command) {
+bool PathWindowController::handleEditCommand(TextCommand command) {
     CompletionsListView& list = *views_.completions;
     const bool listVisible = list.isVisible();
     const int row = list.selectedRow();
@@ -386,7 +386,7 @@ bool PathWindowController::doCommandBySelector(TextCommand command) {
                 // bar (and shows the folder again). A pattern stays open, so
                 // that Return repeats its selection.
                 const std::string text = views_.field->stringValue();
-                if (!isSearchString(text) && finderLocation_ == text) hide();
+                if (!isSearchString(text) && fileManagerLocation_ == text) hide();
                 pathEditorEnter();
             }
             return true;
@@ -397,18 +397,14 @@ bool PathWindowController::doCommandBySelector(TextCommand command) {
             } else if (!listVisible) {
                 showPopup();
             } else {
-                doCommandBySelector(TextCommand::moveDown);
+                handleEditCommand(TextCommand::moveDown);
             }
             return true;
         case TextCommand::insertBacktab:
-            doCommandBySelector(listVisible ? TextCommand::moveUp : TextCommand::moveToBeginningOfDocument);
+            handleEditCommand(listVisible ? TextCommand::moveUp : TextCommand::moveToBeginningOfDocument);
             return true;
-        case TextCommand::moveToBeginningOfDocument:
-            navigateToParentDirectory();
-            return true;
-        case TextCommand::moveToEndOfDocument:
-            openFieldItem();
-            return true;
+        case TextCommand::moveToBeginningOfDocument: navigateToParentDirectory(); return true;
+        case TextCommand::moveToEndOfDocument: openFieldItem(); return true;
         case TextCommand::cancelOperation:
             // Escape closes the list first and the bar second, giving up a
             // connection to a server on the way.
@@ -419,8 +415,7 @@ bool PathWindowController::doCommandBySelector(TextCommand command) {
                 hide();
             }
             return true;
-        case TextCommand::other:
-            break;
+        case TextCommand::other: break;
     }
     return false;
 }
@@ -444,37 +439,37 @@ void PathWindowController::pathEditorEnter() {
     std::optional<std::string> shown = text;
 
     if (isMountURL(text)) {
-        finderMount(text);
+        mount(text);
     } else if (text.empty()) {
         // Shows the window's folder again and puts it back into the field.
-        shown = finderLocation();
-        if (shown) finderSetPath(*shown);
-        finderLocation_ = shown;
+        shown = fileManagerLocation();
+        if (shown) showFolder(*shown);
+        fileManagerLocation_ = shown;
     } else if (text.front() == '/' && !hasWildcard(text)) {
         // A folder is shown, anything else revealed in its folder.
-        finderSetPath(text);
-        finderLocation_ = text;
+        showFolder(text);
+        fileManagerLocation_ = text;
     } else if (const std::optional<std::string> visited = visitedFolderFor(text)) {
         // Words of a visited folder's path that name nothing here.
-        finderSetPath(*visited);
-        finderLocation_ = *visited;
+        showFolder(*visited);
+        fileManagerLocation_ = *visited;
         shown = *visited;
     } else if (!hasWildcard(text)) {
         // A name in the window's folder, "~" included as it stands.
-        if (const std::optional<std::string>& base = finderLocation()) {
+        if (const std::optional<std::string>& base = fileManagerLocation()) {
             const std::string path = paths::stringByAppendingPathComponent(*base, text);
             // The field shows a folder with its "/" when completion knows
             // it is one; the navigation looks for itself, off this thread.
             const std::vector<std::string>& known = engine_.currentCompletions();
             const bool knownFolder =
                 !text.ends_with('/') && std::find(known.begin(), known.end(), text + "/") != known.end();
-            finderReveal(path);
+            reveal(path);
             shown = knownFolder ? path + "/" : path;
         }
     } else {
         // A pattern: select everything it matches, in its own folder when it
         // names one.
-        if (paths::isAbsolutePath(text)) finderLocation_ = paths::stringByDeletingLastPathComponent(text);
+        if (paths::isAbsolutePath(text)) fileManagerLocation_ = paths::stringByDeletingLastPathComponent(text);
         updateCompletions(text);
         if (engine_.progress() == CompletionEngine::Progress::complete) {
             selectPatternMatches(text);
@@ -497,7 +492,7 @@ bool PathWindowController::isSearchString(std::string_view text) const {
 }
 
 void PathWindowController::selectPatternMatches(const std::string& text) {
-    const std::optional<std::string> base = finderLocation();
+    const std::optional<std::string> base = fileManagerLocation();
     std::vector<std::string> names;
     std::size_t matches = 0;
     for (const std::string& candidate : engine_.currentCompletions()) {
@@ -511,7 +506,7 @@ void PathWindowController::selectPatternMatches(const std::string& text) {
     // Without a folder the handler gets no parameters at all.
     std::vector<std::string> params;
     if (base) params = {*base, join(names, handlers::itemSeparator)};
-    bridge_.commandAsync(std::string(handlers::finderSelect2), std::move(params));
+    bridge_.commandAsync(std::string(handlers::selectNames), std::move(params));
     if (matches > names.size())
         views_.field->showProblem("Selected the first " + std::to_string(names.size()) + " of " +
                                   std::to_string(matches) + " matches");
@@ -543,9 +538,9 @@ std::optional<std::string> PathWindowController::visitedFolderFor(const std::str
     return best.front();
 }
 
-void PathWindowController::finderSetPath(const std::string& path) {
+void PathWindowController::showFolder(const std::string& path) {
     startSpinnerTimer();
-    bridge_.finderSetPathAsync(path, [weak = std::weak_ptr(self_), path](bool answered) {
+    bridge_.showFolderAsync(path, [weak = std::weak_ptr(self_), path](bool answered) {
         const auto self = weak.lock();
         if (!self) return;
         if (answered) (*self)->noteVisit(path);
@@ -553,9 +548,9 @@ void PathWindowController::finderSetPath(const std::string& path) {
     });
 }
 
-void PathWindowController::finderReveal(const std::string& path) {
+void PathWindowController::reveal(const std::string& path) {
     startSpinnerTimer();
-    bridge_.finderRevealAsync(path, [weak = std::weak_ptr(self_), path](bool answered, const std::string& revealed) {
+    bridge_.revealAsync(path, [weak = std::weak_ptr(self_), path](bool answered, const std::string& revealed) {
         const auto self = weak.lock();
         if (!self) return;
         // A folder shows with its "/" once the navigation has looked,
@@ -567,26 +562,26 @@ void PathWindowController::finderReveal(const std::string& path) {
     });
 }
 
-void PathWindowController::finderMount(const std::string& url) {
+void PathWindowController::mount(const std::string& url) {
     // Connecting may take long and ask the user: it runs in the background,
     // the spinner says so, and the result comes back here. A new address
     // replaces the one still connecting.
-    if (mounting_) bridge_.cancelFinderMount();
+    if (mounting_) bridge_.cancelMount();
     const std::uint64_t attempt = ++mountAttempt_;
     mounting_ = true;
     startSpinnerTimer();
-    bridge_.finderMountAsync(url, [weak = std::weak_ptr(self_), attempt](std::optional<std::string> failure) {
-        if (const auto self = weak.lock()) (*self)->finderMountFinished(attempt, std::move(failure));
+    bridge_.mountAsync(url, [weak = std::weak_ptr(self_), attempt](std::optional<std::string> failure) {
+        if (const auto self = weak.lock()) (*self)->mountFinished(attempt, std::move(failure));
     });
 }
 
-void PathWindowController::finderMountFinished(std::uint64_t attempt, std::optional<std::string> failure) {
+void PathWindowController::mountFinished(std::uint64_t attempt, std::optional<std::string> failure) {
     // A connection given up, or replaced by a newer one, reports nothing.
     if (!mounting_ || attempt != mountAttempt_ || closed_) return;
     mounting_ = false;
     if (!failure) {
         // The window shows the server's folder now: the field follows it.
-        fetchFinderLocation();
+        fetchFileManagerLocation();
         return;
     }
     stopSpinner();
@@ -594,8 +589,8 @@ void PathWindowController::finderMountFinished(std::uint64_t attempt, std::optio
     // the text, so that it can be corrected.
     if (!views_.panel->isVisible()) {
         updateSize();
-        views_.panel->orderFrontRegardless();
-        views_.panel->makeKeyWindow();
+        views_.panel->raise();
+        views_.panel->focus();
     }
     views_.field->showProblem(*failure);
 }
@@ -604,7 +599,7 @@ void PathWindowController::cancelMount() {
     if (!mounting_) return;
     mounting_ = false;
     stopSpinner();
-    bridge_.cancelFinderMount();
+    bridge_.cancelMount();
 }
 
 void PathWindowController::navigateToParentDirectory() {
@@ -627,13 +622,11 @@ void PathWindowController::setPath(const std::string& path) { views_.field->setS
 
 // ---- helpers
 
-void PathWindowController::hideCompletions() { views_.completions->orderOut(); }
+void PathWindowController::hideCompletions() { views_.completions->hide(); }
 
 void PathWindowController::openFieldItem() { workspace_.openFile(views_.field->stringValue()); }
 
-void PathWindowController::moveCaretToEnd() {
-    views_.field->setSelectedRange({views_.field->stringValue().size(), 0});
-}
+void PathWindowController::moveCaretToEnd() { views_.field->setSelectedRange({views_.field->stringValue().size(), 0}); }
 
 std::vector<std::string> PathWindowController::fieldTextParams() const { return {views_.field->stringValue()}; }
 

@@ -3,7 +3,7 @@
 // One address bar: the floating panel laid over the title bar of one
 // file-manager window, with its path field, icon, spinner and completion
 // list. The controller knows the window only by its accessibility element,
-// talks to the file manager only through the VJASWrapper and to the screen
+// talks to the file manager only through the FileManagerCommands and to the screen
 // only through the passive views, so every decision below is made here.
 //
 // Life cycle: created hidden by the registry of bars for a window that has
@@ -14,12 +14,12 @@
 // Keys reach the bar at three stations, each of which may consume them:
 // handleKeyDown (the panel offers every key press first: Ctrl shortcuts),
 // the field editor's keyDown filter (pathFieldEditor()), and the editing
-// commands of the text field (doCommandBySelector: Return, Tab, arrows,
+// commands of the text field (handleEditCommand: Return, Tab, arrows,
 // Escape).
 //
 // Everything runs on the main thread. The file-manager calls made here are
-// synchronous, except navigation to a folder (finderSetPath) and connecting
-// to a server (finderMount), which run on the bridge's queues and report back
+// synchronous, except navigation to a folder (showFolder) and connecting
+// to a server (mount), which run on the bridge's queues and report back
 // on the main queue; the spinner shows when the work takes longer than
 // kSpinnerDelay.
 
@@ -31,17 +31,17 @@
 #include <string_view>
 #include <vector>
 
+#include "accessibility/Accessibility.h"
 #include "addressbar/CompletionEngine.h"
-#include "addressbar/JVPathFieldEditor.h"
+#include "addressbar/PathFieldEditor.h"
 #include "addressbar/PathWindowViews.h"
-#include "bridges/Accessibility.h"
 
 namespace jorvane {
 
-class KMDelayedInvocation;
+class DelayedAction;
 class PathWindowDelegate;
 class Screens;
-class VJASWrapper;
+class FileManagerCommands;
 class Workspace;
 namespace settings {
 class UserDefaults;
@@ -54,7 +54,7 @@ class PathWindowController {
 public:
     // What the bar uses besides its views; all must outlive the controller.
     struct Dependencies {
-        VJASWrapper& bridge;
+        FileManagerCommands& bridge;
         settings::UserDefaults& defaults;
         Workspace& workspace;
         Screens& screens;
@@ -95,20 +95,20 @@ public:
 
     // initWithFinderAxWindow: the bar of the window `axWindow`. The views
     // must all be given (std::invalid_argument otherwise).
-    PathWindowController(AXUIElementRef axWindow, PathWindowViews views, Dependencies dependencies);
+    PathWindowController(ElementRef axWindow, PathWindowViews views, Dependencies dependencies);
     ~PathWindowController();
     PathWindowController(const PathWindowController&) = delete;
     PathWindowController& operator=(const PathWindowController&) = delete;
 
     // ---- identity and views
-    const AXUIElementRef& axWindow() const { return axWindow_; }
+    const ElementRef& axWindow() const { return axWindow_; }
     // The title text of the window's title bar, or null.
-    AXUIElementRef axTitleElement() const;
+    ElementRef axTitleElement() const;
     PathPanelView& window() { return *views_.panel; }
     PathFieldView& pathEditor() { return *views_.field; }
     SpinnerView& spinner() { return *views_.spinner; }
     CompletionsListView& completionsWindow() { return *views_.completions; }
-    const JVPathFieldEditor& pathFieldEditor() const { return pathFieldEditor_; }
+    const PathFieldEditor& pathFieldEditor() const { return pathFieldEditor_; }
 
     // ---- opening, hiding, placement
     // show(true).
@@ -137,15 +137,15 @@ public:
 
     // ---- the window's folder
     // Asks the file manager for the folder in the background; the answer goes
-    // to fetchFinderLocationOperationFinished on the main queue.
-    void fetchFinderLocation();
-    void fetchFinderLocationOperationFinished(std::optional<std::string> path);
+    // to fileManagerLocationFetched on the main queue.
+    void fetchFileManagerLocation();
+    void fileManagerLocationFetched(std::optional<std::string> path);
     // The folder the window shows; when none is stored, asks the file manager
     // ("finder_get_path") and stores its answer, which may again be none.
-    const std::optional<std::string>& finderLocation();
+    const std::optional<std::string>& fileManagerLocation();
     // The stored folder, without asking anyone.
-    const std::optional<std::string>& storedFinderLocation() const { return finderLocation_; }
-    void setFinderLocation(std::optional<std::string> location) { finderLocation_ = std::move(location); }
+    const std::optional<std::string>& storedFileManagerLocation() const { return fileManagerLocation_; }
+    void setFileManagerLocation(std::optional<std::string> location) { fileManagerLocation_ = std::move(location); }
 
     // The icon left of the text.
     const BarImage& currentImage() const { return currentImage_; }
@@ -166,7 +166,7 @@ public:
     bool handleKeyDown(const KeyEvent& event);
     // The text field's editing commands; true when handled here, false to let
     // the field perform the command itself.
-    bool doCommandBySelector(TextCommand command);
+    bool handleEditCommand(TextCommand command);
     // The field's text changed.
     void controlTextDidChange();
 
@@ -179,13 +179,13 @@ public:
     bool isSearchString(std::string_view text) const;
     // Shows the folder (or reveals the item) in the background, with the
     // spinner.
-    void finderSetPath(const std::string& path);
-    void finderReveal(const std::string& path);
+    void showFolder(const std::string& path);
+    void reveal(const std::string& path);
     // Connects to the server in the background, with the spinner. Once
     // connected the field shows the folder the window went to; a failure
     // leaves the text in the bar (bringing the bar back if it had gone) with
     // a short message saying why. Escape and close() give the attempt up.
-    void finderMount(const std::string& url);
+    void mount(const std::string& url);
     // The parent folder of the field's path (Up, Ctrl-Up, Shift-Tab).
     void navigateToParentDirectory();
     void setPath(const std::string& path);
@@ -194,7 +194,7 @@ public:
     void updateCompletions(std::string_view text);
     // The field's text without the tail that inline completion selected.
     std::string uncompletedString() const;
-    std::size_t numberOfItemsInComboBox();
+    std::size_t completionCount();
     std::optional<std::string> objectValueForItemAtIndex(std::size_t index) const;
     // CompletionEngine::notFound when absent.
     std::size_t indexOfItemWithStringValue(std::string_view value) const;
@@ -237,22 +237,22 @@ private:
     // candidate for.
     std::optional<std::string> visitedFolderFor(const std::string& text);
     void hideCompletions();
-    void finderMountFinished(std::uint64_t attempt, std::optional<std::string> failure);
+    void mountFinished(std::uint64_t attempt, std::optional<std::string> failure);
     void cancelMount();
     void openFieldItem();
     void moveCaretToEnd();
     std::vector<std::string> fieldTextParams() const;
 
-    AXUIElementRef axWindow_;
+    ElementRef axWindow_;
     PathWindowViews views_;
-    VJASWrapper& bridge_;
+    FileManagerCommands& bridge_;
     settings::UserDefaults& defaults_;
     Workspace& workspace_;
     Screens& screens_;
     PathWindowDelegate& delegate_;
-    JVPathFieldEditor pathFieldEditor_;
+    PathFieldEditor pathFieldEditor_;
     CompletionEngine engine_;
-    std::optional<std::string> finderLocation_;
+    std::optional<std::string> fileManagerLocation_;
     BarImage currentImage_;
     // The text the user typed last, while its inline completion may still
     // arrive; nothing after any other change.
@@ -264,7 +264,7 @@ private:
     std::vector<std::string> listRows_;
     std::size_t visitedStart_ = 0;
     places::VisitedFolders* visitedFolders_;
-    std::shared_ptr<KMDelayedInvocation> spinnerTimer_;
+    std::shared_ptr<DelayedAction> spinnerTimer_;
     // Blocks that come back on the main queue check it: the controller may
     // be gone by then.
     std::shared_ptr<PathWindowController*> self_;

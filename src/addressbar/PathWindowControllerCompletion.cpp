@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "addressbar/PathWindowController.h"
-#include "bridges/VJASWrapper.h"
+#include "filemanager/FileManagerCommands.h"
 #include "places/VisitedFolders.h"
 
 namespace jorvane {
@@ -14,7 +14,7 @@ namespace jorvane {
 // ---- completion
 
 void PathWindowController::updateCompletions(std::string_view text) {
-    engine_.updateCompletions(text, finderLocation_, [this] { finderLocation(); });
+    engine_.updateCompletions(text, fileManagerLocation_, [this] { fileManagerLocation(); });
     collectListRows();
 }
 
@@ -22,8 +22,8 @@ std::string PathWindowController::uncompletedString() const {
     return CompletionEngine::uncompletedString(views_.field->stringValue(), views_.field->selectedRange());
 }
 
-std::size_t PathWindowController::numberOfItemsInComboBox() {
-    return engine_.numberOfItems(uncompletedString(), finderLocation_, [this] { finderLocation(); });
+std::size_t PathWindowController::completionCount() {
+    return engine_.numberOfItems(uncompletedString(), fileManagerLocation_, [this] { fileManagerLocation(); });
 }
 
 std::optional<std::string> PathWindowController::objectValueForItemAtIndex(std::size_t index) const {
@@ -38,10 +38,10 @@ std::optional<std::string> PathWindowController::completedString(std::string_vie
     // A completion that arrives later still completes this text.
     inlineText_ = std::string(typed);
     CompletionEngine::Completion completion =
-        engine_.completedString(typed, finderLocation_, [this] { finderLocation(); });
+        engine_.completedString(typed, fileManagerLocation_, [this] { fileManagerLocation(); });
     // Search as you type: the first match is selected in the window, in the
     // background, so that a slow file manager never holds up the typing.
-    if (completion.revealName) bridge_.finderRevealInCurrentAsync(*completion.revealName);
+    if (completion.revealName) bridge_.revealInCurrentAsync(*completion.revealName);
     return completion.completion;
 }
 
@@ -62,8 +62,7 @@ void PathWindowController::completionAnswerChanged() {
     if (inlineText_ && engine_.answeredText() == *inlineText_ && !candidates.empty() &&
         candidates.front().find_first_of("*?") == std::string::npos) {
         views_.field->completeInline(*inlineText_, candidates.front());
-        if (const std::optional<std::string> name = engine_.nextRevealName())
-            bridge_.finderRevealInCurrentAsync(*name);
+        if (const std::optional<std::string> name = engine_.nextRevealName()) bridge_.revealInCurrentAsync(*name);
     }
     if (pendingPattern_ && complete && engine_.answeredText() == *pendingPattern_) {
         stopSpinner();
@@ -126,10 +125,10 @@ void PathWindowController::showPopup() {
     const Rect frame{{panelFrame.origin.x + fieldFrame.origin.x, panelFrame.origin.y + fieldFrame.origin.y - height},
                      {fieldFrame.size.width, height}};
     views_.completions->setFrame(frame, true);
-    views_.completions->orderFrontRegardless();
+    views_.completions->raise();
     // Looks active, yet the bar keeps the keyboard: the bar's keys move the
     // list's selection.
-    views_.completions->becomeKeyWindow();
+    views_.completions->showActive();
 }
 
 void PathWindowController::popupButtonClicked() {

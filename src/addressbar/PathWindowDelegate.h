@@ -13,7 +13,7 @@ public:
     // content (the hot key's action), creating the bar if that window has none.
     virtual void show() = 0;
     // Flips whether the file manager shows hidden files.
-    virtual void finderToggleShowHidden() = 0;
+    virtual void toggleShowHidden() = 0;
     // Shows the preferences window.
     virtual void openPreferences() = 0;
     // Shows the about window.

@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "app/VirtualKeyCodes.h"
+#include "keys/VirtualKeyCodes.h"
 #include "util/Geometry.h"
 
 namespace jorvane {
@@ -24,8 +24,8 @@ namespace jorvane {
 // positions, VirtualKeyCodes.h), the device-independent modifier flags and
 // the text the key types (empty for keys that type nothing).
 struct KeyEvent {
-    CGKeyCode keyCode = 0;
-    CGEventFlags modifierFlags = 0;
+    KeyCode keyCode = 0;
+    Modifiers modifierFlags = 0;
     std::string characters;
     friend bool operator==(const KeyEvent&, const KeyEvent&) = default;
 };
@@ -73,9 +73,9 @@ public:
     // `animate`: move and resize smoothly rather than jump.
     virtual void setFrame(const Rect& frame, bool display, bool animate) = 0;
     virtual bool isVisible() const = 0;
-    virtual void orderFrontRegardless() = 0;
-    virtual void makeKeyWindow() = 0;
-    virtual void orderOut() = 0;
+    virtual void raise() = 0;
+    virtual void focus() = 0;
+    virtual void hide() = 0;
     virtual void close() = 0;
 };
 
@@ -126,10 +126,10 @@ public:
     virtual ~CompletionsListView() = default;
     virtual bool isVisible() const = 0;
     virtual void setFrame(const Rect& frame, bool display) = 0;
-    virtual void orderFrontRegardless() = 0;
+    virtual void raise() = 0;
     // Makes the list look active while the bar keeps the keyboard.
-    virtual void becomeKeyWindow() = 0;
-    virtual void orderOut() = 0;
+    virtual void showActive() = 0;
+    virtual void hide() = 0;
     virtual void close() = 0;
     static constexpr std::size_t noGroup = static_cast<std::size_t>(-1);
 

@@ -8,7 +8,7 @@ namespace jorvane::activation {
 
 namespace {
 
-bool isKeyEvent(CGEventType type) { return type == kCGEventKeyDown || type == kCGEventKeyUp; }
+bool isKeyEvent(EventType type) { return type == kEventKeyDown || type == kEventKeyUp; }
 
 }  // namespace
 
@@ -16,14 +16,14 @@ KeyDecision decideKeyEvent(const TapEvent& event, const settings::UserDefaults& 
     using Phase = HotKeyChord::Phase;
     if (!isKeyEvent(event.type) || event.autorepeat) return {};
 
-    if (event.type == kCGEventKeyUp) {
+    if (event.type == kEventKeyUp) {
         if (chord.phase == Phase::idle || event.keyCode != chord.key) return {};
         const bool acts = chord.phase == Phase::armed;
         chord = {};
         return {EventTap::Decision::Swallow, acts ? KeyAction::hotKey : KeyAction::none};
     }
 
-    const CGEventFlags flags = event.flags & kShortcutModifierMask;
+    const Modifiers flags = event.flags & kShortcutModifierMask;
     // Another key pressed while the hot key is held: the chord is no longer
     // the hot key, but its release still belongs to it.
     if (chord.phase == Phase::armed && event.keyCode != chord.key) chord.phase = Phase::cancelled;
@@ -55,8 +55,8 @@ std::vector<EventTap::KeyCombo> SwallowableKeys::toVector() const {
 }
 
 bool operator==(const SwallowableKeys& a, const SwallowableKeys& b) {
-    return a.count == b.count && std::equal(a.combos.begin(), a.combos.begin() + static_cast<std::ptrdiff_t>(a.count),
-                                            b.combos.begin());
+    return a.count == b.count &&
+           std::equal(a.combos.begin(), a.combos.begin() + static_cast<std::ptrdiff_t>(a.count), b.combos.begin());
 }
 
 SwallowableKeys swallowableKeys(const settings::UserDefaults& defaults) {
@@ -66,7 +66,7 @@ SwallowableKeys swallowableKeys(const settings::UserDefaults& defaults) {
         const std::int64_t keyCode = defaults.integerForKey(settings::keys::hotkeyKeycode);
         // A hot key that no event can match needs no grab.
         if ((flags & ~static_cast<std::int64_t>(kShortcutModifierMask)) == 0 && keyCode >= 0 && keyCode <= 0xFFFF)
-            keys.combos[keys.count++] = {static_cast<CGKeyCode>(keyCode), static_cast<CGEventFlags>(flags)};
+            keys.combos[keys.count++] = {static_cast<KeyCode>(keyCode), static_cast<Modifiers>(flags)};
     }
     if (defaults.boolForKey(settings::keys::inactiveShortcuts))
         for (const FixedShortcut& shortcut : kFixedShortcuts)
@@ -85,10 +85,10 @@ std::array<TapEvent, 4> middleClickEvents(Point location) {
     // The button is the left one: the event types say so, and an adapter
     // that honoured another button number would click the wrong button.
     return {
-        TapEvent::mouseEvent(kCGEventLeftMouseDown, location, kCGMouseButtonLeft, 1, 0),
-        TapEvent::mouseEvent(kCGEventLeftMouseUp, location, kCGMouseButtonLeft, 1, 0),
-        TapEvent::mouseEvent(kCGEventLeftMouseDown, location, kCGMouseButtonLeft, 2, kCGEventFlagMaskCommand),
-        TapEvent::mouseEvent(kCGEventLeftMouseUp, location, kCGMouseButtonLeft, 2, kCGEventFlagMaskCommand),
+        TapEvent::mouseEvent(kEventLeftMouseDown, location, kMouseButtonLeft, 1, 0),
+        TapEvent::mouseEvent(kEventLeftMouseUp, location, kMouseButtonLeft, 1, 0),
+        TapEvent::mouseEvent(kEventLeftMouseDown, location, kMouseButtonLeft, 2, kModifierCommand),
+        TapEvent::mouseEvent(kEventLeftMouseUp, location, kMouseButtonLeft, 2, kModifierCommand),
     };
 }
 

@@ -44,15 +44,15 @@ struct KeyDecision {
 
 // The extra file-manager shortcuts, handled only with "inactive_shortcuts".
 struct FixedShortcut {
-    CGKeyCode keyCode;
-    CGEventFlags flags;  // exact, after masking with kShortcutModifierMask
+    KeyCode keyCode;
+    Modifiers flags;  // exact, after masking with kShortcutModifierMask
     KeyAction action;
 };
 inline constexpr std::array<FixedShortcut, 4> kFixedShortcuts{{
-    {kVK_ANSI_R, kCGEventFlagMaskCommand, KeyAction::reloadScript},
-    {kVK_ANSI_F, kCGEventFlagMaskCommand | kCGEventFlagMaskShift, KeyAction::showBarForFocusedWindow},
-    {kVK_ANSI_T, kCGEventFlagMaskCommand, KeyAction::openTerminal},
-    {kVK_ANSI_Period, kCGEventFlagMaskCommand | kCGEventFlagMaskShift, KeyAction::toggleHiddenFiles},
+    {kKeyR, kModifierCommand, KeyAction::reloadScript},
+    {kKeyF, kModifierCommand | kModifierShift, KeyAction::showBarForFocusedWindow},
+    {kKeyT, kModifierCommand, KeyAction::openTerminal},
+    {kKeyPeriod, kModifierCommand | kModifierShift, KeyAction::toggleHiddenFiles},
 }};
 
 // The hot key from its press to the release of the same key. Hands roll a
@@ -71,7 +71,7 @@ inline constexpr std::array<FixedShortcut, 4> kFixedShortcuts{{
 struct HotKeyChord {
     enum class Phase : std::uint8_t { idle, armed, cancelled };
     Phase phase = Phase::idle;
-    CGKeyCode key = 0;
+    KeyCode key = 0;
 };
 
 // A key down or up, in this order:

@@ -15,9 +15,9 @@
 namespace jorvane {
 
 // The answer of the first button; the n-th button answers this + n - 1.
-inline constexpr int NSAlertFirstButtonReturn = 1000;
-inline constexpr int NSAlertSecondButtonReturn = 1001;
-inline constexpr int NSAlertThirdButtonReturn = 1002;
+inline constexpr int kAlertFirstButton = 1000;
+inline constexpr int kAlertSecondButton = 1001;
+inline constexpr int kAlertThirdButton = 1002;
 // The answer of an alert that closed without one (the session ended, the
 // program was asked to quit): it chose nothing.
 inline constexpr int kAlertNotAnswered = 0;
@@ -36,7 +36,7 @@ struct AlertSpec {
 };
 
 struct AlertResult {
-    int button = NSAlertFirstButtonReturn;
+    int button = kAlertFirstButton;
     // The box's state when the alert closed; false without a box.
     bool checkBoxOn = false;
 };

@@ -5,8 +5,8 @@ namespace jorvane::commandline {
 Parsed parse(const std::vector<std::string_view>& arguments) {
     if (arguments.empty()) return {};
     if (arguments.size() > 1) {
-        return {Action::error, "jorvane: one option at most (got " + std::to_string(arguments.size()) +
-                                   "); see jorvane --help"};
+        return {Action::error,
+                "jorvane: one option at most (got " + std::to_string(arguments.size()) + "); see jorvane --help"};
     }
     const std::string_view option = arguments.front();
     if (option == "--help" || option == "-h") return {Action::help, {}};

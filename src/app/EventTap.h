@@ -11,46 +11,46 @@
 #include <functional>
 #include <vector>
 
-#include "app/VirtualKeyCodes.h"
+#include "keys/VirtualKeyCodes.h"
 #include "util/Geometry.h"
 
 namespace jorvane {
 
-using CGEventType = std::uint32_t;
+using EventType = std::uint32_t;
 
-inline constexpr CGEventType kCGEventNull = 0;
-inline constexpr CGEventType kCGEventLeftMouseDown = 1;
-inline constexpr CGEventType kCGEventLeftMouseUp = 2;
-inline constexpr CGEventType kCGEventRightMouseDown = 3;
-inline constexpr CGEventType kCGEventRightMouseUp = 4;
-inline constexpr CGEventType kCGEventMouseMoved = 5;
-inline constexpr CGEventType kCGEventLeftMouseDragged = 6;
-inline constexpr CGEventType kCGEventRightMouseDragged = 7;
-inline constexpr CGEventType kCGEventKeyDown = 10;
-inline constexpr CGEventType kCGEventKeyUp = 11;
-inline constexpr CGEventType kCGEventFlagsChanged = 12;
-inline constexpr CGEventType kCGEventScrollWheel = 22;
-inline constexpr CGEventType kCGEventOtherMouseDown = 25;
-inline constexpr CGEventType kCGEventOtherMouseUp = 26;
-inline constexpr CGEventType kCGEventOtherMouseDragged = 27;
+inline constexpr EventType kEventNull = 0;
+inline constexpr EventType kEventLeftMouseDown = 1;
+inline constexpr EventType kEventLeftMouseUp = 2;
+inline constexpr EventType kEventRightMouseDown = 3;
+inline constexpr EventType kEventRightMouseUp = 4;
+inline constexpr EventType kEventMouseMoved = 5;
+inline constexpr EventType kEventLeftMouseDragged = 6;
+inline constexpr EventType kEventRightMouseDragged = 7;
+inline constexpr EventType kEventKeyDown = 10;
+inline constexpr EventType kEventKeyUp = 11;
+inline constexpr EventType kEventFlagsChanged = 12;
+inline constexpr EventType kEventScrollWheel = 22;
+inline constexpr EventType kEventOtherMouseDown = 25;
+inline constexpr EventType kEventOtherMouseUp = 26;
+inline constexpr EventType kEventOtherMouseDragged = 27;
 // Notices, not input: the tap was switched off because the callback took too
 // long (it stays off until setEnabled(true)), or by the user.
-inline constexpr CGEventType kCGEventTapDisabledByTimeout = 0xFFFFFFFE;
-inline constexpr CGEventType kCGEventTapDisabledByUserInput = 0xFFFFFFFF;
+inline constexpr EventType kEventTapDisabledByTimeout = 0xFFFFFFFE;
+inline constexpr EventType kEventTapDisabledByUserInput = 0xFFFFFFFF;
 
 // Button numbers: 0 left, 1 right, 2 middle, 3 and up the extra buttons.
-inline constexpr std::int64_t kCGMouseButtonLeft = 0;
-inline constexpr std::int64_t kCGMouseButtonRight = 1;
-inline constexpr std::int64_t kCGMouseButtonCenter = 2;
+inline constexpr std::int64_t kMouseButtonLeft = 0;
+inline constexpr std::int64_t kMouseButtonRight = 1;
+inline constexpr std::int64_t kMouseButtonCenter = 2;
 
 struct TapEvent {
-    CGEventType type = kCGEventNull;
+    EventType type = kEventNull;
     // Key events: the virtual key code of the key (US positions).
-    CGKeyCode keyCode = 0;
+    KeyCode keyCode = 0;
     // Device-independent flags (VirtualKeyCodes.h). For mouse events the
     // modifiers held; for key events also the implied keypad and function
-    // bits; for kCGEventFlagsChanged the modifiers after the change.
-    CGEventFlags flags = 0;
+    // bits; for kEventFlagsChanged the modifiers after the change.
+    Modifiers flags = 0;
     // Key downs: the key is held and this press is the system's repetition.
     bool autorepeat = false;
     // Global position, origin at the top left of the first screen.
@@ -60,9 +60,9 @@ struct TapEvent {
     // Mouse events: 1 for a single click, 2 for the second of a double click …
     std::int64_t clickState = 0;
 
-    // CGEventCreateMouseEvent: a mouse event of `type` at `location`.
-    static TapEvent mouseEvent(CGEventType type, Point location, std::int64_t button = kCGMouseButtonLeft,
-                               std::int64_t clickState = 1, CGEventFlags flags = 0) {
+    // A mouse event of `type` at `location`.
+    static TapEvent mouseEvent(EventType type, Point location, std::int64_t button = kMouseButtonLeft,
+                               std::int64_t clickState = 1, Modifiers flags = 0) {
         TapEvent event;
         event.type = type;
         event.location = location;
@@ -71,10 +71,10 @@ struct TapEvent {
         event.flags = flags;
         return event;
     }
-    // CGEventCreateKeyboardEvent: a key down or up of `keyCode` with `flags`.
-    static TapEvent keyboardEvent(CGKeyCode keyCode, bool keyDown, CGEventFlags flags = 0) {
+    // A key down or up of `keyCode` with `flags`.
+    static TapEvent keyboardEvent(KeyCode keyCode, bool keyDown, Modifiers flags = 0) {
         TapEvent event;
-        event.type = keyDown ? kCGEventKeyDown : kCGEventKeyUp;
+        event.type = keyDown ? kEventKeyDown : kEventKeyUp;
         event.keyCode = keyCode;
         event.flags = flags;
         return event;
@@ -89,14 +89,14 @@ public:
     // Runs on the tap's own thread for every event; it must decide quickly
     // (hand slow work to a queue). While it runs the keyboard may be frozen:
     // a callback that takes too long gets its key passed on and the tap
-    // switched off, announced by a kCGEventTapDisabledByTimeout event.
+    // switched off, announced by a kEventTapDisabledByTimeout event.
     using Callback = std::function<Decision(const TapEvent&)>;
 
     // A key with exactly these modifiers (the kShortcutModifierMask bits;
     // Caps Lock and the keypad and function bits are ignored).
     struct KeyCombo {
-        CGKeyCode keyCode = 0;
-        CGEventFlags flags = 0;
+        KeyCode keyCode = 0;
+        Modifiers flags = 0;
         friend bool operator==(const KeyCombo&, const KeyCombo&) = default;
     };
 
@@ -111,7 +111,7 @@ public:
     virtual void uninstall() = 0;
     virtual bool isInstalled() const = 0;
 
-    // CGEventTapEnable: a disabled tap sees nothing and passes everything.
+    // A disabled tap sees nothing and passes everything.
     virtual void setEnabled(bool enabled) = 0;
     virtual bool isEnabled() const = 0;
 
@@ -121,7 +121,7 @@ public:
     // always reach the callback.
     virtual void setSwallowableKeys(std::vector<KeyCombo> keys) = 0;
 
-    // CGEventPost at the session: mouse downs, ups, moves and drags at the
+    // Posts to the session: mouse downs, ups, moves and drags at the
     // event's location with its button and flags; key downs and ups with
     // their flags. False when the event could not be posted (unknown key,
     // no connection, the user kept holding modifiers).

@@ -41,13 +41,13 @@ void FileManagerLifecycle::windowsGone(std::int32_t pid) {
     // Quitting takes a moment; a daemon lives on without windows.
     cancelCheck();
     dispatch::TimeSource& time = dispatch::timeSource();
-    check_ = time.schedule(time.now() + kEndCheckDelay, std::chrono::milliseconds(200),
-                           [weak = std::weak_ptr(self_), pid] {
-                               dispatch::mainQueue().async([weak, pid] {
-                                   const auto self = weak.lock();
-                                   if (self && *self) (*self)->checkEnded(pid);
-                               });
-                           });
+    check_ =
+        time.schedule(time.now() + kEndCheckDelay, std::chrono::milliseconds(200), [weak = std::weak_ptr(self_), pid] {
+            dispatch::mainQueue().async([weak, pid] {
+                const auto self = weak.lock();
+                if (self && *self) (*self)->checkEnded(pid);
+            });
+        });
 }
 
 void FileManagerLifecycle::ended(std::int32_t pid) {
@@ -66,7 +66,7 @@ void FileManagerLifecycle::checkEnded(std::int32_t pid) {
 
 void FileManagerLifecycle::attach(std::int32_t pid) {
     pid_ = pid;
-    KMLogInDomain(KMLogLevelInfo, kLog, "%s runs as process %d", hooks_.fileManagerName.c_str(), pid);
+    log::inDomain(log::Info, kLog, "%s runs as process %d", hooks_.fileManagerName.c_str(), pid);
     if (hooks_.attach) hooks_.attach(pid);
 }
 
@@ -76,9 +76,7 @@ void FileManagerLifecycle::detach() {
     if (gone != 0 && hooks_.detach) hooks_.detach(gone);
 }
 
-void FileManagerLifecycle::wait() {
-    KMLogInDomain(KMLogLevelInfo, kLog, "waiting for %s", hooks_.fileManagerName.c_str());
-}
+void FileManagerLifecycle::wait() { log::inDomain(log::Info, kLog, "waiting for %s", hooks_.fileManagerName.c_str()); }
 
 void FileManagerLifecycle::cancelCheck() {
     if (!check_) return;

@@ -21,7 +21,7 @@ namespace jorvane {
 
 // Results of quitApplication, as the system numbers them.
 inline constexpr int noErr = 0;
-inline constexpr int procNotFound = -600;  // no such application is running
+inline constexpr int procNotFound = -600;   // no such application is running
 inline constexpr int errAETimeout = -1712;  // it did not answer in time
 
 class FileManagerProcess {

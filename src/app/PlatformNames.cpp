@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "settings/UserDefaults.h"
-#include "shortcutrecorder/HKKeyCodeTransformer.h"
+#include "shortcut/ShortcutKeyNames.h"
 
 namespace jorvane {
 
@@ -36,13 +36,13 @@ std::string forPlatform(std::string_view text, const PlatformNames& names) {
 }
 
 PlatformNames withRecordedHotKey(PlatformNames names, const settings::UserDefaults& defaults) {
-    const auto keyCode = static_cast<HKKeyCode>(defaults.integerForKey(settings::keys::hotkeyKeycode));
-    const auto flags = static_cast<CGEventFlags>(defaults.integerForKey(settings::keys::hotkeyFlags));
+    const auto keyCode = static_cast<ShortcutKeyCode>(defaults.integerForKey(settings::keys::hotkeyKeycode));
+    const auto flags = static_cast<Modifiers>(defaults.integerForKey(settings::keys::hotkeyFlags));
     // Without a keyboard layout a letter reads "???": the default text is
     // more use then.
-    const std::optional<std::string> key = HKKeyCodeName(keyCode);
+    const std::optional<std::string> key = shortcutKeyName(keyCode);
     if (!key || key->empty() || *key == "???") return names;
-    names.hotKey = HKCocoaComboReadable(flags, keyCode);
+    names.hotKey = comboText(flags, keyCode);
     return names;
 }
 

@@ -14,7 +14,7 @@ Start atStart(InstanceChannel& channel, std::string_view message) {
     switch (channel.claim()) {
         case InstanceChannel::Claim::claimed: return Start::run;
         case InstanceChannel::Claim::unavailable:
-            KMLogInDomain(KMLogLevelWarn, kLog, "cannot tell whether Jorvane runs already: starting anyway");
+            log::inDomain(log::Warn, kLog, "cannot tell whether Jorvane runs already: starting anyway");
             return Start::runUnguarded;
         case InstanceChannel::Claim::heldByAnother: break;
     }
@@ -30,7 +30,7 @@ bool received(std::string_view message, const Requests& requests) {
                                                                             : nullptr;
     if (!request) {
         const std::string shown(message.substr(0, 64));
-        KMLogInDomain(KMLogLevelWarn, kLog, "ignoring a message from another start: \"%s\"", shown.c_str());
+        log::inDomain(log::Warn, kLog, "ignoring a message from another start: \"%s\"", shown.c_str());
         return false;
     }
     if (*request) (*request)();

@@ -36,9 +36,9 @@ inline constexpr std::string_view kPreferencesMessage = "preferences";
 inline constexpr std::string_view kQuitMessage = "quit";
 
 enum class Start {
-    run,             // the first: go on
-    runUnguarded,    // no rendezvous: go on, a second start will not be noticed
-    handedOver,      // another runs and was told: end with success
+    run,               // the first: go on
+    runUnguarded,      // no rendezvous: go on, a second start will not be noticed
+    handedOver,        // another runs and was told: end with success
     otherUnreachable,  // another runs but does not answer: end with an error
 };
 

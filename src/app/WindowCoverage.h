@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "bridges/Accessibility.h"
+#include "accessibility/Accessibility.h"
 #include "util/Geometry.h"
 
 namespace jorvane {
@@ -20,7 +20,7 @@ namespace jorvane {
 // it, other than a panel ("Dock") or a window of this program (its bars and
 // their lists), overlaps the band. A window not found in
 // the list is not taken as covered: without an answer the bar stays.
-bool isTitleBandCovered(const std::vector<AXWindowInfo>& frontToBack, std::int32_t pid, const Rect& windowFrame,
+bool isTitleBandCovered(const std::vector<WindowInfo>& frontToBack, std::int32_t pid, const Rect& windowFrame,
                         double bandHeight);
 
 }  // namespace jorvane

@@ -230,7 +230,8 @@ FuzzyQuery::FuzzyQuery(std::string_view typed) {
         if (!isWhitespace(c)) chars_.push_back(paths::foldCharacter(c));
     }
     asciiQuery_ = std::all_of(chars_.begin(), chars_.end(), [](char32_t c) { return c < 0x80; });
-    queryHasFoldTargets_ = std::any_of(chars_.begin(), chars_.end(), [](char32_t c) { return c == 'i' || c == 'k' || c == 's'; });
+    queryHasFoldTargets_ =
+        std::any_of(chars_.begin(), chars_.end(), [](char32_t c) { return c == 'i' || c == 'k' || c == 's'; });
 }
 
 std::optional<int> FuzzyQuery::score(std::string_view name) const {
@@ -269,8 +270,8 @@ std::vector<std::size_t> FuzzyQuery::matchedPositions(std::string_view name) con
     // gapped one to the best-scoring place two or more to the left that
     // explains the score.
     std::vector<std::size_t> positions(chars_.size());
-    std::size_t k = static_cast<std::size_t>(
-        std::find(alignment.score.begin(), alignment.score.end(), best) - alignment.score.begin());
+    std::size_t k = static_cast<std::size_t>(std::find(alignment.score.begin(), alignment.score.end(), best) -
+                                             alignment.score.begin());
     for (std::size_t i = chars_.size(); i-- > 0;) {
         positions[i] = decoded.offsets[first + k];
         if (i == 0) break;

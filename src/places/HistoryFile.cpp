@@ -28,29 +28,27 @@ HistoryFile::Loaded HistoryFile::load() {
     atomic_file::ReadResult read = atomic_file::readRegularFile(file_, kSizeLimit);
     std::string damage;
     switch (read.status) {
-    case Status::missing:
-        refuseSaves_.clear();
-        return loaded;
-    case Status::notRegular:
-    case Status::tooLarge:
-        refuseSaves_ = name + (read.status == Status::notRegular ? " is not a regular file"
-                                                                 : " is too large for a history of visited folders");
-        loaded.warnings.push_back(refuseSaves_ + "; it was left as it is and visited folders are not saved");
-        return loaded;
-    case Status::unreadable:
-        damage = "cannot be read (" + std::string(std::strerror(read.error)) + ")";
-        break;
-    case Status::ok: {
-        ParsedHistory parsed = parseHistory(read.text);
-        loaded.history = std::move(parsed.history);
-        if (parsed.rejectedLines == 0) {
-            refuseSaves_.clear();
+        case Status::missing: refuseSaves_.clear(); return loaded;
+        case Status::notRegular:
+        case Status::tooLarge:
+            refuseSaves_ =
+                name + (read.status == Status::notRegular ? " is not a regular file"
+                                                          : " is too large for a history of visited folders");
+            loaded.warnings.push_back(refuseSaves_ + "; it was left as it is and visited folders are not saved");
             return loaded;
+        case Status::unreadable: damage = "cannot be read (" + std::string(std::strerror(read.error)) + ")"; break;
+        case Status::ok: {
+            ParsedHistory parsed = parseHistory(read.text);
+            loaded.history = std::move(parsed.history);
+            if (parsed.rejectedLines == 0) {
+                refuseSaves_.clear();
+                return loaded;
+            }
+            damage = "has " + std::to_string(parsed.rejectedLines) +
+                     " line(s) that cannot be read (the first is line " + std::to_string(parsed.firstRejectedLine) +
+                     ")";
+            break;
         }
-        damage = "has " + std::to_string(parsed.rejectedLines) + " line(s) that cannot be read (the first is line " +
-                 std::to_string(parsed.firstRejectedLine) + ")";
-        break;
-    }
     }
     const atomic_file::SetAsideResult moved = atomic_file::setAside(file_);
     if (moved.done) {

@@ -10,9 +10,9 @@ namespace jorvane::places {
 
 namespace {
 
-constexpr std::array<std::string_view, 15> kLocationSchemes = {
-    "sftp", "ssh", "smb", "ftp", "ftps", "dav", "davs", "afp", "nfs", "http", "https", "mtp", "trash", "recent",
-    "network"};
+constexpr std::array<std::string_view, 15> kLocationSchemes = {"sftp",  "ssh",  "smb",   "ftp",    "ftps",
+                                                               "dav",   "davs", "afp",   "nfs",    "http",
+                                                               "https", "mtp",  "trash", "recent", "network"};
 
 bool isNameStart(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
 bool isNameCharacter(char c) { return isNameStart(c) || (c >= '0' && c <= '9'); }

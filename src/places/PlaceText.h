@@ -68,8 +68,7 @@ struct Place {
 
 enum class PlaceUse { navigation, completion };
 
-Place interpretPlaceText(std::string_view typed, const PlaceLookups& lookups,
-                         PlaceUse use = PlaceUse::navigation);
+Place interpretPlaceText(std::string_view typed, const PlaceLookups& lookups, PlaceUse use = PlaceUse::navigation);
 
 // Whether `text` begins with one of the location schemes above and "://".
 bool isLocationUrl(std::string_view text);

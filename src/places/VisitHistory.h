@@ -81,7 +81,7 @@ public:
 private:
     struct Record {
         VisitedFolder folder;
-        std::string folded;                 // the path case-folded, for matching
+        std::string folded;                  // the path case-folded, for matching
         std::size_t lastComponentStart = 0;  // in `folded`
     };
     static std::string normalised(std::string_view folder);

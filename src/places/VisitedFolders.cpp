@@ -145,7 +145,8 @@ void VisitedFolders::save() {
         if (failure.empty()) return;
         dispatch::performOnMainThread([weak, failure] {
             const auto self = weak.lock();
-            if (self && (*self)->options_.warn) (*self)->options_.warn("The visited folders were not saved: " + failure);
+            if (self && (*self)->options_.warn)
+                (*self)->options_.warn("The visited folders were not saved: " + failure);
         });
     });
 }

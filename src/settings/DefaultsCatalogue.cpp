@@ -26,7 +26,8 @@ bool conformsTo(const Value& value, ValueType type) {
             return false;
         case ValueType::Integer:
             if (value.is_number_unsigned()) {
-                return value.get<std::uint64_t>() <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+                return value.get<std::uint64_t>() <=
+                       static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
             }
             if (value.is_number_integer()) return true;
             if (value.is_number_float()) {
@@ -65,12 +66,14 @@ KeyInfo info(const Key<T>& key) {
 }  // namespace
 
 const std::vector<KeyInfo>& catalogue() {
+    // clang-format off
     static const std::vector<KeyInfo> all = {
         info(keys::hotkeyFlags),       info(keys::hotkeyKeycode),  info(keys::activateByHotkey),
         info(keys::activateByTitlebar), info(keys::inactiveShortcuts), info(keys::activationPathBehaviour),
         info(keys::notFirstLaunch),    info(keys::version),        info(keys::updateFeedUrl),
         info(keys::updateCheckInterval), info(keys::rememberVisitedFolders),
     };
+    // clang-format on
     return all;
 }
 
@@ -124,7 +127,8 @@ HotkeyRecorderEntry HotkeyRecorderEntry::fromDictionary(const Dictionary& dictio
         const Value* v = find(field);
         if (!v) return;
         if (v->is_number_unsigned() || (conformsTo(*v, ValueType::Integer) && v->get<double>() >= 0)) {
-            out = v->is_number_unsigned() ? v->get<std::uint64_t>() : static_cast<std::uint64_t>(v->get<std::int64_t>());
+            out =
+                v->is_number_unsigned() ? v->get<std::uint64_t>() : static_cast<std::uint64_t>(v->get<std::int64_t>());
         } else {
             complain(field, "an unsigned integer");
         }

@@ -97,8 +97,8 @@ inline const Key<std::int64_t> hotkeyKeycode{
     "hotkey_keycode", 5,
     "Virtual key code of the activation hot key, compared with the low 16 bits of the event's key code."};
 
-inline const Key<bool> activateByHotkey{
-    "activate_by_hotkey", true, "When false, the activation hot key is not looked at at all."};
+inline const Key<bool> activateByHotkey{"activate_by_hotkey", true,
+                                        "When false, the activation hot key is not looked at at all."};
 
 inline const Key<bool> activateByTitlebar{
     "activate_by_titlebar", true,
@@ -129,8 +129,8 @@ inline const Key<bool> notFirstLaunch{
     "notfirstlaunch", std::nullopt,
     "False until the welcome alert has been answered with its first button; then true."};
 
-inline const Key<std::string> version{
-    "version", std::nullopt, "The running program's version, written at every launch for the about window."};
+inline const Key<std::string> version{"version", std::nullopt,
+                                      "The running program's version, written at every launch for the about window."};
 
 // Empty in the shipped file: a build that publishes an appcast sets its URL
 // there, or the user in settings.json. Empty means no update check.
@@ -140,8 +140,7 @@ inline const Key<std::string> updateFeedUrl{
 
 // Three hours between background checks.
 inline const Key<std::int64_t> updateCheckInterval{
-    "update_check_interval", 10800,
-    "Seconds between background update checks; 0 or less checks only at launch."};
+    "update_check_interval", 10800, "Seconds between background update checks; 0 or less checks only at launch."};
 
 // On: jumping to a visited folder by a few typed words is the point of the
 // history, and it stays on this machine, in a file the user can read.

@@ -3,8 +3,8 @@
 #include "util/AtomicFile.h"
 
 #include <atomic>
-#include <chrono>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -48,8 +48,7 @@ fs::path settingsDirectory() {
         std::vector<char> buffer(16384);
         passwd entry{};
         passwd* found = nullptr;
-        if (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found &&
-            found->pw_dir) {
+        if (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found && found->pw_dir) {
             home = found->pw_dir;
         }
     }

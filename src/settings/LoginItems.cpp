@@ -5,8 +5,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -43,7 +43,7 @@ std::optional<std::string> programOfEntry(const fs::path& file) {
     std::error_code ec;
     const std::uintmax_t size = fs::file_size(file, ec);
     if (ec || size > kMaxEntryBytes) {
-        KMLogInDomain(KMLogLevelWarn, kLog, "%s: not read (%s)", file.c_str(),
+        log::inDomain(log::Warn, kLog, "%s: not read (%s)", file.c_str(),
                       ec ? ec.message().c_str() : "larger than an autostart entry can be");
         return std::nullopt;
     }
@@ -69,7 +69,8 @@ std::vector<Item> items() {
             found.push_back(Item{entry.path(), std::move(*program)});
         }
     }
-    std::sort(found.begin(), found.end(), [](const Item& a, const Item& b) { return a.file.filename() < b.file.filename(); });
+    std::sort(found.begin(), found.end(),
+              [](const Item& a, const Item& b) { return a.file.filename() < b.file.filename(); });
     return found;
 }
 
@@ -78,7 +79,7 @@ void removeItems(Match matches) {
     for (const Item& item : items()) {
         if (!matches(item.program)) continue;
         if (::unlink(item.file.c_str()) != 0) {
-            KMLogInDomain(KMLogLevelWarn, kLog, "cannot remove %s: %s", item.file.c_str(), std::strerror(errno));
+            log::inDomain(log::Warn, kLog, "cannot remove %s: %s", item.file.c_str(), std::strerror(errno));
         }
     }
 }
@@ -124,20 +125,20 @@ void InstallLoginItemWithPath(std::string_view path) {
     std::error_code ec;
     fs::create_directories(directory, ec);
     if (ec) {
-        KMLogInDomain(KMLogLevelWarn, kLog, "cannot create %s: %s", directory.c_str(), ec.message().c_str());
+        log::inDomain(log::Warn, kLog, "cannot create %s: %s", directory.c_str(), ec.message().c_str());
         return;
     }
     std::string temporary = (directory / ".jorvane-login-item-XXXXXX").string();
     const int fd = ::mkstemp(temporary.data());
     if (fd < 0) {
-        KMLogInDomain(KMLogLevelWarn, kLog, "cannot write in %s: %s", directory.c_str(), std::strerror(errno));
+        log::inDomain(log::Warn, kLog, "cannot write in %s: %s", directory.c_str(), std::strerror(errno));
         return;
     }
     const bool written = writeAll(fd, entryText(path)) && ::fchmod(fd, 0644) == 0 && ::fsync(fd) == 0;
     const int writeError = errno;
     ::close(fd);
     if (!written) {
-        KMLogInDomain(KMLogLevelWarn, kLog, "cannot write %s: %s", temporary.c_str(), std::strerror(writeError));
+        log::inDomain(log::Warn, kLog, "cannot write %s: %s", temporary.c_str(), std::strerror(writeError));
         ::unlink(temporary.c_str());
         return;
     }
@@ -151,7 +152,7 @@ void InstallLoginItemWithPath(std::string_view path) {
         if (::link(temporary.c_str(), target.c_str()) == 0) {
             placed = true;
         } else if (errno != EEXIST) {
-            KMLogInDomain(KMLogLevelWarn, kLog, "cannot create %s: %s", target.c_str(), std::strerror(errno));
+            log::inDomain(log::Warn, kLog, "cannot create %s: %s", target.c_str(), std::strerror(errno));
             break;
         }
     }

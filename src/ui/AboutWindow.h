@@ -11,7 +11,7 @@
 #include <memory>
 #include <string>
 
-#include "settings/AboutWindowController.h"
+#include "app/AboutWindowController.h"
 
 class QLabel;
 class QPushButton;

@@ -69,8 +69,7 @@ QIcon iconForPath(std::string_view path) {
 void IconLookup::show(const BarImage& image, std::function<void(const QIcon&)> apply) {
     const std::uint64_t serial = ++serial_;
     const std::string& path = image.path;
-    if (image.kind != BarImage::Kind::fileIcon || path.starts_with("trash:") ||
-        path.find("://") != std::string::npos) {
+    if (image.kind != BarImage::Kind::fileIcon || path.starts_with("trash:") || path.find("://") != std::string::npos) {
         apply(iconFor(image));
         return;
     }

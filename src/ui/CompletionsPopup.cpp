@@ -1,9 +1,9 @@
 #include "ui/CompletionsPopup.h"
 
-#include <QItemSelectionModel>
-#include <QPainter>
-#include <QListView>
 #include <QFont>
+#include <QItemSelectionModel>
+#include <QListView>
+#include <QPainter>
 #include <QStringListModel>
 #include <QStyledItemDelegate>
 
@@ -196,7 +196,8 @@ void CompletionsPopup::scrollRowToVisible(int row) {
 }
 
 QString CompletionsPopup::rowText(int row) const {
-    if (contentPending_) return row >= 0 && row < static_cast<int>(pending_.size()) ? displayString(pending_[row]) : QString();
+    if (contentPending_)
+        return row >= 0 && row < static_cast<int>(pending_.size()) ? displayString(pending_[row]) : QString();
     return model_->data(model_->index(row), Qt::DisplayRole).toString();
 }
 

@@ -25,12 +25,12 @@ namespace jorvane::ui {
 
 // The virtual key code of an X key (scan code) under an X state (the group
 // in bits 13-14), or nothing when it cannot say.
-using NativeKeyCodes = std::function<std::optional<CGKeyCode>(std::uint32_t scanCode, std::uint32_t state)>;
+using NativeKeyCodes = std::function<std::optional<KeyCode>(std::uint32_t scanCode, std::uint32_t state)>;
 
-CGEventFlags flagsForQtModifiers(Qt::KeyboardModifiers modifiers);
+Modifiers flagsForQtModifiers(Qt::KeyboardModifiers modifiers);
 // The key code of a Qt key on the US layout; KeypadModifier picks the keypad's
 // keys. Nothing for keys without a code.
-std::optional<CGKeyCode> keyCodeForQtKey(int key, Qt::KeyboardModifiers modifiers);
+std::optional<KeyCode> keyCodeForQtKey(int key, Qt::KeyboardModifiers modifiers);
 
 // The core's key event for a Qt key press: the code from `native` when it
 // knows the key, else from Qt's key; the flags from Qt's modifiers plus the

@@ -10,7 +10,7 @@
 #include <cmath>
 #include <utility>
 
-#include "addressbar/JVPathFieldEditor.h"
+#include "addressbar/PathFieldEditor.h"
 #include "ui/BarImages.h"
 #include "ui/BusySpinner.h"
 #include "ui/ByteText.h"
@@ -136,7 +136,7 @@ void PathBar::activate() {
     field()->setFocus(Qt::ActiveWindowFocusReason);
 }
 
-void PathBar::orderOut() {
+void PathBar::hide() {
     if (!window_) return;
     const bool wasKey = window_->isVisible() && window_->isActiveWindow();
     if (animation_) animation_->stop();
@@ -150,7 +150,7 @@ void PathBar::orderOut() {
 }
 
 void PathBar::close() {
-    orderOut();
+    hide();
     if (popup_) popup_->hide();
     closed_ = true;
 }
@@ -202,8 +202,7 @@ bool PathBar::eventFilter(QObject* watched, QEvent* event) {
                 if (auto resigned = events_ ? events_->windowDidResignKey : nullptr) resigned();
             }
             break;
-        default:
-            break;
+        default: break;
     }
     return false;
 }
@@ -218,11 +217,11 @@ bool PathBar::routeKey(QKeyEvent& key) {
             known && known->kind == VirtualKeyKind::Modifier)
             return false;
         if (auto handle = events_ ? events_->handleKeyDown : nullptr; handle && handle(*event)) return true;
-        if (JVPathFieldEditor::keyDown(*event)) return true;
+        if (PathFieldEditor::keyDown(*event)) return true;
     }
     const TextCommand command = textCommandFor(key.key(), key.modifiers());
     if (command == TextCommand::other) return false;
-    if (auto perform = events_ ? events_->doCommandBySelector : nullptr; perform && perform(command)) return true;
+    if (auto perform = events_ ? events_->handleEditCommand : nullptr; perform && perform(command)) return true;
     return false;
 }
 
@@ -316,7 +315,8 @@ void PathBar::decorateMenu(QMenu& menu) {
     for (QAction* action : original) menu.removeAction(action);
     for (std::size_t i = 0; i < shown.size(); ++i) {
         const MenuItem& item = shown[i];
-        if (i < static_cast<std::size_t>(original.size()) && item.kind == inherited[i].kind && item.title == inherited[i].title) {
+        if (i < static_cast<std::size_t>(original.size()) && item.kind == inherited[i].kind &&
+            item.title == inherited[i].title) {
             menu.addAction(original[static_cast<qsizetype>(i)]);
             continue;
         }

@@ -51,7 +51,7 @@ public:
     void orderFront();
     // Takes the keyboard.
     void makeKey();
-    void orderOut();
+    void hide();
     void close();
 
     // The device pixels a logical pixel of the bar takes on its screen.

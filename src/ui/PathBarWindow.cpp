@@ -71,7 +71,8 @@ void PathLineEdit::paintEvent(QPaintEvent* event) {
         // under it.
         const QFontMetrics metrics(font());
         const int right = arrow.toRect().left() - 4;
-        const int width = std::min(metrics.horizontalAdvance(problem_) + 12, std::max(0, right - kIconLeft - kIconSide));
+        const int width =
+            std::min(metrics.horizontalAdvance(problem_) + 12, std::max(0, right - kIconLeft - kIconSide));
         const QRect badge(right - width, 3, width, height() - 6);
         painter.setPen(Qt::NoPen);
         painter.setBrush(QColor(120, 40, 36));
@@ -120,8 +121,8 @@ void PathLineEdit::contextMenuEvent(QContextMenuEvent* event) {
 // ---- PathBarWindow
 
 PathBarWindow::PathBarWindow()
-    : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-                           Qt::X11BypassWindowManagerHint),
+    : QWidget(nullptr,
+              Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::X11BypassWindowManagerHint),
       field_(new PathLineEdit(this)),
       spinner_(new BusySpinner(this)) {
     setWindowTitle(QStringLiteral("Jorvane"));

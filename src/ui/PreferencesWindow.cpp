@@ -12,7 +12,7 @@
 #include <QVBoxLayout>
 
 #include "ui/CentredWindow.h"
-#include "ui/HKRecorderWidget.h"
+#include "ui/ShortcutRecorderWidget.h"
 
 namespace jorvane::ui {
 
@@ -22,17 +22,19 @@ PreferencesWindow::PreferencesWindow(Dependencies dependencies, QWidget* parent)
     setObjectName(QStringLiteral("JorvanePreferences"));
     const QString fileManager = QString::fromStdString(dependencies.fileManager);
 
-    controller_ = std::make_unique<JVPrefController>(JVPrefController::Dependencies{
+    controller_ = std::make_unique<PreferencesController>(PreferencesController::Dependencies{
         dependencies.defaults, dependencies.executablePath, std::move(dependencies.about),
         std::move(dependencies.settingsDidChange), std::move(dependencies.forgetVisitedFolders)});
 
-    recorder_ = new HKRecorderWidget(&dependencies.defaults, &dependencies.alerts, std::move(dependencies.native));
+    recorder_ =
+        new ShortcutRecorderWidget(&dependencies.defaults, &dependencies.alerts, std::move(dependencies.native));
     autostart_ = new QCheckBox(QStringLiteral("Start Jorvane at login"));
     byHotkey_ = boundBox(QStringLiteral("Open the address bar with the hot key"), settings::keys::activateByHotkey);
     byTitlebar_ = boundBox(QStringLiteral("Open the address bar with a click on a window's title"),
                            settings::keys::activateByTitlebar);
-    shortcuts_ = boundBox(QStringLiteral("Extra keys in %1: Ctrl+R, Ctrl+T, Ctrl+Shift+F, Ctrl+Shift+.").arg(fileManager),
-                          settings::keys::inactiveShortcuts);
+    shortcuts_ =
+        boundBox(QStringLiteral("Extra keys in %1: Ctrl+R, Ctrl+T, Ctrl+Shift+F, Ctrl+Shift+.").arg(fileManager),
+                 settings::keys::inactiveShortcuts);
     folder_ = new QRadioButton(QStringLiteral("The folder the window shows"));
     selection_ = new QRadioButton(QStringLiteral("The item selected in %1").arg(fileManager));
     about_ = new QPushButton(QStringLiteral("About Jorvane"));
@@ -103,7 +105,7 @@ PreferencesWindow* PreferencesWindow::open(Dependencies dependencies) {
     return window;
 }
 
-HKRecorderControl& PreferencesWindow::hotkeyRecorder() { return recorder_->control(); }
+ShortcutControl& PreferencesWindow::hotkeyRecorder() { return recorder_->control(); }
 
 void PreferencesWindow::closeWindow() {
     if (!closing_) QWidget::close();

@@ -2,7 +2,7 @@
 
 // The preferences window, "Jorvane Preferences": the hot key, start at
 // login, the ways the address bar opens, what it holds when it opens, and a
-// button to the about window. It drives a JVPrefController; every change is
+// button to the about window. It drives a PreferencesController; every change is
 // written to the settings at once. Each open makes a new window, which
 // deletes itself when closed.
 
@@ -12,7 +12,7 @@
 #include <memory>
 #include <string>
 
-#include "settings/JVPrefController.h"
+#include "settings/PreferencesController.h"
 #include "ui/KeyTranslation.h"
 
 class QCheckBox;
@@ -25,7 +25,7 @@ class Alerts;
 
 namespace jorvane::ui {
 
-class HKRecorderWidget;
+class ShortcutRecorderWidget;
 
 class PreferencesWindow final : public QWidget, private PrefPaneView {
     Q_OBJECT
@@ -54,8 +54,8 @@ public:
     // A new window, centred on the screen, shown and activated.
     static PreferencesWindow* open(Dependencies dependencies);
 
-    JVPrefController& controller() { return *controller_; }
-    HKRecorderWidget* recorder() const { return recorder_; }
+    PreferencesController& controller() { return *controller_; }
+    ShortcutRecorderWidget* recorder() const { return recorder_; }
     QCheckBox* autostartBox() const { return autostart_; }
     QCheckBox* hotkeyBox() const { return byHotkey_; }
     QCheckBox* titlebarBox() const { return byTitlebar_; }
@@ -69,13 +69,13 @@ protected:
 
 private:
     // PrefPaneView
-    HKRecorderControl& hotkeyRecorder() override;
+    ShortcutControl& hotkeyRecorder() override;
     void closeWindow() override;
 
     QCheckBox* boundBox(const QString& text, const settings::Key<bool>& key);
 
-    std::unique_ptr<JVPrefController> controller_;
-    HKRecorderWidget* recorder_ = nullptr;
+    std::unique_ptr<PreferencesController> controller_;
+    ShortcutRecorderWidget* recorder_ = nullptr;
     QCheckBox* remember_ = nullptr;
     QPushButton* forget_ = nullptr;
     QCheckBox* autostart_ = nullptr;

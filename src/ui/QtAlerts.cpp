@@ -47,7 +47,7 @@ QMessageBox* QtAlerts::makeMessageBox(const AlertSpec& alert, QWidget* parent) {
     std::vector<QPushButton*> buttons(titles.size());
     for (std::size_t i = titles.size(); i-- > 0;) {
         buttons[i] = box->addButton(fromBytes(titles[i]), QMessageBox::ActionRole);
-        buttons[i]->setProperty(kAnswerProperty, NSAlertFirstButtonReturn + static_cast<int>(i));
+        buttons[i]->setProperty(kAnswerProperty, kAlertFirstButton + static_cast<int>(i));
     }
     box->setDefaultButton(buttons.front());
     for (std::size_t i = 0; i < titles.size(); ++i) {

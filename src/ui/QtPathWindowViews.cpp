@@ -35,9 +35,9 @@ public:
     Rect frame() const override { return bar_->frame(); }
     void setFrame(const Rect& frame, bool, bool animate) override { bar_->setFrame(frame, animate); }
     bool isVisible() const override { return bar_->isVisible(); }
-    void orderFrontRegardless() override { bar_->orderFront(); }
-    void makeKeyWindow() override { bar_->makeKey(); }
-    void orderOut() override { bar_->orderOut(); }
+    void raise() override { bar_->orderFront(); }
+    void focus() override { bar_->makeKey(); }
+    void hide() override { bar_->hide(); }
     void close() override { bar_->close(); }
 };
 
@@ -110,13 +110,13 @@ public:
     using Attached::Attached;
     bool isVisible() const override { return popup()->isVisible(); }
     void setFrame(const Rect& frame, bool) override { popup()->setGeometry(toQtRect(frame, firstScreenHeight())); }
-    void orderFrontRegardless() override {
+    void raise() override {
         popup()->show();
         popup()->raise();
     }
     // The selection always looks active; nothing takes the keyboard.
-    void becomeKeyWindow() override { popup()->update(); }
-    void orderOut() override { popup()->hide(); }
+    void showActive() override { popup()->update(); }
+    void hide() override { popup()->hide(); }
     void close() override { popup()->hide(); }
     void setContent(const std::vector<std::string>& candidates) override { popup()->setContent(candidates); }
     void setNote(const std::string& text) override { popup()->setNote(fromBytes(text)); }
@@ -156,7 +156,7 @@ QtPathWindow makePathWindowViews() {
 void connectToController(PathWindowEvents& events, PathWindowController& controller) {
     PathWindowController* c = &controller;
     events.handleKeyDown = [c](const KeyEvent& event) { return c->handleKeyDown(event); };
-    events.doCommandBySelector = [c](TextCommand command) { return c->doCommandBySelector(command); };
+    events.handleEditCommand = [c](TextCommand command) { return c->handleEditCommand(command); };
     events.controlTextDidChange = [c] { c->controlTextDidChange(); };
     events.completedString = [c](std::string_view typed) { return c->completedString(typed); };
     events.menuForEvent = [c](std::vector<MenuItem> inherited) {
@@ -167,9 +167,9 @@ void connectToController(PathWindowEvents& events, PathWindowController& control
     events.windowDidResignKey = [c] { c->windowDidResignKey(); };
 }
 
-std::unique_ptr<PathWindowController> makePathWindowController(AXUIElementRef axWindow,
-                                                                PathWindowController::Dependencies dependencies,
-                                                                std::function<void()> didOrderOut) {
+std::unique_ptr<PathWindowController> makePathWindowController(ElementRef axWindow,
+                                                               PathWindowController::Dependencies dependencies,
+                                                               std::function<void()> didOrderOut) {
     QtPathWindow qt = makePathWindowViews();
     auto controller = std::make_unique<PathWindowController>(std::move(axWindow), std::move(qt.views), dependencies);
     connectToController(*qt.events, *controller);

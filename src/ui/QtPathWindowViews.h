@@ -17,9 +17,9 @@
 // Keys. Every key press in the field goes, in this order, to:
 //   1. handleKeyDown (the bar's Ctrl shortcuts), with the key in the core's
 //      vocabulary (KeyTranslation.h); consumed when it answers true;
-//   2. the field editor's filter (JVPathFieldEditor::keyDown), which drops
+//   2. the field editor's filter (PathFieldEditor::keyDown), which drops
 //      the Ctrl shortcuts that would also edit the text;
-//   3. doCommandBySelector for the editing commands (Down, Up, Return/Enter,
+//   3. handleEditCommand for the editing commands (Down, Up, Return/Enter,
 //      Tab, Shift+Tab, Ctrl+Up, Ctrl+Down, Escape); consumed when handled;
 //   4. the line edit itself.
 // After the user has typed (not deleted) with the caret at the end, the
@@ -38,7 +38,7 @@
 #include <string_view>
 #include <vector>
 
-#include "addressbar/JVPathFieldEditor.h"
+#include "addressbar/PathFieldEditor.h"
 #include "addressbar/PathWindowController.h"
 #include "addressbar/PathWindowViews.h"
 
@@ -50,7 +50,7 @@ class PathBar;
 // key stations answer false).
 struct PathWindowEvents {
     std::function<bool(const KeyEvent&)> handleKeyDown;
-    std::function<bool(TextCommand)> doCommandBySelector;
+    std::function<bool(TextCommand)> handleEditCommand;
     std::function<void()> controlTextDidChange;
     std::function<std::optional<std::string>(std::string_view typed)> completedString;
     // The field's context menu: the inherited items in, the items to show out.
@@ -82,8 +82,8 @@ void connectToController(PathWindowEvents& events, PathWindowController& control
 
 // The bar of the file-manager window `axWindow`, its events routed to it.
 // `didOrderOut` as in PathWindowEvents.
-std::unique_ptr<PathWindowController> makePathWindowController(AXUIElementRef axWindow,
-                                                                PathWindowController::Dependencies dependencies,
-                                                                std::function<void()> didOrderOut = {});
+std::unique_ptr<PathWindowController> makePathWindowController(ElementRef axWindow,
+                                                               PathWindowController::Dependencies dependencies,
+                                                               std::function<void()> didOrderOut = {});
 
 }  // namespace jorvane::ui

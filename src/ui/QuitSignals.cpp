@@ -27,7 +27,7 @@ QuitSignals::QuitSignals(const sigset_t& set) : fd_(signalfd(-1, &set, SFD_CLOEX
     QObject::connect(notifier_.get(), &QSocketNotifier::activated, [this] {
         signalfd_siginfo info{};
         while (read(fd_, &info, sizeof info) == static_cast<ssize_t>(sizeof info))
-            KMLogInDomain(KMLogLevelInfo, "Jorvane", "signal %u: quitting", info.ssi_signo);
+            log::inDomain(log::Info, "Jorvane", "signal %u: quitting", info.ssi_signo);
         QApplication::quit();
     });
 }

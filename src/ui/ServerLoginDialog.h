@@ -17,7 +17,7 @@
 #include <atomic>
 #include <memory>
 
-#include "bridges/ServerLoginPrompt.h"
+#include "filemanager/ServerLoginPrompt.h"
 
 class QCheckBox;
 class QLineEdit;

@@ -28,7 +28,7 @@ X11KeyboardMap::~X11KeyboardMap() {
     if (context_) xkb_context_unref(context_);
 }
 
-std::optional<CGKeyCode> X11KeyboardMap::keyCode(std::uint32_t scanCode, std::uint32_t state) {
+std::optional<KeyCode> X11KeyboardMap::keyCode(std::uint32_t scanCode, std::uint32_t state) {
     if (stale_) rebuild();
     if (!keys_) return std::nullopt;
     return keys_->virtualKeyCode(scanCode, x11::groupOfState(static_cast<std::uint16_t>(state)));
@@ -40,11 +40,11 @@ void X11KeyboardMap::rebuild() {
     // Qt has set the extension up on its connection already; asking again
     // costs one round trip, once.
     if (!extensionReady_) {
-        extensionReady_ = xkb_x11_setup_xkb_extension(connection_, XKB_X11_MIN_MAJOR_XKB_VERSION,
-                                                      XKB_X11_MIN_MINOR_XKB_VERSION, XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS,
-                                                      nullptr, nullptr, nullptr, nullptr) == 1;
+        extensionReady_ =
+            xkb_x11_setup_xkb_extension(connection_, XKB_X11_MIN_MAJOR_XKB_VERSION, XKB_X11_MIN_MINOR_XKB_VERSION,
+                                        XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS, nullptr, nullptr, nullptr, nullptr) == 1;
         if (!extensionReady_) {
-            KMLogInDomain(KMLogLevelWarn, kLog, "no XKB on the display: keys are named by Qt's key codes");
+            log::inDomain(log::Warn, kLog, "no XKB on the display: keys are named by Qt's key codes");
             return;
         }
     }
@@ -53,7 +53,7 @@ void X11KeyboardMap::rebuild() {
         device >= 0 ? xkb_x11_keymap_new_from_device(context_, connection_, device, XKB_KEYMAP_COMPILE_NO_FLAGS)
                     : nullptr;
     if (!keymap) {
-        KMLogInDomain(KMLogLevelWarn, kLog, "cannot read the keyboard mapping: keys are named by Qt's key codes");
+        log::inDomain(log::Warn, kLog, "cannot read the keyboard mapping: keys are named by Qt's key codes");
         keys_.reset();
         return;
     }

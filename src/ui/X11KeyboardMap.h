@@ -10,7 +10,7 @@
 #include <memory>
 #include <optional>
 
-#include "app/VirtualKeyCodes.h"
+#include "keys/VirtualKeyCodes.h"
 
 struct xcb_connection_t;
 struct xkb_context;
@@ -32,7 +32,7 @@ public:
     X11KeyboardMap& operator=(const X11KeyboardMap&) = delete;
 
     // The code of the X key `scanCode` in the group of the X `state`.
-    std::optional<CGKeyCode> keyCode(std::uint32_t scanCode, std::uint32_t state);
+    std::optional<KeyCode> keyCode(std::uint32_t scanCode, std::uint32_t state);
     void invalidate() { stale_ = true; }
 
 private:

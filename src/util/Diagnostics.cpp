@@ -26,10 +26,10 @@ std::string formatMessage(const char* format, va_list args) {
 // ------------------------------------------------------------------ sinks
 
 std::mutex sinkMutex;
-std::shared_ptr<const KMLogSink> installedSink;
+std::shared_ptr<const log::Sink> installedSink;
 
-void emit(KMLogStream stream, const std::string& line) {
-    std::shared_ptr<const KMLogSink> sink;
+void emit(log::Stream stream, const std::string& line) {
+    std::shared_ptr<const log::Sink> sink;
     {
         std::lock_guard lock(sinkMutex);
         sink = installedSink;
@@ -39,14 +39,14 @@ void emit(KMLogStream stream, const std::string& line) {
         return;
     }
     // One write per line, so that lines from several threads do not mix.
-    std::FILE* file = stream == KMLogStream::Output ? stdout : stderr;
+    std::FILE* file = stream == log::Stream::Output ? stdout : stderr;
     std::fwrite(line.data(), 1, line.size(), file);
     std::fflush(file);
 }
 
 // ------------------------------------------------------------- thresholds
 
-std::atomic<std::int32_t> globalLogLevel{KMLogLevelAll};
+std::atomic<std::int32_t> globalLogLevel{log::All};
 std::mutex domainLevelsMutex;
 std::map<std::string, std::int32_t, std::less<>> domainLevels;
 
@@ -63,57 +63,57 @@ std::int32_t thresholdFor(std::string_view domain) {
 
 // --------------------------------------------------------------- logging
 
-const char* KMLogLevelName(std::int32_t level) {
+const char* log::levelName(std::int32_t level) {
     static constexpr const char* names[] = {"ALL", "ERROR", "WARN", "INFO", "DEBUG"};
     if (level < 0 || level >= static_cast<std::int32_t>(std::size(names))) return nullptr;
     return names[level];
 }
 
-void KMLog(std::int32_t level, const char* format, ...) {
-    const char* name = KMLogLevelName(level);
+void log::write(std::int32_t level, const char* format, ...) {
+    const char* name = log::levelName(level);
     if (!name || !format) return;
     va_list args;
     va_start(args, format);
     const std::string message = formatMessage(format, args);
     va_end(args);
-    emit(KMLogStream::Output, std::string(name) + ": " + message + "\n");
+    emit(log::Stream::Output, std::string(name) + ": " + message + "\n");
 }
 
-void KMLogInDomain(std::int32_t level, const char* domain, const char* format, ...) {
+void log::inDomain(std::int32_t level, const char* domain, const char* format, ...) {
     const std::string_view domainName = domain ? domain : "";
     if (thresholdFor(domainName) < level) return;
-    const char* name = KMLogLevelName(level);
+    const char* name = log::levelName(level);
     if (!name || !format) return;
     va_list args;
     va_start(args, format);
     const std::string message = formatMessage(format, args);
     va_end(args);
-    emit(KMLogStream::Error, std::string(domainName) + "<" + name + ">: " + message + "\n");
+    emit(log::Stream::Error, std::string(domainName) + "<" + name + ">: " + message + "\n");
 }
 
-void KMSetLogLevel(std::int32_t level) { globalLogLevel.store(level); }
+void log::setLevel(std::int32_t level) { globalLogLevel.store(level); }
 
-std::int32_t KMLogLevel() { return globalLogLevel.load(); }
+std::int32_t log::level() { return globalLogLevel.load(); }
 
-void KMSetLogLevelForDomain(const std::string& domain, std::int32_t level) {
+void log::setDomainLevel(const std::string& domain, std::int32_t level) {
     std::lock_guard lock(domainLevelsMutex);
     domainLevels.insert_or_assign(domain, level);
 }
 
-std::optional<std::int32_t> KMLogLevelForDomain(const std::string& domain) {
+std::optional<std::int32_t> log::domainLevel(const std::string& domain) {
     std::lock_guard lock(domainLevelsMutex);
     auto it = domainLevels.find(domain);
     if (it == domainLevels.end()) return std::nullopt;
     return it->second;
 }
 
-void KMClearLogLevelsForDomains() {
+void log::clearDomainLevels() {
     std::lock_guard lock(domainLevelsMutex);
     domainLevels.clear();
 }
 
-void KMSetLogSink(KMLogSink sink) {
-    auto shared = sink ? std::make_shared<const KMLogSink>(std::move(sink)) : nullptr;
+void log::setSink(log::Sink sink) {
+    auto shared = sink ? std::make_shared<const log::Sink>(std::move(sink)) : nullptr;
     std::lock_guard lock(sinkMutex);
     installedSink = std::move(shared);
 }

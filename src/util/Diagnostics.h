@@ -10,46 +10,45 @@
 #include <string>
 #include <string_view>
 
-namespace jorvane {
+namespace jorvane::log {
 
 // Log levels: a larger number is more verbose. A message of level L passes a
 // threshold T when L <= T. Only 0..4 are valid; a message with any other
 // level has no name and is dropped, by both log functions.
 enum : std::int32_t {
-    KMLogLevelAll = 0,
-    KMLogLevelError = 1,
-    KMLogLevelWarn = 2,
-    KMLogLevelInfo = 3,
-    KMLogLevelDebug = 4,
+    All = 0,
+    Error = 1,
+    Warn = 2,
+    Info = 3,
+    Debug = 4,
 };
 
 // "ALL", "ERROR", "WARN", "INFO", "DEBUG"; nullptr for any other level.
-const char* KMLogLevelName(std::int32_t level);
+const char* levelName(std::int32_t level);
 
 // Writes "<LEVEL>: <message>\n" to standard output, whatever the threshold.
 // A null format prints nothing.
-void KMLog(std::int32_t level, const char* format, ...) __attribute__((format(printf, 2, 3)));
+void write(std::int32_t level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 // Writes "<domain><<LEVEL>>: <message>\n" to standard error when the level
-// passes the domain's threshold (set by KMSetLogLevelForDomain), or the global
-// one (KMSetLogLevel) when the domain has none. A domain's threshold overrides
+// passes the domain's threshold (set by setDomainLevel), or the global
+// one (setLevel) when the domain has none. A domain's threshold overrides
 // the global one both ways. A null format prints nothing; a null domain is an
 // empty one.
-void KMLogInDomain(std::int32_t level, const char* domain, const char* format, ...)
-    __attribute__((format(printf, 3, 4)));
+void inDomain(std::int32_t level, const char* domain, const char* format, ...) __attribute__((format(printf, 3, 4)));
 
 // The global threshold, initially 0 (only "ALL" messages pass).
-void KMSetLogLevel(std::int32_t level);
-std::int32_t KMLogLevel();
-void KMSetLogLevelForDomain(const std::string& domain, std::int32_t level);
-std::optional<std::int32_t> KMLogLevelForDomain(const std::string& domain);
+void setLevel(std::int32_t level);
+std::int32_t level();
+void setDomainLevel(const std::string& domain, std::int32_t level);
+std::optional<std::int32_t> domainLevel(const std::string& domain);
 // Forgets every domain threshold (tests).
-void KMClearLogLevelsForDomains();
+void clearDomainLevels();
 
 // Where the log lines go. The sink receives whole lines, newline included;
 // nullptr restores standard output and standard error.
-enum class KMLogStream { Output, Error };
-using KMLogSink = std::function<void(KMLogStream stream, std::string_view line)>;
-void KMSetLogSink(KMLogSink sink);
+enum class Stream { Output, Error };
+using Sink = std::function<void(Stream stream, std::string_view line)>;
+void setSink(Sink sink);
 
-}  // namespace jorvane
+}  // namespace jorvane::log

@@ -311,17 +311,20 @@ void RealTimeSource::run() {
         // lateness share one wake-up.
         TimePoint wake = TimePoint::max();
         for (const Entry& e : entries_) {
-            const TimePoint latest = e.leeway > TimePoint::max() - e.deadline ? TimePoint::max() : e.deadline + e.leeway;
+            const TimePoint latest =
+                e.leeway > TimePoint::max() - e.deadline ? TimePoint::max() : e.deadline + e.leeway;
             wake = std::min(wake, latest);
         }
         if (wake == TimePoint::max()) {
             changed_.wait(lock);
             continue;
         }
-        if (changed_.wait_until(lock, wake) != std::cv_status::timeout && std::chrono::steady_clock::now() < wake) continue;
+        if (changed_.wait_until(lock, wake) != std::cv_status::timeout && std::chrono::steady_clock::now() < wake)
+            continue;
         const TimePoint now = std::chrono::steady_clock::now();
         std::vector<Entry> due;
-        auto split = std::stable_partition(entries_.begin(), entries_.end(), [now](const Entry& e) { return e.deadline > now; });
+        auto split =
+            std::stable_partition(entries_.begin(), entries_.end(), [now](const Entry& e) { return e.deadline > now; });
         std::move(split, entries_.end(), std::back_inserter(due));
         entries_.erase(split, entries_.end());
         std::sort(due.begin(), due.end(), [](const Entry& a, const Entry& b) { return a.deadline < b.deadline; });

@@ -3,7 +3,7 @@
 // everything that touches the registry or the drag state must reach the
 // main thread first (ThreadSanitizer watches this test).
 
-#include "unit/app/AppDelegateFixture.h"
+#include "unit/app/JorvaneAppFixture.h"
 
 #include <gmock/gmock.h>
 
@@ -17,16 +17,16 @@ TEST_F(AppDelegateTest, theTapThreadDecidesKeysAndLeavesTheBarsToTheMainThread) 
     launched();
     defaults_->setBool(true, settings::keys::inactiveShortcuts);
     ax_->setMouseLocation(kOnTitle);
-    const TapEvent drag = TapEvent::mouseEvent(kCGEventLeftMouseDragged, kOnTitle);
-    const TapEvent click = TapEvent::mouseEvent(kCGEventLeftMouseUp, kOnTitle);
+    const TapEvent drag = TapEvent::mouseEvent(kEventLeftMouseDragged, kOnTitle);
+    const TapEvent click = TapEvent::mouseEvent(kEventLeftMouseUp, kOnTitle);
 
     std::vector<EventTap::Decision> decisions;
     std::atomic<bool> done{false};
     std::thread tapThread([&] {
         for (int round = 0; round < 20; ++round) {
-            decisions.push_back(tap_.push(TapEvent::keyboardEvent(kVK_ANSI_G, true, kCGEventFlagMaskCommand)));
-            decisions.push_back(tap_.push(TapEvent::keyboardEvent(kVK_ANSI_G, false, kCGEventFlagMaskCommand)));
-            decisions.push_back(tap_.push(TapEvent::keyboardEvent(kVK_ANSI_R, true, kCGEventFlagMaskCommand)));
+            decisions.push_back(tap_.push(TapEvent::keyboardEvent(kKeyG, true, kModifierCommand)));
+            decisions.push_back(tap_.push(TapEvent::keyboardEvent(kKeyG, false, kModifierCommand)));
+            decisions.push_back(tap_.push(TapEvent::keyboardEvent(kKeyR, true, kModifierCommand)));
             decisions.push_back(tap_.push(drag));
             decisions.push_back(tap_.push(click));
             decisions.push_back(tap_.push(click));

@@ -1,4 +1,4 @@
-#include "app/AppcastUpdater.h"
+#include "updater/AppcastUpdater.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
 
 using namespace std::chrono_literals;
 using namespace jorvane;
@@ -51,7 +50,8 @@ private:
 
 std::string feedWith(const std::string& version, const std::string& shortVersion) {
     return R"(<?xml version="1.0"?><rss xmlns:sparkle="http://www.andymatuschak.org/xml-namespaces/sparkle"><channel>)"
-           "<item><title>Jorvane " + shortVersion + "</title><enclosure url=\"http://example.test/j-" + shortVersion +
+           "<item><title>Jorvane " +
+           shortVersion + "</title><enclosure url=\"http://example.test/j-" + shortVersion +
            ".tar.gz\" sparkle:version=\"" + version + "\" sparkle:shortVersionString=\"" + shortVersion +
            "\"/></item></channel></rss>";
 }
@@ -83,13 +83,13 @@ protected:
         setTimeSource(nullptr);
     }
 
-    AppcastUpdater& make(const std::shared_ptr<ScriptedFeed>& server, const std::string& current, double timeout = 5.0) {
-        updater_ = std::make_unique<AppcastUpdater>(
-            server, AppcastUpdater::Options{server->url(), current, timeout},
-            [this](const UpdateOffer& offer) {
-                EXPECT_TRUE(mainQueue().isMainThread());
-                offers_.push_back(offer);
-            });
+    AppcastUpdater& make(const std::shared_ptr<ScriptedFeed>& server, const std::string& current,
+                         double timeout = 5.0) {
+        updater_ = std::make_unique<AppcastUpdater>(server, AppcastUpdater::Options{server->url(), current, timeout},
+                                                    [this](const UpdateOffer& offer) {
+                                                        EXPECT_TRUE(mainQueue().isMainThread());
+                                                        offers_.push_back(offer);
+                                                    });
         updater_->setUpdateCheckInterval(10800.0);
         return *updater_;
     }
@@ -153,12 +153,11 @@ TEST_P(NothingOffered, AndTheNextCheckIsStillScheduled) {
     EXPECT_TRUE(updater.isCheckScheduled());
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Feeds, NothingOffered,
-    testing::Values(NoOfferCase{"WhenTheFeedHasTheRunningVersion", feedWith("120", "1.2")},
-                    NoOfferCase{"WhenTheFeedIsMalformed", "<html><body>maintenance</body></html>"},
-                    NoOfferCase{"WhenTheTransferFails", std::nullopt}),
-    [](const auto& param) { return std::string(param.param.name); });
+INSTANTIATE_TEST_SUITE_P(Feeds, NothingOffered,
+                         testing::Values(NoOfferCase{"WhenTheFeedHasTheRunningVersion", feedWith("120", "1.2")},
+                                         NoOfferCase{"WhenTheFeedIsMalformed", "<html><body>maintenance</body></html>"},
+                                         NoOfferCase{"WhenTheTransferFails", std::nullopt}),
+                         [](const auto& param) { return std::string(param.param.name); });
 
 TEST_F(AppcastUpdaterTest, AServerThatNeverAnswersTimesOutWithoutAnOffer) {
     auto server = std::make_shared<ScriptedFeed>(feedWith("999", "9.9.9"));
@@ -172,9 +171,9 @@ TEST_F(AppcastUpdaterTest, AServerThatNeverAnswersTimesOutWithoutAnOffer) {
 
 TEST_F(AppcastUpdaterTest, ANewCheckIsNotStartedWhileOneIsRunning) {
     CountingQueue background;
-    updater_ = std::make_unique<AppcastUpdater>(std::make_shared<CountingClient>(),
-                                                AppcastUpdater::Options{"http://127.0.0.1:1/f", "1", 1.0},
-                                                [this](const UpdateOffer& o) { offers_.push_back(o); }, background);
+    updater_ = std::make_unique<AppcastUpdater>(
+        std::make_shared<CountingClient>(), AppcastUpdater::Options{"http://127.0.0.1:1/f", "1", 1.0},
+        [this](const UpdateOffer& o) { offers_.push_back(o); }, background);
     updater_->setUpdateCheckInterval(10800.0);
     updater_->checkForUpdatesInBackground();
     updater_->checkForUpdatesInBackground();
@@ -186,8 +185,9 @@ TEST_F(AppcastUpdaterTest, ANewCheckIsNotStartedWhileOneIsRunning) {
 TEST_F(AppcastUpdaterTest, AnEmptyFeedUrlMeansNoCheckAndNoNetwork) {
     auto http = std::make_shared<CountingClient>();
     CountingQueue background;
-    updater_ = std::make_unique<AppcastUpdater>(http, AppcastUpdater::Options{"", "1", 1.0},
-                                                [this](const UpdateOffer& o) { offers_.push_back(o); }, background);
+    updater_ = std::make_unique<AppcastUpdater>(
+        http, AppcastUpdater::Options{"", "1", 1.0}, [this](const UpdateOffer& o) { offers_.push_back(o); },
+        background);
     updater_->setUpdateCheckInterval(10800.0);
     updater_->checkForUpdatesInBackground();
     pass(100000s);
@@ -213,8 +213,9 @@ TEST_F(AppcastUpdaterTest, DestroyingTheUpdaterDuringAFetchDropsItsResult) {
     server->setSilent(true);
     {
         GlobalQueue background(1);
-        updater_ = std::make_unique<AppcastUpdater>(server, AppcastUpdater::Options{server->url(), "1", 0.3},
-                                                    [this](const UpdateOffer& o) { offers_.push_back(o); }, background);
+        updater_ = std::make_unique<AppcastUpdater>(
+            server, AppcastUpdater::Options{server->url(), "1", 0.3},
+            [this](const UpdateOffer& o) { offers_.push_back(o); }, background);
         updater_->setUpdateCheckInterval(10800.0);
         updater_->checkForUpdatesInBackground();
         updater_.reset();

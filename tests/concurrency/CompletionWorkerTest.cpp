@@ -36,8 +36,7 @@ protected:
         options.publishInterval = 0ms;
         options.stallAfter = stallAfter;
         options.source = source_;
-        engine_ = std::make_unique<CompletionEngine>(
-            CompletionEngine::Hooks{{}, {}, [this] { ++changes_; }}, options);
+        engine_ = std::make_unique<CompletionEngine>(CompletionEngine::Hooks{{}, {}, [this] { ++changes_; }}, options);
     }
     bool waitFor(const std::function<bool()>& done) { return jorvane::dispatch::mainQueue().runUntil(done, 10s); }
     void type(const std::string& text) { engine_->updateCompletions(text, std::string("/f"), {}); }

@@ -9,8 +9,8 @@
 #include <cmath>
 #include <latch>
 #include <limits>
-#include <semaphore>
 #include <mutex>
+#include <semaphore>
 #include <vector>
 
 using namespace std::chrono_literals;

@@ -39,8 +39,7 @@ void exercise(UserDefaults& defaults, int writes, bool reloadWhileReading) {
     for (int i = 1; i <= writes; ++i) {
         defaults.setInteger(i, keys::hotkeyKeycode);
         defaults.setInteger(static_cast<std::int64_t>(i) << 17, keys::hotkeyFlags);
-        defaults.setObject(HotkeyRecorderEntry{static_cast<std::int16_t>(i), 0, 0, std::to_string(i),
-                                               std::to_string(i)}
+        defaults.setObject(HotkeyRecorderEntry{static_cast<std::int16_t>(i), 0, 0, std::to_string(i), std::to_string(i)}
                                .toDictionary(),
                            keys::hotkeyRecorder("hotkey"));
         if (i % 8 == 0) defaults.synchronize();

@@ -1,5 +1,9 @@
 #include "Desktop.h"
 
+#include <poll.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
@@ -7,12 +11,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <poll.h>
 #include <stdexcept>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 
 #include "ProcessSweep.h"
 #include "XTestClient.h"
@@ -175,9 +175,9 @@ void Desktop::stop() {
 // ---- Processes
 
 std::vector<std::string> Desktop::childEnvironment() const {
-    static const std::vector<std::string> dropped = {"NO_AT_BRIDGE", "AT_SPI_BUS_ADDRESS", "SESSION_MANAGER",
-                                                     "WAYLAND_DISPLAY", "LC_ALL", "LANGUAGE", "XDG_SESSION_TYPE",
-                                                     "XAUTHORITY", "DESKTOP_AUTOSTART_ID"};
+    static const std::vector<std::string> dropped = {
+        "NO_AT_BRIDGE", "AT_SPI_BUS_ADDRESS", "SESSION_MANAGER", "WAYLAND_DISPLAY",     "LC_ALL",
+        "LANGUAGE",     "XDG_SESSION_TYPE",   "XAUTHORITY",      "DESKTOP_AUTOSTART_ID"};
     std::vector<std::string> env;
     for (char** entry = environ; entry && *entry; ++entry) {
         const std::string text = *entry;
@@ -346,7 +346,9 @@ void Desktop::startAccessibilityBus() {
     const fs::path launcher = "/usr/libexec/at-spi-bus-launcher";
     if (!fs::exists(launcher)) throw std::runtime_error("at-spi-bus-launcher is missing (install at-spi2-core)");
     spawn({launcher.string(), "--launch-immediately"}, "at-spi-bus-launcher");
-    const auto published = [this] { return x_->bytes(x_->root(), x_->atom("AT_SPI_BUS"), XCB_ATOM_STRING).has_value(); };
+    const auto published = [this] {
+        return x_->bytes(x_->root(), x_->atom("AT_SPI_BUS"), XCB_ATOM_STRING).has_value();
+    };
     const bool up = waitUntil(published, options_.startTimeout, milliseconds(20));
     if (!up || !nameHasOwner("org.a11y.Bus")) throw std::runtime_error("the accessibility bus did not start");
 }
@@ -361,9 +363,8 @@ void Desktop::startWindowManager() {
     else
         throw std::runtime_error("unknown window manager " + options_.windowManager);
     spawn(argv, options_.windowManager);
-    const bool up = waitUntil(
-        [this] { return x_->values(x_->root(), "_NET_SUPPORTING_WM_CHECK").size() == 1; },
-        options_.startTimeout, milliseconds(20));
+    const bool up = waitUntil([this] { return x_->values(x_->root(), "_NET_SUPPORTING_WM_CHECK").size() == 1; },
+                              options_.startTimeout, milliseconds(20));
     if (!up) throw std::runtime_error(options_.windowManager + " did not start");
 }
 
@@ -376,11 +377,11 @@ void Desktop::configureThunar() {
 }
 
 void Desktop::startThunar(const std::optional<fs::path>& folder) {
-    thunarPid_ = spawn(folder ? std::vector<std::string>{"thunar", folder->string()}
-                              : std::vector<std::string>{"thunar", "--daemon"},
-                       "thunar");
-    const bool up = waitUntil([this] { return nameHasOwner("org.xfce.FileManager"); }, options_.startTimeout,
-                              milliseconds(50));
+    thunarPid_ = spawn(
+        folder ? std::vector<std::string>{"thunar", folder->string()} : std::vector<std::string>{"thunar", "--daemon"},
+        "thunar");
+    const bool up =
+        waitUntil([this] { return nameHasOwner("org.xfce.FileManager"); }, options_.startTimeout, milliseconds(50));
     if (!up) throw std::runtime_error("Thunar did not take org.xfce.FileManager");
 }
 

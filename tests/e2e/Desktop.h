@@ -15,6 +15,7 @@
 // this process's DISPLAY, DBUS_SESSION_BUS_ADDRESS, HOME and XDG_* point at it,
 // so code under test talks to it as it would to a real session.
 
+#include <sys/types.h>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
@@ -22,10 +23,9 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <sys/types.h>
 #include <vector>
 
-#include "platform/Subprocess.h"
+#include "platform/linux/Subprocess.h"
 
 namespace jorvane::e2e {
 
@@ -126,7 +126,7 @@ public:
     bool waitForWindowGone(std::uint32_t window, milliseconds timeout);
     bool waitForTitle(std::uint32_t window, const std::string& title, milliseconds timeout);
 
-    std::string title(std::uint32_t window);  // _NET_WM_NAME, else WM_NAME
+    std::string title(std::uint32_t window);    // _NET_WM_NAME, else WM_NAME
     std::string wmClass(std::uint32_t window);  // the class part ("Thunar")
     std::optional<pid_t> windowPid(std::uint32_t window);
     std::optional<WindowGeometry> geometry(std::uint32_t window);

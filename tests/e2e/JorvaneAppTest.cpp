@@ -115,7 +115,8 @@ TEST_F(JorvaneApp, AClickOnTheTitleOpensTheBarOverItFilledWithTheFolder) {
 
 // Whether Thunar's window saw a press or release of the key since watchKeys.
 bool sawKey(const std::vector<JorvaneDriver::SeenKey>& seen, std::uint8_t keycode, bool press) {
-    return std::any_of(seen.begin(), seen.end(), [&](const auto& key) { return key.keycode == keycode && key.press == press; });
+    return std::any_of(seen.begin(), seen.end(),
+                       [&](const auto& key) { return key.keycode == keycode && key.press == press; });
 }
 
 std::string describe(const std::vector<JorvaneDriver::SeenKey>& seen) {
@@ -248,7 +249,8 @@ TEST_F(JorvaneApp, EscapeClosesTheListThenTheBarAndThunarGetsTheKeyboardBack) {
     ASSERT_TRUE(waitUntil([&] { return driver().completionListShown(); }, kWait)) << "Tab shows the list";
 
     ASSERT_TRUE(driver().key("Escape"));
-    EXPECT_TRUE(waitUntil([&] { return !driver().completionListShown(); }, kWait)) << "the first Escape closes the list";
+    EXPECT_TRUE(waitUntil([&] { return !driver().completionListShown(); }, kWait))
+        << "the first Escape closes the list";
     EXPECT_TRUE(driver().bar()) << "... and leaves the bar";
 
     ASSERT_TRUE(driver().key("Escape"));

@@ -55,7 +55,8 @@ TEST_F(JorvaneCommandLine, answersWithoutADisplay) {
 TEST_F(JorvaneCommandLine, opensTheRunningOnesPreferencesAndQuitsIt) {
     RunResult result = desktop().run({kJorvaneBinary, "--preferences"});
     EXPECT_EQ(result.exitCode, 0) << result.output;
-    EXPECT_TRUE(driver().waitForElement("About Jorvane", kWait)) << "no preferences window; the log:\n" << driver().log();
+    EXPECT_TRUE(driver().waitForElement("About Jorvane", kWait)) << "no preferences window; the log:\n"
+                                                                 << driver().log();
     EXPECT_TRUE(driver().running());
 
     result = desktop().run({kJorvaneBinary, "--quit"});

@@ -6,6 +6,7 @@
 #include <xcb/xinput.h>
 #include <xkbcommon/xkbcommon.h>
 
+#include <sys/wait.h>
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -15,7 +16,6 @@
 #include <functional>
 #include <sstream>
 #include <thread>
-#include <sys/wait.h>
 
 #include "ProcessSweep.h"
 #include "XTestClient.h"
@@ -168,7 +168,8 @@ bool JorvaneDriver::start(const Options& options, milliseconds timeout) {
     if (!options.home) {
         // The desktop's home has seen the welcome: the launch goes straight on.
         settings::UserDefaults defaults(std::make_unique<settings::FileDefaultsStorage>());
-        if (!defaults.boolForKey(settings::keys::notFirstLaunch)) defaults.setBool(true, settings::keys::notFirstLaunch);
+        if (!defaults.boolForKey(settings::keys::notFirstLaunch))
+            defaults.setBool(true, settings::keys::notFirstLaunch);
     }
     try {
         pid_ = spawnProgram(options, "jorvane");
@@ -321,8 +322,7 @@ bool JorvaneDriver::keyGrabbedByOthers(std::uint32_t window, const std::string& 
     return error && error->error_code == XCB_ACCESS;
 }
 
-bool JorvaneDriver::waitForGrab(std::uint32_t window, const std::string& keysym, milliseconds timeout,
-                                bool withShift) {
+bool JorvaneDriver::waitForGrab(std::uint32_t window, const std::string& keysym, milliseconds timeout, bool withShift) {
     return waitUntil([&] { return keyGrabbedByOthers(window, keysym, withShift); }, timeout, milliseconds(10));
 }
 

@@ -15,13 +15,13 @@
 //
 // libatspi is not thread-safe: use one driver from one thread.
 
+#include <sys/types.h>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
-#include <sys/types.h>
 #include <vector>
 
 #include "Desktop.h"

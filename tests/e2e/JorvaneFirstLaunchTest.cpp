@@ -122,8 +122,8 @@ TEST_F(JorvaneFirstLaunch, fromTheBuildTreeWelcomesOnceMovesNothingAndAnswersASe
     startAndAccept(driver, false);
     ASSERT_TRUE(driver.waitForLog("running beside Thunar", kWait)) << driver.log();
 
-    settings::UserDefaults saved(std::make_unique<settings::FileDefaultsStorage>(
-        home_ / ".config" / "jorvane" / "settings.json"));
+    settings::UserDefaults saved(
+        std::make_unique<settings::FileDefaultsStorage>(home_ / ".config" / "jorvane" / "settings.json"));
     EXPECT_TRUE(saved.boolForKey(settings::keys::notFirstLaunch));
     EXPECT_EQ(autostartPrograms(home_ / ".config" / "autostart"),
               std::vector<std::string>{fs::canonical(kJorvaneBinary).string()})
@@ -193,7 +193,8 @@ TEST_F(JorvaneFirstLaunch, fromAnUnpackedReleaseItMovesIntoTheApplicationsFolder
                 return log.find("running beside Thunar") != log.rfind("running beside Thunar");
             },
             kWait))
-            << "the moved copy does not greet again; the log:\n" << driver.log();
+            << "the moved copy does not greet again; the log:\n"
+            << driver.log();
         kill(relaunched, SIGTERM);
         EXPECT_TRUE(waitUntil([&] { return kill(relaunched, 0) != 0; }, kWait));
     }
@@ -204,8 +205,8 @@ TEST_F(JorvaneFirstLaunch, uninstallOfTheCopyInTheApplicationsFolderKeepsWhatThe
     const fs::path release = opt_ / "jorvane";
     install(release, "release");
     std::ofstream(release / "share" / "notes.txt") << "mine";
-    settings::UserDefaults seen(std::make_unique<settings::FileDefaultsStorage>(
-        home_ / ".config" / "jorvane" / "settings.json"));
+    settings::UserDefaults seen(
+        std::make_unique<settings::FileDefaultsStorage>(home_ / ".config" / "jorvane" / "settings.json"));
     seen.setBool(true, settings::keys::notFirstLaunch);
     ASSERT_TRUE(seen.synchronize());
     options_.program = release / "bin/jorvane";

@@ -152,21 +152,17 @@ TEST_P(HostileFolderNames, ReachTheirFolderTypedAndCompletedAndRunNothing) {
 
 INSTANTIATE_TEST_SUITE_P(
     Names, HostileFolderNames,
-    ::testing::Values(NameRow{"Spaces", "  two  words and spaces around  "},
-                      NameRow{"Quotes", "it's a \"quoted\" 'name'"},
-                      NameRow{"CommandSubstitution", std::string("$(touch ") + kMarker + ")"},
-                      NameRow{"Backticks", std::string("`touch ") + kMarker + "`"},
-                      NameRow{"Backslashes", "back\\slash \\n \\\\ \\"},
-                      NameRow{"ShellOperators", std::string("a; touch ") + kMarker + " | b & c > " + kMarker},
-                      NameRow{"Variables", "$HOME ${PATH} ~ %s %n"},
-                      NameRow{"ALeadingDashLikeAnOption", "-rf"},
-                      NameRow{"ALeadingDoubleDashLikeAnOption", "--help"},
-                      NameRow{"LettersBeyondAscii", "naïve Ünïcødé 日本語", false},
-                      NameRow{"ALineBreak", "two\nlines", false},
-                      NameRow{"BytesThatAreNotUtf8", "caf\xe9", false},
-                      NameRow{"EverythingAtOnce",
-                              std::string("-x '$(touch ") + kMarker + ")' \"`touch " + kMarker + "`\" \\\n\t%41 caf\xe9",
-                              false}),
+    ::testing::Values(
+        NameRow{"Spaces", "  two  words and spaces around  "}, NameRow{"Quotes", "it's a \"quoted\" 'name'"},
+        NameRow{"CommandSubstitution", std::string("$(touch ") + kMarker + ")"},
+        NameRow{"Backticks", std::string("`touch ") + kMarker + "`"}, NameRow{"Backslashes", "back\\slash \\n \\\\ \\"},
+        NameRow{"ShellOperators", std::string("a; touch ") + kMarker + " | b & c > " + kMarker},
+        NameRow{"Variables", "$HOME ${PATH} ~ %s %n"}, NameRow{"ALeadingDashLikeAnOption", "-rf"},
+        NameRow{"ALeadingDoubleDashLikeAnOption", "--help"},
+        NameRow{"LettersBeyondAscii", "naïve Ünïcødé 日本語", false}, NameRow{"ALineBreak", "two\nlines", false},
+        NameRow{"BytesThatAreNotUtf8", "caf\xe9", false},
+        NameRow{"EverythingAtOnce",
+                std::string("-x '$(touch ") + kMarker + ")' \"`touch " + kMarker + "`\" \\\n\t%41 caf\xe9", false}),
     [](const auto& row) { return std::string(row.param.label); });
 
 }  // namespace

@@ -39,7 +39,8 @@ protected:
         d.setXfconf("thunar", "/default-view", "string", "ThunarDetailsView");
         fsPid_ = ::fork();
         if (fsPid_ == 0) {
-            ::execl(JORVANE_HANGING_FS, JORVANE_HANGING_FS, gate_.c_str(), mount_.c_str(), "-f", static_cast<char*>(nullptr));
+            ::execl(JORVANE_HANGING_FS, JORVANE_HANGING_FS, gate_.c_str(), mount_.c_str(), "-f",
+                    static_cast<char*>(nullptr));
             ::_exit(127);
         }
         if (!waitUntil([] { return fs::exists(mount_ / "slow"); }, kWait)) {
@@ -103,8 +104,8 @@ TEST_F(JorvaneHungFolder, KeysOtherBarsAndReturnWorkWhileTheFolderHangsAndTheNam
         ASSERT_TRUE(took) << key << " never showed";
         worst = std::max(worst, *took);
     }
-    std::cout << "[ figures ] slowest key over the hung folder (key to text read back over AT-SPI): "
-              << worst.count() << " ms\n";
+    std::cout << "[ figures ] slowest key over the hung folder (key to text read back over AT-SPI): " << worst.count()
+              << " ms\n";
     EXPECT_LT(worst, milliseconds(1000));
 
     // Return on an absolute local folder goes there meanwhile.

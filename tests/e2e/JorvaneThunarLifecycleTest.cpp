@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include <nlohmann/json.hpp>
 #include <xcb/xcb.h>
+#include <nlohmann/json.hpp>
 
 #include "JorvaneTest.h"
 #include "XTestClient.h"
@@ -39,8 +39,7 @@ protected:
     static void TearDownTestSuite() {
         JorvaneTest::TearDownTestSuite();
         // The next suite finds Thunar as the desktop started it.
-        if (Desktop* running = Desktop::sharedIfRunning(); running && running->thunarPid() <= 0)
-            running->startThunar();
+        if (Desktop* running = Desktop::sharedIfRunning(); running && running->thunarPid() <= 0) running->startThunar();
     }
 
     // The program on the window of a Thunar that has just come: the title
@@ -103,10 +102,10 @@ TEST_F(ThunarLifecycle, startedBeforeAThunarDaemonItWorksOnTheWindowsOpenedLater
 // As exo-open and other programs start the file manager: D-Bus activation.
 TEST_F(ThunarLifecycle, startedBeforeThunarItWorksOnAThunarThatDBusActivated) {
     startProgramWithoutThunar();
-    const RunResult call = desktop().run({"gdbus", "call", "--session", "--dest", "org.xfce.FileManager",
-                                          "--object-path", "/org/xfce/FileManager", "--method",
-                                          "org.xfce.FileManager.DisplayFolder", "file://" + folder_.string(), "", ""},
-                                         milliseconds(20000));
+    const RunResult call = desktop().run(
+        {"gdbus", "call", "--session", "--dest", "org.xfce.FileManager", "--object-path", "/org/xfce/FileManager",
+         "--method", "org.xfce.FileManager.DisplayFolder", "file://" + folder_.string(), "", ""},
+        milliseconds(20000));
     EXPECT_EQ(call.exitCode, 0) << call.output;
     const std::optional<std::uint32_t> window = desktop().waitForWindow(
         [](std::uint32_t w) { return desktop().title(w) == folder_.string() + " - Thunar"; }, kWait);
@@ -163,9 +162,9 @@ TEST_F(ThunarLifecycle, aHotKeyGrabRefusedForAMomentIsTriedAgain) {
     XTestClient& x = desktop().x();
     const std::optional<std::uint8_t> g = driver().keycodeOf("g");
     ASSERT_TRUE(g);
-    xcb_generic_error_t* error = xcb_request_check(
-        x.connection(), xcb_grab_key_checked(x.connection(), 1, *window, XCB_MOD_MASK_CONTROL, *g, XCB_GRAB_MODE_ASYNC,
-                                             XCB_GRAB_MODE_ASYNC));
+    xcb_generic_error_t* error =
+        xcb_request_check(x.connection(), xcb_grab_key_checked(x.connection(), 1, *window, XCB_MOD_MASK_CONTROL, *g,
+                                                               XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
     ASSERT_EQ(error, nullptr);
     setHotKeyOn(true);
     EXPECT_TRUE(driver().waitForLog("another program holds it", kWait)) << driver().log();

@@ -1,17 +1,17 @@
 #include "ProcessSweep.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <csignal>
-#include <cstdlib>
 #include <dirent.h>
-#include <fstream>
-#include <iterator>
 #include <spawn.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <thread>
 
 extern char** environ;
@@ -136,9 +136,8 @@ std::vector<fs::path> mountsBelow(const fs::path& root) {
         }
         if (point == prefix || point.rfind(prefix + "/", 0) == 0) found.emplace_back(point);
     }
-    std::sort(found.begin(), found.end(), [](const fs::path& a, const fs::path& b) {
-        return a.string().size() > b.string().size();
-    });
+    std::sort(found.begin(), found.end(),
+              [](const fs::path& a, const fs::path& b) { return a.string().size() > b.string().size(); });
     return found;
 }
 

@@ -4,10 +4,10 @@
 // started, and those started on its behalf (D-Bus activation) that carry the
 // session's marker in their environment.
 
+#include <sys/types.h>
 #include <chrono>
 #include <filesystem>
 #include <string>
-#include <sys/types.h>
 #include <vector>
 
 namespace jorvane::e2e {

@@ -10,13 +10,13 @@
 // SIGKILL after two seconds. Then it removes ROOT, the desktop's temporary
 // folder, when it lies under the temporary directory.
 
+#include <unistd.h>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <string>
 #include <thread>
-#include <unistd.h>
 
 #include "ProcessSweep.h"
 

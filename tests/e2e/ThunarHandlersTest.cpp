@@ -1,9 +1,9 @@
 // The Thunar handler catalogue against the real Thunar.
 
+#include <unistd.h>
 #include <algorithm>
 #include <future>
 #include <thread>
-#include <unistd.h>
 
 #include "ThunarTestSupport.h"
 #include "platform/thunar/ThunarText.h"
@@ -45,7 +45,8 @@ INSTANTIATE_TEST_SUITE_P(Names, ThunarFolderPaths,
                          ::testing::Values(FolderCase{"APlainName", "plain"},
                                            FolderCase{"ANameWithSpaces", "with some spaces"},
                                            FolderCase{"ANonAsciiName", "Ünïcødé é 日本語"},
-                                           FolderCase{"ANameThatIsNotUtf8", std::string("bad\xff" "name")},
+                                           FolderCase{"ANameThatIsNotUtf8", std::string("bad\xff"
+                                                                                        "name")},
                                            FolderCase{"ANameEndingLikeATitle", "docs - Thunar"},
                                            FolderCase{"ANestedFolder", "a/b/c"}),
                          [](const auto& row) { return std::string(row.param.label); });
@@ -109,7 +110,7 @@ TEST_P(ThunarSelection, Select2SelectsEveryListedItemAndNothingElse) {
     std::vector<std::string> sorted = *selected;
     std::sort(sorted.begin(), sorted.end());
     EXPECT_EQ(sorted, (std::vector<std::string>{(items_ / "file1.txt").string(), (items_ / "file3.txt").string(),
-                                                 (items_ / "sub").string() + "/"}));
+                                                (items_ / "sub").string() + "/"}));
     expectViewKept();
 }
 
@@ -266,13 +267,12 @@ TEST_F(ThunarHandlers, CallsFromSeveralThreadsAllGetTheirAnswers) {
     openWindow(target);
     std::vector<std::future<std::optional<std::string>>> answers;
     for (int i = 0; i < 8; ++i) {
-        answers.push_back(std::async(std::launch::async, [this, i] {
-            return call(i % 2 ? "finder_get_path" : "is_finder_win");
-        }));
+        answers.push_back(
+            std::async(std::launch::async, [this, i] { return call(i % 2 ? "finder_get_path" : "is_finder_win"); }));
     }
     for (int i = 0; i < 8; ++i)
-        EXPECT_EQ(answers[static_cast<std::size_t>(i)].get(), i % 2 ? std::optional<std::string>(target.string())
-                                                                     : std::optional<std::string>("YES"));
+        EXPECT_EQ(answers[static_cast<std::size_t>(i)].get(),
+                  i % 2 ? std::optional<std::string>(target.string()) : std::optional<std::string>("YES"));
 }
 
 TEST_F(ThunarHandlers, OpenTerminalStartsATerminalInTheFolder) {

@@ -20,9 +20,7 @@ protected:
     }
 
     // The bound plus the time to wake the caller.
-    static long long limitFor(const char* handler) {
-        return catalogue().timeoutFor(handler).count() + 300;
-    }
+    static long long limitFor(const char* handler) { return catalogue().timeoutFor(handler).count() + 300; }
 
     bool suspended_ = false;
 };
@@ -36,9 +34,9 @@ TEST_F(ThunarHang, AStoppedThunarGetsNothingWithinTheBoundAndRecovers) {
     suspended_ = true;
     for (const char* handler : {"finder_set_path", "finder_get_selection", "reload", "finder_listview"}) {
         const auto begin = Clock::now();
-        const std::vector<std::string> params =
-            std::string(handler) == "finder_set_path" ? std::vector<std::string>{target.string()}
-                                                      : std::vector<std::string>{};
+        const std::vector<std::string> params = std::string(handler) == "finder_set_path"
+                                                    ? std::vector<std::string>{target.string()}
+                                                    : std::vector<std::string>{};
         EXPECT_EQ(call(handler, params), std::nullopt) << handler;
         EXPECT_LT(millisecondsSince(begin), limitFor(handler)) << handler;
     }
@@ -63,9 +61,9 @@ TEST_F(ThunarHang, WithoutThunarEveryHandlerAnswersNothingAtOnce) {
                                 "finder_reveal_in_current", "close_finder_win", "finder_iconview"}) {
         const auto begin = Clock::now();
         const std::vector<std::string> params =
-            std::string(handler) == "finder_set_path" ? std::vector<std::string>{dir_.string()}
+            std::string(handler) == "finder_set_path"            ? std::vector<std::string>{dir_.string()}
             : std::string(handler) == "finder_reveal_in_current" ? std::vector<std::string>{"x"}
-                                                                  : std::vector<std::string>{};
+                                                                 : std::vector<std::string>{};
         EXPECT_EQ(call(handler, params), std::nullopt) << handler;
         EXPECT_LT(millisecondsSince(begin), 500) << handler;
     }

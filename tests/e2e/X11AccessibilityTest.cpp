@@ -18,9 +18,9 @@
 #include <vector>
 
 #include "XTestClient.h"
-#include "bridges/AXUtils.h"
-#include "platform/x11/X11AXObserver.h"
+#include "accessibility/WindowLookup.h"
 #include "platform/x11/X11Accessibility.h"
+#include "platform/x11/X11WindowObserver.h"
 #include "platform/x11/X11Windows.h"
 #include "platform/x11/X11WorkspaceObserver.h"
 #include "util/Dispatch.h"
@@ -73,13 +73,13 @@ bool installed(const std::string& program) {
     return false;
 }
 
-std::string textOf(const AXUIElementRef& e, const char* attribute) {
-    return AXCopyAttribute<std::string>(e, attribute).value_or("<none>");
+std::string textOf(const ElementRef& e, const char* attribute) {
+    return copyAttribute<std::string>(e, attribute).value_or("<none>");
 }
 
-Rect frameOf(const AXUIElementRef& e) {
+Rect frameOf(const ElementRef& e) {
     Rect r;
-    AXUtils::AXWindowGetFrame(e, r);
+    WindowLookup::getWindowFrame(e, r);
     return r;
 }
 
@@ -89,10 +89,10 @@ Point centreOf(const Rect& r) { return {r.origin.x + r.size.width / 2, r.origin.
 class FixedMouse final : public AccessibilityAPI {
 public:
     FixedMouse(std::shared_ptr<X11Accessibility> ax, Point mouse) : ax_(std::move(ax)), mouse_(mouse) {}
-    AXUIElementRef systemWideElement() override { return ax_->systemWideElement(); }
-    AXUIElementRef applicationElement(std::int32_t pid) override { return ax_->applicationElement(pid); }
-    AXUIElementRef elementAtPosition(float x, float y) override { return ax_->elementAtPosition(x, y); }
-    std::vector<AXWindowInfo> windowList() override { return ax_->windowList(); }
+    ElementRef systemWideElement() override { return ax_->systemWideElement(); }
+    ElementRef applicationElement(std::int32_t pid) override { return ax_->applicationElement(pid); }
+    ElementRef elementAtPosition(float x, float y) override { return ax_->elementAtPosition(x, y); }
+    std::vector<WindowInfo> windowList() override { return ax_->windowList(); }
     Point mouseLocation() override { return mouse_; }
 
 private:
@@ -133,7 +133,7 @@ protected:
     // The window list entries of the given window titles, in list order.
     std::vector<std::string> listedTitles(const std::vector<std::string>& titles) {
         std::vector<std::string> result;
-        for (const AXWindowInfo& info : ax_->windowList())
+        for (const WindowInfo& info : ax_->windowList())
             if (std::find(titles.begin(), titles.end(), info.name) != titles.end()) result.push_back(info.name);
         return result;
     }
@@ -151,7 +151,7 @@ TEST_P(X11AccessibilityTest, AWindowsFrameIsItsClientGrownByTheWindowManagersExt
     EXPECT_EQ(clients_->frameExtents(w),
               (std::vector<std::uint32_t>{expected.left, expected.right, expected.top, expected.bottom}));
 
-    const AXUIElementRef window = ax_->windowElement(w);
+    const ElementRef window = ax_->windowElement(w);
     const Rect client = rectOf(clients_->geometry(w));
     const Rect frame = frameOf(window);
     EXPECT_EQ(frame.origin, (Point{client.origin.x - expected.left, client.origin.y - expected.top}));
@@ -167,9 +167,12 @@ TEST_P(X11AccessibilityTest, TheTitleTextLiesCentredInTheTitleBandAndFollowsTheT
     const xcb_window_t shortOne = clients_->create({.title = "ab", .x = 100, .y = 100, .width = 500});
     const xcb_window_t longOne =
         clients_->create({.title = "a much longer title for this window", .x = 100, .y = 420, .width = 500});
-    auto textFrame = [&](xcb_window_t w) { return frameOf(AXUtils::AXTitleElementForWindow(ax_->windowElement(w))); };
+    auto textFrame = [&](xcb_window_t w) {
+        return frameOf(WindowLookup::titleElementForWindow(ax_->windowElement(w)));
+    };
     // The window manager draws the titles a moment after mapping them.
-    ASSERT_TRUE(waitUntil([&] { return textFrame(shortOne).size.width < 60; }, kWait)) << textFrame(shortOne).size.width;
+    ASSERT_TRUE(waitUntil([&] { return textFrame(shortOne).size.width < 60; }, kWait))
+        << textFrame(shortOne).size.width;
     ASSERT_TRUE(waitUntil([&] { return textFrame(longOne).size.width > 100; }, kWait)) << textFrame(longOne).size.width;
 
     for (const xcb_window_t w : {shortOne, longOne}) {
@@ -185,11 +188,11 @@ TEST_P(X11AccessibilityTest, TheTitleTextLiesCentredInTheTitleBandAndFollowsTheT
     }
     EXPECT_LT(textFrame(shortOne).size.width * 3, textFrame(longOne).size.width);
 
-    const AXUIElementRef title = AXUtils::AXTitleElementForWindow(ax_->windowElement(shortOne));
+    const ElementRef title = WindowLookup::titleElementForWindow(ax_->windowElement(shortOne));
     EXPECT_EQ(textOf(title, "AXRole"), "AXStaticText");
     EXPECT_EQ(textOf(title, "AXValue"), "ab");
-    EXPECT_TRUE(AXUIElementEqual(AXCopyAttribute<AXUIElementRef>(title, "AXWindow").value_or(nullptr),
-                                 ax_->windowElement(shortOne)));
+    EXPECT_TRUE(
+        sameElement(copyAttribute<ElementRef>(title, "AXWindow").value_or(nullptr), ax_->windowElement(shortOne)));
 
     // A new title: the text follows.
     clients_->setTitle(shortOne, "ab, and then a good deal more");
@@ -203,7 +206,7 @@ TEST_P(X11AccessibilityTest, ATitleUnderOurBarKeepsTheRectangleLastSeenInFullVie
     // faint edge by a pixel) before the bar comes.
     clients_->activate(w);
     ASSERT_TRUE(waitUntil([&] { return clients_->activeWindow() == w; }, kWait));
-    const AXUIElementRef title = AXUtils::AXTitleElementForWindow(ax_->windowElement(w));
+    const ElementRef title = WindowLookup::titleElementForWindow(ax_->windowElement(w));
     const Rect window = frameOf(ax_->windowElement(w));
     Rect seen;
     ASSERT_TRUE(waitUntil(
@@ -214,7 +217,8 @@ TEST_P(X11AccessibilityTest, ATitleUnderOurBarKeepsTheRectangleLastSeenInFullVie
         },
         kWait, milliseconds(50)));
 
-    const xcb_window_t bar = clients_->cover(geometryOf({{window.origin.x, window.origin.y - 1}, {window.size.width, 40}}));
+    const xcb_window_t bar =
+        clients_->cover(geometryOf({{window.origin.x, window.origin.y - 1}, {window.size.width, 40}}));
     EXPECT_EQ(frameOf(title), seen);
     clients_->destroy(bar);
     // Uncovered, the box shows whatever the server fills it with until the
@@ -236,11 +240,11 @@ TEST_P(X11AccessibilityTest, NoWindowIsUnderTheMouseWhileOurBarLiesOverTheTitle)
     const auto list = ax_->windowList();
     ASSERT_FALSE(list.empty());
     EXPECT_EQ((Rect{{double(list[0].x), double(list[0].y)}, {double(list[0].width), double(list[0].height)}}), barArea);
-    AXUtils::setAccessibility(std::make_shared<FixedMouse>(ax_, onBar));
-    EXPECT_EQ(AXUtils::AXWindowUnderMouse(), nullptr);
+    WindowLookup::setAccessibility(std::make_shared<FixedMouse>(ax_, onBar));
+    EXPECT_EQ(WindowLookup::windowUnderMouse(), nullptr);
     clients_->destroy(bar);
-    EXPECT_TRUE(AXUIElementEqual(AXUtils::AXWindowUnderMouse(), ax_->windowElement(w)));
-    AXUtils::setAccessibility(nullptr);
+    EXPECT_TRUE(sameElement(WindowLookup::windowUnderMouse(), ax_->windowElement(w)));
+    WindowLookup::setAccessibility(nullptr);
 }
 
 struct PositionCase {
@@ -265,55 +269,60 @@ TEST_P(X11AccessibilityTest, TheElementAtAPositionIsTheTitleTheWindowOrNothing) 
     };
     for (const PositionCase& c : cases) {
         SCOPED_TRACE(c.name);
-        const AXUIElementRef e = ax_->elementAtPosition(static_cast<float>(window.origin.x + c.dx),
-                                                        static_cast<float>(window.origin.y + c.dy));
+        const ElementRef e = ax_->elementAtPosition(static_cast<float>(window.origin.x + c.dx),
+                                                    static_cast<float>(window.origin.y + c.dy));
         if (!c.expectedRole) {
             EXPECT_EQ(e, nullptr);
             continue;
         }
         ASSERT_NE(e, nullptr);
         EXPECT_EQ(textOf(e, "AXRole"), c.expectedRole);
-        EXPECT_TRUE(AXUIElementEqual(AXCopyAttribute<AXUIElementRef>(e, "AXWindow").value_or(nullptr),
-                                     ax_->windowElement(w)));
+        EXPECT_TRUE(sameElement(copyAttribute<ElementRef>(e, "AXWindow").value_or(nullptr), ax_->windowElement(w)));
     }
 }
 
 TEST_P(X11AccessibilityTest, TheWindowUnderTheMouseIsFoundThroughTheElementAtItsPosition) {
     const xcb_window_t w = clients_->create({.title = "under the mouse", .x = 250, .y = 180});
-    const Rect title = frameOf(AXUtils::AXTitleElementForWindow(ax_->windowElement(w)));
+    const Rect title = frameOf(WindowLookup::titleElementForWindow(ax_->windowElement(w)));
     desktopOf(GetParam().name)->moveMouse(static_cast<int>(centreOf(title).x), static_cast<int>(centreOf(title).y));
     EXPECT_EQ(ax_->mouseLocation(), (Point{std::floor(centreOf(title).x), std::floor(centreOf(title).y)}));
 
-    AXUtils::setAccessibility(ax_);
-    const AXUIElementRef found = AXUtils::AXWindowUnderMouse();
-    AXUtils::setAccessibility(nullptr);
-    EXPECT_TRUE(AXUIElementEqual(found, ax_->windowElement(w)));
+    WindowLookup::setAccessibility(ax_);
+    const ElementRef found = WindowLookup::windowUnderMouse();
+    WindowLookup::setAccessibility(nullptr);
+    EXPECT_TRUE(sameElement(found, ax_->windowElement(w)));
 }
 
 TEST_P(X11AccessibilityTest, AnApplicationHasItsNormalWindowsButNotItsDialogsAndKnowsTheFocusedOne) {
     const std::int32_t pid = 4000001;
     const xcb_window_t main = clients_->create({.title = "main", .pid = pid, .x = 100, .y = 100});
-    clients_->create({.title = "dialog", .pid = pid, .x = 150, .y = 150, .width = 200, .height = 100,
-                      .type = TestWindowType::Dialog, .transientFor = main});
+    clients_->create({.title = "dialog",
+                      .pid = pid,
+                      .x = 150,
+                      .y = 150,
+                      .width = 200,
+                      .height = 100,
+                      .type = TestWindowType::Dialog,
+                      .transientFor = main});
     const xcb_window_t other = clients_->create({.title = "other", .pid = pid, .x = 500, .y = 300});
     clients_->create({.title = "someone else's", .pid = pid + 1, .x = 700, .y = 100});
 
-    const AXUIElementRef app = ax_->applicationElement(pid);
+    const ElementRef app = ax_->applicationElement(pid);
     EXPECT_EQ(textOf(app, "AXRole"), "AXApplication");
-    const auto windows = AXCopyAttribute<std::vector<AXUIElementRef>>(app, "AXWindows").value_or(std::vector<AXUIElementRef>{});
+    const auto windows = copyAttribute<std::vector<ElementRef>>(app, "AXWindows").value_or(std::vector<ElementRef>{});
     ASSERT_EQ(windows.size(), 2u);
     // Front to back: the one mapped last is in front.
-    EXPECT_TRUE(AXUIElementEqual(windows[0], ax_->windowElement(other)));
-    EXPECT_TRUE(AXUIElementEqual(windows[1], ax_->windowElement(main)));
-    EXPECT_TRUE(AXUIElementEqual(AXCopyAttribute<AXUIElementRef>(windows[0], "AXParent").value_or(nullptr), app));
+    EXPECT_TRUE(sameElement(windows[0], ax_->windowElement(other)));
+    EXPECT_TRUE(sameElement(windows[1], ax_->windowElement(main)));
+    EXPECT_TRUE(sameElement(copyAttribute<ElementRef>(windows[0], "AXParent").value_or(nullptr), app));
 
     clients_->activate(main);
     ASSERT_TRUE(waitUntil([&] { return clients_->activeWindow() == main; }, kWait));
-    EXPECT_TRUE(AXUIElementEqual(AXCopyAttribute<AXUIElementRef>(app, "AXFocusedWindow").value_or(nullptr),
-                                 ax_->windowElement(main)));
-    EXPECT_TRUE(AXUIElementEqual(
-        AXCopyAttribute<AXUIElementRef>(ax_->systemWideElement(), "AXFocusedApplication").value_or(nullptr), app));
-    EXPECT_FALSE(AXCopyAttribute<AXUIElementRef>(ax_->applicationElement(pid + 1), "AXFocusedWindow"));
+    EXPECT_TRUE(
+        sameElement(copyAttribute<ElementRef>(app, "AXFocusedWindow").value_or(nullptr), ax_->windowElement(main)));
+    EXPECT_TRUE(sameElement(
+        copyAttribute<ElementRef>(ax_->systemWideElement(), "AXFocusedApplication").value_or(nullptr), app));
+    EXPECT_FALSE(copyAttribute<ElementRef>(ax_->applicationElement(pid + 1), "AXFocusedWindow"));
 }
 
 // ---- the window list
@@ -321,19 +330,25 @@ TEST_P(X11AccessibilityTest, AnApplicationHasItsNormalWindowsButNotItsDialogsAnd
 TEST_P(X11AccessibilityTest, TheWindowListRunsFrontToBackWithFramesAndOwners) {
     const xcb_window_t back = clients_->create({.title = "list back", .x = 100, .y = 100});
     const xcb_window_t front = clients_->create({.title = "list front", .x = 300, .y = 200});
-    clients_->create({.title = "list dock", .wmClass = "JorvanePanel", .x = 0, .y = 760, .width = 1280, .height = 40,
+    clients_->create({.title = "list dock",
+                      .wmClass = "JorvanePanel",
+                      .x = 0,
+                      .y = 760,
+                      .width = 1280,
+                      .height = 40,
                       .type = TestWindowType::Dock});
     const std::vector<std::string> ours{"list back", "list front", "list dock"};
     EXPECT_EQ(listedTitles({"list back", "list front"}), (std::vector<std::string>{"list front", "list back"}));
 
     const auto list = ax_->windowList();
-    for (const AXWindowInfo& info : list) {
+    for (const WindowInfo& info : list) {
         if (std::find(ours.begin(), ours.end(), info.name) == ours.end()) continue;
         SCOPED_TRACE(info.name);
         EXPECT_EQ(info.ownerPid, getpid());
         if (info.name == "list dock") {
             EXPECT_EQ(info.ownerName, "Dock");
-            EXPECT_EQ((std::vector<int>{info.x, info.y, info.width, info.height}), (std::vector<int>{0, 760, 1280, 40}));
+            EXPECT_EQ((std::vector<int>{info.x, info.y, info.width, info.height}),
+                      (std::vector<int>{0, 760, 1280, 40}));
             continue;
         }
         EXPECT_EQ(info.ownerName, "JorvaneTest");
@@ -344,34 +359,39 @@ TEST_P(X11AccessibilityTest, TheWindowListRunsFrontToBackWithFramesAndOwners) {
 
     clients_->activate(back);  // raises it
     EXPECT_TRUE(waitUntil(
-        [&] { return listedTitles({"list back", "list front"}) == std::vector<std::string>{"list back", "list front"}; },
+        [&] {
+            return listedTitles({"list back", "list front"}) == std::vector<std::string>{"list back", "list front"};
+        },
         kWait));
 
     clients_->iconify(back);
-    EXPECT_TRUE(waitUntil([&] { return listedTitles({"list back", "list front"}) == std::vector<std::string>{"list front"}; },
-                          kWait));
+    EXPECT_TRUE(waitUntil(
+        [&] {
+            return listedTitles({"list back", "list front"}) == std::vector<std::string>{"list front"};
+        },
+        kWait));
 }
 
 // ---- windows that vanish
 
 TEST_P(X11AccessibilityTest, AWindowThatIsGoneAnswersNothing) {
     const xcb_window_t w = clients_->create({.title = "gone", .x = 400, .y = 300});
-    const AXUIElementRef window = ax_->windowElement(w);
+    const ElementRef window = ax_->windowElement(w);
     const Rect frame = frameOf(window);
-    const AXUIElementRef title = AXUtils::AXTitleElementForWindow(window);
+    const ElementRef title = WindowLookup::titleElementForWindow(window);
     clients_->destroy(w);
     ASSERT_TRUE(waitUntil([&] { return !clients_->isManaged(w); }, kWait));
 
     Rect r;
-    EXPECT_FALSE(AXUtils::AXWindowGetFrame(window, r));
-    EXPECT_FALSE(AXUtils::AXWindowGetFrame(title, r));
-    EXPECT_FALSE(AXCopyAttribute<std::string>(window, "AXTitle"));
-    EXPECT_FALSE(AXCopyAttribute<AXUIElementRef>(window, "AXParent"));
+    EXPECT_FALSE(WindowLookup::getWindowFrame(window, r));
+    EXPECT_FALSE(WindowLookup::getWindowFrame(title, r));
+    EXPECT_FALSE(copyAttribute<std::string>(window, "AXTitle"));
+    EXPECT_FALSE(copyAttribute<ElementRef>(window, "AXParent"));
     EXPECT_EQ(ax_->elementAtPosition(static_cast<float>(centreOf(frame).x), static_cast<float>(centreOf(frame).y)),
               nullptr);
-    const auto observer = ax_->createObserver(getpid(), [](const AXUIElementRef&, const std::string&) {});
+    const auto observer = ax_->createObserver(getpid(), [](const ElementRef&, const std::string&) {});
     ASSERT_NE(observer, nullptr);
-    EXPECT_FALSE(observer->addNotification(window, kAXUIElementDestroyedNotification));
+    EXPECT_FALSE(observer->addNotification(window, kElementDestroyed));
 }
 
 TEST_P(X11AccessibilityTest, QueriesSurviveWindowsComingAndGoingMeanwhile) {
@@ -386,8 +406,8 @@ TEST_P(X11AccessibilityTest, QueriesSurviveWindowsComingAndGoingMeanwhile) {
         xcb_connection_t* c = x.connection();
         while (!stop) {
             const xcb_window_t w = xcb_generate_id(c);
-            xcb_create_window(c, XCB_COPY_FROM_PARENT, w, x.root(), 600, 300, 200, 150, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
-                              XCB_COPY_FROM_PARENT, 0, nullptr);
+            xcb_create_window(c, XCB_COPY_FROM_PARENT, w, x.root(), 600, 300, 200, 150, 0,
+                              XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
             x.setTitle(w, "churn");
             xcb_map_window(c, w);
             x.sync();
@@ -397,9 +417,11 @@ TEST_P(X11AccessibilityTest, QueriesSurviveWindowsComingAndGoingMeanwhile) {
     });
     int queries = 0;
     while (churned < 200 && queries < 20000) {
-        for (const AXWindowInfo& info : ax_->windowList()) EXPECT_GT(info.width, 0) << info.name;
-        const AXUIElementRef under = ax_->elementAtPosition(700, 400);
-        if (under) frameOf(AXUtils::AXTitleElementForWindow(AXCopyAttribute<AXUIElementRef>(under, "AXWindow").value_or(nullptr)));
+        for (const WindowInfo& info : ax_->windowList()) EXPECT_GT(info.width, 0) << info.name;
+        const ElementRef under = ax_->elementAtPosition(700, 400);
+        if (under)
+            frameOf(
+                WindowLookup::titleElementForWindow(copyAttribute<ElementRef>(under, "AXWindow").value_or(nullptr)));
         ++queries;
     }
     stop = true;
@@ -412,8 +434,8 @@ TEST_P(X11AccessibilityTest, QueriesSurviveWindowsComingAndGoingMeanwhile) {
 
 class Received {
 public:
-    AXObserver::Callback callback() {
-        return [this](const AXUIElementRef& e, const std::string& name) { notes_.push_back({e, name}); };
+    WindowObserver::Callback callback() {
+        return [this](const ElementRef& e, const std::string& name) { notes_.push_back({e, name}); };
     }
     bool waitFor(const std::string& name) {
         return dispatch::MainQueue::shared().runUntil([&] { return count(name) > 0; }, dispatch::seconds(5));
@@ -421,14 +443,14 @@ public:
     std::size_t count(const std::string& name) const {
         return std::count_if(notes_.begin(), notes_.end(), [&](const auto& n) { return n.second == name; });
     }
-    AXUIElementRef element(const std::string& name) const {
+    ElementRef element(const std::string& name) const {
         for (const auto& n : notes_)
             if (n.second == name) return n.first;
         return nullptr;
     }
 
 private:
-    std::vector<std::pair<AXUIElementRef, std::string>> notes_;
+    std::vector<std::pair<ElementRef, std::string>> notes_;
 };
 
 TEST_P(X11AccessibilityTest, ADestroyedWindowIsReportedOnceOnTheMainQueue) {
@@ -436,14 +458,14 @@ TEST_P(X11AccessibilityTest, ADestroyedWindowIsReportedOnceOnTheMainQueue) {
     Received received;
     const auto observer = ax_->createObserver(getpid(), received.callback());
     ASSERT_NE(observer, nullptr);
-    const AXUIElementRef window = ax_->windowElement(w);
-    ASSERT_TRUE(observer->addNotification(window, kAXUIElementDestroyedNotification));
+    const ElementRef window = ax_->windowElement(w);
+    ASSERT_TRUE(observer->addNotification(window, kElementDestroyed));
     // The window's application asks for the same: still one notice.
-    ASSERT_TRUE(observer->addNotification(ax_->applicationElement(getpid()), kAXUIElementDestroyedNotification));
+    ASSERT_TRUE(observer->addNotification(ax_->applicationElement(getpid()), kElementDestroyed));
 
     clients_->destroy(w);
     ASSERT_TRUE(received.waitFor("AXUIElementDestroyed"));
-    EXPECT_TRUE(AXUIElementEqual(received.element("AXUIElementDestroyed"), window));
+    EXPECT_TRUE(sameElement(received.element("AXUIElementDestroyed"), window));
     dispatch::MainQueue::shared().drain();
     EXPECT_EQ(received.count("AXUIElementDestroyed"), 1u);
 }
@@ -454,23 +476,23 @@ TEST_P(X11AccessibilityTest, AMinimisedWindowIsReportedAndSoIsItsMove) {
     Received received;
     const auto observer = ax_->createObserver(getpid(), received.callback());
     ASSERT_NE(observer, nullptr);
-    ASSERT_TRUE(observer->addNotification(ax_->windowElement(minimised), kAXWindowMiniaturizedNotification));
-    ASSERT_TRUE(observer->addNotification(ax_->windowElement(moved), kAXWindowMovedNotification));
+    ASSERT_TRUE(observer->addNotification(ax_->windowElement(minimised), kWindowMinimized));
+    ASSERT_TRUE(observer->addNotification(ax_->windowElement(moved), kWindowMoved));
     EXPECT_FALSE(observer->addNotification(ax_->windowElement(moved), "AXNoSuchNotification"));
-    EXPECT_FALSE(observer->addNotification(ax_->systemWideElement(), kAXWindowMovedNotification));
+    EXPECT_FALSE(observer->addNotification(ax_->systemWideElement(), kWindowMoved));
 
     clients_->iconify(minimised);
     ASSERT_TRUE(received.waitFor("AXWindowMiniaturized"));
-    EXPECT_TRUE(AXUIElementEqual(received.element("AXWindowMiniaturized"), ax_->windowElement(minimised)));
+    EXPECT_TRUE(sameElement(received.element("AXWindowMiniaturized"), ax_->windowElement(minimised)));
 
     clients_->move(moved, 520, 330);
     ASSERT_TRUE(received.waitFor("AXWindowMoved"));
-    EXPECT_TRUE(AXUIElementEqual(received.element("AXWindowMoved"), ax_->windowElement(moved)));
+    EXPECT_TRUE(sameElement(received.element("AXWindowMoved"), ax_->windowElement(moved)));
     // _NET_WM_STATE and WM_STATE both changed: one notice.
     EXPECT_EQ(received.count("AXWindowMiniaturized"), 1u);
 
-    ASSERT_TRUE(observer->removeNotification(ax_->windowElement(moved), kAXWindowMovedNotification));
-    EXPECT_FALSE(observer->removeNotification(ax_->windowElement(moved), kAXWindowMovedNotification));
+    ASSERT_TRUE(observer->removeNotification(ax_->windowElement(moved), kWindowMoved));
+    EXPECT_FALSE(observer->removeNotification(ax_->windowElement(moved), kWindowMoved));
 }
 
 TEST_P(X11AccessibilityTest, AnApplicationHearsWhenItsWindowGainsOrLosesTheFront) {
@@ -483,18 +505,18 @@ TEST_P(X11AccessibilityTest, AnApplicationHearsWhenItsWindowGainsOrLosesTheFront
     Received received;
     const auto observer = ax_->createObserver(ours, received.callback());
     ASSERT_NE(observer, nullptr);
-    const AXUIElementRef app = ax_->applicationElement(ours);
-    ASSERT_TRUE(observer->addNotification(app, kAXFocusedWindowChangedNotification));
-    ASSERT_TRUE(observer->addNotification(app, kAXApplicationDeactivatedNotification));
+    const ElementRef app = ax_->applicationElement(ours);
+    ASSERT_TRUE(observer->addNotification(app, kFocusedWindowChanged));
+    ASSERT_TRUE(observer->addNotification(app, kApplicationDeactivated));
 
     clients_->activate(mine);
     ASSERT_TRUE(received.waitFor("AXFocusedWindowChanged"));
-    EXPECT_TRUE(AXUIElementEqual(received.element("AXFocusedWindowChanged"), ax_->windowElement(mine)));
+    EXPECT_TRUE(sameElement(received.element("AXFocusedWindowChanged"), ax_->windowElement(mine)));
     EXPECT_EQ(received.count("AXApplicationDeactivated"), 0u);
 
     clients_->activate(other);
     ASSERT_TRUE(received.waitFor("AXApplicationDeactivated"));
-    EXPECT_TRUE(AXUIElementEqual(received.element("AXApplicationDeactivated"), app));
+    EXPECT_TRUE(sameElement(received.element("AXApplicationDeactivated"), app));
 }
 
 // ---- workspace notifications
@@ -510,10 +532,10 @@ TEST_P(X11AccessibilityTest, TheFileManagerLaunchingAndLosingTheFrontIsAnnounced
     };
     const WorkspaceNotification fileManagerLaunched{"NSWorkspaceDidLaunchApplicationNotification", fileManager,
                                                     "JorvaneFiles", true};
-    const WorkspaceNotification editorLaunched{"NSWorkspaceDidLaunchApplicationNotification", editor,
-                                               "JorvaneEditor", false};
-    const WorkspaceNotification fileManagerDeactivated{"NSWorkspaceDidDeactivateApplicationNotification",
-                                                       fileManager, "JorvaneFiles", true};
+    const WorkspaceNotification editorLaunched{"NSWorkspaceDidLaunchApplicationNotification", editor, "JorvaneEditor",
+                                               false};
+    const WorkspaceNotification fileManagerDeactivated{"NSWorkspaceDidDeactivateApplicationNotification", fileManager,
+                                                       "JorvaneFiles", true};
     const WorkspaceNotification editorDeactivated{"NSWorkspaceDidDeactivateApplicationNotification", editor,
                                                   "JorvaneEditor", false};
 

@@ -11,8 +11,8 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <condition_variable>
+#include <cstdlib>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -40,7 +40,7 @@ bool eventually(const std::function<bool()>& done) { return e2e::waitUntil(done,
 
 const auto swallowAll = [](const TapEvent&) { return EventTap::Decision::Swallow; };
 
-constexpr xcb_keysym_t kCtrl = 0xffe3;  // Control_L
+constexpr xcb_keysym_t kCtrl = 0xffe3;   // Control_L
 constexpr xcb_keysym_t kShift = 0xffe1;  // Shift_L
 
 // ---------------------------------------------------------------------------
@@ -58,7 +58,11 @@ struct Input {
 class RecordingWindow {
 public:
     RecordingWindow(const std::string& display, int32_t pid, int x, int y, int width, int height) : x_(display) {
-        id_ = x_.create({.pid = pid, .x = x, .y = y, .width = width, .height = height,
+        id_ = x_.create({.pid = pid,
+                         .x = x,
+                         .y = y,
+                         .width = width,
+                         .height = height,
                          .eventMask = XCB_EVENT_MASK_KEY_PRESS | XCB_EVENT_MASK_KEY_RELEASE |
                                       XCB_EVENT_MASK_BUTTON_PRESS | XCB_EVENT_MASK_BUTTON_RELEASE});
     }
@@ -86,7 +90,8 @@ public:
     }
     bool waitForKeyPress(xcb_keycode_t key) {
         return waitFor([&](const std::vector<Input>& in) {
-            return std::any_of(in.begin(), in.end(), [&](const Input& i) { return i.type == XCB_KEY_PRESS && i.detail == key; });
+            return std::any_of(in.begin(), in.end(),
+                               [&](const Input& i) { return i.type == XCB_KEY_PRESS && i.detail == key; });
         });
     }
     std::string describe() const {
@@ -108,7 +113,8 @@ public:
 private:
     void record(xcb_generic_event_t* e) {
         const uint8_t type = e->response_type & 0x7f;
-        if (type == XCB_KEY_PRESS || type == XCB_KEY_RELEASE || type == XCB_BUTTON_PRESS || type == XCB_BUTTON_RELEASE) {
+        if (type == XCB_KEY_PRESS || type == XCB_KEY_RELEASE || type == XCB_BUTTON_PRESS ||
+            type == XCB_BUTTON_RELEASE) {
             auto* k = reinterpret_cast<xcb_key_press_event_t*>(e);
             inputs_.push_back({type, k->detail, k->state, k->root_x, k->root_y, k->time});
         }
@@ -138,14 +144,14 @@ public:
         std::unique_lock lock(mutex_);
         return changed_.wait_for(lock, timeout, [&] { return done(events_); });
     }
-    bool waitForCount(CGEventType type, std::size_t count) {
+    bool waitForCount(EventType type, std::size_t count) {
         return waitFor([&](const std::vector<TapEvent>& events) { return countOf(events, type) >= count; });
     }
     std::vector<TapEvent> events() const {
         std::lock_guard lock(mutex_);
         return events_;
     }
-    std::vector<TapEvent> of(CGEventType type) const {
+    std::vector<TapEvent> of(EventType type) const {
         std::vector<TapEvent> result;
         for (const TapEvent& e : events()) {
             if (e.type == type) result.push_back(e);
@@ -161,14 +167,15 @@ public:
         std::string text;
         for (const TapEvent& e : events()) {
             text += "type " + std::to_string(e.type) + " key " + std::to_string(e.keyCode) + " flags " +
-                    std::to_string(e.flags) + (e.autorepeat ? " repeat" : "") + " at " + std::to_string(int(e.location.x)) +
-                    "," + std::to_string(int(e.location.y)) + " button " + std::to_string(e.buttonNumber) + " clicks " +
-                    std::to_string(e.clickState) + "\n";
+                    std::to_string(e.flags) + (e.autorepeat ? " repeat" : "") + " at " +
+                    std::to_string(int(e.location.x)) + "," + std::to_string(int(e.location.y)) + " button " +
+                    std::to_string(e.buttonNumber) + " clicks " + std::to_string(e.clickState) + "\n";
         }
         return text;
     }
-    static std::size_t countOf(const std::vector<TapEvent>& events, CGEventType type) {
-        return std::size_t(std::count_if(events.begin(), events.end(), [&](const TapEvent& e) { return e.type == type; }));
+    static std::size_t countOf(const std::vector<TapEvent>& events, EventType type) {
+        return std::size_t(
+            std::count_if(events.begin(), events.end(), [&](const TapEvent& e) { return e.type == type; }));
     }
 
 private:
@@ -193,7 +200,8 @@ protected:
     // everything passes), `swallowable` are the keys it may take. Comes with
     // a tapped window.
     using Decide = std::function<EventTap::Decision(const TapEvent&)>;
-    std::unique_ptr<RecordingWindow> installTap(Decide decide = nullptr, std::vector<EventTap::KeyCombo> swallowable = {},
+    std::unique_ptr<RecordingWindow> installTap(Decide decide = nullptr,
+                                                std::vector<EventTap::KeyCombo> swallowable = {},
                                                 X11EventTapOptions o = {}) {
         o.displayName = display();
         tap_ = std::make_unique<X11EventTap>(o);
@@ -219,7 +227,7 @@ protected:
     void click(int x, int y, uint8_t button = 1, bool reported = true) {
         const auto ups = [](const std::vector<TapEvent>& events) {
             return std::count_if(events.begin(), events.end(), [](const TapEvent& e) {
-                return e.type == kCGEventLeftMouseUp || e.type == kCGEventRightMouseUp || e.type == kCGEventOtherMouseUp;
+                return e.type == kEventLeftMouseUp || e.type == kEventRightMouseUp || e.type == kEventOtherMouseUp;
             });
         };
         const auto before = ups(observed_.events());
@@ -252,9 +260,9 @@ TEST_F(X11EventTapTest, theLaunchCheckFindsXInputAndXTestOrSaysWhatIsMissing) {
 
 TEST_F(X11EventTapTest, aSwallowedKeyNeverReachesTheWindowAndAPassedKeyDoes) {
     const auto swallowL = [](const TapEvent& e) {
-        return e.keyCode == kVK_ANSI_L ? EventTap::Decision::Swallow : EventTap::Decision::Pass;
+        return e.keyCode == kKeyL ? EventTap::Decision::Swallow : EventTap::Decision::Pass;
     };
-    auto window = installTap(swallowL, {{kVK_ANSI_L, kCGEventFlagMaskCommand}, {kVK_ANSI_K, kCGEventFlagMaskCommand}});
+    auto window = installTap(swallowL, {{kKeyL, kModifierCommand}, {kKeyK, kModifierCommand}});
     ASSERT_TRUE(tap_->isConnected());
 
     hands_->chord({kCtrl}, 'l');
@@ -269,16 +277,16 @@ TEST_F(X11EventTapTest, aSwallowedKeyNeverReachesTheWindowAndAPassedKeyDoes) {
     ASSERT_EQ(k.size(), 1u);
     EXPECT_TRUE(k[0].state & XCB_MOD_MASK_CONTROL);
 
-    const std::vector<TapEvent> downs = observed_.of(kCGEventKeyDown);
+    const std::vector<TapEvent> downs = observed_.of(kEventKeyDown);
     ASSERT_EQ(downs.size(), 2u) << "the marker and Ctrl alone are not tapped";
-    EXPECT_EQ(downs[0].keyCode, kVK_ANSI_L);
-    EXPECT_EQ(downs[0].flags & kShortcutModifierMask, kCGEventFlagMaskCommand);
+    EXPECT_EQ(downs[0].keyCode, kKeyL);
+    EXPECT_EQ(downs[0].flags & kShortcutModifierMask, kModifierCommand);
     EXPECT_FALSE(downs[0].autorepeat);
-    EXPECT_EQ(downs[1].keyCode, kVK_ANSI_K);
+    EXPECT_EQ(downs[1].keyCode, kKeyK);
 }
 
 TEST_F(X11EventTapTest, grabsHoldWhateverCapsLockIsAndAnExtraModifierDefeatsThem) {
-    auto window = installTap(swallowAll, {{kVK_ANSI_L, kCGEventFlagMaskCommand}});
+    auto window = installTap(swallowAll, {{kKeyL, kModifierCommand}});
 
     hands_->tap(0xffe5);  // Caps_Lock on
     hands_->chord({kCtrl}, 'l');
@@ -289,43 +297,43 @@ TEST_F(X11EventTapTest, grabsHoldWhateverCapsLockIsAndAnExtraModifierDefeatsThem
     hands_->tap('x');
     ASSERT_TRUE(window->waitForKeyPress(keyOf('x')));
 
-    const std::vector<TapEvent> downs = observed_.of(kCGEventKeyDown);
+    const std::vector<TapEvent> downs = observed_.of(kEventKeyDown);
     ASSERT_EQ(downs.size(), 1u);
-    EXPECT_EQ(downs[0].flags, kCGEventFlagMaskCommand | kCGEventFlagMaskAlphaShift);
+    EXPECT_EQ(downs[0].flags, kModifierCommand | kModifierCapsLock);
     const std::vector<Input> l = window->inputs(XCB_KEY_PRESS, keyOf('l'));
     ASSERT_EQ(l.size(), 1u) << "only Ctrl+Shift+L reaches the window";
     EXPECT_TRUE(l[0].state & XCB_MOD_MASK_SHIFT);
 }
 
 TEST_F(X11EventTapTest, aHeldSwallowedKeyRepeatsFlaggedAndIsReleasedOnce) {
-    auto window = installTap(swallowAll, {{kVK_ANSI_G, kCGEventFlagMaskCommand}});
+    auto window = installTap(swallowAll, {{kKeyG, kModifierCommand}});
 
     hands_->key(kCtrl, true);
     hands_->key('g', true);
-    ASSERT_TRUE(observed_.waitForCount(kCGEventKeyDown, 3)) << "the server repeats a held key";
+    ASSERT_TRUE(observed_.waitForCount(kEventKeyDown, 3)) << "the server repeats a held key";
     hands_->key('g', false);
     hands_->key(kCtrl, false);
-    ASSERT_TRUE(observed_.waitForCount(kCGEventKeyUp, 1));
+    ASSERT_TRUE(observed_.waitForCount(kEventKeyUp, 1));
     hands_->tap('x');
     ASSERT_TRUE(window->waitForKeyPress(keyOf('x')));
 
-    const std::vector<TapEvent> downs = observed_.of(kCGEventKeyDown);
+    const std::vector<TapEvent> downs = observed_.of(kEventKeyDown);
     EXPECT_FALSE(downs.front().autorepeat);
     EXPECT_TRUE(std::all_of(downs.begin() + 1, downs.end(), [](const TapEvent& e) { return e.autorepeat; }));
-    const std::vector<TapEvent> ups = observed_.of(kCGEventKeyUp);
+    const std::vector<TapEvent> ups = observed_.of(kEventKeyUp);
     ASSERT_EQ(ups.size(), 1u);
-    EXPECT_EQ(ups[0].keyCode, kVK_ANSI_G);
-    EXPECT_EQ(ups[0].flags & kShortcutModifierMask, kCGEventFlagMaskCommand) << "the hot key acts on this release";
+    EXPECT_EQ(ups[0].keyCode, kKeyG);
+    EXPECT_EQ(ups[0].flags & kShortcutModifierMask, kModifierCommand) << "the hot key acts on this release";
     EXPECT_TRUE(window->inputs(XCB_KEY_PRESS, keyOf('g')).empty());
     EXPECT_TRUE(window->inputs(XCB_KEY_RELEASE, keyOf('g')).empty());
 }
 
 TEST_F(X11EventTapTest, aWindowClosedUnderAHeldSwallowedKeyLeavesTheKeyboardWorking) {
-    auto first = installTap(swallowAll, {{kVK_ANSI_L, kCGEventFlagMaskCommand}});
+    auto first = installTap(swallowAll, {{kKeyL, kModifierCommand}});
 
     hands_->key(kCtrl, true);
     hands_->key('l', true);
-    ASSERT_TRUE(observed_.waitForCount(kCGEventKeyDown, 1));
+    ASSERT_TRUE(observed_.waitForCount(kEventKeyDown, 1));
     first.reset();  // the server ends our grab: no release of L comes to the tap
     hands_->key('l', false);
     hands_->key(kCtrl, false);
@@ -334,23 +342,23 @@ TEST_F(X11EventTapTest, aWindowClosedUnderAHeldSwallowedKeyLeavesTheKeyboardWork
     hands_->chord({kCtrl}, 'l');
     hands_->tap('x');
     ASSERT_TRUE(second->waitForKeyPress(keyOf('x'))) << "the keyboard stayed frozen";
-    EXPECT_EQ(observed_.of(kCGEventKeyDown).size(), 2u);
+    EXPECT_EQ(observed_.of(kEventKeyDown).size(), 2u);
     EXPECT_TRUE(second->inputs(XCB_KEY_PRESS, keyOf('l')).empty());
 }
 
 TEST_F(X11EventTapTest, aHeldPassedKeyReachesTheWindowRepeatedAndTheTapFlagsTheRepeats) {
-    auto window = installTap(nullptr, {{kVK_ANSI_K, kCGEventFlagMaskCommand}});
+    auto window = installTap(nullptr, {{kKeyK, kModifierCommand}});
 
     hands_->key(kCtrl, true);
     hands_->key('k', true);
-    ASSERT_TRUE(observed_.waitForCount(kCGEventKeyDown, 3));
+    ASSERT_TRUE(observed_.waitForCount(kEventKeyDown, 3));
     hands_->key('k', false);
     hands_->key(kCtrl, false);
     hands_->chord({kCtrl}, 'k');  // pressed anew: not a repeat
     hands_->tap('x');
     ASSERT_TRUE(window->waitForKeyPress(keyOf('x')));
 
-    const std::vector<TapEvent> downs = observed_.of(kCGEventKeyDown);
+    const std::vector<TapEvent> downs = observed_.of(kEventKeyDown);
     ASSERT_GE(downs.size(), 4u);
     EXPECT_FALSE(downs.front().autorepeat);
     EXPECT_TRUE(std::all_of(downs.begin() + 1, downs.end() - 1, [](const TapEvent& e) { return e.autorepeat; }));
@@ -376,20 +384,20 @@ TEST_F(X11EventTapTest, clicksOnTheTappedWindowAreReportedWithPlaceTypeButtonAnd
     const std::vector<TapEvent> events = observed_.events();
     ASSERT_EQ(events.size(), 12u) << observed_.describe();
     SCOPED_TRACE(observed_.describe());
-    const auto is = [](const TapEvent& e, CGEventType type, double ex, double ey, int64_t button, int64_t clicks) {
+    const auto is = [](const TapEvent& e, EventType type, double ex, double ey, int64_t button, int64_t clicks) {
         return e.type == type && e.location == Point{ex, ey} && e.buttonNumber == button && e.clickState == clicks;
     };
-    EXPECT_TRUE(is(events[0], kCGEventLeftMouseDown, x + 10, y + 20, 0, 1));
-    EXPECT_TRUE(is(events[1], kCGEventLeftMouseUp, x + 10, y + 20, 0, 1));
-    EXPECT_TRUE(is(events[2], kCGEventLeftMouseDown, x + 11, y + 20, 0, 2));
-    EXPECT_TRUE(is(events[3], kCGEventLeftMouseUp, x + 11, y + 20, 0, 2));
-    EXPECT_TRUE(is(events[4], kCGEventOtherMouseDown, x + 30, y + 40, 2, 1));
-    EXPECT_TRUE(is(events[5], kCGEventOtherMouseUp, x + 30, y + 40, 2, 1));
-    EXPECT_TRUE(is(events[6], kCGEventRightMouseDown, x + 50, y + 60, 1, 1));
-    EXPECT_TRUE(is(events[7], kCGEventRightMouseUp, x + 50, y + 60, 1, 1));
-    EXPECT_TRUE(is(events[9], kCGEventLeftMouseUp, x + 70, y + 80, 0, 1));
-    EXPECT_EQ(events[9].flags & kShortcutModifierMask, kCGEventFlagMaskCommand);
-    EXPECT_TRUE(is(events[11], kCGEventLeftMouseUp, x + 100, y - 10, 0, 1));
+    EXPECT_TRUE(is(events[0], kEventLeftMouseDown, x + 10, y + 20, 0, 1));
+    EXPECT_TRUE(is(events[1], kEventLeftMouseUp, x + 10, y + 20, 0, 1));
+    EXPECT_TRUE(is(events[2], kEventLeftMouseDown, x + 11, y + 20, 0, 2));
+    EXPECT_TRUE(is(events[3], kEventLeftMouseUp, x + 11, y + 20, 0, 2));
+    EXPECT_TRUE(is(events[4], kEventOtherMouseDown, x + 30, y + 40, 2, 1));
+    EXPECT_TRUE(is(events[5], kEventOtherMouseUp, x + 30, y + 40, 2, 1));
+    EXPECT_TRUE(is(events[6], kEventRightMouseDown, x + 50, y + 60, 1, 1));
+    EXPECT_TRUE(is(events[7], kEventRightMouseUp, x + 50, y + 60, 1, 1));
+    EXPECT_TRUE(is(events[9], kEventLeftMouseUp, x + 70, y + 80, 0, 1));
+    EXPECT_EQ(events[9].flags & kShortcutModifierMask, kModifierCommand);
+    EXPECT_TRUE(is(events[11], kEventLeftMouseUp, x + 100, y - 10, 0, 1));
     EXPECT_EQ(events[11].flags, 0u);
     EXPECT_TRUE(window->waitFor([](const std::vector<Input>& in) {
         return std::count_if(in.begin(), in.end(), [](const Input& i) { return i.type == XCB_BUTTON_PRESS; }) == 5;
@@ -434,15 +442,15 @@ TEST_F(X11EventTapTest, aDragThatStartsOnTheWindowIsReportedUntilItsReleaseOutsi
 
     const std::vector<TapEvent> events = observed_.events();
     ASSERT_EQ(events.size(), 8u);
-    EXPECT_EQ(events.front().type, kCGEventLeftMouseDown);
+    EXPECT_EQ(events.front().type, kEventLeftMouseDown);
     EXPECT_EQ(events.front().location, (Point{double(x + 20), double(y - 10)}));
     for (int step = 1; step <= 5; ++step) {
-        EXPECT_EQ(events[step].type, kCGEventLeftMouseDragged);
+        EXPECT_EQ(events[step].type, kEventLeftMouseDragged);
         EXPECT_EQ(events[step].location, (Point{double(x + 20 + 30 * step), double(y - 10 + 20 * step)}));
         EXPECT_EQ(events[step].buttonNumber, 0);
     }
-    EXPECT_EQ(events[6].type, kCGEventLeftMouseDragged);
-    EXPECT_EQ(events.back().type, kCGEventLeftMouseUp) << "the release outside still ends the drag";
+    EXPECT_EQ(events[6].type, kEventLeftMouseDragged);
+    EXPECT_EQ(events.back().type, kEventLeftMouseUp) << "the release outside still ends the drag";
     EXPECT_EQ(events.back().location, (Point{1250, 780}));
 }
 
@@ -455,13 +463,13 @@ TEST_F(X11EventTapTest, aSlowCallbackHasItsKeyHandedOnAndTheTapSwitchedOff) {
     };
     const auto gate = std::make_shared<Gate>();
     const auto decide = [gate](const TapEvent& e) {
-        if (e.type != kCGEventKeyDown) return EventTap::Decision::Pass;
+        if (e.type != kEventKeyDown) return EventTap::Decision::Pass;
         // Decide only once the window has the key: the watchdog must have passed it on.
         std::unique_lock lock(gate->mutex);
         gate->arrived.wait_for(lock, kWait, [&] { return gate->windowGotIt; });
         return EventTap::Decision::Swallow;
     };
-    auto window = installTap(decide, {{kVK_ANSI_L, kCGEventFlagMaskCommand}}, {.displayName = {}, .decisionTimeout = 100ms});
+    auto window = installTap(decide, {{kKeyL, kModifierCommand}}, {.displayName = {}, .decisionTimeout = 100ms});
 
     hands_->chord({kCtrl}, 'l');
     ASSERT_TRUE(window->waitForKeyPress(keyOf('l')));
@@ -470,19 +478,18 @@ TEST_F(X11EventTapTest, aSlowCallbackHasItsKeyHandedOnAndTheTapSwitchedOff) {
         gate->windowGotIt = true;
     }
     gate->arrived.notify_all();
-    ASSERT_TRUE(observed_.waitForCount(kCGEventTapDisabledByTimeout, 1));
+    ASSERT_TRUE(observed_.waitForCount(kEventTapDisabledByTimeout, 1));
     EXPECT_TRUE(eventually([&] { return !tap_->isEnabled(); }));
 
     // Switched off, the tap sees nothing; switched on again, it works.
     hands_->chord({kCtrl}, 'l');
-    ASSERT_TRUE(window->waitFor([&](const std::vector<Input>&) {
-        return window->inputs(XCB_KEY_PRESS, keyOf('l')).size() == 2;
-    }));
-    EXPECT_EQ(observed_.of(kCGEventKeyDown).size(), 1u);
+    ASSERT_TRUE(window->waitFor(
+        [&](const std::vector<Input>&) { return window->inputs(XCB_KEY_PRESS, keyOf('l')).size() == 2; }));
+    EXPECT_EQ(observed_.of(kEventKeyDown).size(), 1u);
     tap_->setEnabled(true);
     observed_.clear();
     hands_->chord({kCtrl}, 'l');
-    ASSERT_TRUE(observed_.waitForCount(kCGEventKeyDown, 1));
+    ASSERT_TRUE(observed_.waitForCount(kEventKeyDown, 1));
 }
 
 TEST_F(X11EventTapTest, aSyntheticCtrlDoubleClickArrivesAsOneClickThenACtrlDoubleClick) {
@@ -490,25 +497,28 @@ TEST_F(X11EventTapTest, aSyntheticCtrlDoubleClickArrivesAsOneClickThenACtrlDoubl
     const auto [x, y] = window->origin();
     const Point at{double(x + 40), double(y + 50)};
 
-    ASSERT_TRUE(tap_->post(TapEvent::mouseEvent(kCGEventLeftMouseDown, at)));
-    ASSERT_TRUE(tap_->post(TapEvent::mouseEvent(kCGEventLeftMouseUp, at)));
-    ASSERT_TRUE(tap_->post(TapEvent::mouseEvent(kCGEventLeftMouseDown, at, 1, 2, kCGEventFlagMaskCommand)));
-    ASSERT_TRUE(tap_->post(TapEvent::mouseEvent(kCGEventLeftMouseUp, at, 1, 2, kCGEventFlagMaskCommand)));
+    ASSERT_TRUE(tap_->post(TapEvent::mouseEvent(kEventLeftMouseDown, at)));
+    ASSERT_TRUE(tap_->post(TapEvent::mouseEvent(kEventLeftMouseUp, at)));
+    ASSERT_TRUE(tap_->post(TapEvent::mouseEvent(kEventLeftMouseDown, at, 1, 2, kModifierCommand)));
+    ASSERT_TRUE(tap_->post(TapEvent::mouseEvent(kEventLeftMouseUp, at, 1, 2, kModifierCommand)));
     ASSERT_TRUE(window->waitFor([](const std::vector<Input>& in) {
         return std::count_if(in.begin(), in.end(), [](const Input& i) { return i.type == XCB_BUTTON_RELEASE; }) == 2;
-    })) << window->describe() << "tap:\n" << observed_.describe();
+    })) << window->describe()
+        << "tap:\n"
+        << observed_.describe();
     const std::vector<Input> presses = window->inputs(XCB_BUTTON_PRESS);
     ASSERT_EQ(presses.size(), 2u);
     EXPECT_FALSE(presses[0].state & XCB_MOD_MASK_CONTROL);
     EXPECT_TRUE(presses[1].state & XCB_MOD_MASK_CONTROL);
-    for (const Input& press : presses) EXPECT_EQ(std::make_pair(press.rootX, press.rootY), std::make_pair(int16_t(at.x), int16_t(at.y)));
+    for (const Input& press : presses)
+        EXPECT_EQ(std::make_pair(press.rootX, press.rootY), std::make_pair(int16_t(at.x), int16_t(at.y)));
     EXPECT_LT(presses[1].time - presses[0].time, 400u) << "close enough for a toolkit to count a double click";
     EXPECT_EQ(tap_->mouseLocation(), at);
 
     // The tap sees its own synthetic clicks, the second as a double click.
-    ASSERT_TRUE(observed_.waitForCount(kCGEventLeftMouseUp, 2));
-    EXPECT_EQ(observed_.of(kCGEventLeftMouseUp)[1].clickState, 2);
-    EXPECT_EQ(observed_.of(kCGEventLeftMouseUp)[1].flags & kShortcutModifierMask, kCGEventFlagMaskCommand);
+    ASSERT_TRUE(observed_.waitForCount(kEventLeftMouseUp, 2));
+    EXPECT_EQ(observed_.of(kEventLeftMouseUp)[1].clickState, 2);
+    EXPECT_EQ(observed_.of(kEventLeftMouseUp)[1].flags & kShortcutModifierMask, kModifierCommand);
     // Our Ctrl was let go after the last up.
     EXPECT_TRUE(hands_->click(x + 5, y + 5, 1, kWait));
     ASSERT_TRUE(window->waitFor([](const std::vector<Input>& in) {
@@ -520,13 +530,13 @@ TEST_F(X11EventTapTest, aSyntheticCtrlDoubleClickArrivesAsOneClickThenACtrlDoubl
 TEST_F(X11EventTapTest, syntheticKeysCarryTheirModifiersAndWaitForTheUserToLetGo) {
     auto window = installTap(nullptr, {}, {.displayName = {}, .modifierReleaseTimeout = 50ms});
 
-    ASSERT_TRUE(tap_->post(TapEvent::keyboardEvent(kVK_ANSI_L, true, kCGEventFlagMaskCommand | kCGEventFlagMaskShift)));
-    ASSERT_TRUE(tap_->post(TapEvent::keyboardEvent(kVK_ANSI_L, false, kCGEventFlagMaskCommand | kCGEventFlagMaskShift)));
+    ASSERT_TRUE(tap_->post(TapEvent::keyboardEvent(kKeyL, true, kModifierCommand | kModifierShift)));
+    ASSERT_TRUE(tap_->post(TapEvent::keyboardEvent(kKeyL, false, kModifierCommand | kModifierShift)));
     hands_->key(kShift, true);  // the user holds Shift
-    EXPECT_FALSE(tap_->post(TapEvent::keyboardEvent(kVK_ANSI_K, true)));
+    EXPECT_FALSE(tap_->post(TapEvent::keyboardEvent(kKeyK, true)));
     hands_->key(kShift, false);
-    ASSERT_TRUE(tap_->post(TapEvent::keyboardEvent(kVK_ANSI_X, true)));
-    ASSERT_TRUE(tap_->post(TapEvent::keyboardEvent(kVK_ANSI_X, false)));
+    ASSERT_TRUE(tap_->post(TapEvent::keyboardEvent(kKeyX, true)));
+    ASSERT_TRUE(tap_->post(TapEvent::keyboardEvent(kKeyX, false)));
     ASSERT_TRUE(window->waitForKeyPress(keyOf('x')));
 
     const std::vector<Input> l = window->inputs(XCB_KEY_PRESS, keyOf('l'));
@@ -534,17 +544,18 @@ TEST_F(X11EventTapTest, syntheticKeysCarryTheirModifiersAndWaitForTheUserToLetGo
     EXPECT_EQ(l[0].state & 0xff, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_SHIFT);
     EXPECT_TRUE(window->inputs(XCB_KEY_PRESS, keyOf('k')).empty()) << "not posted while Shift was held";
     EXPECT_EQ(window->inputs(XCB_KEY_PRESS, keyOf('x'))[0].state & 0xff, 0) << "our modifiers were let go";
-    EXPECT_FALSE(tap_->post(TapEvent::keyboardEvent(kVK_Function, true))) << "no key types it";
+    EXPECT_FALSE(tap_->post(TapEvent::keyboardEvent(kKeyFunction, true))) << "no key types it";
     EXPECT_FALSE(tap_->post(TapEvent{}));
 }
 
 TEST_F(X11EventTapTest, grabsFollowAChangedKeyboardMapping) {
-    auto window = installTap(swallowAll, {{kVK_ANSI_L, kCGEventFlagMaskCommand}});
+    auto window = installTap(swallowAll, {{kKeyL, kModifierCommand}});
 
     // Make the key that typed "j" type "l" and the other way round.
     e2e::XTestClient& c = *hands_;
     const xcb_keycode_t jKey = keyOf('j'), lKey = keyOf('l');
-    auto mapping = own(xcb_get_keyboard_mapping_reply(c.connection(), xcb_get_keyboard_mapping(c.connection(), jKey, 1), nullptr));
+    auto mapping =
+        own(xcb_get_keyboard_mapping_reply(c.connection(), xcb_get_keyboard_mapping(c.connection(), jKey, 1), nullptr));
     const uint8_t per = mapping->keysyms_per_keycode;
     const auto assign = [&](xcb_keycode_t key, xcb_keysym_t lower) {
         std::vector<xcb_keysym_t> syms(per, 0);
@@ -573,9 +584,9 @@ TEST_F(X11EventTapTest, grabsFollowAChangedKeyboardMapping) {
     });
     ASSERT_TRUE(regrabbed);
     tap_->sync();
-    const std::vector<TapEvent> downs = observed_.of(kCGEventKeyDown);
+    const std::vector<TapEvent> downs = observed_.of(kEventKeyDown);
     ASSERT_EQ(downs.size(), 1u);
-    EXPECT_EQ(downs[0].keyCode, kVK_ANSI_L);
+    EXPECT_EQ(downs[0].keyCode, kKeyL);
 
     // The key that used to type "l" is no longer taken.
     hands_->key(kCtrl, true);
@@ -586,7 +597,7 @@ TEST_F(X11EventTapTest, grabsFollowAChangedKeyboardMapping) {
 }
 
 TEST_F(X11EventTapTest, uninstallingStopsTheCallbackAndReleasesTheKeys) {
-    auto window = installTap(swallowAll, {{kVK_ANSI_L, kCGEventFlagMaskCommand}});
+    auto window = installTap(swallowAll, {{kKeyL, kModifierCommand}});
     tap_->uninstall();
     EXPECT_FALSE(tap_->isInstalled());
     EXPECT_TRUE(tap_->tappedWindows().empty());

@@ -13,7 +13,7 @@
 #include "XTestClient.h"
 #include "platform/x11/X11KeyboardLayout.h"
 #include "platform/x11/X11SymbolicHotKeys.h"
-#include "shortcutrecorder/HKKeyCodeTransformer.h"
+#include "shortcut/ShortcutKeyNames.h"
 
 namespace jorvane::e2e {
 namespace {
@@ -36,11 +36,11 @@ protected:
         return desktop().run({"setxkbmap", "-display", desktop().display(), layout}).exitCode == 0;
     }
     // The name once it is `expected`, waiting (bounded) for the server's notice.
-    std::optional<std::string> nameOnceItIs(HKKeyCode code, const std::string& expected) {
+    std::optional<std::string> nameOnceItIs(ShortcutKeyCode code, const std::string& expected) {
         std::optional<std::string> name;
         for (auto until = std::chrono::steady_clock::now() + 3s; std::chrono::steady_clock::now() < until;
              std::this_thread::sleep_for(20ms)) {
-            name = HKKeyCodeName(code);
+            name = shortcutKeyName(code);
             if (name == expected) break;
         }
         return name;
@@ -52,13 +52,13 @@ protected:
 TEST_F(X11ShortcutRecorderTest, keyNamesFollowALayoutSwitchedWhileRunning) {
     setCurrentKeyboardLayout(std::make_shared<x11::X11KeyboardLayout>(keyboard_));
     ASSERT_TRUE(setLayout("us"));
-    EXPECT_EQ(nameOnceItIs(kVK_ANSI_Semicolon, ";"), ";");
-    EXPECT_EQ(HKKeyCodeName(kVK_ANSI_G), "G");
+    EXPECT_EQ(nameOnceItIs(kKeySemicolon, ";"), ";");
+    EXPECT_EQ(shortcutKeyName(kKeyG), "G");
     ASSERT_TRUE(setLayout("de"));
-    EXPECT_EQ(nameOnceItIs(kVK_ANSI_Semicolon, "\u00d6"), "\u00d6");
-    EXPECT_EQ(HKKeyCodeName(kVK_ANSI_Z), "Z");
+    EXPECT_EQ(nameOnceItIs(kKeySemicolon, "\u00d6"), "\u00d6");
+    EXPECT_EQ(shortcutKeyName(kKeyZ), "Z");
     ASSERT_TRUE(setLayout("us"));
-    EXPECT_EQ(nameOnceItIs(kVK_ANSI_Semicolon, ";"), ";");
+    EXPECT_EQ(nameOnceItIs(kKeySemicolon, ";"), ";");
 }
 
 TEST_F(X11ShortcutRecorderTest, combinationGrabbedByAnotherClientIsHeldAndAFreeOneStaysFree) {
@@ -71,9 +71,9 @@ TEST_F(X11ShortcutRecorderTest, combinationGrabbedByAnotherClientIsHeldAndAFreeO
     std::uint16_t ctrlAlt = 0, ctrlShift = 0;
     keyboard_->withCurrent([&](const x11::X11Keyboard::Current& current) {
         ASSERT_TRUE(current.keys);
-        keys = current.keys->keycodes(kVK_ANSI_G, current.group);
-        ctrlAlt = current.keys->stateForFlags(kCGEventFlagMaskCommand | kCGEventFlagMaskAlternate).value_or(0);
-        ctrlShift = current.keys->stateForFlags(kCGEventFlagMaskCommand | kCGEventFlagMaskShift).value_or(0);
+        keys = current.keys->keycodes(kKeyG, current.group);
+        ctrlAlt = current.keys->stateForFlags(kModifierCommand | kModifierOption).value_or(0);
+        ctrlShift = current.keys->stateForFlags(kModifierCommand | kModifierShift).value_or(0);
     });
     ASSERT_FALSE(keys.empty());
     const auto key = static_cast<xcb_keycode_t>(keys.front());
@@ -82,8 +82,8 @@ TEST_F(X11ShortcutRecorderTest, combinationGrabbedByAnotherClientIsHeldAndAFreeO
     ASSERT_EQ(error, nullptr);
 
     x11::X11SymbolicHotKeys hotKeys(keyboard_, x11::X11SymbolicHotKeys::Options{});
-    EXPECT_TRUE(hotKeys.isHeldByAnotherProgram(kVK_ANSI_G, cmdKey | optionKey));
-    EXPECT_FALSE(hotKeys.isHeldByAnotherProgram(kVK_ANSI_G, cmdKey | shiftKey));
+    EXPECT_TRUE(hotKeys.isHeldByAnotherProgram(kKeyG, cmdKey | optionKey));
+    EXPECT_FALSE(hotKeys.isHeldByAnotherProgram(kKeyG, cmdKey | shiftKey));
     // The probe let go of what it took: the other program can grab it now.
     error = xcb_request_check(
         other, xcb_grab_key_checked(other, 1, root, ctrlShift, key, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));

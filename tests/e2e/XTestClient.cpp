@@ -174,7 +174,7 @@ xcb_window_t XTestClient::create(const WindowSpec& shape) {
     xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, atom("_NET_WM_PID"), XCB_ATOM_CARDINAL, 32, 1, &pid);
     const xcb_atom_t type = atom(shape.type == TestWindowType::Dock     ? "_NET_WM_WINDOW_TYPE_DOCK"
                                  : shape.type == TestWindowType::Dialog ? "_NET_WM_WINDOW_TYPE_DIALOG"
-                                                                       : "_NET_WM_WINDOW_TYPE_NORMAL");
+                                                                        : "_NET_WM_WINDOW_TYPE_NORMAL");
     xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, atom("_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM, 32, 1, &type);
     if (shape.transientFor)
         xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_TRANSIENT_FOR, XCB_ATOM_WINDOW, 32, 1,

@@ -51,7 +51,7 @@ public:
     std::vector<std::uint32_t> values(xcb_window_t window, const char* property);
     // An 8-bit property of the given type; nothing when absent.
     std::optional<std::string> bytes(xcb_window_t window, xcb_atom_t property, xcb_atom_t type);
-    std::string title(xcb_window_t window);  // _NET_WM_NAME, else WM_NAME
+    std::string title(xcb_window_t window);    // _NET_WM_NAME, else WM_NAME
     std::string wmClass(xcb_window_t window);  // the class part ("Thunar")
     std::optional<std::int32_t> pid(xcb_window_t window);
     std::vector<xcb_window_t> clientList() { return values(root_, "_NET_CLIENT_LIST"); }

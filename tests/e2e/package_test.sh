@@ -29,10 +29,10 @@ field() { dpkg-deb -f "$deb" "$1"; }
 [ "$(field Package)" = jorvane ] || fail "package name is '$(field Package)'"
 [ "$(field Section)" = utils ] || fail "section is '$(field Section)'"
 # The tools and services the program runs: one list in the code
-# (src/platform/ExternalPrograms.h), read here as the build reads it.
+# (src/platform/linux/ExternalPrograms.h), read here as the build reads it.
 source_dir=$(cd "$(dirname "$0")/../.." && pwd)
 requirements=$(sed -nE 's/^ *\{"[^"]+", "([^"]+)", (true|false)\},.*/\1 \2/p' \
-    "$source_dir/src/platform/ExternalPrograms.h")
+    "$source_dir/src/platform/linux/ExternalPrograms.h")
 [ -n "$requirements" ] || fail "no requirements read from ExternalPrograms.h"
 listed() { tr ',' '\n' <<<"$1" | sed -E 's/^ *//; s/ .*//' | grep -qx "$2"; }
 while read -r package required; do

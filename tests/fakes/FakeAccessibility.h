@@ -5,12 +5,12 @@
 // that yields the window list, the element at a position, the mouse).
 //
 //     auto ax = std::make_shared<test::FakeAccessibility>();
-//     AXNode thunar = ax->addApplication(4242);
-//     AXNode win = ax->addWindow(thunar, "/home/me - Thunar", {{100, 50}, {800, 600}});
-//     AXNode title = ax->addStaticText(win, "/home/me - Thunar", {{400, 55}, {160, 18}});
+//     ElementNode thunar = ax->addApplication(4242);
+//     ElementNode win = ax->addWindow(thunar, "/home/me - Thunar", {{100, 50}, {800, 600}});
+//     ElementNode title = ax->addStaticText(win, "/home/me - Thunar", {{400, 55}, {160, 18}});
 //     ax->setMouseLocation({410, 60});
-//     test::ScopedAccessibility installed(ax);            // AXUtils now asks it
-//     EXPECT_EQ(ax->nodeOf(AXUtils::AXWindowUnderMouse()), win);
+//     test::ScopedAccessibility installed(ax);            // WindowLookup now asks it
+//     EXPECT_EQ(ax->nodeOf(WindowLookup::windowUnderMouse()), win);
 //
 // Every query returns a new element object; two objects of the same node are
 // isEqual. A destroyed node's elements answer nothing. Thread-safe.
@@ -36,21 +36,22 @@
 #include <variant>
 #include <vector>
 
-#include "bridges/Accessibility.h"
+#include "accessibility/Accessibility.h"
 #include "util/Geometry.h"
 
 namespace jorvane::test {
 
 // A node of the fake tree. The default value is no node.
-struct AXNode {
+struct ElementNode {
     int id = 0;
     explicit operator bool() const { return id != 0; }
-    friend bool operator==(AXNode, AXNode) = default;
-    friend std::ostream& operator<<(std::ostream& os, AXNode n) { return os << "AXNode#" << n.id; }
+    friend bool operator==(ElementNode, ElementNode) = default;
+    friend std::ostream& operator<<(std::ostream& os, ElementNode n) { return os << "AXNode#" << n.id; }
 };
 
 // An attribute value as the test writes it: elements are named by node.
-using FakeAXValue = std::variant<std::string, Point, Size, AXNode, std::vector<AXNode>, bool, std::int64_t>;
+using FakeAttributeValue =
+    std::variant<std::string, Point, Size, ElementNode, std::vector<ElementNode>, bool, std::int64_t>;
 
 class FakeAccessibility final : public AccessibilityAPI {
 public:
@@ -59,70 +60,70 @@ public:
 
     // ---- building the tree
     // The system-wide element; its "AXFocusedApplication" is set by setFocusedWindow().
-    AXNode systemWide() const;
+    ElementNode systemWide() const;
     // "AXRole" "AXApplication", "AXTitle" name, empty "AXWindows" and
     // "AXChildren". The name is also the window list's owner name.
-    AXNode addApplication(std::int32_t pid, std::string name = "Thunar");
-    AXNode application(std::int32_t pid) const;
+    ElementNode addApplication(std::int32_t pid, std::string name = "Thunar");
+    ElementNode application(std::int32_t pid) const;
     // "AXRole" "AXWindow", "AXTitle", "AXPosition", "AXSize", "AXParent" the
     // application, empty "AXChildren"; appended to the application's
     // "AXWindows" and "AXChildren"; on screen, in front of every window.
-    AXNode addWindow(AXNode application, std::string title, Rect frame);
+    ElementNode addWindow(ElementNode application, std::string title, Rect frame);
     // A child of `parent` (or a free element when parent is no node): "AXRole",
     // "AXParent", "AXWindow" when a window is among its ancestors, "AXChildren",
     // and the frame when given; appended to the parent's "AXChildren".
-    AXNode addElement(AXNode parent, std::string role, std::optional<Rect> frame = std::nullopt);
+    ElementNode addElement(ElementNode parent, std::string role, std::optional<Rect> frame = std::nullopt);
     // An "AXStaticText" child whose "AXValue" is the text.
-    AXNode addStaticText(AXNode parent, std::string text, Rect frame);
+    ElementNode addStaticText(ElementNode parent, std::string text, Rect frame);
     // A chain of `length` elements of the role below `top`, each the parent of
     // the next; returns the deepest (or `top` for length 0).
-    AXNode addChain(AXNode top, std::size_t length, std::string role = "AXGroup");
+    ElementNode addChain(ElementNode top, std::size_t length, std::string role = "AXGroup");
 
-    void setAttribute(AXNode node, std::string attribute, FakeAXValue value);
-    void removeAttribute(AXNode node, std::string_view attribute);
-    std::optional<FakeAXValue> attribute(AXNode node, std::string_view attribute) const;
+    void setAttribute(ElementNode node, std::string attribute, FakeAttributeValue value);
+    void removeAttribute(ElementNode node, std::string_view attribute);
+    std::optional<FakeAttributeValue> attribute(ElementNode node, std::string_view attribute) const;
     // "AXPosition" and "AXSize".
-    void setFrame(AXNode node, Rect frame);
-    void setTitle(AXNode node, std::string title);
+    void setFrame(ElementNode node, Rect frame);
+    void setTitle(ElementNode node, std::string title);
     // The node goes away: its elements answer nothing, it leaves its parent's
     // "AXChildren" and "AXWindows", the window stack and the placements.
-    void destroy(AXNode node);
-    bool isDestroyed(AXNode node) const;
+    void destroy(ElementNode node);
+    bool isDestroyed(ElementNode node) const;
 
     // ---- the screen
     void setMouseLocation(Point location);
     // Moves a window to the front of the stack.
-    void raise(AXNode window);
+    void raise(ElementNode window);
     // Off screen (minimised, hidden): out of the window list and hit tests.
-    void setOnScreen(AXNode window, bool onScreen);
+    void setOnScreen(ElementNode window, bool onScreen);
     // Another program's window, in front of every window so far. Owner "Dock"
     // plays a panel.
-    void addForeignWindow(AXWindowInfo info);
+    void addForeignWindow(WindowInfo info);
     // Replaces the derived window list; nullopt derives it again.
-    void setWindowList(std::optional<std::vector<AXWindowInfo>> list);
+    void setWindowList(std::optional<std::vector<WindowInfo>> list);
     // Whatever lies in `area` is `node` (no node: nothing at all), above
     // everything placed before and above the window stack.
-    void placeElement(Rect area, AXNode node);
+    void placeElement(Rect area, ElementNode node);
     void clearPlacements();
     // The system-wide "AXFocusedApplication" becomes the window's application
     // and the application's "AXFocusedWindow" the window; no node clears both.
-    void setFocusedWindow(AXNode window);
+    void setFocusedWindow(ElementNode window);
 
     // ---- looking at elements and what was asked
-    AXUIElementRef element(AXNode node) const;
+    ElementRef element(ElementNode node) const;
     // The node of one of this fake's elements; no node for null or foreign ones.
-    AXNode nodeOf(const AXUIElementRef& element) const;
+    ElementNode nodeOf(const ElementRef& element) const;
     // Attribute reads so far, by attribute name (missing ones included).
     std::size_t readCount(std::string_view attribute) const;
     std::size_t elementAtPositionCount() const;
     void resetCounts();
 
     // ---- AccessibilityAPI
-    AXUIElementRef systemWideElement() override;
+    ElementRef systemWideElement() override;
     // Null for a pid without an application node.
-    AXUIElementRef applicationElement(std::int32_t pid) override;
-    AXUIElementRef elementAtPosition(float x, float y) override;
-    std::vector<AXWindowInfo> windowList() override;
+    ElementRef applicationElement(std::int32_t pid) override;
+    ElementRef elementAtPosition(float x, float y) override;
+    std::vector<WindowInfo> windowList() override;
     Point mouseLocation() override;
 
     struct World;  // shared with the element objects, which may outlive the fake
@@ -131,7 +132,7 @@ private:
     std::shared_ptr<World> world_;
 };
 
-// Installs an accessibility interface for AXUtils for one scope and puts the
+// Installs an accessibility interface for WindowLookup for one scope and puts the
 // previous one back on leaving.
 class ScopedAccessibility {
 public:

@@ -25,7 +25,7 @@ public:
     AlertResult runModalWithResult(const AlertSpec& alert) override {
         shown_.push_back(alert);
         log_->add("alert " + alert.messageText);
-        AlertResult result{NSAlertFirstButtonReturn, alert.checkBox && alert.checkBoxOn};
+        AlertResult result{kAlertFirstButton, alert.checkBox && alert.checkBoxOn};
         if (answers_.empty()) return result;
         const auto [button, checkBox] = answers_.front();
         answers_.pop_front();

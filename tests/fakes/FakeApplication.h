@@ -13,8 +13,8 @@
 
 #include "app/Application.h"
 #include "app/EnvironmentCheck.h"
-#include "app/Updater.h"
 #include "fakes/FakePathWindowViews.h"
+#include "updater/Updater.h"
 
 namespace jorvane::test {
 

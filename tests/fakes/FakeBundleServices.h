@@ -18,8 +18,8 @@
 #include <string>
 #include <vector>
 
-#include "app/MoveToApplications.h"
 #include "fakes/FakePathWindowViews.h"
+#include "firstlaunch/MoveToApplications.h"
 
 extern char** environ;
 

@@ -6,21 +6,21 @@ namespace jorvane::test {
 
 namespace {
 
-const char* typeName(CGEventType type) {
+const char* typeName(EventType type) {
     switch (type) {
-        case kCGEventLeftMouseDown: return "leftDown";
-        case kCGEventLeftMouseUp: return "leftUp";
-        case kCGEventRightMouseDown: return "rightDown";
-        case kCGEventRightMouseUp: return "rightUp";
-        case kCGEventMouseMoved: return "moved";
-        case kCGEventLeftMouseDragged: return "leftDragged";
-        case kCGEventKeyDown: return "keyDown";
-        case kCGEventKeyUp: return "keyUp";
-        case kCGEventFlagsChanged: return "flagsChanged";
-        case kCGEventOtherMouseDown: return "otherDown";
-        case kCGEventOtherMouseUp: return "otherUp";
-        case kCGEventTapDisabledByTimeout: return "disabledByTimeout";
-        case kCGEventTapDisabledByUserInput: return "disabledByUserInput";
+        case kEventLeftMouseDown: return "leftDown";
+        case kEventLeftMouseUp: return "leftUp";
+        case kEventRightMouseDown: return "rightDown";
+        case kEventRightMouseUp: return "rightUp";
+        case kEventMouseMoved: return "moved";
+        case kEventLeftMouseDragged: return "leftDragged";
+        case kEventKeyDown: return "keyDown";
+        case kEventKeyUp: return "keyUp";
+        case kEventFlagsChanged: return "flagsChanged";
+        case kEventOtherMouseDown: return "otherDown";
+        case kEventOtherMouseUp: return "otherUp";
+        case kEventTapDisabledByTimeout: return "disabledByTimeout";
+        case kEventTapDisabledByUserInput: return "disabledByUserInput";
         default: return "event";
     }
 }
@@ -97,7 +97,7 @@ EventTap::Decision FakeEventTap::push(const TapEvent& event) {
     Callback callback;
     {
         std::lock_guard lock(mutex_);
-        const bool notice = event.type == kCGEventTapDisabledByTimeout || event.type == kCGEventTapDisabledByUserInput;
+        const bool notice = event.type == kEventTapDisabledByTimeout || event.type == kEventTapDisabledByUserInput;
         if (pid_ == 0 || (!enabled_ && !notice)) return Decision::Pass;
         callback = callback_;
     }
@@ -141,7 +141,7 @@ std::vector<TapEvent> FakeEventTap::posted() const {
 
 std::string FakeEventTap::describe(const TapEvent& event) {
     std::string text = typeName(event.type);
-    if (event.type == kCGEventKeyDown || event.type == kCGEventKeyUp)
+    if (event.type == kEventKeyDown || event.type == kEventKeyUp)
         return text + " " + std::to_string(event.keyCode) + " flags " + hex(event.flags);
     return text + " " + number(event.location.x) + "," + number(event.location.y) + " click " +
            std::to_string(event.clickState) + " flags " + hex(event.flags);

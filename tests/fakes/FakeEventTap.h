@@ -7,7 +7,7 @@
 //
 //     test::FakeEventTap tap(log);
 //     delegate.installEventTap();
-//     EXPECT_EQ(tap.push(TapEvent::keyboardEvent(kVK_ANSI_G, true, kCGEventFlagMaskCommand)),
+//     EXPECT_EQ(tap.push(TapEvent::keyboardEvent(kKeyG, true, kModifierCommand)),
 //               EventTap::Decision::Swallow);
 //
 // push() calls the callback on the calling thread, whatever keys were

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <thread>
 
-#include "bridges/VJASWrapper.h"
+#include "filemanager/FileManagerCommands.h"
 #include "util/Dispatch.h"
 
 namespace jorvane::test {
@@ -106,7 +106,8 @@ std::vector<FakeHandlerCatalogue::Call> FakeHandlerCatalogue::calls() const {
 std::vector<FakeHandlerCatalogue::Call> FakeHandlerCatalogue::calls(std::string_view name) const {
     std::lock_guard lock(mutex_);
     std::vector<Call> out;
-    std::copy_if(calls_.begin(), calls_.end(), std::back_inserter(out), [name](const Call& c) { return c.name == name; });
+    std::copy_if(calls_.begin(), calls_.end(), std::back_inserter(out),
+                 [name](const Call& c) { return c.name == name; });
     return out;
 }
 
@@ -210,14 +211,14 @@ std::optional<std::string> FakeHandlerCatalogue::call(std::string_view name, con
 }
 
 ScopedSharedCatalogue::ScopedSharedCatalogue(std::shared_ptr<FakeHandlerCatalogue> catalogue)
-    : catalogue_(std::move(catalogue)), previous_(VJASWrapper::sharedVJASWrapper().catalogue()) {
-    VJASWrapper::setSharedCatalogue(catalogue_);
+    : catalogue_(std::move(catalogue)), previous_(FileManagerCommands::shared().catalogue()) {
+    FileManagerCommands::setSharedCatalogue(catalogue_);
 }
 
 ScopedSharedCatalogue::~ScopedSharedCatalogue() {
     if (catalogue_) catalogue_->releaseAll();
-    VJASWrapper::sharedVJASWrapper().waitUntilIdle();
-    VJASWrapper::setSharedCatalogue(previous_);
+    FileManagerCommands::shared().waitUntilIdle();
+    FileManagerCommands::setSharedCatalogue(previous_);
 }
 
 }  // namespace jorvane::test

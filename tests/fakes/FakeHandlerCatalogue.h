@@ -6,8 +6,8 @@
 // the queues that call it. Thread-safe.
 //
 //     auto finder = std::make_shared<test::FakeHandlerCatalogue>();
-//     finder->answer(handlers::finderGetPath, "/home/me");
-//     test::ScopedSharedCatalogue installed(finder);   // sharedVJASWrapper() now calls it
+//     finder->answer(handlers::getPath, "/home/me");
+//     test::ScopedSharedCatalogue installed(finder);   // shared() now calls it
 //     ...
 //     EXPECT_THAT(finder->callNames(), ElementsAre("is_finder_win", "finder_get_path"));
 
@@ -23,7 +23,7 @@
 #include <string_view>
 #include <vector>
 
-#include "bridges/HandlerCatalogue.h"
+#include "filemanager/HandlerCatalogue.h"
 
 namespace jorvane::test {
 
@@ -106,7 +106,7 @@ private:
     std::size_t active_ = 0;
 };
 
-// Installs a catalogue in the shared VJASWrapper for one scope. On leaving it
+// Installs a catalogue in the shared FileManagerCommands for one scope. On leaving it
 // lets held calls go, waits for the wrapper's queues and puts the previous
 // catalogue back. Completion blocks already queued on the main queue stay
 // there: drain them before the scope ends if they touch the test's objects.

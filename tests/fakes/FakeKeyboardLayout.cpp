@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "app/VirtualKeyCodes.h"
+#include "keys/VirtualKeyCodes.h"
 
 namespace jorvane::test {
 
@@ -45,11 +45,11 @@ FakeKeyboardLayout::FakeKeyboardLayout() {
     }
 }
 
-std::optional<std::string> FakeKeyboardLayout::characterForKeyCode(CGKeyCode code, CGEventFlags flags) const {
+std::optional<std::string> FakeKeyboardLayout::characterForKeyCode(KeyCode code, Modifiers flags) const {
     const auto found = keys_.find(code);
     if (found == keys_.end()) return std::nullopt;
-    if ((flags & kCGEventFlagMaskAlternate) && !found->second.option.empty()) return found->second.option;
-    if (flags & kCGEventFlagMaskShift) return found->second.shifted;
+    if ((flags & kModifierOption) && !found->second.option.empty()) return found->second.option;
+    if (flags & kModifierShift) return found->second.shifted;
     return found->second.plain;
 }
 

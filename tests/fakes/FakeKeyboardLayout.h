@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-#include "shortcutrecorder/KeyboardLayout.h"
+#include "shortcut/KeyboardLayout.h"
 
 namespace jorvane::test {
 
@@ -24,16 +24,16 @@ public:
     FakeKeyboardLayout();
 
     bool hasLayout() const override { return hasLayout_; }
-    std::optional<std::string> characterForKeyCode(CGKeyCode code, CGEventFlags flags) const override;
+    std::optional<std::string> characterForKeyCode(KeyCode code, Modifiers flags) const override;
 
     // ---- test side
     void setHasLayout(bool has) { hasLayout_ = has; }
-    void setKey(CGKeyCode code, Key key) { keys_[code] = std::move(key); }
+    void setKey(KeyCode code, Key key) { keys_[code] = std::move(key); }
     // The layout has no key for the code: translation fails.
 
 private:
     bool hasLayout_ = true;
-    std::map<CGKeyCode, Key> keys_;
+    std::map<KeyCode, Key> keys_;
 };
 
 // Installs a fake layout as the current one for the object's lifetime.

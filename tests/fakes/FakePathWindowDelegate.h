@@ -22,7 +22,7 @@ public:
         : log_(std::move(log)) {}
 
     void show() override { record("delegate.show", showCount_); }
-    void finderToggleShowHidden() override { record("delegate.finderToggleShowHidden", toggleShowHiddenCount_); }
+    void toggleShowHidden() override { record("delegate.finderToggleShowHidden", toggleShowHiddenCount_); }
     void openPreferences() override { record("delegate.openPreferences", openPreferencesCount_); }
     void about() override { record("delegate.about", aboutCount_); }
 

@@ -68,20 +68,20 @@ void FakePathPanel::setFrame(const Rect& frame, bool display, bool animate) {
     log_->add("panel.setFrame " + describe(frame) + (animate ? " animated" : ""));
 }
 
-void FakePathPanel::orderFrontRegardless() {
+void FakePathPanel::raise() {
     visible_ = true;
-    log_->add("panel.orderFrontRegardless");
+    log_->add("panel.raise");
 }
 
-void FakePathPanel::makeKeyWindow() {
+void FakePathPanel::focus() {
     key_ = true;
-    log_->add("panel.makeKeyWindow");
+    log_->add("panel.focus");
 }
 
-void FakePathPanel::orderOut() {
+void FakePathPanel::hide() {
     visible_ = false;
     key_ = false;
-    log_->add("panel.orderOut");
+    log_->add("panel.hide");
 }
 
 void FakePathPanel::close() {
@@ -114,9 +114,7 @@ double FakePathField::textWidth(const std::string& text) const {
     return static_cast<double>(text.size()) * characterWidth_;
 }
 
-void FakePathField::noteNumberOfItemsChanged() {
-    log_->add("field.noteNumberOfItemsChanged");
-}
+void FakePathField::noteNumberOfItemsChanged() { log_->add("field.noteNumberOfItemsChanged"); }
 
 void FakePathField::setImage(const BarImage& image) {
     image_ = image;
@@ -125,7 +123,8 @@ void FakePathField::setImage(const BarImage& image) {
 
 void FakePathField::completeInline(const std::string& typed, const std::string& completion) {
     const bool untouched = text_ == typed && selection_ == TextRange{typed.size(), 0};
-    const bool completed = text_.starts_with(typed) && selection_ == TextRange{typed.size(), text_.size() - typed.size()};
+    const bool completed =
+        text_.starts_with(typed) && selection_ == TextRange{typed.size(), text_.size() - typed.size()};
     if ((!untouched && !completed) || !completion.starts_with(typed)) return;
     text_ = completion;
     selection_ = {typed.size(), completion.size() - typed.size()};
@@ -166,16 +165,16 @@ void FakeCompletionsList::setFrame(const Rect& frame, bool /*display*/) {
     log_->add("list.setFrame " + describe(frame));
 }
 
-void FakeCompletionsList::orderFrontRegardless() {
+void FakeCompletionsList::raise() {
     visible_ = true;
-    log_->add("list.orderFrontRegardless");
+    log_->add("list.raise");
 }
 
-void FakeCompletionsList::becomeKeyWindow() { log_->add("list.becomeKeyWindow"); }
+void FakeCompletionsList::showActive() { log_->add("list.showActive"); }
 
-void FakeCompletionsList::orderOut() {
+void FakeCompletionsList::hide() {
     visible_ = false;
-    log_->add("list.orderOut");
+    log_->add("list.hide");
 }
 
 void FakeCompletionsList::close() {
@@ -200,9 +199,7 @@ void FakeCompletionsList::deselectAll() {
     log_->add("list.deselectAll");
 }
 
-void FakeCompletionsList::scrollRowToVisible(int row) {
-    log_->add("list.scrollRowToVisible " + std::to_string(row));
-}
+void FakeCompletionsList::scrollRowToVisible(int row) { log_->add("list.scrollRowToVisible " + std::to_string(row)); }
 
 // ---- FakePathWindowViews
 

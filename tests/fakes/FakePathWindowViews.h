@@ -8,7 +8,7 @@
 //     PathWindowController bar(window, fakes.take(), deps);
 //     bar.show();
 //     EXPECT_TRUE(fakes.panel().isVisible());
-//     EXPECT_THAT(fakes.log().entries(), Contains("panel.orderOut"));
+//     EXPECT_THAT(fakes.log().entries(), Contains("panel.hide"));
 //
 // Every call the controller makes is appended to a shared EventLog as
 // "<view>.<method>[ <argument>]", so tests can check the order of what
@@ -47,7 +47,7 @@ private:
     std::vector<std::string> entries_;
 };
 
-std::string describe(const Rect& rect);  // "x,y wxh"
+std::string describe(const Rect& rect);       // "x,y wxh"
 std::string describe(const BarImage& image);  // "none", "search", "icon:<path>"
 
 class FakePathPanel final : public PathPanelView {
@@ -63,9 +63,9 @@ public:
     Rect frame() const override { return frame_; }
     void setFrame(const Rect& frame, bool display, bool animate) override;
     bool isVisible() const override { return visible_; }
-    void orderFrontRegardless() override;
-    void makeKeyWindow() override;
-    void orderOut() override;
+    void raise() override;
+    void focus() override;
+    void hide() override;
     void close() override;
 
     // ---- test side
@@ -148,9 +148,9 @@ public:
 
     bool isVisible() const override { return visible_; }
     void setFrame(const Rect& frame, bool display) override;
-    void orderFrontRegardless() override;
-    void becomeKeyWindow() override;
-    void orderOut() override;
+    void raise() override;
+    void showActive() override;
+    void hide() override;
     void close() override;
     // New content drops the selection, as a table reloading does.
     void setContent(const std::vector<std::string>& candidates) override;

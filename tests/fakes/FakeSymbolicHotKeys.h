@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "shortcutrecorder/SymbolicHotKeys.h"
+#include "shortcut/SymbolicHotKeys.h"
 
 namespace jorvane::test {
 
@@ -19,7 +19,7 @@ public:
         ++listReads;
         return hotKeys;
     }
-    bool isHeldByAnotherProgram(HKKeyCode keyCode, std::uint32_t carbonModifiers) override {
+    bool isHeldByAnotherProgram(ShortcutKeyCode keyCode, std::uint32_t carbonModifiers) override {
         ++probes;
         return held.count({keyCode, carbonModifiers}) > 0;
     }
@@ -27,7 +27,7 @@ public:
 
     // ---- test side
     std::optional<std::vector<SymbolicHotKey>> hotKeys = std::vector<SymbolicHotKey>{};
-    std::set<std::pair<HKKeyCode, std::uint32_t>> held;
+    std::set<std::pair<ShortcutKeyCode, std::uint32_t>> held;
     std::string settings;
     int listReads = 0;
     int probes = 0;

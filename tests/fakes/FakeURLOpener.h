@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "settings/AboutWindowController.h"
+#include "app/AboutWindowController.h"
 
 namespace jorvane {
 

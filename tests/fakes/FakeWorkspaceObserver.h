@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-#include "bridges/WorkspaceObserver.h"
+#include "accessibility/WorkspaceObserver.h"
 #include "fakes/FakePathWindowViews.h"
 
 namespace jorvane::test {
@@ -31,13 +31,13 @@ public:
         if (callback_) callback_(notification);
     }
     void launched(std::int32_t pid, bool isFileManager = true, std::string name = "Thunar") {
-        post({std::string(NSWorkspaceDidLaunchApplicationNotification), pid, std::move(name), isFileManager});
+        post({std::string(kApplicationLaunched), pid, std::move(name), isFileManager});
     }
     void windowsGone(std::int32_t pid, bool isFileManager = true, std::string name = "Thunar") {
-        post({std::string(NSWorkspaceDidTerminateApplicationNotification), pid, std::move(name), isFileManager});
+        post({std::string(kApplicationQuit), pid, std::move(name), isFileManager});
     }
     void deactivated(std::int32_t pid, bool isFileManager = true, std::string name = "Thunar") {
-        post({std::string(NSWorkspaceDidDeactivateApplicationNotification), pid, std::move(name), isFileManager});
+        post({std::string(kApplicationLeftFront), pid, std::move(name), isFileManager});
     }
 
 private:

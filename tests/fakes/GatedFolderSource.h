@@ -54,7 +54,9 @@ public:
     }
 
 private:
-    static DirectoryListing listingOf(const std::vector<std::string>& names) { return DirectoryListing::fromNames(names, DT_REG); }
+    static DirectoryListing listingOf(const std::vector<std::string>& names) {
+        return DirectoryListing::fromNames(names, DT_REG);
+    }
 
     std::mutex mutex_;
     std::condition_variable changed_;

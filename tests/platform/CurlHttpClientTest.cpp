@@ -2,7 +2,7 @@
 // for the test by the openssl command, signed by a test authority that only
 // this test trusts.
 
-#include "platform/CurlHttpClient.h"
+#include "platform/linux/CurlHttpClient.h"
 
 #include <gtest/gtest.h>
 
@@ -55,9 +55,9 @@ void makeCertificates(const std::string& dir) {
     ASSERT_TRUE(run({"openssl", "req", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes", "-keyout",
                      dir + "/server.key", "-out", dir + "/server.csr", "-subj", "/CN=127.0.0.1"}));
     std::ofstream(dir + "/ext.cnf") << "subjectAltName=IP:127.0.0.1\n";
-    ASSERT_TRUE(run({"openssl", "x509", "-req", "-in", dir + "/server.csr", "-CA", dir + "/ca.pem", "-CAkey",
-                     dir + "/ca.key", "-CAcreateserial", "-out", dir + "/server.pem", "-days", "1", "-extfile",
-                     dir + "/ext.cnf"}));
+    ASSERT_TRUE(
+        run({"openssl", "x509", "-req", "-in", dir + "/server.csr", "-CA", dir + "/ca.pem", "-CAkey", dir + "/ca.key",
+             "-CAcreateserial", "-out", dir + "/server.pem", "-days", "1", "-extfile", dir + "/ext.cnf"}));
 }
 
 class CurlHttpClientTest : public testing::Test {
@@ -114,13 +114,13 @@ class Refused : public CurlHttpClientTest, public testing::WithParamInterface<Re
 
 TEST_P(Refused, WithoutABodyAndSaysWhy) {
     std::string log;
-    KMSetLogSink([&log](KMLogStream, std::string_view line) { log.append(line); });
-    KMSetLogLevelForDomain("update", KMLogLevelWarn);
+    log::setSink([&log](log::Stream, std::string_view line) { log.append(line); });
+    log::setDomainLevel("update", log::Warn);
     const auto began = std::chrono::steady_clock::now();
     EXPECT_FALSE(CurlHttpClient(trusting(GetParam().ca)).get(url(GetParam().path), GetParam().timeout));
     EXPECT_LT(std::chrono::steady_clock::now() - began, 4s) << "the time-out bounds every refusal";
-    KMSetLogSink(nullptr);
-    KMClearLogLevelsForDomains();
+    log::setSink(nullptr);
+    log::clearDomainLevels();
     EXPECT_NE(log.find(GetParam().logged), std::string::npos) << log;
 }
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/LaunchEnvironment.h"
+#include "platform/linux/LaunchEnvironment.h"
 #include "util/Diagnostics.h"
 
 namespace jorvane::launch {
@@ -46,12 +46,18 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         DisplayRow{"a_reachable_display_is_used", {":0", std::nullopt, "x11"}, true, ""},
         DisplayRow{"a_reachable_display_beside_wayland_is_used", {":0", "wayland-0", "wayland"}, true, ""},
-        DisplayRow{"no_display_in_an_x11_session_says_display_is_not_set", {std::nullopt, std::nullopt, "x11"}, true,
+        DisplayRow{"no_display_in_an_x11_session_says_display_is_not_set",
+                   {std::nullopt, std::nullopt, "x11"},
+                   true,
                    "DISPLAY is not set"},
         DisplayRow{"an_empty_display_counts_as_none", {"", std::nullopt, std::nullopt}, true, "DISPLAY is not set"},
-        DisplayRow{"no_display_under_wayland_says_wayland", {std::nullopt, "wayland-0", std::nullopt}, true,
+        DisplayRow{"no_display_under_wayland_says_wayland",
+                   {std::nullopt, "wayland-0", std::nullopt},
+                   true,
                    "Wayland session without X11"},
-        DisplayRow{"the_session_type_alone_tells_wayland", {std::nullopt, std::nullopt, "Wayland"}, true,
+        DisplayRow{"the_session_type_alone_tells_wayland",
+                   {std::nullopt, std::nullopt, "Wayland"},
+                   true,
                    "Wayland session without X11"},
         DisplayRow{"an_unreachable_display_is_named", {":42", std::nullopt, "x11"}, false, "\":42\""}),
     [](const ::testing::TestParamInfo<DisplayRow>& row) { return std::string(row.param.name); });
@@ -85,18 +91,15 @@ TEST_P(LogSettingsParsing, ReadsLevelsAndDomains) {
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, LogSettingsParsing,
-    ::testing::Values(LogRow{"nothing_keeps_warnings", "", KMLogLevelWarn, {}, 0},
-                      LogRow{"debug_turns_everything_on", "debug", KMLogLevelDebug, {}, 0},
-                      LogRow{"levels_ignore_case_and_spaces", " Info ", KMLogLevelInfo, {}, 0},
-                      LogRow{"numbers_are_levels", "1", KMLogLevelError, {}, 0},
-                      LogRow{"a_domain_gets_its_own_level",
-                             "error,X11EventTap=debug",
-                             KMLogLevelError,
-                             {{"X11EventTap", KMLogLevelDebug}},
-                             0},
-                      LogRow{"an_unknown_level_is_reported_and_skipped", "loud", KMLogLevelWarn, {}, 1},
-                      LogRow{"an_entry_without_a_domain_is_reported", "=debug,info", KMLogLevelInfo, {}, 1},
-                      LogRow{"empty_entries_are_ignored", "debug,,", KMLogLevelDebug, {}, 0}),
+    ::testing::Values(
+        LogRow{"nothing_keeps_warnings", "", log::Warn, {}, 0},
+        LogRow{"debug_turns_everything_on", "debug", log::Debug, {}, 0},
+        LogRow{"levels_ignore_case_and_spaces", " Info ", log::Info, {}, 0},
+        LogRow{"numbers_are_levels", "1", log::Error, {}, 0},
+        LogRow{"a_domain_gets_its_own_level", "error,X11EventTap=debug", log::Error, {{"X11EventTap", log::Debug}}, 0},
+        LogRow{"an_unknown_level_is_reported_and_skipped", "loud", log::Warn, {}, 1},
+        LogRow{"an_entry_without_a_domain_is_reported", "=debug,info", log::Info, {}, 1},
+        LogRow{"empty_entries_are_ignored", "debug,,", log::Debug, {}, 0}),
     [](const ::testing::TestParamInfo<LogRow>& row) { return std::string(row.param.name); });
 
 }  // namespace

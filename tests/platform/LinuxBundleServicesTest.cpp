@@ -25,8 +25,8 @@
 #include <thread>
 
 #include "fakes/TestSupport.h"
-#include "platform/LinuxBundleServices.h"
-#include "platform/UnixInstanceChannel.h"
+#include "platform/linux/LinuxBundleServices.h"
+#include "platform/linux/UnixInstanceChannel.h"
 
 namespace jorvane {
 namespace {
@@ -63,10 +63,10 @@ TEST(LinuxBundleServices, theReplaceStepPutsTheReleaseInPlaceWhateverItsPathSays
     const fs::path opt = dir.dir("opt");
     const std::string destination = (opt / "jorvane").string();
     const auto replace = [&](const fs::path& source) {
-        return services.runCommand(MoveToApplications::replaceCommand(source.string(), destination,
-                                                                      (opt / ".jorvane-new-1").string(),
-                                                                      (opt / ".jorvane-old-1").string()),
-                                   false);
+        return services.runCommand(
+            MoveToApplications::replaceCommand(source.string(), destination, (opt / ".jorvane-new-1").string(),
+                                               (opt / ".jorvane-old-1").string()),
+            false);
     };
 
     const fs::path hostile = makeRelease(dir, "-rf $(touch pwned) `id` 'q\"\nx", "first");
@@ -87,7 +87,8 @@ TEST(LinuxBundleServices, theReplaceStepPutsTheReleaseInPlaceWhateverItsPathSays
 
     run = replace(dir.path() / "missing");
     EXPECT_EQ(run.exitCode, 3);
-    EXPECT_NE(readFile(destination + "/bin/jorvane").find("second"), std::string::npos) << "a failed copy changes nothing";
+    EXPECT_NE(readFile(destination + "/bin/jorvane").find("second"), std::string::npos)
+        << "a failed copy changes nothing";
     EXPECT_EQ(std::distance(fs::directory_iterator(opt), fs::directory_iterator()), 1);
 
     const std::vector<std::string> running = services.runningExecutables();
@@ -112,9 +113,9 @@ void relaunchesFromAChildProcess(bool withoutCloseRange) {
     const fs::path marker = dir.path() / "started";
     const fs::path release = dir.path() / "release";
     // The new program: says it started, then runs until the test lets it go.
-    const fs::path program = dir.file("bin/jorvane", "#!/bin/sh\necho \"$$\" >'" + marker.string() +
-                                                         "'\nwhile [ ! -e '" + release.string() +
-                                                         "' ]; do sleep 0.05; done\n");
+    const fs::path program =
+        dir.file("bin/jorvane", "#!/bin/sh\necho \"$$\" >'" + marker.string() + "'\nwhile [ ! -e '" + release.string() +
+                                    "' ]; do sleep 0.05; done\n");
     fs::permissions(program, fs::perms::owner_all);
     // Lets the program end however the test ends.
     struct Release {

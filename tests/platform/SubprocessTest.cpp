@@ -1,7 +1,7 @@
 // Starting programs without a shell: output capture, exit codes, the time-out
 // that stops a whole process group, and the spawn options (environment,
 // working directory, log file, stdin and descriptor 3).
-#include "platform/Subprocess.h"
+#include "platform/linux/Subprocess.h"
 
 #include <gtest/gtest.h>
 

@@ -25,7 +25,8 @@ INSTANTIATE_TEST_SUITE_P(
         TitleCase{"ANonAsciiPath", "/tmp/Ünïcødé 日本 - Thunar", "/tmp/Ünïcødé 日本"},
         TitleCase{"APathEndingLikeATitle", "/tmp/docs - Thunar - Thunar", "/tmp/docs - Thunar"},
         TitleCase{"AnEscapedFileUriForBytesThatAreNotUtf8", "file:///tmp/bad%FFname - Thunar",
-                  std::string("/tmp/bad\xff" "name")},
+                  std::string("/tmp/bad\xff"
+                              "name")},
         TitleCase{"AFileUriWithLocalhost", "file://localhost/tmp/a%20b - Thunar", "/tmp/a b"},
         TitleCase{"NothingForTheTrash", "trash:/// - Thunar", std::nullopt},
         TitleCase{"NothingForARemoteFolder", "sftp://host/srv - Thunar", std::nullopt},
@@ -63,8 +64,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Utf8Case{"ATruncatedSequenceBecomesOneReplacementPerByte", "a\xE2\x82", false,
                                "a\xEF\xBF\xBD\xEF\xBF\xBD"},
                       Utf8Case{"AnOverlongSlashIsInvalid", "\xC0\xAF", false, "\xEF\xBF\xBD\xEF\xBF\xBD"},
-                      Utf8Case{"ASurrogateIsInvalid", "\xED\xA0\x80", false,
-                               "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},
+                      Utf8Case{"ASurrogateIsInvalid", "\xED\xA0\x80", false, "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},
                       Utf8Case{"BeyondU10FFFFIsInvalid", "\xF4\x90\x80\x80", false,
                                "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"}),
     [](const auto& row) { return std::string(row.param.label); });
@@ -84,8 +84,7 @@ TEST(DisplayedNameMatches, RejectsOtherNames) {
 }
 
 TEST(SplitItemList, SplitsAtTheSeparatorAndCleansEachName) {
-    EXPECT_EQ(splitItemList("/a.txt|!|b c|!|sub/|!||!|d|e"),
-              (std::vector<std::string>{"a.txt", "b c", "sub", "d|e"}));
+    EXPECT_EQ(splitItemList("/a.txt|!|b c|!|sub/|!||!|d|e"), (std::vector<std::string>{"a.txt", "b c", "sub", "d|e"}));
     EXPECT_EQ(splitItemList("only"), std::vector<std::string>{"only"});
     EXPECT_EQ(splitItemList(""), std::vector<std::string>{});
     EXPECT_EQ(splitItemList("|!|"), std::vector<std::string>{});

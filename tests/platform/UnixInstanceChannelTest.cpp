@@ -13,7 +13,7 @@
 #include <memory>
 
 #include "fakes/TestSupport.h"
-#include "platform/UnixInstanceChannel.h"
+#include "platform/linux/UnixInstanceChannel.h"
 
 namespace jorvane {
 namespace {

@@ -16,7 +16,7 @@ namespace {
 
 struct InkCase {
     std::string name;
-    std::vector<std::string> rows;  // '.' background, '#' ink, '+' faint edge, 'g' a lighter background
+    std::vector<std::string> rows;                // '.' background, '#' ink, '+' faint edge, 'g' a lighter background
     std::optional<std::pair<int, int>> expected;  // first column, width
 };
 
@@ -34,7 +34,10 @@ TEST_P(InkSpanTest, FindsTheColumnsThatCarryText) {
             // vertical gradient does.
             const std::uint32_t shade = 0x90 - static_cast<std::uint32_t>(y) * 4;
             const std::uint32_t background = (shade << 16) | (shade << 8) | 0xE0;
-            pixels.push_back(ch == '#' ? 0xFFFFFF : ch == '+' ? background + 0x101010 : ch == 'g' ? background + 0x080808 : background);
+            pixels.push_back(ch == '#'   ? 0xFFFFFF
+                             : ch == '+' ? background + 0x101010
+                             : ch == 'g' ? background + 0x080808
+                                         : background);
         }
     const auto span = inkSpanOfPixels(pixels, width, static_cast<int>(c.rows.size()));
     if (!c.expected) {

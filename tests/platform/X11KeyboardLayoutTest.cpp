@@ -8,7 +8,7 @@
 #include <string>
 
 #include "platform/x11/X11KeyboardLayout.h"
-#include "shortcutrecorder/HKKeyCodeTransformer.h"
+#include "shortcut/ShortcutKeyNames.h"
 
 namespace jorvane::x11 {
 namespace {
@@ -38,8 +38,8 @@ struct Row {
     const char* name;
     const char* layouts;
     std::uint32_t group;
-    CGKeyCode code;
-    CGEventFlags flags;  // 0: the key's name; otherwise the character with these flags
+    KeyCode code;
+    Modifiers flags;  // 0: the key's name; otherwise the character with these flags
     std::optional<std::string> expected;
 };
 
@@ -49,47 +49,46 @@ TEST_P(LayoutNames, nameTheKeyAsTheLayoutTypesIt) {
     const Row& row = GetParam();
     const ScopedCompiledLayout layout(row.layouts, row.group);
     ASSERT_TRUE(layout.valid()) << row.layouts;
-    const auto code = static_cast<HKKeyCode>(row.code);
-    EXPECT_EQ(row.flags ? HKCharacterForCocoaCombo(code, row.flags) : HKKeyCodeName(code), row.expected);
+    const auto code = static_cast<ShortcutKeyCode>(row.code);
+    EXPECT_EQ(row.flags ? characterForCombo(code, row.flags) : shortcutKeyName(code), row.expected);
 }
 
-constexpr CGEventFlags kShift = kCGEventFlagMaskShift;
+constexpr Modifiers kShift = kModifierShift;
 
-INSTANTIATE_TEST_SUITE_P(
-    Layouts, LayoutNames,
-    testing::Values(
-        Row{"USGIsG", "us", 0, kVK_ANSI_G, 0, "G"},
-        Row{"USShiftOneTypesExclamationMark", "us", 0, kVK_ANSI_1, kShift, "!"},
-        Row{"USKeypadOneIsPadOneWhateverNumLock", "us", 0, kVK_ANSI_Keypad1, 0, "Pad 1"},
-        Row{"ModifierKeyHasAnEmptyName", "us", 0, kVK_Command, 0, ""},
-        Row{"USHasNoYenKey", "us", 0, kVK_JIS_Yen, 0, std::nullopt},
-        Row{"GermanZIsTheKeyThatTypesZ", "de", 0, kVK_ANSI_Z, 0, "Z"},
-        Row{"GermanUmlautKeyIsNamedByItsLetter", "de", 0, kVK_ANSI_Semicolon, 0, "\u00d6"},
-        Row{"GermanMinusIsTheKeyThatTypesMinusNotTheSharpSKey", "de", 0, kVK_ANSI_Minus, 0, "-"},
-        Row{"GermanDeadCircumflexShowsItsAccent", "de", 0, kVK_ANSI_Grave, 0, "^"},
-        Row{"GermanDeadAcuteShowsItsAccent", "de", 0, kVK_ANSI_Equal, 0, "\u00b4"},
-        Row{"GermanShiftTwoTypesAQuote", "de", 0, kVK_ANSI_2, kShift, "\""},
-        Row{"FrenchAIsTheKeyThatTypesA", "fr", 0, kVK_ANSI_A, 0, "A"},
-        Row{"FrenchDigitKeyIsNamedByItsAmpersand", "fr", 0, kVK_ANSI_1, 0, "&"},
-        Row{"FrenchShiftOnTheDigitKeyTypesTheDigit", "fr", 0, kVK_ANSI_1, kShift, "1"},
-        Row{"FrenchKeypadStillTypesDigits", "fr", 0, kVK_ANSI_Keypad1, 0, "Pad 1"},
-        Row{"SecondGroupUsesTheSecondLayout", "us,de", 1, kVK_ANSI_Semicolon, 0, "\u00d6"},
-        Row{"SpecialKeysKeepTheirNames", "de", 0, kVK_Escape, 0, "Esc"}),
-    [](const testing::TestParamInfo<Row>& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Layouts, LayoutNames,
+                         testing::Values(Row{"USGIsG", "us", 0, kKeyG, 0, "G"},
+                                         Row{"USShiftOneTypesExclamationMark", "us", 0, kKey1, kShift, "!"},
+                                         Row{"USKeypadOneIsPadOneWhateverNumLock", "us", 0, kKeypad1, 0, "Pad 1"},
+                                         Row{"ModifierKeyHasAnEmptyName", "us", 0, kKeyCommand, 0, ""},
+                                         Row{"USHasNoYenKey", "us", 0, kKeyJisYen, 0, std::nullopt},
+                                         Row{"GermanZIsTheKeyThatTypesZ", "de", 0, kKeyZ, 0, "Z"},
+                                         Row{"GermanUmlautKeyIsNamedByItsLetter", "de", 0, kKeySemicolon, 0, "\u00d6"},
+                                         Row{"GermanMinusIsTheKeyThatTypesMinusNotTheSharpSKey", "de", 0, kKeyMinus, 0,
+                                             "-"},
+                                         Row{"GermanDeadCircumflexShowsItsAccent", "de", 0, kKeyGrave, 0, "^"},
+                                         Row{"GermanDeadAcuteShowsItsAccent", "de", 0, kKeyEqual, 0, "\u00b4"},
+                                         Row{"GermanShiftTwoTypesAQuote", "de", 0, kKey2, kShift, "\""},
+                                         Row{"FrenchAIsTheKeyThatTypesA", "fr", 0, kKeyA, 0, "A"},
+                                         Row{"FrenchDigitKeyIsNamedByItsAmpersand", "fr", 0, kKey1, 0, "&"},
+                                         Row{"FrenchShiftOnTheDigitKeyTypesTheDigit", "fr", 0, kKey1, kShift, "1"},
+                                         Row{"FrenchKeypadStillTypesDigits", "fr", 0, kKeypad1, 0, "Pad 1"},
+                                         Row{"SecondGroupUsesTheSecondLayout", "us,de", 1, kKeySemicolon, 0, "\u00d6"},
+                                         Row{"SpecialKeysKeepTheirNames", "de", 0, kKeyEscape, 0, "Esc"}),
+                         [](const testing::TestParamInfo<Row>& row) { return std::string(row.param.name); });
 
 TEST(LayoutNamesWithoutKeymap, ReadQuestionMarks) {
     setCurrentKeyboardLayout(std::make_shared<XkbKeyboardLayout>(nullptr, 0));
-    EXPECT_EQ(HKKeyCodeName(kVK_ANSI_G), "???");
-    EXPECT_EQ(HKKeyCodeName(kVK_F1), "F1");
+    EXPECT_EQ(shortcutKeyName(kKeyG), "???");
+    EXPECT_EQ(shortcutKeyName(kKeyF1), "F1");
     setCurrentKeyboardLayout(std::make_shared<X11KeyboardLayout>(nullptr));
-    EXPECT_EQ(HKKeyCodeName(kVK_ANSI_G), "???");
+    EXPECT_EQ(shortcutKeyName(kKeyG), "???");
     setCurrentKeyboardLayout(nullptr);
 }
 
 TEST(LayoutNamesReverse, FindTheGermanZ) {
     const ScopedCompiledLayout layout("de", 0);
-    EXPECT_EQ(HKKeyCodeTransformer().reverseTransformedValue("Z"), kVK_ANSI_Z);
-    EXPECT_EQ(HKKeyCodeTransformer().reverseTransformedValue("\u00d6"), kVK_ANSI_Semicolon);
+    EXPECT_EQ(ShortcutKeyNames().reverseTransformedValue("Z"), kKeyZ);
+    EXPECT_EQ(ShortcutKeyNames().reverseTransformedValue("\u00d6"), kKeySemicolon);
 }
 
 }  // namespace

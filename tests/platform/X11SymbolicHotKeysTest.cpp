@@ -22,26 +22,26 @@ TEST_P(Accelerator, becomesACodeAndCarbonModifiers) {
     EXPECT_EQ(symbolicHotKeyForAccelerator(GetParam().accelerator), GetParam().expected);
 }
 
-SymbolicHotKey hot(CGKeyCode code, std::uint32_t modifiers) {
-    return SymbolicHotKey{true, static_cast<HKKeyCode>(code), static_cast<std::int32_t>(modifiers)};
+SymbolicHotKey hot(KeyCode code, std::uint32_t modifiers) {
+    return SymbolicHotKey{true, static_cast<ShortcutKeyCode>(code), static_cast<std::int32_t>(modifiers)};
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Xfce, Accelerator,
-    testing::Values(
-        AcceleratorRow{"PrimaryIsCtrlAndDeleteIsForwardDelete", "<Primary><Alt>Delete",
-                       hot(kVK_ForwardDelete, cmdKey | optionKey)},
-        AcceleratorRow{"SuperIsTheControlBit", "<Super>e", hot(kVK_ANSI_E, controlKey)},
-        AcceleratorRow{"ControlAndUpperCaseKeyNames", "<Control>L", hot(kVK_ANSI_L, cmdKey)},
-        AcceleratorRow{"KeypadKeysKeepTheirCodes", "<Primary><Alt>KP_1", hot(kVK_ANSI_Keypad1, cmdKey | optionKey)},
-        AcceleratorRow{"NamedKeysByKeysym", "<Shift><Alt>Page_Down", hot(kVK_PageDown, shiftKey | optionKey)},
-        AcceleratorRow{"SpaceByName", "<Alt>space", hot(kVK_Space, optionKey)},
-        AcceleratorRow{"FunctionKeyWithoutModifiers", "F12", hot(kVK_F12, 0)},
-        AcceleratorRow{"KeyWithoutCodeIsLeftOut", "Print", std::nullopt},
-        AcceleratorRow{"UnknownModifierIsLeftOut", "<Hyper>a", std::nullopt},
-        AcceleratorRow{"ModifiersWithoutKeyAreLeftOut", "<Primary>", std::nullopt},
-        AcceleratorRow{"UnclosedModifierIsLeftOut", "<Primary", std::nullopt},
-        AcceleratorRow{"UnknownKeysymIsLeftOut", "<Primary>NoSuchKey", std::nullopt}),
+    testing::Values(AcceleratorRow{"PrimaryIsCtrlAndDeleteIsForwardDelete", "<Primary><Alt>Delete",
+                                   hot(kKeyForwardDelete, cmdKey | optionKey)},
+                    AcceleratorRow{"SuperIsTheControlBit", "<Super>e", hot(kKeyE, controlKey)},
+                    AcceleratorRow{"ControlAndUpperCaseKeyNames", "<Control>L", hot(kKeyL, cmdKey)},
+                    AcceleratorRow{"KeypadKeysKeepTheirCodes", "<Primary><Alt>KP_1", hot(kKeypad1, cmdKey | optionKey)},
+                    AcceleratorRow{"NamedKeysByKeysym", "<Shift><Alt>Page_Down",
+                                   hot(kKeyPageDown, shiftKey | optionKey)},
+                    AcceleratorRow{"SpaceByName", "<Alt>space", hot(kKeySpace, optionKey)},
+                    AcceleratorRow{"FunctionKeyWithoutModifiers", "F12", hot(kKeyF12, 0)},
+                    AcceleratorRow{"KeyWithoutCodeIsLeftOut", "Print", std::nullopt},
+                    AcceleratorRow{"UnknownModifierIsLeftOut", "<Hyper>a", std::nullopt},
+                    AcceleratorRow{"ModifiersWithoutKeyAreLeftOut", "<Primary>", std::nullopt},
+                    AcceleratorRow{"UnclosedModifierIsLeftOut", "<Primary", std::nullopt},
+                    AcceleratorRow{"UnknownKeysymIsLeftOut", "<Primary>NoSuchKey", std::nullopt}),
     [](const testing::TestParamInfo<AcceleratorRow>& row) { return std::string(row.param.name); });
 
 constexpr const char* kListing =
@@ -57,8 +57,8 @@ constexpr const char* kListing =
 
 TEST(XfceListing, TakesTheCustomSetWhenItOverridesElseTheDefaults) {
     EXPECT_EQ(parseXfceShortcuts(kListing),
-              (std::vector<SymbolicHotKey>{hot(kVK_F2, optionKey), hot(kVK_ANSI_R, controlKey), hot(kVK_F4, optionKey),
-                                           SymbolicHotKey{false, kVK_Escape, 0}}));
+              (std::vector<SymbolicHotKey>{hot(kKeyF2, optionKey), hot(kKeyR, controlKey), hot(kKeyF4, optionKey),
+                                           SymbolicHotKey{false, kKeyEscape, 0}}));
     EXPECT_TRUE(parseXfceShortcuts("").empty());
     EXPECT_TRUE(parseXfceShortcuts("Channel \"xfce4-keyboard-shortcuts\" contains no properties.\n").empty());
 }
@@ -82,9 +82,10 @@ protected:
 };
 
 TEST_F(XfconfQuery, ListsTheShortcutsItPrints) {
-    const std::string query = program("[ \"$*\" = \"-c xfce4-keyboard-shortcuts -l -v\" ] || exit 3\n"
-                                      "echo '/commands/default/<Super>e   thunar'");
-    EXPECT_EQ(list(query), (std::vector<SymbolicHotKey>{hot(kVK_ANSI_E, controlKey)}));
+    const std::string query = program(
+        "[ \"$*\" = \"-c xfce4-keyboard-shortcuts -l -v\" ] || exit 3\n"
+        "echo '/commands/default/<Super>e   thunar'");
+    EXPECT_EQ(list(query), (std::vector<SymbolicHotKey>{hot(kKeyE, controlKey)}));
 }
 
 TEST_F(XfconfQuery, FailureOrSilenceIsAnUnreadableList) {
@@ -104,7 +105,7 @@ TEST(XfceSettingsName, NamesXfcesPanelsOnlyInXfce) {
               "the Keyboard and Window Manager panels of the Xfce Settings Manager");
     options.readXfceList = false;
     EXPECT_EQ(X11SymbolicHotKeys(nullptr, options).settingsName(), "");
-    EXPECT_FALSE(X11SymbolicHotKeys(nullptr, options).isHeldByAnotherProgram(kVK_ANSI_G, cmdKey));
+    EXPECT_FALSE(X11SymbolicHotKeys(nullptr, options).isHeldByAnotherProgram(kKeyG, cmdKey));
 }
 
 }  // namespace

@@ -71,8 +71,8 @@ TEST(ByteText, everyByteStringRoundTrips) {
         }
     }
     std::mt19937 random(20240611);
-    const std::vector<unsigned char> interesting = {0x00, 0x2F, 0x41, 0x7F, 0x80, 0x9F, 0xA0, 0xBF, 0xC0, 0xC2,
-                                                    0xDF, 0xE0, 0xED, 0xEF, 0xF0, 0xF4, 0xF5, 0xFF};
+    const std::vector<unsigned char> interesting = {0x00, 0x2F, 0x41, 0x7F, 0x80, 0x9F, 0xA0, 0xBF, 0xC0,
+                                                    0xC2, 0xDF, 0xE0, 0xED, 0xEF, 0xF0, 0xF4, 0xF5, 0xFF};
     for (int round = 0; round < 20000; ++round) {
         std::string bytes(random() % 12, '\0');
         for (char& byte : bytes)
@@ -86,7 +86,9 @@ TEST(ByteText, loneSurrogatesNoDecodingProducesEncodeAsReplacement) {
     // escape range, can only come from elsewhere (a paste); they are not bytes.
     QString text;
     text.append(QChar(0xD800)).append(QChar('a')).append(QChar(0xDC41));
-    EXPECT_EQ(toBytes(text), "\xEF\xBF\xBD" "a\xEF\xBF\xBD");
+    EXPECT_EQ(toBytes(text),
+              "\xEF\xBF\xBD"
+              "a\xEF\xBF\xBD");
 }
 
 TEST(ByteText, displayStringShowsEscapedBytesAsReplacementCharacters) {

@@ -21,8 +21,8 @@ struct KeyCase {
     int key;
     Qt::KeyboardModifiers modifiers;
     const char* text;
-    std::optional<CGKeyCode> code;
-    CGEventFlags shortcutFlags;  // masked with the four shortcut modifiers
+    std::optional<KeyCode> code;
+    Modifiers shortcutFlags;  // masked with the four shortcut modifiers
 };
 
 std::ostream& operator<<(std::ostream& out, const KeyCase& c) { return out << c.name; }
@@ -42,25 +42,25 @@ TEST_P(QtKeys, becomeThisCoreKeyEvent) {
 
 // clang-format off
 INSTANTIATE_TEST_SUITE_P(KeyTranslation, QtKeys, ::testing::Values(
-    KeyCase{"Ctrl_G_is_Command_G", Qt::Key_G, kCtrl, "\x07", kVK_ANSI_G, kCGEventFlagMaskCommand},
-    KeyCase{"Letters_are_named_in_upper_case_by_Qt_and_lower_by_the_table", Qt::Key_W, kNone, "w", kVK_ANSI_W, 0},
-    KeyCase{"Ctrl_Return_is_Command_Return", Qt::Key_Return, kCtrl, "\r", kVK_Return, kCGEventFlagMaskCommand},
-    KeyCase{"Keypad_Enter_is_its_own_key", Qt::Key_Enter, kKeypad, "\r", kVK_ANSI_KeypadEnter, 0},
+    KeyCase{"Ctrl_G_is_Command_G", Qt::Key_G, kCtrl, "\x07", kKeyG, kModifierCommand},
+    KeyCase{"Letters_are_named_in_upper_case_by_Qt_and_lower_by_the_table", Qt::Key_W, kNone, "w", kKeyW, 0},
+    KeyCase{"Ctrl_Return_is_Command_Return", Qt::Key_Return, kCtrl, "\r", kKeyReturn, kModifierCommand},
+    KeyCase{"Keypad_Enter_is_its_own_key", Qt::Key_Enter, kKeypad, "\r", kKeypadEnter, 0},
     KeyCase{"Ctrl_Shift_period_arrives_as_greater_and_goes_back_to_period",
-            Qt::Key_Greater, kCtrlShift, "", kVK_ANSI_Period, kCGEventFlagMaskCommand | kCGEventFlagMaskShift},
-    KeyCase{"Shift_1_arrives_as_exclamation_mark_and_stays_key_1", Qt::Key_Exclam, kShift, "!", kVK_ANSI_1,
-            kCGEventFlagMaskShift},
-    KeyCase{"Ctrl_1_is_key_1_not_the_keypad", Qt::Key_1, kCtrl, "1", kVK_ANSI_1, kCGEventFlagMaskCommand},
-    KeyCase{"Keypad_1_is_the_keypad", Qt::Key_1, kKeypad, "1", kVK_ANSI_Keypad1, 0},
-    KeyCase{"Keypad_End_without_Num_Lock_is_still_keypad_1", Qt::Key_End, kKeypad, "", kVK_ANSI_Keypad1, 0},
-    KeyCase{"Shift_Tab_arrives_as_Backtab_and_is_Tab_with_Shift", Qt::Key_Backtab, kShift, "", kVK_Tab,
-            kCGEventFlagMaskShift},
-    KeyCase{"Super_is_Control", Qt::Key_H, Qt::MetaModifier, "h", kVK_ANSI_H, kCGEventFlagMaskControl},
-    KeyCase{"Alt_is_Option", Qt::Key_H, Qt::AltModifier, "h", kVK_ANSI_H, kCGEventFlagMaskAlternate},
-    KeyCase{"Backspace_is_Delete", Qt::Key_Backspace, kNone, "\b", kVK_Delete, 0},
-    KeyCase{"Delete_is_Forward_Delete", Qt::Key_Delete, kNone, "", kVK_ForwardDelete, 0},
-    KeyCase{"Insert_is_Help", Qt::Key_Insert, kNone, "", kVK_Help, 0},
-    KeyCase{"F5_is_F5", Qt::Key_F5, kNone, "", kVK_F5, 0},
+            Qt::Key_Greater, kCtrlShift, "", kKeyPeriod, kModifierCommand | kModifierShift},
+    KeyCase{"Shift_1_arrives_as_exclamation_mark_and_stays_key_1", Qt::Key_Exclam, kShift, "!", kKey1,
+            kModifierShift},
+    KeyCase{"Ctrl_1_is_key_1_not_the_keypad", Qt::Key_1, kCtrl, "1", kKey1, kModifierCommand},
+    KeyCase{"Keypad_1_is_the_keypad", Qt::Key_1, kKeypad, "1", kKeypad1, 0},
+    KeyCase{"Keypad_End_without_Num_Lock_is_still_keypad_1", Qt::Key_End, kKeypad, "", kKeypad1, 0},
+    KeyCase{"Shift_Tab_arrives_as_Backtab_and_is_Tab_with_Shift", Qt::Key_Backtab, kShift, "", kKeyTab,
+            kModifierShift},
+    KeyCase{"Super_is_Control", Qt::Key_H, Qt::MetaModifier, "h", kKeyH, kModifierControl},
+    KeyCase{"Alt_is_Option", Qt::Key_H, Qt::AltModifier, "h", kKeyH, kModifierOption},
+    KeyCase{"Backspace_is_Delete", Qt::Key_Backspace, kNone, "\b", kKeyDelete, 0},
+    KeyCase{"Delete_is_Forward_Delete", Qt::Key_Delete, kNone, "", kKeyForwardDelete, 0},
+    KeyCase{"Insert_is_Help", Qt::Key_Insert, kNone, "", kKeyHelp, 0},
+    KeyCase{"F5_is_F5", Qt::Key_F5, kNone, "", kKeyF5, 0},
     KeyCase{"A_non_Latin_letter_has_no_US_key", Qt::Key_Ccedilla, kNone, "\xC3\xA7", std::nullopt, 0},
     KeyCase{"A_media_key_has_no_code", Qt::Key_MediaPlay, kNone, "", std::nullopt, 0}),
     [](const auto& row) { return std::string(row.param.name); });
@@ -69,8 +69,7 @@ INSTANTIATE_TEST_SUITE_P(KeyTranslation, QtKeys, ::testing::Values(
 TEST(KeyTranslation, arrowsAndFunctionKeysCarryTheirImpliedFlags) {
     const std::optional<KeyEvent> up = keyEventFor(QKeyEvent(QEvent::KeyPress, Qt::Key_Up, Qt::ControlModifier));
     ASSERT_TRUE(up);
-    EXPECT_EQ(up->modifierFlags,
-              kCGEventFlagMaskCommand | kCGEventFlagMaskNumericPad | kCGEventFlagMaskSecondaryFn);
+    EXPECT_EQ(up->modifierFlags, kModifierCommand | kModifierNumericPad | kModifierFunction);
 }
 
 TEST(KeyTranslation, theNativeKeyCodeWinsWhenItKnowsTheKey) {
@@ -79,20 +78,20 @@ TEST(KeyTranslation, theNativeKeyCodeWinsWhenItKnowsTheKey) {
                     /*nativeModifiers=*/0x5);
     std::uint32_t seenScanCode = 0;
     std::uint32_t seenState = 0;
-    const NativeKeyCodes native = [&](std::uint32_t scanCode, std::uint32_t state) -> std::optional<CGKeyCode> {
+    const NativeKeyCodes native = [&](std::uint32_t scanCode, std::uint32_t state) -> std::optional<KeyCode> {
         seenScanCode = scanCode;
         seenState = state;
-        return kVK_ANSI_Period;
+        return kKeyPeriod;
     };
-    EXPECT_EQ(keyEventFor(colon, native)->keyCode, kVK_ANSI_Period);
+    EXPECT_EQ(keyEventFor(colon, native)->keyCode, kKeyPeriod);
     EXPECT_EQ(seenScanCode, 60u);
     EXPECT_EQ(seenState, 0x5u);
-    EXPECT_EQ(keyEventFor(colon)->keyCode, kVK_ANSI_Semicolon) << "Qt's key read on the US layout";
+    EXPECT_EQ(keyEventFor(colon)->keyCode, kKeySemicolon) << "Qt's key read on the US layout";
 
-    const NativeKeyCodes unknown = [](std::uint32_t, std::uint32_t) -> std::optional<CGKeyCode> { return {}; };
-    EXPECT_EQ(keyEventFor(colon, unknown)->keyCode, kVK_ANSI_Semicolon) << "falls back to Qt's key";
+    const NativeKeyCodes unknown = [](std::uint32_t, std::uint32_t) -> std::optional<KeyCode> { return {}; };
+    EXPECT_EQ(keyEventFor(colon, unknown)->keyCode, kKeySemicolon) << "falls back to Qt's key";
     const QKeyEvent synthetic(QEvent::KeyPress, Qt::Key_G, kCtrl);
-    EXPECT_EQ(keyEventFor(synthetic, native)->keyCode, kVK_ANSI_G) << "no X key: the native table is not asked";
+    EXPECT_EQ(keyEventFor(synthetic, native)->keyCode, kKeyG) << "no X key: the native table is not asked";
 }
 
 struct CommandCase {

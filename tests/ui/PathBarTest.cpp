@@ -57,7 +57,7 @@ protected:
             log_.emplace_back(entry);
             return handleKeyDownAnswer_;
         };
-        events.doCommandBySelector = [this](TextCommand command) {
+        events.handleEditCommand = [this](TextCommand command) {
             log_.push_back(std::string("command ") + commandName(command));
             return commandAnswer_;
         };
@@ -81,8 +81,8 @@ protected:
     // Puts the bar on screen with the keyboard, as the controller's show does.
     void showBar() {
         views().panel->setFrame({{50, 300}, {400, 24}}, true, false);
-        views().panel->orderFrontRegardless();
-        views().panel->makeKeyWindow();
+        views().panel->raise();
+        views().panel->focus();
         ASSERT_TRUE(QTest::qWaitForWindowActive(bar().window()));
     }
 
@@ -287,7 +287,7 @@ TEST_F(PathBarTest, theSpinnersTimerRunsOnlyWhileItAnimatesOnScreen) {
     views().spinner->setHidden(false);
     EXPECT_TRUE(spinner.isTicking());
 
-    views().panel->orderOut();
+    views().panel->hide();
     EXPECT_FALSE(spinner.isTicking()) << "in a hidden bar";
     EXPECT_FALSE(views().spinner->isHidden()) << "its own state is kept";
 }
@@ -310,7 +310,8 @@ TEST_F(PathBarTest, theListShowsTheCandidatesAndTheControllerDrivesItsSelection)
     EXPECT_EQ(list.selectedRow(), -1) << "new content drops the selection";
 
     list.setContent({"/tmp/a/", "/tmp/caf\xE9", "/tmp/ccc"});
-    EXPECT_EQ(bar().popup()->rowText(1), QString::fromUtf8("/tmp/caf\xEF\xBF\xBD")) << "an escaped byte shows as U+FFFD";
+    EXPECT_EQ(bar().popup()->rowText(1), QString::fromUtf8("/tmp/caf\xEF\xBF\xBD"))
+        << "an escaped byte shows as U+FFFD";
 }
 
 TEST_F(PathBarTest, aClickOnARowSelectsItAndChoosesIt) {
@@ -318,7 +319,7 @@ TEST_F(PathBarTest, aClickOnARowSelectsItAndChoosesIt) {
     CompletionsListView& list = *views().completions;
     list.setContent({"/tmp/a/", "/tmp/bb/", "/tmp/ccc"});
     list.setFrame({{55, 200}, {390, 51}}, true);
-    list.orderFrontRegardless();
+    list.raise();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(bar().popup()));
     EXPECT_EQ(bar().popup()->geometry(), QRect(55, static_cast<int>(firstScreenHeight()) - 251, 390, 51));
 
@@ -352,12 +353,12 @@ TEST_F(PathBarTest, losingTheKeyboardOnScreenResignsButHidingDoesNot) {
     EXPECT_EQ(log_, (std::vector<std::string>{"resignKey"}));
 
     log_.clear();
-    views().panel->orderOut();
+    views().panel->hide();
     EXPECT_TRUE(log_.empty()) << "not key any more: the keyboard is elsewhere already";
 
     showBar();
     log_.clear();
-    views().panel->orderOut();
+    views().panel->hide();
     EXPECT_EQ(log_, (std::vector<std::string>{"didOrderOut"})) << "the keyboard goes back to the file manager";
     QApplication::processEvents();
     EXPECT_EQ(log_.size(), 1u) << "no resignation for a bar that is gone";

@@ -15,12 +15,12 @@
 #include <vector>
 
 #include "addressbar/PathWindowController.h"
-#include "bridges/VJASWrapper.h"
 #include "fakes/FakeAccessibility.h"
 #include "fakes/FakeHandlerCatalogue.h"
 #include "fakes/FakePathWindowDelegate.h"
 #include "fakes/MemoryDefaults.h"
 #include "fakes/TestSupport.h"
+#include "filemanager/FileManagerCommands.h"
 #include "settings/UserDefaults.h"
 #include "ui/CompletionsPopup.h"
 #include "ui/PathBar.h"
@@ -41,15 +41,15 @@ protected:
     PathWindowWiring() {
         dispatch::mainQueue().drain();
         dispatch::setTimeSource(&time_);
-        const test::AXNode application = ax_->addApplication(4242);
+        const test::ElementNode application = ax_->addApplication(4242);
         window_ = ax_->addWindow(application, "folder - Thunar", kWindowFrame);
         ax_->addStaticText(window_, "folder - Thunar", kTitleFrame);
         tmp_.file("notes.txt");
         tmp_.file("nougat.txt");
         tmp_.dir("docs");
-        finder_->answer(handlers::finderGetPath, tmp_.str());
+        finder_->answer(handlers::getPath, tmp_.str());
         // Commands succeed, as Thunar's do.
-        for (std::string_view command : {handlers::finderReveal, handlers::finderSetPath, handlers::closeFinderWin})
+        for (std::string_view command : {handlers::reveal, handlers::showFolder, handlers::closeWindow})
             finder_->answer(command, "");
         QtPathWindow qt = makePathWindowViews();
         bar_ = qt.bar;
@@ -87,9 +87,9 @@ protected:
 
     dispatch::ManualTimeSource time_;
     std::shared_ptr<test::FakeAccessibility> ax_ = std::make_shared<test::FakeAccessibility>();
-    test::AXNode window_;
+    test::ElementNode window_;
     std::shared_ptr<test::FakeHandlerCatalogue> finder_ = std::make_shared<test::FakeHandlerCatalogue>();
-    VJASWrapper bridge_{finder_};
+    FileManagerCommands bridge_{finder_};
     std::unique_ptr<settings::UserDefaults> defaults_ = test::makeMemoryDefaults();
     test::FakeWorkspace workspace_;
     QtScreens screens_;
@@ -141,9 +141,9 @@ TEST_F(PathWindowWiring, tabOpensTheListUnderTheFieldAndReturnTakesTheChosenRow)
     ASSERT_TRUE(popup.isVisible());
     const QRect barGeometry = bar().window()->geometry();
     const QRect fieldGeometry = field().geometry();
-    EXPECT_EQ(popup.geometry(), QRect(barGeometry.x() + fieldGeometry.x(),
-                                      barGeometry.y() + fieldGeometry.y() + fieldGeometry.height(),
-                                      fieldGeometry.width(), 2 * CompletionsPopup::kRowHeight))
+    EXPECT_EQ(popup.geometry(),
+              QRect(barGeometry.x() + fieldGeometry.x(), barGeometry.y() + fieldGeometry.y() + fieldGeometry.height(),
+                    fieldGeometry.width(), 2 * CompletionsPopup::kRowHeight))
         << "hangs from the field's bottom edge, as wide as the field, two rows high";
     EXPECT_EQ(popup.rowCount(), 2);
 

@@ -19,10 +19,10 @@
 #include "fakes/FakeURLOpener.h"
 #include "fakes/MemoryDefaults.h"
 #include "fakes/TestSupport.h"
-#include "unit/ScopedEnv.h"
 #include "ui/AboutWindow.h"
-#include "ui/HKRecorderWidget.h"
 #include "ui/PreferencesWindow.h"
+#include "ui/ShortcutRecorderWidget.h"
+#include "unit/ScopedEnv.h"
 
 namespace jorvane::ui {
 namespace {
@@ -30,13 +30,15 @@ namespace {
 class PreferencesWindowTest : public testing::Test {
 protected:
     PreferencesWindowTest() {
-        window_ = PreferencesWindow::open(PreferencesWindow::Dependencies{
-            *defaults_, alerts_, "/opt/jorvane/bin/jorvane", [this] { ++aboutRequests_; },
-            [this] { ++settingsChanges_; }, {}, "Thunar"});
+        window_ = PreferencesWindow::open(PreferencesWindow::Dependencies{*defaults_,
+                                                                          alerts_,
+                                                                          "/opt/jorvane/bin/jorvane",
+                                                                          [this] { ++aboutRequests_; },
+                                                                          [this] { ++settingsChanges_; },
+                                                                          {},
+                                                                          "Thunar"});
     }
-    ~PreferencesWindowTest() override {
-        delete window_.data();
-    }
+    ~PreferencesWindowTest() override { delete window_.data(); }
 
     test::ScopedKeyboardLayout us_;
     test::TempDir config_;
@@ -62,7 +64,7 @@ TEST_F(PreferencesWindowTest, ShowsTheStoredSettings) {
 }
 
 TEST_F(PreferencesWindowTest, AClickThenCtrlShiftJRecordsTheHotKey) {
-    HKRecorderWidget* recorder = window_->recorder();
+    ShortcutRecorderWidget* recorder = window_->recorder();
     QTest::mouseClick(recorder, Qt::LeftButton, {}, QPoint(20, recorder->height() / 2));
     ASSERT_TRUE(recorder->cell().isRecording());
     EXPECT_EQ(recorder->cell().displayText(), "Type shortcut");
@@ -80,7 +82,7 @@ TEST_F(PreferencesWindowTest, AClickThenCtrlShiftJRecordsTheHotKey) {
 }
 
 TEST_F(PreferencesWindowTest, TabIsRecordedRatherThanMovingTheFocus) {
-    HKRecorderWidget* recorder = window_->recorder();
+    ShortcutRecorderWidget* recorder = window_->recorder();
     QTest::mouseClick(recorder, Qt::LeftButton, {}, QPoint(20, recorder->height() / 2));
     QTest::keyClick(recorder, Qt::Key_Tab, Qt::AltModifier);
     EXPECT_EQ(defaults_->integerForKey(settings::keys::hotkeyKeycode), 48);
@@ -88,7 +90,7 @@ TEST_F(PreferencesWindowTest, TabIsRecordedRatherThanMovingTheFocus) {
 }
 
 TEST_F(PreferencesWindowTest, TheRemoveButtonClearsAndTheSnapBackButtonKeeps) {
-    HKRecorderWidget* recorder = window_->recorder();
+    ShortcutRecorderWidget* recorder = window_->recorder();
     QTest::mouseClick(recorder, Qt::LeftButton, {}, QPoint(20, recorder->height() / 2));
     ASSERT_TRUE(recorder->cell().isRecording());
     QTest::mouseClick(recorder, Qt::LeftButton, {}, recorder->snapBackButtonRect().center());
@@ -145,7 +147,7 @@ TEST(AboutWindowTest, ShowsTheVersionAndItsButtonsAct) {
     window->contactButton()->click();
     EXPECT_EQ(urls->opened, (std::vector<std::string>{"https://jorvane.org", "mailto:feedback@jorvane.org"}));
 
-    alerts.answerNext(NSAlertThirdButtonReturn);
+    alerts.answerNext(kAlertThirdButton);
     window->uninstallButton()->click();
     EXPECT_EQ(alerts.shown().at(0).messageText, "Do you really want to uninstall Jorvane?");
     EXPECT_EQ(application.terminations(), 0);

@@ -45,9 +45,9 @@ TEST(QtAlerts, buttonsAnswerInTheirOrderAndTheFirstIsTheDefaultAtTheRight) {
     quit->click();
     EXPECT_EQ(QtAlerts::answerOf(*box), 1002);
     move->click();
-    EXPECT_EQ(QtAlerts::answerOf(*box), NSAlertFirstButtonReturn);
+    EXPECT_EQ(QtAlerts::answerOf(*box), kAlertFirstButton);
     stay->click();
-    EXPECT_EQ(QtAlerts::answerOf(*box), NSAlertSecondButtonReturn);
+    EXPECT_EQ(QtAlerts::answerOf(*box), kAlertSecondButton);
 }
 
 TEST(QtAlerts, textsArePlainAndTheTitleIsJorvanes) {
@@ -72,7 +72,7 @@ TEST(QtAlerts, withoutButtonsThereIsOneOkThatEscapeAnswersToo) {
     box->show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(box.get()));
     QTest::keyClick(box.get(), Qt::Key_Escape);
-    EXPECT_EQ(QtAlerts::answerOf(*box), NSAlertFirstButtonReturn);
+    EXPECT_EQ(QtAlerts::answerOf(*box), kAlertFirstButton);
 }
 
 TEST(QtAlerts, escapeAnswersTheCancelButtonOnly) {
@@ -89,8 +89,7 @@ TEST(QtAlerts, runModalReturnsTheChosenButtonsAnswer) {
         ASSERT_NE(box, nullptr);
         buttonTitled(*box, "Later")->click();
     });
-    EXPECT_EQ(alerts.runModal({"Update available", "Version 2 is out.", {"Install", "Later"}}),
-              NSAlertSecondButtonReturn);
+    EXPECT_EQ(alerts.runModal({"Update available", "Version 2 is out.", {"Install", "Later"}}), kAlertSecondButton);
 }
 
 TEST(QtAlerts, aCheckBoxShowsItsTitleAndStateAndTheAnswerReportsItAsLeft) {
@@ -115,7 +114,7 @@ TEST(QtAlerts, aCheckBoxShowsItsTitleAndStateAndTheAnswerReportsItAsLeft) {
         buttonTitled(*shown, "Start")->click();
     });
     const AlertResult result = alerts.runModalWithResult(alert);
-    EXPECT_EQ(result.button, NSAlertFirstButtonReturn);
+    EXPECT_EQ(result.button, kAlertFirstButton);
     EXPECT_FALSE(result.checkBoxOn) << "the user turned the box off";
 }
 

@@ -12,9 +12,9 @@
 #include <type_traits>
 #include <vector>
 
-#include "bridges/HandlerCatalogue.h"
 #include "fakes/FakeHandlerCatalogue.h"
 #include "fakes/FakePathWindowViews.h"
+#include "filemanager/HandlerCatalogue.h"
 #include "util/Dispatch.h"
 
 namespace jorvane::test {
@@ -34,10 +34,8 @@ struct SentenceName {
 
 // Rows print as their sentence.
 template <class Row>
-    requires std::is_convertible_v<decltype(Row::name), const char*>
-void PrintTo(const Row& row, std::ostream* out) {
-    *out << row.name;
-}
+requires std::is_convertible_v<decltype(Row::name), const char*>
+void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
 
 // The log's entries that begin with one of the prefixes, in order.
 inline std::vector<std::string> entriesStartingWithAny(const EventLog& log, const std::vector<std::string>& prefixes) {
@@ -52,7 +50,7 @@ inline std::vector<std::string> entriesStartingWithAny(const EventLog& log, cons
 }
 
 // Forwards to a FakeHandlerCatalogue and logs the calls as
-// "vj <name> [<param>] ...": every call, or only those made on the main
+// "call <name> [<param>] ...": every call, or only those made on the main
 // thread (the moment of a call from the bridge's queues is not a test's to
 // fix; the fake catalogue records them all).
 class LoggingCatalogue final : public HandlerCatalogue {
@@ -64,7 +62,7 @@ public:
 
     std::optional<std::string> call(std::string_view name, const std::vector<std::string>& params) override {
         if (logged_ == Calls::all || dispatch::isMainThread()) {
-            std::string entry = "vj " + std::string(name);
+            std::string entry = "call " + std::string(name);
             for (const std::string& param : params) entry += " [" + param + "]";
             log_->add(std::move(entry));
         }

@@ -1,12 +1,12 @@
 #include "platform/thunar/ThunarAtspi.h"
 
+#include <libintl.h>
 #include <algorithm>
 #include <array>
 #include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <functional>
-#include <libintl.h>
 #include <mutex>
 
 #include <atspi/atspi.h>
@@ -125,9 +125,9 @@ std::vector<AtspiRef> descendantsWithRoles(AtspiAccessible* root, const std::vec
         for (AtspiStateType state : states) g_array_append_val(stateArray, state);
         AtspiStateSet* stateSet = atspi_state_set_new(stateArray);
         g_array_unref(stateArray);
-        AtspiMatchRule* rule = atspi_match_rule_new(stateSet, ATSPI_Collection_MATCH_ALL, nullptr,
-                                                    ATSPI_Collection_MATCH_NONE, roleArray, ATSPI_Collection_MATCH_ANY,
-                                                    nullptr, ATSPI_Collection_MATCH_NONE, FALSE);
+        AtspiMatchRule* rule =
+            atspi_match_rule_new(stateSet, ATSPI_Collection_MATCH_ALL, nullptr, ATSPI_Collection_MATCH_NONE, roleArray,
+                                 ATSPI_Collection_MATCH_ANY, nullptr, ATSPI_Collection_MATCH_NONE, FALSE);
         g_object_unref(stateSet);
         g_array_unref(roleArray);
         Error error;
@@ -135,8 +135,7 @@ std::vector<AtspiRef> descendantsWithRoles(AtspiAccessible* root, const std::vec
                                                        TRUE, error.out());
         g_object_unref(rule);
         if (matches) {
-            for (guint i = 0; i < matches->len; ++i)
-                found.emplace_back(g_array_index(matches, AtspiAccessible*, i));
+            for (guint i = 0; i < matches->len; ++i) found.emplace_back(g_array_index(matches, AtspiAccessible*, i));
             g_array_free(matches, TRUE);
         }
         if (!error.failed()) return found;
@@ -173,10 +172,10 @@ bool thunarNameIs(const std::string& name, const char* englishLabel) {
 
 const char* buttonLabel(ToolbarButton button) {
     switch (button) {
-    case ToolbarButton::IconView: return "_Icon View";
-    case ToolbarButton::ListView: return "_List View";
-    case ToolbarButton::CompactView: return "_Compact View";
-    case ToolbarButton::Reload: return "_Reload";
+        case ToolbarButton::IconView: return "_Icon View";
+        case ToolbarButton::ListView: return "_List View";
+        case ToolbarButton::CompactView: return "_Compact View";
+        case ToolbarButton::Reload: return "_Reload";
     }
     return "";
 }
@@ -493,8 +492,7 @@ bool ThunarAtspi::pressButton(ToolbarButton button) {
     auto cached = window->buttons.find(button);
     if (cached == window->buttons.end() || !cached->second) {
         window->buttons.clear();
-        for (AtspiRef& candidate :
-             descendantsWithRoles(window->frame.get(), {ATSPI_ROLE_PUSH_BUTTON})) {
+        for (AtspiRef& candidate : descendantsWithRoles(window->frame.get(), {ATSPI_ROLE_PUSH_BUTTON})) {
             std::optional<std::string> name = nameOf(candidate.get());
             if (!name) continue;
             for (ToolbarButton which : {ToolbarButton::IconView, ToolbarButton::ListView, ToolbarButton::CompactView,

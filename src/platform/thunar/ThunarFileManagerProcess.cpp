@@ -1,5 +1,5 @@
 #include "platform/thunar/ThunarFileManagerProcess.h"
-#include "platform/ExternalPrograms.h"
+#include "platform/linux/ExternalPrograms.h"
 
 #include <gio/gio.h>
 #include <xcb/xcb.h>
@@ -8,9 +8,9 @@
 #include <cctype>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <sstream>
-#include <cstring>
 #include <thread>
 
 #include <poll.h>
@@ -97,7 +97,7 @@ public:
         cancel_ = ::eventfd(0, EFD_CLOEXEC);
         if (pidFd < 0 || cancel_ < 0) {
             if (pidFd >= 0) ::close(pidFd);
-            KMLogInDomain(KMLogLevelWarn, kLog, "cannot watch process %d for its end: %s", pid, std::strerror(errno));
+            log::inDomain(log::Warn, kLog, "cannot watch process %d for its end: %s", pid, std::strerror(errno));
             return;
         }
         thread_ = std::thread([pidFd, cancel = cancel_, ended = std::move(ended)] {
@@ -167,7 +167,7 @@ std::int32_t ThunarFileManagerProcess::busOwnerPid() {
     GError* error = nullptr;
     gchar* address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, &error);
     if (!address) {
-        KMLogInDomain(KMLogLevelDebug, kLog, "no session bus: %s", error ? error->message : "?");
+        log::inDomain(log::Debug, kLog, "no session bus: %s", error ? error->message : "?");
         g_clear_error(&error);
         return 0;
     }
@@ -180,7 +180,7 @@ std::int32_t ThunarFileManagerProcess::busOwnerPid() {
         nullptr, nullptr, &error);
     g_free(address);
     if (!bus) {
-        KMLogInDomain(KMLogLevelDebug, kLog, "cannot reach the session bus: %s", error ? error->message : "?");
+        log::inDomain(log::Debug, kLog, "cannot reach the session bus: %s", error ? error->message : "?");
         g_clear_error(&error);
         return 0;
     }
@@ -220,20 +220,19 @@ bool ThunarFileManagerProcess::processExists(std::int32_t pid) {
 }
 
 bool ThunarFileManagerProcess::showsAllFiles() {
-    const thunar::ProcessResult result =
-        thunar::runProcess({std::string(external::kXfconfQuery), "-c", "thunar", "-p", "/last-show-hidden"},
-                           options_.commandTimeout);
+    const thunar::ProcessResult result = thunar::runProcess(
+        {std::string(external::kXfconfQuery), "-c", "thunar", "-p", "/last-show-hidden"}, options_.commandTimeout);
     // Never set: xfconf-query fails, and Thunar hides them.
     return result.exitCode == 0 && trimmed(result.output) == "true";
 }
 
 void ThunarFileManagerProcess::setShowsAllFiles(bool show) {
-    const thunar::ProcessResult result = thunar::runProcess(
-        {std::string(external::kXfconfQuery), "-c", "thunar", "-p", "/last-show-hidden", "-n", "-t", "bool", "-s",
-         show ? "true" : "false"},
-        options_.commandTimeout);
+    const thunar::ProcessResult result =
+        thunar::runProcess({std::string(external::kXfconfQuery), "-c", "thunar", "-p", "/last-show-hidden", "-n", "-t",
+                            "bool", "-s", show ? "true" : "false"},
+                           options_.commandTimeout);
     if (result.exitCode != 0)
-        KMLogInDomain(KMLogLevelWarn, kLog, "cannot set thunar /last-show-hidden: %s",
+        log::inDomain(log::Warn, kLog, "cannot set thunar /last-show-hidden: %s",
                       result.started ? trimmed(result.output).c_str() : "xfconf-query cannot be started");
 }
 
@@ -275,12 +274,12 @@ int ThunarFileManagerProcess::quitApplication(std::string_view bundleIdentifier)
 
     const thunar::ProcessResult result = thunar::runProcess({"thunar", "--quit"}, options_.commandTimeout);
     if (!result.started) {
-        KMLogInDomain(KMLogLevelWarn, kLog, "cannot start \"thunar --quit\"");
+        log::inDomain(log::Warn, kLog, "cannot start \"thunar --quit\"");
         return procNotFound;
     }
     if (result.timedOut) return errAETimeout;
     if (result.exitCode != 0)
-        KMLogInDomain(KMLogLevelInfo, kLog, "\"thunar --quit\" answered %d: %s", result.exitCode,
+        log::inDomain(log::Info, kLog, "\"thunar --quit\" answered %d: %s", result.exitCode,
                       trimmed(result.output).c_str());
 
     // Thunar saves its state before it goes: wait until the process is gone,
@@ -307,7 +306,7 @@ bool ThunarFileManagerProcess::launch() {
 
     if (daemon) {
         if (!thunar::spawnDetached({"thunar", "--daemon"}, home)) {
-            KMLogInDomain(KMLogLevelWarn, kLog, "cannot start \"thunar --daemon\"");
+            log::inDomain(log::Warn, kLog, "cannot start \"thunar --daemon\"");
             return false;
         }
         if (folders.empty()) return true;
@@ -321,7 +320,7 @@ bool ThunarFileManagerProcess::launch() {
     else
         argv.insert(argv.end(), folders.begin(), folders.end());
     if (!thunar::spawnDetached(argv, home)) {
-        KMLogInDomain(KMLogLevelWarn, kLog, "cannot start \"thunar\"");
+        log::inDomain(log::Warn, kLog, "cannot start \"thunar\"");
         return false;
     }
     return true;
@@ -345,9 +344,10 @@ bool ThunarFileManagerProcess::activateWindow(std::uint32_t window) {
     event.type = display->atoms().netActiveWindow;
     event.data.data32[0] = 2;  // source indication: a pager, which window managers obey
     event.data.data32[1] = XCB_CURRENT_TIME;
-    const xcb_void_cookie_t cookie = xcb_send_event_checked(
-        display->connection(), 0, display->root(),
-        XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY, reinterpret_cast<const char*>(&event));
+    const xcb_void_cookie_t cookie =
+        xcb_send_event_checked(display->connection(), 0, display->root(),
+                               XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                               reinterpret_cast<const char*>(&event));
     if (xcb_generic_error_t* error = xcb_request_check(display->connection(), cookie)) {
         x11::logXError("SendEvent(_NET_ACTIVE_WINDOW)", window, error);
         std::free(error);

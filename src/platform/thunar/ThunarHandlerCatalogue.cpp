@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "platform/ExternalPrograms.h"
-#include "platform/GioServerMount.h"
+#include "platform/linux/ExternalPrograms.h"
+#include "platform/linux/GioServerMount.h"
 #include "platform/thunar/ThunarHandlerWorker.h"
 #include "platform/thunar/ThunarProcess.h"
 
@@ -16,8 +16,8 @@ ThunarHandlerCatalogue::ThunarHandlerCatalogue() : ThunarHandlerCatalogue(Option
 ThunarHandlerCatalogue::ThunarHandlerCatalogue(Options options, std::shared_ptr<ServerLoginPrompt> loginPrompt)
     : options_(options),
       worker_(std::make_unique<Worker>(options_)),
-      mounter_(std::make_unique<GioServerMount>(std::move(loginPrompt),
-                                                GioServerMount::Options{options.mountTimeout})) {}
+      mounter_(
+          std::make_unique<GioServerMount>(std::move(loginPrompt), GioServerMount::Options{options.mountTimeout})) {}
 
 ThunarHandlerCatalogue::~ThunarHandlerCatalogue() {
     // Mounts in progress give up before the worker goes.
@@ -31,7 +31,7 @@ std::optional<std::string> ThunarHandlerCatalogue::call(std::string_view name, c
 HandlerReply ThunarHandlerCatalogue::callWithFailure(std::string_view name, const std::vector<std::string>& params) {
     const std::vector<std::string>& names = handlerNames();
     if (std::find(names.begin(), names.end(), name) == names.end()) {
-        KMLogInDomain(KMLogLevelWarn, kLogDomain, "%.*s: no such handler", static_cast<int>(name.size()), name.data());
+        log::inDomain(log::Warn, kLogDomain, "%.*s: no such handler", static_cast<int>(name.size()), name.data());
         return {};
     }
     if (name == "finder_mount") return mountServer(params);
@@ -46,7 +46,7 @@ HandlerReply ThunarHandlerCatalogue::mountServer(const std::vector<std::string>&
     // Runs on the caller's thread: a mount may wait for the user's answer,
     // and the worker serves the other handlers meanwhile.
     if (params.empty() || params.front().empty() || !isValidUtf8(params.front())) {
-        KMLogInDomain(KMLogLevelWarn, kLogDomain, "finder_mount: not a server address");
+        log::inDomain(log::Warn, kLogDomain, "finder_mount: not a server address");
         return {std::nullopt, "Not a server address"};
     }
     const GioServerMount::Outcome outcome = mounter_->mount(params.front());
@@ -60,7 +60,7 @@ HandlerReply ThunarHandlerCatalogue::mountServer(const std::vector<std::string>&
     } else if (std::optional<std::string> address = GioServerMount::withoutPassword(params.front())) {
         if (worker_->call(kEnterLocationCall, {*address}, options_.commandTimeout)) return {std::string(), {}};
     }
-    KMLogInDomain(KMLogLevelWarn, kLogDomain, "finder_mount: mounted, but the window did not show it");
+    log::inDomain(log::Warn, kLogDomain, "finder_mount: mounted, but the window did not show it");
     return {std::nullopt, "Connected, but Thunar did not show the folder"};
 }
 
@@ -89,16 +89,16 @@ std::chrono::milliseconds ThunarHandlerCatalogue::timeoutFor(std::string_view na
 
 const std::vector<std::string>& ThunarHandlerCatalogue::handlerNames() {
     static const std::vector<std::string> names = {
-        "finder_get_path", "finder_get_selection", "is_finder_win",    "finder_set_path",  "finder_reveal",
-        "finder_reveal_in_current", "finder_select2", "finder_mount", "finder_new_win",   "close_finder_win",
-        "reload",          "finder_iconview",     "finder_listview",  "finder_columnview", "finder_flowview",
-        "open_terminal"};
+        "finder_get_path", "finder_get_selection",     "is_finder_win",   "finder_set_path",
+        "finder_reveal",   "finder_reveal_in_current", "finder_select2",  "finder_mount",
+        "finder_new_win",  "close_finder_win",         "reload",          "finder_iconview",
+        "finder_listview", "finder_columnview",        "finder_flowview", "open_terminal"};
     return names;
 }
 
 bool ThunarHandlerCatalogue::enableFullPathInTitle(std::chrono::milliseconds timeout) {
-    ProcessResult result = runProcess({std::string(external::kXfconfQuery), "-c", "thunar", "-p", "/misc-full-path-in-window-title", "-n",
-                                       "-t", "bool", "-s", "true"},
+    ProcessResult result = runProcess({std::string(external::kXfconfQuery), "-c", "thunar", "-p",
+                                       "/misc-full-path-in-window-title", "-n", "-t", "bool", "-s", "true"},
                                       timeout);
     return result.started && !result.timedOut && result.exitCode == 0;
 }

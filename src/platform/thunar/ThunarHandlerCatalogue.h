@@ -41,8 +41,8 @@
 #include <string_view>
 #include <vector>
 
-#include "bridges/HandlerCatalogue.h"
-#include "bridges/ServerLoginPrompt.h"
+#include "filemanager/HandlerCatalogue.h"
+#include "filemanager/ServerLoginPrompt.h"
 
 namespace jorvane {
 

@@ -121,20 +121,20 @@ const std::map<std::string, ToolbarButton, std::less<>>& viewButtons() {
 
 ThunarView viewOfButton(ToolbarButton button) {
     switch (button) {
-    case ToolbarButton::IconView: return ThunarView::Icon;
-    case ToolbarButton::ListView: return ThunarView::Details;
-    case ToolbarButton::CompactView: return ThunarView::Compact;
-    case ToolbarButton::Reload: break;
+        case ToolbarButton::IconView: return ThunarView::Icon;
+        case ToolbarButton::ListView: return ThunarView::Details;
+        case ToolbarButton::CompactView: return ThunarView::Compact;
+        case ToolbarButton::Reload: break;
     }
     return ThunarView::Unknown;
 }
 
 std::optional<ToolbarButton> buttonOfView(ThunarView view) {
     switch (view) {
-    case ThunarView::Icon: return ToolbarButton::IconView;
-    case ThunarView::Details: return ToolbarButton::ListView;
-    case ThunarView::Compact: return ToolbarButton::CompactView;
-    case ThunarView::Unknown: break;
+        case ThunarView::Icon: return ToolbarButton::IconView;
+        case ThunarView::Details: return ToolbarButton::ListView;
+        case ThunarView::Compact: return ToolbarButton::CompactView;
+        case ThunarView::Unknown: break;
     }
     return std::nullopt;
 }

@@ -30,7 +30,7 @@ void ThunarHandlerCatalogue::Worker::run() {
             worker->x_.processEvents([worker](std::uint32_t xid) { worker->noteActive(xid); });
             // A broken connection stays readable: stop watching it.
             if (worker->x_.hasError()) {
-                KMLogInDomain(KMLogLevelWarn, kLogDomain, "the X connection broke");
+                log::inDomain(log::Warn, kLogDomain, "the X connection broke");
                 return G_SOURCE_REMOVE;
             }
             return G_SOURCE_CONTINUE;
@@ -40,7 +40,7 @@ void ThunarHandlerCatalogue::Worker::run() {
         // Events read while asking for the active window wait in xcb's queue.
         x_.processEvents([this](std::uint32_t xid) { noteActive(xid); });
     } else {
-        KMLogInDomain(KMLogLevelWarn, kLogDomain, "cannot connect to the X display");
+        log::inDomain(log::Warn, kLogDomain, "cannot connect to the X display");
     }
     g_main_loop_run(loop_);
     if (xSource) {
@@ -54,8 +54,8 @@ void ThunarHandlerCatalogue::Worker::run() {
 }
 
 std::optional<std::string> ThunarHandlerCatalogue::Worker::call(std::string_view name,
-                                                               const std::vector<std::string>& params,
-                                                               milliseconds timeout) {
+                                                                const std::vector<std::string>& params,
+                                                                milliseconds timeout) {
     auto job = std::make_shared<Call>();
     job->name = std::string(name);
     job->params = params;
@@ -92,7 +92,7 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::call(std::string_view
 
     std::unique_lock lock(job->mutex);
     if (!job->done.wait_until(lock, job->deadline, [&] { return job->finished; })) {
-        KMLogInDomain(KMLogLevelWarn, kLogDomain, "%s: no answer within %lld ms", job->name.c_str(),
+        log::inDomain(log::Warn, kLogDomain, "%s: no answer within %lld ms", job->name.c_str(),
                       static_cast<long long>(timeout.count()));
         return std::nullopt;
     }
@@ -124,7 +124,7 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::dispatch(Call& call) 
     const std::string& name = call.name;
     if (name == "finder_get_path") return getPath(call);
     if (name == "finder_get_selection" || name == kSelectedItemsCall) return getSelection(call);
-    if (name == "is_finder_win") return isFinderWindow(call);
+    if (name == "is_finder_win") return isFileManagerWindow(call);
     if (name == "finder_set_path") return setPath(call);
     if (name == "finder_reveal") return reveal(call);
     if (name == "finder_reveal_in_current") return revealInCurrent(call);
@@ -143,7 +143,7 @@ bool ThunarHandlerCatalogue::Worker::ensureAtspi() {
     if (atspiFailed_) return false;
     if (!atspi_.initialise(context_, options_.atspiCallTimeoutMs)) {
         atspiFailed_ = true;
-        KMLogInDomain(KMLogLevelWarn, kLogDomain, "the accessibility bus cannot be reached");
+        log::inDomain(log::Warn, kLogDomain, "the accessibility bus cannot be reached");
         return false;
     }
     return true;

@@ -133,7 +133,8 @@ private:
     bool navigate(Window& window, const std::string& folder, Clock::time_point deadline);
     bool navigateUtf8(Window& window, const std::string& folder, Clock::time_point deadline);
     bool openLocationEntryWithKeys(Window& window, Clock::time_point deadline);
-    bool openChildFolder(Window& window, const std::string& folder, const std::string& name, Clock::time_point deadline);
+    bool openChildFolder(Window& window, const std::string& folder, const std::string& name,
+                         Clock::time_point deadline);
     bool waitForFolder(Window& window, const std::string& folder, Clock::time_point deadline);
     bool switchView(Window& window, thunar::ThunarView view, Clock::time_point deadline);
     // Puts the window back into the view it had, even for a call that is
@@ -141,16 +142,17 @@ private:
     void restoreView(Window& window, thunar::ThunarView view, Clock::time_point deadline);
     std::optional<thunar::DetailsTable> waitForTable(Clock::time_point deadline);
     // Rows of the table whose items have these raw names (in the order found).
-    std::vector<int> findRows(thunar::DetailsTable& table, const std::string& folder, const std::vector<std::string>& names,
-                              Clock::time_point deadline);
-    bool selectItems(Window& window, const std::string& folder, const std::vector<std::string>& names, Clock::time_point deadline);
+    std::vector<int> findRows(thunar::DetailsTable& table, const std::string& folder,
+                              const std::vector<std::string>& names, Clock::time_point deadline);
+    bool selectItems(Window& window, const std::string& folder, const std::vector<std::string>& names,
+                     Clock::time_point deadline);
     std::optional<std::vector<std::string>> selectedNames(Window& window, const std::string& folder,
                                                           Clock::time_point deadline);
 
     // Handlers.
     std::optional<std::string> getPath(Call& call);
     std::optional<std::string> getSelection(Call& call);
-    std::optional<std::string> isFinderWindow(Call& call);
+    std::optional<std::string> isFileManagerWindow(Call& call);
     std::optional<std::string> setPath(Call& call);
     std::optional<std::string> reveal(Call& call);
     std::optional<std::string> revealInCurrent(Call& call);
@@ -163,7 +165,7 @@ private:
     std::optional<std::string> openTerminal(Call& call);
 
     std::optional<std::string> fail(const Call& call, const char* why) {
-        KMLogInDomain(KMLogLevelWarn, thunar::kLogDomain, "%s: %s", call.name.c_str(), why);
+        log::inDomain(log::Warn, thunar::kLogDomain, "%s: %s", call.name.c_str(), why);
         return std::nullopt;
     }
     // Past the deadline, or the running call is a reveal that a newer call

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "platform/ExternalPrograms.h"
+#include "platform/linux/ExternalPrograms.h"
 #include "platform/thunar/ThunarProcess.h"
 
 namespace jorvane {
@@ -43,7 +43,7 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::getSelection(Call& ca
     return answer;
 }
 
-std::optional<std::string> ThunarHandlerCatalogue::Worker::isFinderWindow(Call&) {
+std::optional<std::string> ThunarHandlerCatalogue::Worker::isFileManagerWindow(Call&) {
     std::optional<Window> window = frontWindow(false);
     if (!window) return std::string("NO");
     return std::string(isThunarBrowserWindow(window->traits) ? "YES" : "NO");
@@ -69,7 +69,8 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::reveal(Call& call) {
     std::optional<Window> window = frontWindow(true);
     if (!window) return fail(call, "no Thunar browser window");
     if (!navigate(*window, split->parent, call.deadline)) return fail(call, "the window did not go to the folder");
-    if (!selectItems(*window, split->parent, {split->name}, call.deadline)) return fail(call, "the item was not selected");
+    if (!selectItems(*window, split->parent, {split->name}, call.deadline))
+        return fail(call, "the item was not selected");
     return std::string();
 }
 
@@ -188,8 +189,7 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::openTerminal(Call& ca
         // A launcher that fails says so at once; a terminal keeps running.
         std::optional<int> code = waitForDetached(*pid, milliseconds(150));
         if (!code || *code == 0) return std::string();
-        KMLogInDomain(KMLogLevelWarn, kLogDomain, "%s: %s failed with %d", call.name.c_str(), argv.front().c_str(),
-                      *code);
+        log::inDomain(log::Warn, kLogDomain, "%s: %s failed with %d", call.name.c_str(), argv.front().c_str(), *code);
     }
     return fail(call, "no terminal could be started");
 }

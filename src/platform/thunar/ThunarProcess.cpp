@@ -1,14 +1,14 @@
 #include "platform/thunar/ThunarProcess.h"
 
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <cerrno>
 #include <condition_variable>
 #include <cstdlib>
 #include <map>
 #include <mutex>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 
 namespace jorvane::thunar {
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/Subprocess.h"
+#include "platform/linux/Subprocess.h"
 
 namespace jorvane::thunar {
 

@@ -171,9 +171,9 @@ std::optional<PathSplit> splitParent(std::string_view path) {
 std::optional<std::string> selectedNameFromStatus(std::string_view status, const std::vector<std::string>& candidates) {
     // Opening quotes of the languages Thunar is translated to.
     static constexpr std::array<std::string_view, 7> kOpening = {"\"", "\xE2\x80\x9C", "\xE2\x80\x9E", "\xC2\xAB",
-                                                                 "'", "\xE2\x80\x98", "\xE3\x80\x8C"};
+                                                                 "'",  "\xE2\x80\x98", "\xE3\x80\x8C"};
     static constexpr std::array<std::string_view, 8> kClosing = {"\"", "\xE2\x80\x9D", "\xE2\x80\x9C", "\xC2\xBB",
-                                                                 "'", "\xE2\x80\x99", "\xE3\x80\x8D", "\xE2\x80\x98"};
+                                                                 "'",  "\xE2\x80\x99", "\xE3\x80\x8D", "\xE2\x80\x98"};
     std::string_view rest;
     for (std::string_view open : kOpening) {
         if (status.substr(0, open.size()) == open) {
@@ -196,9 +196,8 @@ std::optional<std::string> selectedNameFromStatus(std::string_view status, const
             if (note == std::string_view::npos) continue;
             after.remove_prefix(note + 1);
         }
-        const bool closed = std::any_of(kClosing.begin(), kClosing.end(), [after](std::string_view c) {
-            return after.substr(0, c.size()) == c;
-        });
+        const bool closed = std::any_of(kClosing.begin(), kClosing.end(),
+                                        [after](std::string_view c) { return after.substr(0, c.size()) == c; });
         if (closed && shown.size() > bestLength) {
             best = &candidate;
             bestLength = shown.size();
@@ -229,8 +228,7 @@ bool isThunarWindow(const WindowTraits& traits) {
 }
 
 bool isThunarBrowserWindow(const WindowTraits& traits) {
-    return isThunarWindow(traits) && traits.typeNormal && !traits.transient &&
-           traits.role.rfind("Thunar-", 0) == 0;
+    return isThunarWindow(traits) && traits.typeNormal && !traits.transient && traits.role.rfind("Thunar-", 0) == 0;
 }
 
 }  // namespace jorvane::thunar

@@ -80,7 +80,8 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::folderOf(const Window
 
 // ---- Shared steps
 
-bool ThunarHandlerCatalogue::Worker::waitForFolder(Window& window, const std::string& folder, Clock::time_point deadline) {
+bool ThunarHandlerCatalogue::Worker::waitForFolder(Window& window, const std::string& folder,
+                                                   Clock::time_point deadline) {
     const std::string wanted = withoutTrailingSlash(folder);
     std::error_code error;
     const fs::path canonical = fs::weakly_canonical(wanted, error);
@@ -125,7 +126,8 @@ bool ThunarHandlerCatalogue::Worker::openLocationEntryWithKeys(Window& window, C
     return true;
 }
 
-bool ThunarHandlerCatalogue::Worker::navigateUtf8(Window& window, const std::string& folder, Clock::time_point deadline) {
+bool ThunarHandlerCatalogue::Worker::navigateUtf8(Window& window, const std::string& folder,
+                                                  Clock::time_point deadline) {
     if (!useWindow(window)) return false;
     if (!atspi_.hasLocationEntry() && !openLocationEntryWithKeys(window, deadline)) return false;
     if (!atspi_.enterLocation(folder)) return false;
@@ -156,8 +158,8 @@ bool ThunarHandlerCatalogue::Worker::navigate(Window& window, const std::string&
     return true;
 }
 
-bool ThunarHandlerCatalogue::Worker::openChildFolder(Window& window, const std::string& folder,
-                                                     const std::string& name, Clock::time_point deadline) {
+bool ThunarHandlerCatalogue::Worker::openChildFolder(Window& window, const std::string& folder, const std::string& name,
+                                                     Clock::time_point deadline) {
     if (!useWindow(window)) return false;
     const ThunarView original = atspi_.currentView();
     if (original != ThunarView::Details && !switchView(window, ThunarView::Details, deadline)) return false;
@@ -204,7 +206,8 @@ std::optional<DetailsTable> ThunarHandlerCatalogue::Worker::waitForTable(Clock::
 }
 
 std::vector<int> ThunarHandlerCatalogue::Worker::findRows(DetailsTable& table, const std::string& folder,
-                                                          const std::vector<std::string>& names, Clock::time_point deadline) {
+                                                          const std::vector<std::string>& names,
+                                                          Clock::time_point deadline) {
     const std::vector<std::string> entries = entriesOf(folder);
     const std::size_t expectedRows = visibleEntryCount(entries);
     std::vector<int> rows;
@@ -266,8 +269,8 @@ bool ThunarHandlerCatalogue::Worker::selectItems(Window& window, const std::stri
 }
 
 std::optional<std::vector<std::string>> ThunarHandlerCatalogue::Worker::selectedNames(Window& window,
-                                                                                     const std::string& folder,
-                                                                                     Clock::time_point deadline) {
+                                                                                      const std::string& folder,
+                                                                                      Clock::time_point deadline) {
     const ThunarView original = atspi_.currentView();
     if (original != ThunarView::Details) {
         // The status bar names a single selected item and shows the free
@@ -309,8 +312,7 @@ std::optional<std::vector<std::string>> ThunarHandlerCatalogue::Worker::selected
             result->push_back(*raw);
         }
     }
-    if (original != ThunarView::Details && original != ThunarView::Unknown)
-        restoreView(window, original, deadline);
+    if (original != ThunarView::Details && original != ThunarView::Unknown) restoreView(window, original, deadline);
     return result;
 }
 

@@ -145,7 +145,8 @@ WindowTraits ThunarX::traits(std::uint32_t window) {
     traits.role = stringProperty(window, atom("WM_WINDOW_ROLE"), XCB_ATOM_STRING).value_or("");
     if (auto types = cardinals(window, atom("_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM); types && !types->empty())
         traits.typeNormal = types->front() == atom("_NET_WM_WINDOW_TYPE_NORMAL");
-    if (auto transient = cardinals(window, XCB_ATOM_WM_TRANSIENT_FOR, XCB_ATOM_WINDOW); transient && !transient->empty())
+    if (auto transient = cardinals(window, XCB_ATOM_WM_TRANSIENT_FOR, XCB_ATOM_WINDOW);
+        transient && !transient->empty())
         traits.transient = transient->front() != 0;
     return traits;
 }
@@ -159,7 +160,8 @@ std::optional<XRect> ThunarX::frame(std::uint32_t window) {
         connection_, xcb_translate_coordinates(connection_, window, root_, 0, 0), nullptr));
     if (!origin) return std::nullopt;
     XRect rect{origin->dst_x, origin->dst_y, geometry->width, geometry->height};
-    if (auto extents = cardinals(window, atom("_NET_FRAME_EXTENTS"), XCB_ATOM_CARDINAL); extents && extents->size() == 4) {
+    if (auto extents = cardinals(window, atom("_NET_FRAME_EXTENTS"), XCB_ATOM_CARDINAL);
+        extents && extents->size() == 4) {
         const auto& e = *extents;  // left, right, top, bottom
         rect.x -= static_cast<int>(e[0]);
         rect.y -= static_cast<int>(e[2]);

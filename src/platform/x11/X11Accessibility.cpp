@@ -9,7 +9,7 @@
 #include <tuple>
 #include <utility>
 
-#include "platform/x11/X11AXObserver.h"
+#include "platform/x11/X11WindowObserver.h"
 #include "platform/x11/X11Windows.h"
 #include "util/Diagnostics.h"
 
@@ -70,7 +70,7 @@ struct X11Accessibility::Session : std::enable_shared_from_this<Session> {
     // it cannot be reached. Call with the mutex held.
     XcbDisplay* connected() {
         if (display && display->hasError()) {
-            KMLogInDomain(KMLogLevelError, kX11AccessibilityLogDomain, "the X connection broke; connecting again");
+            log::inDomain(log::Error, kX11AccessibilityLogDomain, "the X connection broke; connecting again");
             display.reset();
             titles.clear();
         }
@@ -78,8 +78,8 @@ struct X11Accessibility::Session : std::enable_shared_from_this<Session> {
         return display.get();
     }
 
-    AXUIElementRef element(const X11ElementIdentity& identity);
-    std::optional<AXValue> attribute(const X11ElementIdentity& identity, std::string_view name);
+    ElementRef element(const X11ElementIdentity& identity);
+    std::optional<AttributeValue> attribute(const X11ElementIdentity& identity, std::string_view name);
     // The frame of a window or title text element.
     std::optional<Rect> frame(const X11ElementIdentity& identity);
 
@@ -92,17 +92,17 @@ struct X11Accessibility::Session : std::enable_shared_from_this<Session> {
 
 namespace {
 
-class X11Element final : public AXUIElement {
+class X11Element final : public Element {
 public:
     X11Element(std::shared_ptr<X11Accessibility::Session> session, X11ElementIdentity identity)
         : session_(std::move(session)), identity_(identity) {}
 
-    bool isEqual(const AXUIElement& other) const override {
+    bool isEqual(const Element& other) const override {
         const auto* x11 = dynamic_cast<const X11Element*>(&other);
         return x11 && x11->identity_ == identity_;
     }
 
-    std::optional<AXValue> copyAttributeValue(std::string_view attribute) const override {
+    std::optional<AttributeValue> copyAttributeValue(std::string_view attribute) const override {
         const bool hasFrame = identity_.kind == Kind::Window || identity_.kind == Kind::TitleText;
         if (hasFrame && (attribute == kPosition || attribute == kSize)) return frameAttribute(attribute == kPosition);
         return session_->attribute(identity_, attribute);
@@ -115,7 +115,7 @@ private:
     // frame. One reading answers both: the other attribute, asked of the
     // same element right after, takes the rectangle the first one read.
     // That halves the cost and keeps the two halves of one rectangle.
-    std::optional<AXValue> frameAttribute(bool position) const {
+    std::optional<AttributeValue> frameAttribute(bool position) const {
         const auto now = std::chrono::steady_clock::now();
         std::optional<Rect> rect;
         {
@@ -130,7 +130,7 @@ private:
             std::lock_guard lock(pairMutex_);
             pending_ = Pending{*rect, !position, now};
         }
-        return position ? AXValue{rect->origin} : AXValue{rect->size};
+        return position ? AttributeValue{rect->origin} : AttributeValue{rect->size};
     }
 
     std::shared_ptr<X11Accessibility::Session> session_;
@@ -146,7 +146,7 @@ private:
 
 }  // namespace
 
-AXUIElementRef X11Accessibility::Session::element(const X11ElementIdentity& identity) {
+ElementRef X11Accessibility::Session::element(const X11ElementIdentity& identity) {
     return std::make_shared<X11Element>(shared_from_this(), identity);
 }
 
@@ -239,22 +239,23 @@ std::optional<Rect> X11Accessibility::Session::frame(const X11ElementIdentity& i
     return geometry->outer();
 }
 
-std::optional<AXValue> X11Accessibility::Session::attribute(const X11ElementIdentity& id, std::string_view name) {
+std::optional<AttributeValue> X11Accessibility::Session::attribute(const X11ElementIdentity& id,
+                                                                   std::string_view name) {
     // Answers that need no X request.
     if (name == kRole) {
         switch (id.kind) {
-            case Kind::SystemWide: return AXValue{std::string("AXSystemWide")};
-            case Kind::Application: return AXValue{std::string("AXApplication")};
-            case Kind::Window: return AXValue{std::string("AXWindow")};
-            case Kind::TitleText: return AXValue{std::string("AXStaticText")};
+            case Kind::SystemWide: return AttributeValue{std::string("AXSystemWide")};
+            case Kind::Application: return AttributeValue{std::string("AXApplication")};
+            case Kind::Window: return AttributeValue{std::string("AXWindow")};
+            case Kind::TitleText: return AttributeValue{std::string("AXStaticText")};
         }
     }
-    if (id.kind == Kind::Window && name == kWindow) return AXValue{element(id)};
+    if (id.kind == Kind::Window && name == kWindow) return AttributeValue{element(id)};
     if (id.kind == Kind::Window && name == kChildren)
-        return AXValue{std::vector<AXUIElementRef>{element({Kind::TitleText, id.window, 0})}};
+        return AttributeValue{std::vector<ElementRef>{element({Kind::TitleText, id.window, 0})}};
     if (id.kind == Kind::TitleText && (name == kWindow || name == kParent))
-        return AXValue{element({Kind::Window, id.window, 0})};
-    if (id.kind == Kind::TitleText && name == kChildren) return AXValue{std::vector<AXUIElementRef>{}};
+        return AttributeValue{element({Kind::Window, id.window, 0})};
+    if (id.kind == Kind::TitleText && name == kChildren) return AttributeValue{std::vector<ElementRef>{}};
 
     std::lock_guard lock(mutex);
     XcbDisplay* d = connected();
@@ -265,7 +266,7 @@ std::optional<AXValue> X11Accessibility::Session::attribute(const X11ElementIden
             if (name == kFocusedApplication) {
                 const auto active = activeWindow(*d);
                 const auto pid = active ? pidOf(*d, *active) : std::nullopt;
-                if (pid) return AXValue{element({Kind::Application, 0, *pid})};
+                if (pid) return AttributeValue{element({Kind::Application, 0, *pid})};
             }
             return std::nullopt;
 
@@ -279,33 +280,33 @@ std::optional<AXValue> X11Accessibility::Session::attribute(const X11ElementIden
                 if (!order) return std::nullopt;
                 std::vector<xcb_window_t> windows(order->rbegin(), order->rend());
                 const auto properties = readClientProperties(*d, windows, kClientPid | kClientType);
-                std::vector<AXUIElementRef> result;
+                std::vector<ElementRef> result;
                 for (std::size_t i = 0; i < windows.size(); ++i) {
                     const auto& p = properties[i];
                     if (p && p->pid == id.pid && p->type == WindowType::Normal && !p->transient)
                         result.push_back(element({Kind::Window, windows[i], 0}));
                 }
-                return AXValue{std::move(result)};
+                return AttributeValue{std::move(result)};
             }
             if (name == kFocusedWindow) {
                 const auto active = activeWindow(*d);
-                if (active && pidOf(*d, *active) == id.pid) return AXValue{element({Kind::Window, *active, 0})};
+                if (active && pidOf(*d, *active) == id.pid) return AttributeValue{element({Kind::Window, *active, 0})};
             }
             return std::nullopt;
 
         case Kind::Window:
             if (name == kTitle) {
                 const auto p = readClientProperties(*d, {id.window}, kClientName).front();
-                if (p) return AXValue{p->name};
+                if (p) return AttributeValue{p->name};
             } else if (name == kParent) {
-                if (const auto pid = pidOf(*d, id.window)) return AXValue{element({Kind::Application, 0, *pid})};
+                if (const auto pid = pidOf(*d, id.window)) return AttributeValue{element({Kind::Application, 0, *pid})};
             }
             return std::nullopt;
 
         case Kind::TitleText:
             if (name == kValue) {
                 const auto p = readClientProperties(*d, {id.window}, kClientName).front();
-                if (p) return AXValue{p->name};
+                if (p) return AttributeValue{p->name};
             }
             return std::nullopt;
     }
@@ -327,25 +328,25 @@ bool X11Accessibility::isConnected() {
     return session_->connected() != nullptr;
 }
 
-AXUIElementRef X11Accessibility::systemWideElement() { return session_->element({Kind::SystemWide, 0, 0}); }
+ElementRef X11Accessibility::systemWideElement() { return session_->element({Kind::SystemWide, 0, 0}); }
 
-AXUIElementRef X11Accessibility::applicationElement(std::int32_t pid) {
+ElementRef X11Accessibility::applicationElement(std::int32_t pid) {
     if (pid <= 0) return nullptr;
     return session_->element({Kind::Application, 0, pid});
 }
 
-AXUIElementRef X11Accessibility::windowElement(std::uint32_t clientWindow) {
+ElementRef X11Accessibility::windowElement(std::uint32_t clientWindow) {
     if (clientWindow == 0) return nullptr;
     return session_->element({Kind::Window, clientWindow, 0});
 }
 
-std::optional<X11ElementIdentity> X11Accessibility::identityOf(const AXUIElementRef& element) {
+std::optional<X11ElementIdentity> X11Accessibility::identityOf(const ElementRef& element) {
     const auto* x11 = dynamic_cast<const X11Element*>(element.get());
     if (!x11) return std::nullopt;
     return x11->identity();
 }
 
-AXUIElementRef X11Accessibility::elementAtPosition(float x, float y) {
+ElementRef X11Accessibility::elementAtPosition(float x, float y) {
     std::lock_guard lock(session_->mutex);
     XcbDisplay* d = session_->connected();
     if (!d) return nullptr;
@@ -361,7 +362,7 @@ AXUIElementRef X11Accessibility::elementAtPosition(float x, float y) {
     return session_->element({band.containsPoint(position) ? Kind::TitleText : Kind::Window, client, 0});
 }
 
-std::vector<AXWindowInfo> X11Accessibility::windowList() {
+std::vector<WindowInfo> X11Accessibility::windowList() {
     std::lock_guard lock(session_->mutex);
     XcbDisplay* d = session_->connected();
     if (!d) return {};
@@ -380,7 +381,9 @@ std::vector<AXWindowInfo> X11Accessibility::windowList() {
     };
     std::vector<Entry> entries;
     std::vector<std::size_t> framed;  // entries whose client is still to find
-    auto isClient = [&clients](xcb_window_t w) { return std::find(clients.begin(), clients.end(), w) != clients.end(); };
+    auto isClient = [&clients](xcb_window_t w) {
+        return std::find(clients.begin(), clients.end(), w) != clients.end();
+    };
     for (std::size_t i = 0; i < topLevels.size(); ++i) {
         const auto& s = shapes[i];
         if (!s || !s->viewable || !s->inputOutput || s->rect.isEmpty()) continue;
@@ -419,7 +422,7 @@ std::vector<AXWindowInfo> X11Accessibility::windowList() {
     // Bounds as "AXPosition"/"AXSize" give them, so that the two agree.
     const auto frames = readClientFrames(*d, managed);
 
-    std::vector<AXWindowInfo> list;
+    std::vector<WindowInfo> list;
     for (std::size_t i = 0, m = 0; i < entries.size(); ++i) {
         const Entry& e = entries[i];
         Rect bounds = e.bounds;
@@ -431,7 +434,7 @@ std::vector<AXWindowInfo> X11Accessibility::windowList() {
         const auto& p = properties[i];
         if (!p) continue;
         if (p->hidden || p->type == WindowType::Desktop) continue;
-        AXWindowInfo info;
+        WindowInfo info;
         info.ownerName = p->type == WindowType::Dock ? kDockOwner : p->wmClass;
         info.ownerPid = p->pid;
         info.name = p->name;
@@ -459,10 +462,10 @@ Point X11Accessibility::mouseLocation() {
     return {static_cast<double>(reply->root_x), static_cast<double>(reply->root_y)};
 }
 
-std::unique_ptr<AXObserver> X11Accessibility::createObserver(std::int32_t pid, AXObserver::Callback callback) {
+std::unique_ptr<WindowObserver> X11Accessibility::createObserver(std::int32_t pid, WindowObserver::Callback callback) {
     (void)pid;
     auto factory = [session = session_](const X11ElementIdentity& identity) { return session->element(identity); };
-    auto observer = std::make_unique<X11AXObserver>(session_->displayName, std::move(callback), std::move(factory));
+    auto observer = std::make_unique<X11WindowObserver>(session_->displayName, std::move(callback), std::move(factory));
     if (!observer->isWatching()) return nullptr;
     return observer;
 }

@@ -54,8 +54,8 @@
 #include <string>
 #include <vector>
 
-#include "bridges/AXObserver.h"
-#include "bridges/Accessibility.h"
+#include "accessibility/Accessibility.h"
+#include "accessibility/WindowObserver.h"
 
 namespace jorvane::x11 {
 
@@ -80,21 +80,21 @@ public:
     // Whether the display can be reached now.
     bool isConnected();
 
-    AXUIElementRef systemWideElement() override;
+    ElementRef systemWideElement() override;
     // Null for pid 0 or less.
-    AXUIElementRef applicationElement(std::int32_t pid) override;
-    AXUIElementRef elementAtPosition(float x, float y) override;
-    std::vector<AXWindowInfo> windowList() override;
+    ElementRef applicationElement(std::int32_t pid) override;
+    ElementRef elementAtPosition(float x, float y) override;
+    std::vector<WindowInfo> windowList() override;
     // (0, 0) when the display cannot be asked.
     Point mouseLocation() override;
-    // An X11AXObserver on its own connection; the pid is not needed on X11,
+    // An X11WindowObserver on its own connection; the pid is not needed on X11,
     // where any window or application can be observed.
-    std::unique_ptr<AXObserver> createObserver(std::int32_t pid, AXObserver::Callback callback) override;
+    std::unique_ptr<WindowObserver> createObserver(std::int32_t pid, WindowObserver::Callback callback) override;
 
     // The element of a client window (null for 0).
-    AXUIElementRef windowElement(std::uint32_t clientWindow);
+    ElementRef windowElement(std::uint32_t clientWindow);
     // What an element of an X11 adapter stands for; nothing for other elements.
-    static std::optional<X11ElementIdentity> identityOf(const AXUIElementRef& element);
+    static std::optional<X11ElementIdentity> identityOf(const ElementRef& element);
 
     struct Session;
 

@@ -17,7 +17,7 @@
 // windows (or one of its own override-redirect windows, such as its menus);
 // the release and the drags that follow belong wherever the press did, as
 // with the server's implicit grab. Raw motion is selected only while a left
-// press on the process's windows is held, and becomes kCGEventLeftMouseDragged
+// press on the process's windows is held, and becomes kEventLeftMouseDragged
 // (one QueryPointer per batch of motion). Scroll-wheel buttons are not
 // reported. Mouse events cannot be swallowed: the decision is ignored.
 //
@@ -35,13 +35,13 @@
 // After a swallowed press the grab stays active until that key is released,
 // and the server sends every key to the tap until then: the key's repeats
 // and release (needed for a hot key that acts on release), modifier changes
-// (reported as kCGEventFlagsChanged) and any other key. Such keys cannot be
+// (reported as kEventFlagsChanged) and any other key. Such keys cannot be
 // handed on: the file manager does not see them whatever the callback says.
 //
 // Time-out: while the callback decides, the keyboard is frozen. If it takes
 // longer than the decision time-out, a watchdog replays the key to the file
 // manager, the tap turns itself off and the callback next receives a
-// kCGEventTapDisabledByTimeout event (setEnabled(true) turns it back on).
+// kEventTapDisabledByTimeout event (setEnabled(true) turns it back on).
 //
 // Synthetic events go through XTEST on a second connection, so that a caller
 // blocked in post() never holds up the tap. Before injecting, post() waits

@@ -13,8 +13,8 @@ std::int32_t X11EventTap::Impl::pidOfReply(xcb_get_property_reply_t* reply) {
 }
 
 std::int32_t X11EventTap::Impl::windowPid(xcb_window_t window) {
-    auto reply = own(xcb_get_property_reply(
-        conn, xcb_get_property(conn, 0, window, atomWmPid, XCB_ATOM_CARDINAL, 0, 1), nullptr));
+    auto reply = own(
+        xcb_get_property_reply(conn, xcb_get_property(conn, 0, window, atomWmPid, XCB_ATOM_CARDINAL, 0, 1), nullptr));
     return pidOfReply(reply.get());
 }
 
@@ -34,8 +34,7 @@ bool X11EventTap::Impl::belongsToProcess(xcb_window_t topLevel) {
         if (frame == topLevel) return true;
     }
     // The process's unmanaged windows: menus, tooltips, drag icons.
-    auto attributes =
-        own(xcb_get_window_attributes_reply(conn, xcb_get_window_attributes(conn, topLevel), nullptr));
+    auto attributes = own(xcb_get_window_attributes_reply(conn, xcb_get_window_attributes(conn, topLevel), nullptr));
     return attributes && attributes->override_redirect && windowPid(topLevel) == pid;
 }
 

@@ -27,7 +27,7 @@ namespace event_tap {
 // away and is logged at debug level only.
 void logXError(const char* request, xcb_generic_error_t* error) {
     if (!error) return;
-    KMLogInDomain(error->error_code == kBadWindow ? KMLogLevelDebug : KMLogLevelWarn, kLog,
+    log::inDomain(error->error_code == kBadWindow ? log::Debug : log::Warn, kLog,
                   "%s failed: X error %u (request %u.%u)", request, error->error_code, error->major_code,
                   error->minor_code);
     std::free(error);
@@ -64,8 +64,8 @@ bool hasXTest(xcb_connection_t* c) {
 }
 
 xcb_atom_t internAtom(xcb_connection_t* c, const char* name) {
-    auto reply = own(xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, static_cast<uint16_t>(std::strlen(name)), name),
-                                           nullptr));
+    auto reply =
+        own(xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, static_cast<uint16_t>(std::strlen(name)), name), nullptr));
     return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
 }
 
@@ -80,11 +80,11 @@ std::optional<PointerState> queryPointer(xcb_connection_t* c, xcb_window_t root)
 bool X11EventTap::Impl::open() {
     conn = connectTo(options.displayName, &root);
     if (!conn) {
-        KMLogInDomain(KMLogLevelError, kLog, "cannot connect to the X display");
+        log::inDomain(log::Error, kLog, "cannot connect to the X display");
         return false;
     }
     if (!hasXInput22(conn)) {
-        KMLogInDomain(KMLogLevelError, kLog, "the X server lacks XInput 2.2");
+        log::inDomain(log::Error, kLog, "the X server lacks XInput 2.2");
         return false;
     }
     xiOpcode = xcb_get_extension_data(conn, &xcb_input_id)->major_opcode;
@@ -92,7 +92,7 @@ bool X11EventTap::Impl::open() {
     if (!xkb_x11_setup_xkb_extension(conn, XKB_X11_MIN_MAJOR_XKB_VERSION, XKB_X11_MIN_MINOR_XKB_VERSION,
                                      XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS, &xkbMajor, &xkbMinor, &xkbEventBase,
                                      nullptr)) {
-        KMLogInDomain(KMLogLevelError, kLog, "the X server lacks XKB");
+        log::inDomain(log::Error, kLog, "the X server lacks XKB");
         return false;
     }
     keyboardId = xkb_x11_get_core_keyboard_device_id(conn);
@@ -105,11 +105,11 @@ bool X11EventTap::Impl::open() {
                                  XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT, 0, 0, 0),
         nullptr));
     if (!flags || !(flags->value & XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT)) {
-        KMLogInDomain(KMLogLevelWarn, kLog, "detectable auto-repeat is not supported: held keys end the grab");
+        log::inDomain(log::Warn, kLog, "detectable auto-repeat is not supported: held keys end the grab");
     }
 
-    const std::uint16_t events = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY |
-                                 XCB_XKB_EVENT_TYPE_STATE_NOTIFY;
+    const std::uint16_t events =
+        XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY | XCB_XKB_EVENT_TYPE_STATE_NOTIFY;
     const std::uint16_t mapParts = XCB_XKB_MAP_PART_KEY_TYPES | XCB_XKB_MAP_PART_KEY_SYMS |
                                    XCB_XKB_MAP_PART_MODIFIER_MAP | XCB_XKB_MAP_PART_EXPLICIT_COMPONENTS |
                                    XCB_XKB_MAP_PART_KEY_ACTIONS | XCB_XKB_MAP_PART_VIRTUAL_MODS |
@@ -122,16 +122,15 @@ bool X11EventTap::Impl::open() {
     // get to ask.
     details.affectState = XCB_XKB_STATE_PART_GROUP_STATE | XCB_XKB_STATE_PART_MODIFIER_STATE;
     details.stateDetails = XCB_XKB_STATE_PART_GROUP_STATE | XCB_XKB_STATE_PART_MODIFIER_STATE;
-    logXError("XkbSelectEvents", xcb_request_check(conn, xcb_xkb_select_events_aux_checked(
-                                                              conn, XCB_XKB_ID_USE_CORE_KBD, events, 0, 0,
-                                                              mapParts, mapParts, &details)));
+    logXError("XkbSelectEvents",
+              xcb_request_check(conn, xcb_xkb_select_events_aux_checked(conn, XCB_XKB_ID_USE_CORE_KBD, events, 0, 0,
+                                                                        mapParts, mapParts, &details)));
 
     atomClientList = internAtom(conn, "_NET_CLIENT_LIST");
     atomWmPid = internAtom(conn, "_NET_WM_PID");
     const std::uint32_t rootMask = XCB_EVENT_MASK_PROPERTY_CHANGE;
     logXError("ChangeWindowAttributes(root)",
-              xcb_request_check(conn, xcb_change_window_attributes_checked(conn, root, XCB_CW_EVENT_MASK,
-                                                                            &rootMask)));
+              xcb_request_check(conn, xcb_change_window_attributes_checked(conn, root, XCB_CW_EVENT_MASK, &rootMask)));
     selectRaw();
 
     xkbContext = xkb_context_new(XKB_CONTEXT_NO_FLAGS);
@@ -142,7 +141,7 @@ bool X11EventTap::Impl::open() {
 
     postConn = connectTo(options.displayName, &postRoot);
     if (!postConn || !hasXTest(postConn)) {
-        KMLogInDomain(KMLogLevelError, kLog, "the X server lacks XTEST");
+        log::inDomain(log::Error, kLog, "the X server lacks XTEST");
         return false;
     }
     wakeFd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
@@ -171,7 +170,7 @@ void X11EventTap::Impl::rebuildKeymap() {
                              ? xkb_x11_keymap_new_from_device(xkbContext, conn, keyboardId, XKB_KEYMAP_COMPILE_NO_FLAGS)
                              : nullptr;
     if (!keymap) {
-        KMLogInDomain(KMLogLevelError, kLog, "cannot read the keyboard mapping");
+        log::inDomain(log::Error, kLog, "cannot read the keyboard mapping");
         return;
     }
     ModifierMap modifierMap;

@@ -18,9 +18,9 @@ namespace {
 // extra buttons (Quartz numbers them from 3).
 std::int64_t buttonNumberOf(std::uint32_t xButton) {
     switch (xButton) {
-        case 1: return kCGMouseButtonLeft;
-        case 2: return kCGMouseButtonCenter;
-        case 3: return kCGMouseButtonRight;
+        case 1: return kMouseButtonLeft;
+        case 2: return kMouseButtonCenter;
+        case 3: return kMouseButtonRight;
         default: return static_cast<std::int64_t>(xButton) - 5;
     }
 }
@@ -40,8 +40,8 @@ void X11EventTap::Impl::onKeyPress(const xcb_key_press_event_t* e) {
     Decision decision = Decision::Pass;
     bool timedOut = false;
     if (enabled && keys) {
-        if (std::optional<TapEvent> event = keys->keyEvent(e->detail, e->state, true, repeat,
-                                                           {double(e->root_x), double(e->root_y)})) {
+        if (std::optional<TapEvent> event =
+                keys->keyEvent(e->detail, e->state, true, repeat, {double(e->root_x), double(e->root_y)})) {
             decision = deliver(*event, /*watched=*/true, &timedOut);
         }
     }
@@ -53,7 +53,7 @@ void X11EventTap::Impl::onKeyPress(const xcb_key_press_event_t* e) {
     } else {
         xcb_allow_events(conn, XCB_ALLOW_REPLAY_KEYBOARD, e->time);
         if (!frozen) {
-            KMLogInDomain(KMLogLevelDebug, kLog, "key %u came during our grab and cannot be handed on", e->detail);
+            log::inDomain(log::Debug, kLog, "key %u came during our grab and cannot be handed on", e->detail);
         }
     }
     xcb_flush(conn);
@@ -63,7 +63,8 @@ void X11EventTap::Impl::onKeyPress(const xcb_key_press_event_t* e) {
 void X11EventTap::Impl::onKeyRelease(const xcb_key_release_event_t* e) {
     pressedKeys.erase(e->detail);
     if (enabled && keys) {
-        if (std::optional<TapEvent> event = keys->keyEvent(e->detail, e->state, false, false, {double(e->root_x), double(e->root_y)})) {
+        if (std::optional<TapEvent> event =
+                keys->keyEvent(e->detail, e->state, false, false, {double(e->root_x), double(e->root_y)})) {
             deliver(*event, false, nullptr);
         }
     }
@@ -130,10 +131,11 @@ void X11EventTap::Impl::onRawButton(std::uint32_t physical, xcb_timestamp_t time
     }
 }
 
-void X11EventTap::Impl::deliverMouse(std::uint32_t button, bool down, const PointerState& pointer, std::int64_t clicks) {
-    CGEventType type = down ? kCGEventOtherMouseDown : kCGEventOtherMouseUp;
-    if (button == 1) type = down ? kCGEventLeftMouseDown : kCGEventLeftMouseUp;
-    if (button == 3) type = down ? kCGEventRightMouseDown : kCGEventRightMouseUp;
+void X11EventTap::Impl::deliverMouse(std::uint32_t button, bool down, const PointerState& pointer,
+                                     std::int64_t clicks) {
+    EventType type = down ? kEventOtherMouseDown : kEventOtherMouseUp;
+    if (button == 1) type = down ? kEventLeftMouseDown : kEventLeftMouseUp;
+    if (button == 3) type = down ? kEventRightMouseDown : kEventRightMouseUp;
     deliver(TapEvent::mouseEvent(type, {double(pointer.x), double(pointer.y)}, buttonNumberOf(button), clicks,
                                  keys ? keys->flagsForState(modifiers) : 0),
             false, nullptr);
@@ -145,9 +147,8 @@ void X11EventTap::Impl::flushMotion() {
     if (!leftHeld || !enabled || !callback) return;
     const std::optional<PointerState> pointer = queryPointer(conn, root);
     if (!pointer || !(pointer->mask & XCB_BUTTON_MASK_1)) return;
-    deliver(TapEvent::mouseEvent(kCGEventLeftMouseDragged, {double(pointer->x), double(pointer->y)},
-                                 kCGMouseButtonLeft, buttonClickState[1],
-                                 keys ? keys->flagsForState(modifiers) : 0),
+    deliver(TapEvent::mouseEvent(kEventLeftMouseDragged, {double(pointer->x), double(pointer->y)}, kMouseButtonLeft,
+                                 buttonClickState[1], keys ? keys->flagsForState(modifiers) : 0),
             false, nullptr);
 }
 
@@ -181,9 +182,9 @@ EventTap::Decision X11EventTap::Impl::deliver(const TapEvent& event, bool watche
     try {
         decision = callback(event);
     } catch (const std::exception& exception) {
-        KMLogInDomain(KMLogLevelError, kLog, "the tap callback threw: %s", exception.what());
+        log::inDomain(log::Error, kLog, "the tap callback threw: %s", exception.what());
     } catch (...) {
-        KMLogInDomain(KMLogLevelError, kLog, "the tap callback threw");
+        log::inDomain(log::Error, kLog, "the tap callback threw");
     }
     if (watched) {
         std::lock_guard lock(watchMutex);
@@ -196,7 +197,7 @@ EventTap::Decision X11EventTap::Impl::deliver(const TapEvent& event, bool watche
 }
 
 void X11EventTap::Impl::onDecisionTimeout() {
-    KMLogInDomain(KMLogLevelWarn, kLog, "the tap callback took longer than %lld ms: key handed on, tap disabled",
+    log::inDomain(log::Warn, kLog, "the tap callback took longer than %lld ms: key handed on, tap disabled",
                   static_cast<long long>(options.decisionTimeout.count()));
     {
         std::lock_guard lock(stateMutex);
@@ -205,7 +206,7 @@ void X11EventTap::Impl::onDecisionTimeout() {
     }
     applyDesired(/*mayDrain=*/false);
     TapEvent notice;
-    notice.type = kCGEventTapDisabledByTimeout;
+    notice.type = kEventTapDisabledByTimeout;
     deliver(notice, false, nullptr);
 }
 

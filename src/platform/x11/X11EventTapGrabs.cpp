@@ -41,25 +41,24 @@ void X11EventTap::Impl::grabKeys(xcb_window_t window) {
         const std::optional<std::uint16_t> modifiers = keys->stateForFlags(combo.flags);
         const std::vector<xkb_keycode_t>& keycodes = keys->keycodes(combo.keyCode, group);
         if (!modifiers || keycodes.empty()) {
-            KMLogInDomain(KMLogLevelWarn, kLog, "key %u with flags 0x%llx has no key on this keyboard; not tapped",
+            log::inDomain(log::Warn, kLog, "key %u with flags 0x%llx has no key on this keyboard; not tapped",
                           combo.keyCode, static_cast<unsigned long long>(combo.flags));
             continue;
         }
         std::vector<xcb_void_cookie_t> cookies;
         for (xkb_keycode_t keycode : keycodes) {
             for (std::uint16_t variant : variants) {
-                cookies.push_back(xcb_grab_key_checked(conn, 1, window, static_cast<std::uint16_t>(*modifiers | variant),
-                                                       static_cast<xcb_keycode_t>(keycode), XCB_GRAB_MODE_ASYNC,
-                                                       XCB_GRAB_MODE_SYNC));
+                cookies.push_back(
+                    xcb_grab_key_checked(conn, 1, window, static_cast<std::uint16_t>(*modifiers | variant),
+                                         static_cast<xcb_keycode_t>(keycode), XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_SYNC));
             }
         }
         for (xcb_void_cookie_t cookie : cookies) {
             if (xcb_generic_error_t* error = xcb_request_check(conn, cookie)) {
-                KMLogInDomain(error->error_code == kBadWindow ? KMLogLevelDebug : KMLogLevelWarn, kLog,
+                log::inDomain(error->error_code == kBadWindow ? log::Debug : log::Warn, kLog,
                               "grab of key %u with flags 0x%llx on window 0x%x failed: X error %u%s", combo.keyCode,
                               static_cast<unsigned long long>(combo.flags), window, error->error_code,
-                              error->error_code == XCB_ACCESS ? " (another program holds it; tried again later)"
-                                                              : "");
+                              error->error_code == XCB_ACCESS ? " (another program holds it; tried again later)" : "");
                 if (error->error_code == XCB_ACCESS) {
                     refusedGrabs.insert(window);
                     if (!grabRetryAt) grabRetryAt = std::chrono::steady_clock::now() + grabRetryDelay;
@@ -71,8 +70,8 @@ void X11EventTap::Impl::grabKeys(xcb_window_t window) {
 }
 
 void X11EventTap::Impl::ungrabKeys(xcb_window_t window) {
-    logXError("UngrabKey", xcb_request_check(conn, xcb_ungrab_key_checked(conn, XCB_GRAB_ANY, window,
-                                                                          XCB_MOD_MASK_ANY)));
+    logXError("UngrabKey",
+              xcb_request_check(conn, xcb_ungrab_key_checked(conn, XCB_GRAB_ANY, window, XCB_MOD_MASK_ANY)));
 }
 
 }  // namespace jorvane::x11

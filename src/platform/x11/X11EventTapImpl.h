@@ -140,7 +140,7 @@ struct X11EventTap::Impl {
     std::set<xcb_window_t> refusedGrabs;
     std::optional<std::chrono::steady_clock::time_point> grabRetryAt;
     std::chrono::milliseconds grabRetryDelay = event_tap::kGrabRetryFirstDelay;
-    xcb_keycode_t grabKey = 0;           // the key whose swallowed press keeps our grab active
+    xcb_keycode_t grabKey = 0;  // the key whose swallowed press keeps our grab active
     std::vector<std::uint8_t> pointerMap;
     std::array<bool, 256> buttonOwned{};
     std::array<std::int64_t, 256> buttonClickState{};
@@ -186,7 +186,7 @@ struct X11EventTap::Impl {
         std::unique_lock lock(stateMutex);
         if (!appliedChanged.wait_for(lock, std::chrono::seconds(5),
                                      [&] { return applied >= generation || stopping; })) {
-            KMLogInDomain(KMLogLevelWarn, event_tap::kLog, "the tap thread did not apply a change within 5 s");
+            log::inDomain(log::Warn, event_tap::kLog, "the tap thread did not apply a change within 5 s");
         }
     }
 

@@ -25,7 +25,7 @@ using namespace event_tap;
 void X11EventTap::Impl::wake() const {
     const std::uint64_t one = 1;
     if (wakeFd >= 0 && ::write(wakeFd, &one, sizeof one) < 0 && errno != EAGAIN) {
-        KMLogInDomain(KMLogLevelWarn, kLog, "cannot wake the tap thread: %s", std::strerror(errno));
+        log::inDomain(log::Warn, kLog, "cannot wake the tap thread: %s", std::strerror(errno));
     }
 }
 
@@ -42,11 +42,11 @@ void X11EventTap::Impl::run() {
             drainEvents();
         } else if (!connectionErrorLogged) {
             connectionErrorLogged = true;
-            KMLogInDomain(KMLogLevelError, kLog, "the X connection broke; the tap sees nothing from now on");
+            log::inDomain(log::Error, kLog, "the X connection broke; the tap sees nothing from now on");
         }
         pollfd fds[2] = {{wakeFd, POLLIN, 0}, {xcb_get_file_descriptor(conn), POLLIN, 0}};
         if (::poll(fds, healthy ? 2 : 1, pollTimeout()) < 0 && errno != EINTR) {
-            KMLogInDomain(KMLogLevelError, kLog, "poll failed: %s", std::strerror(errno));
+            log::inDomain(log::Error, kLog, "poll failed: %s", std::strerror(errno));
             break;
         }
         if (fds[0].revents & POLLIN) {
@@ -148,7 +148,7 @@ void X11EventTap::Impl::handleEvent(xcb_generic_event_t* event) {
     const std::uint8_t type = event->response_type & 0x7f;
     if (type == 0) {
         auto* error = reinterpret_cast<xcb_generic_error_t*>(event);
-        KMLogInDomain(error->error_code == kBadWindow ? KMLogLevelDebug : KMLogLevelWarn, kLog,
+        log::inDomain(error->error_code == kBadWindow ? log::Debug : log::Warn, kLog,
                       "X error %u (request %u.%u, sequence %u)", error->error_code, error->major_code,
                       error->minor_code, error->sequence);
         return;

@@ -16,9 +16,9 @@ namespace {
 
 std::optional<std::uint8_t> xButtonOf(std::int64_t buttonNumber) {
     switch (buttonNumber) {
-        case kCGMouseButtonLeft: return 1;
-        case kCGMouseButtonRight: return 3;
-        case kCGMouseButtonCenter: return 2;
+        case kMouseButtonLeft: return 1;
+        case kMouseButtonRight: return 3;
+        case kMouseButtonCenter: return 2;
         default:
             if (buttonNumber >= 3 && buttonNumber <= 250) return static_cast<std::uint8_t>(buttonNumber + 5);
             return std::nullopt;
@@ -37,51 +37,48 @@ struct FakeInput {
 std::optional<FakeInput> fakeInputFor(const TapEvent& event, const X11Keys& keys, std::uint32_t group) {
     FakeInput input;
     switch (event.type) {
-        case kCGEventLeftMouseDown:
-        case kCGEventLeftMouseUp:
+        case kEventLeftMouseDown:
+        case kEventLeftMouseUp:
             input.kind = FakeInput::Kind::Button;
-            input.press = event.type == kCGEventLeftMouseDown;
+            input.press = event.type == kEventLeftMouseDown;
             input.detail = 1;
             break;
-        case kCGEventRightMouseDown:
-        case kCGEventRightMouseUp:
+        case kEventRightMouseDown:
+        case kEventRightMouseUp:
             input.kind = FakeInput::Kind::Button;
-            input.press = event.type == kCGEventRightMouseDown;
+            input.press = event.type == kEventRightMouseDown;
             input.detail = 3;
             break;
-        case kCGEventOtherMouseDown:
-        case kCGEventOtherMouseUp: {
+        case kEventOtherMouseDown:
+        case kEventOtherMouseUp: {
             const std::optional<std::uint8_t> button = xButtonOf(event.buttonNumber);
             if (!button) {
-                KMLogInDomain(KMLogLevelWarn, kLog, "cannot post a click of button %lld",
+                log::inDomain(log::Warn, kLog, "cannot post a click of button %lld",
                               static_cast<long long>(event.buttonNumber));
                 return std::nullopt;
             }
             input.kind = FakeInput::Kind::Button;
-            input.press = event.type == kCGEventOtherMouseDown;
+            input.press = event.type == kEventOtherMouseDown;
             input.detail = *button;
             break;
         }
-        case kCGEventMouseMoved:
-        case kCGEventLeftMouseDragged:
-        case kCGEventRightMouseDragged:
-        case kCGEventOtherMouseDragged: break;
-        case kCGEventKeyDown:
-        case kCGEventKeyUp: {
+        case kEventMouseMoved:
+        case kEventLeftMouseDragged:
+        case kEventRightMouseDragged:
+        case kEventOtherMouseDragged: break;
+        case kEventKeyDown:
+        case kEventKeyUp: {
             const std::vector<xkb_keycode_t>& keycodes = keys.keycodes(event.keyCode, group);
             if (keycodes.empty()) {
-                KMLogInDomain(KMLogLevelWarn, kLog, "cannot post key %u: no key on this keyboard types it",
-                              event.keyCode);
+                log::inDomain(log::Warn, kLog, "cannot post key %u: no key on this keyboard types it", event.keyCode);
                 return std::nullopt;
             }
             input.kind = FakeInput::Kind::Key;
-            input.press = event.type == kCGEventKeyDown;
+            input.press = event.type == kEventKeyDown;
             input.detail = static_cast<std::uint8_t>(keycodes.front());
             break;
         }
-        default:
-            KMLogInDomain(KMLogLevelWarn, kLog, "cannot post events of type %u", event.type);
-            return std::nullopt;
+        default: log::inDomain(log::Warn, kLog, "cannot post events of type %u", event.type); return std::nullopt;
     }
     return input;
 }
@@ -94,15 +91,14 @@ std::shared_ptr<const X11Keys> X11EventTap::Impl::currentKeys() const {
 }
 
 void X11EventTap::Impl::fake(std::uint8_t type, std::uint8_t detail, std::int16_t x, std::int16_t y) {
-    xcb_test_fake_input(postConn, type, detail, XCB_CURRENT_TIME, type == XCB_MOTION_NOTIFY ? postRoot : XCB_NONE,
-                        x, y, XCB_NONE);
+    xcb_test_fake_input(postConn, type, detail, XCB_CURRENT_TIME, type == XCB_MOTION_NOTIFY ? postRoot : XCB_NONE, x, y,
+                        XCB_NONE);
 }
 
 // Waits until the user holds none of Shift, Ctrl, Alt and Super (keys we
 // hold ourselves do not count); false when the time-out passes first.
 bool X11EventTap::Impl::waitForModifierRelease(const X11Keys& k) {
-    const std::uint16_t interesting =
-        kXShiftMask | kXControlMask | k.modifierBits().alt | k.modifierBits().super;
+    const std::uint16_t interesting = kXShiftMask | kXControlMask | k.modifierBits().alt | k.modifierBits().super;
     const auto deadline = std::chrono::steady_clock::now() + options.modifierReleaseTimeout;
     for (;;) {
         auto keymap = own(xcb_query_keymap_reply(postConn, xcb_query_keymap(postConn), nullptr));
@@ -165,7 +161,7 @@ void X11EventTap::Impl::waitForButtonState(std::uint8_t button, bool down) {
         const std::optional<PointerState> pointer = queryPointer(postConn, postRoot);
         if (!pointer || bool(pointer->mask & bit) == down) return;
         if (std::chrono::steady_clock::now() >= deadline) {
-            KMLogInDomain(KMLogLevelWarn, kLog, "button %u still %s after 250 ms", button, down ? "up" : "down");
+            log::inDomain(log::Warn, kLog, "button %u still %s after 250 ms", button, down ? "up" : "down");
             return;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -183,12 +179,13 @@ bool X11EventTap::Impl::post(const TapEvent& event) {
     const auto [kind, press, detail] = *input;
     const std::optional<std::uint16_t> state = k->stateForFlags(event.flags);
     if (!state) {
-        KMLogInDomain(KMLogLevelWarn, kLog, "cannot post flags 0x%llx: a modifier has no key on this keyboard",
+        log::inDomain(log::Warn, kLog, "cannot post flags 0x%llx: a modifier has no key on this keyboard",
                       static_cast<unsigned long long>(event.flags));
         return false;
     }
     if (!waitForModifierRelease(*k)) {
-        KMLogInDomain(KMLogLevelWarn, kLog, "the user kept holding modifiers for %lld ms; event of type %u (key %u) not posted",
+        log::inDomain(log::Warn, kLog,
+                      "the user kept holding modifiers for %lld ms; event of type %u (key %u) not posted",
                       static_cast<long long>(options.modifierReleaseTimeout.count()), event.type, event.keyCode);
         return false;
     }

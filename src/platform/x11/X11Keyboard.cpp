@@ -31,14 +31,14 @@ std::unique_ptr<T, FreeDeleter> own(T* p) {
 std::shared_ptr<X11Keyboard> X11Keyboard::open(const std::string& display) {
     xcb_connection_t* connection = xcb_connect(display.empty() ? nullptr : display.c_str(), nullptr);
     if (!connection || xcb_connection_has_error(connection)) {
-        KMLogInDomain(KMLogLevelWarn, kLog, "cannot connect to the X display");
+        log::inDomain(log::Warn, kLog, "cannot connect to the X display");
         if (connection) xcb_disconnect(connection);
         return nullptr;
     }
     std::uint8_t eventBase = 0;
     if (!xkb_x11_setup_xkb_extension(connection, XKB_X11_MIN_MAJOR_XKB_VERSION, XKB_X11_MIN_MINOR_XKB_VERSION,
                                      XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS, nullptr, nullptr, &eventBase, nullptr)) {
-        KMLogInDomain(KMLogLevelWarn, kLog, "the X server lacks XKB");
+        log::inDomain(log::Warn, kLog, "the X server lacks XKB");
         xcb_disconnect(connection);
         return nullptr;
     }
@@ -51,10 +51,10 @@ std::shared_ptr<X11Keyboard> X11Keyboard::open(const std::string& display) {
     details.newKeyboardDetails = XCB_XKB_NKN_DETAIL_KEYCODES;
     details.affectState = XCB_XKB_STATE_PART_GROUP_STATE;
     details.stateDetails = XCB_XKB_STATE_PART_GROUP_STATE;
-    if (auto error = own(xcb_request_check(
-            connection, xcb_xkb_select_events_aux_checked(connection, XCB_XKB_ID_USE_CORE_KBD, events, 0, 0, mapParts,
-                                                          mapParts, &details)))) {
-        KMLogInDomain(KMLogLevelWarn, kLog, "XkbSelectEvents failed: X error %u; layout changes may be missed",
+    if (auto error = own(
+            xcb_request_check(connection, xcb_xkb_select_events_aux_checked(connection, XCB_XKB_ID_USE_CORE_KBD, events,
+                                                                            0, 0, mapParts, mapParts, &details)))) {
+        log::inDomain(log::Warn, kLog, "XkbSelectEvents failed: X error %u; layout changes may be missed",
                       error->error_code);
     }
     const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
@@ -62,7 +62,9 @@ std::shared_ptr<X11Keyboard> X11Keyboard::open(const std::string& display) {
 }
 
 X11Keyboard::X11Keyboard(xcb_connection_t* connection, std::uint32_t root, std::uint8_t xkbEventBase)
-    : connection_(connection), root_(root), xkbEventBase_(xkbEventBase),
+    : connection_(connection),
+      root_(root),
+      xkbEventBase_(xkbEventBase),
       context_(xkb_context_new(XKB_CONTEXT_NO_FLAGS)) {
     current_.connection = connection_;
     current_.root = root_;
@@ -101,11 +103,11 @@ void X11Keyboard::rebuild() {
         return;
     }
     const std::int32_t device = xkb_x11_get_core_keyboard_device_id(connection_);
-    xkb_keymap* keymap = device >= 0 ? xkb_x11_keymap_new_from_device(context_, connection_, device,
-                                                                       XKB_KEYMAP_COMPILE_NO_FLAGS)
-                                     : nullptr;
+    xkb_keymap* keymap =
+        device >= 0 ? xkb_x11_keymap_new_from_device(context_, connection_, device, XKB_KEYMAP_COMPILE_NO_FLAGS)
+                    : nullptr;
     if (!keymap) {
-        KMLogInDomain(KMLogLevelWarn, kLog, "cannot read the keyboard mapping");
+        log::inDomain(log::Warn, kLog, "cannot read the keyboard mapping");
         current_.keys.reset();
         return;
     }
@@ -120,8 +122,8 @@ void X11Keyboard::rebuild() {
             }
         }
     }
-    if (auto state = own(xcb_xkb_get_state_reply(connection_, xcb_xkb_get_state(connection_, XCB_XKB_ID_USE_CORE_KBD),
-                                                 nullptr))) {
+    if (auto state = own(
+            xcb_xkb_get_state_reply(connection_, xcb_xkb_get_state(connection_, XCB_XKB_ID_USE_CORE_KBD), nullptr))) {
         current_.group = state->group;
     }
     current_.keys = std::make_shared<const X11Keys>(keymap, modifierMap);

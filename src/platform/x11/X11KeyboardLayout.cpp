@@ -28,15 +28,15 @@ xkb_mod_mask_t modMask(xkb_keymap* keymap, const char* name) {
 
 }  // namespace
 
-std::optional<std::string> typedText(const X11Keys& keys, CGKeyCode code, CGEventFlags flags, std::uint32_t group) {
+std::optional<std::string> typedText(const X11Keys& keys, KeyCode code, Modifiers flags, std::uint32_t group) {
     const std::vector<xkb_keycode_t>& candidates = keys.keycodes(code, group);
     if (candidates.empty()) return std::nullopt;
     xkb_keymap* keymap = keys.keymap();
     xkb_state* state = xkb_state_new(keymap);
     if (!state) return std::nullopt;
     xkb_mod_mask_t depressed = 0;
-    if (flags & kCGEventFlagMaskShift) depressed |= modMask(keymap, XKB_MOD_NAME_SHIFT);
-    if (flags & kCGEventFlagMaskAlternate) depressed |= modMask(keymap, XKB_MOD_NAME_ALT);
+    if (flags & kModifierShift) depressed |= modMask(keymap, XKB_MOD_NAME_SHIFT);
+    if (flags & kModifierOption) depressed |= modMask(keymap, XKB_MOD_NAME_ALT);
     const xkb_mod_mask_t locked = modMask(keymap, XKB_MOD_NAME_NUM);
     const xkb_layout_index_t layouts = xkb_keymap_num_layouts(keymap);
     xkb_state_update_mask(state, depressed, 0, locked, 0, 0, layouts ? group % layouts : 0);
@@ -62,7 +62,7 @@ XkbKeyboardLayout::XkbKeyboardLayout(xkb_keymap* keymap, std::uint32_t group) : 
     if (keymap) keys_ = std::make_unique<X11Keys>(keymap, ModifierMap{});
 }
 
-std::optional<std::string> XkbKeyboardLayout::characterForKeyCode(CGKeyCode code, CGEventFlags flags) const {
+std::optional<std::string> XkbKeyboardLayout::characterForKeyCode(KeyCode code, Modifiers flags) const {
     if (!keys_) return std::nullopt;
     return typedText(*keys_, code, flags, group_);
 }
@@ -74,7 +74,7 @@ bool X11KeyboardLayout::hasLayout() const {
     return has;
 }
 
-std::optional<std::string> X11KeyboardLayout::characterForKeyCode(CGKeyCode code, CGEventFlags flags) const {
+std::optional<std::string> X11KeyboardLayout::characterForKeyCode(KeyCode code, Modifiers flags) const {
     if (!keyboard_) return std::nullopt;
     std::optional<std::string> text;
     keyboard_->withCurrent([&](const X11Keyboard::Current& current) {

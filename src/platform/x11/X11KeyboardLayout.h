@@ -15,13 +15,13 @@
 
 #include "platform/x11/X11Keyboard.h"
 #include "platform/x11/X11Keys.h"
-#include "shortcutrecorder/KeyboardLayout.h"
+#include "shortcut/KeyboardLayout.h"
 
 namespace jorvane::x11 {
 
 // The text the key with this code types in `group` of the keys' keymap;
 // nothing when no key gives the code.
-std::optional<std::string> typedText(const X11Keys& keys, CGKeyCode code, CGEventFlags flags, std::uint32_t group);
+std::optional<std::string> typedText(const X11Keys& keys, KeyCode code, Modifiers flags, std::uint32_t group);
 
 // A fixed keymap and group (a keymap compiled from names, for tests and tools).
 class XkbKeyboardLayout final : public KeyboardLayout {
@@ -29,7 +29,7 @@ public:
     // Takes a reference on the keymap; a null keymap is "no layout".
     XkbKeyboardLayout(xkb_keymap* keymap, std::uint32_t group);
     bool hasLayout() const override { return keys_ != nullptr; }
-    std::optional<std::string> characterForKeyCode(CGKeyCode code, CGEventFlags flags) const override;
+    std::optional<std::string> characterForKeyCode(KeyCode code, Modifiers flags) const override;
 
 private:
     std::unique_ptr<X11Keys> keys_;
@@ -42,7 +42,7 @@ public:
     // A null keyboard (no display) is "no layout".
     explicit X11KeyboardLayout(std::shared_ptr<X11Keyboard> keyboard) : keyboard_(std::move(keyboard)) {}
     bool hasLayout() const override;
-    std::optional<std::string> characterForKeyCode(CGKeyCode code, CGEventFlags flags) const override;
+    std::optional<std::string> characterForKeyCode(KeyCode code, Modifiers flags) const override;
 
 private:
     std::shared_ptr<X11Keyboard> keyboard_;

@@ -10,73 +10,73 @@ namespace {
 
 struct KeysymCode {
     xkb_keysym_t keysym;
-    CGKeyCode code;
+    KeyCode code;
 };
 
 // Keys that type no character, by keysym. PC keys take the place of the Mac
 // key in the same spot: Insert is Help, Num Lock is the keypad's Clear.
 // clang-format off
 constexpr KeysymCode kSpecialKeys[] = {
-    {XKB_KEY_Return, kVK_Return}, {XKB_KEY_Tab, kVK_Tab}, {XKB_KEY_ISO_Left_Tab, kVK_Tab},
-    {XKB_KEY_space, kVK_Space}, {XKB_KEY_BackSpace, kVK_Delete}, {XKB_KEY_Escape, kVK_Escape},
-    {XKB_KEY_Control_L, kVK_Command}, {XKB_KEY_Control_R, kVK_RightCommand},
-    {XKB_KEY_Shift_L, kVK_Shift}, {XKB_KEY_Shift_R, kVK_RightShift}, {XKB_KEY_Caps_Lock, kVK_CapsLock},
-    {XKB_KEY_Alt_L, kVK_Option}, {XKB_KEY_Meta_L, kVK_Option},
-    {XKB_KEY_Alt_R, kVK_RightOption}, {XKB_KEY_Meta_R, kVK_RightOption},
-    {XKB_KEY_Super_L, kVK_Control}, {XKB_KEY_Super_R, kVK_RightControl},
-    {XKB_KEY_F1, kVK_F1}, {XKB_KEY_F2, kVK_F2}, {XKB_KEY_F3, kVK_F3}, {XKB_KEY_F4, kVK_F4},
-    {XKB_KEY_F5, kVK_F5}, {XKB_KEY_F6, kVK_F6}, {XKB_KEY_F7, kVK_F7}, {XKB_KEY_F8, kVK_F8},
-    {XKB_KEY_F9, kVK_F9}, {XKB_KEY_F10, kVK_F10}, {XKB_KEY_F11, kVK_F11}, {XKB_KEY_F12, kVK_F12},
-    {XKB_KEY_F13, kVK_F13}, {XKB_KEY_F14, kVK_F14}, {XKB_KEY_F15, kVK_F15}, {XKB_KEY_F16, kVK_F16},
-    {XKB_KEY_F17, kVK_F17}, {XKB_KEY_F18, kVK_F18}, {XKB_KEY_F19, kVK_F19}, {XKB_KEY_F20, kVK_F20},
-    {XKB_KEY_Insert, kVK_Help}, {XKB_KEY_Help, kVK_Help}, {XKB_KEY_Delete, kVK_ForwardDelete},
-    {XKB_KEY_Home, kVK_Home}, {XKB_KEY_End, kVK_End}, {XKB_KEY_Prior, kVK_PageUp}, {XKB_KEY_Next, kVK_PageDown},
-    {XKB_KEY_Left, kVK_LeftArrow}, {XKB_KEY_Right, kVK_RightArrow},
-    {XKB_KEY_Down, kVK_DownArrow}, {XKB_KEY_Up, kVK_UpArrow},
-    {XKB_KEY_Menu, kVK_ContextualMenu},
-    {XKB_KEY_XF86AudioRaiseVolume, kVK_VolumeUp}, {XKB_KEY_XF86AudioLowerVolume, kVK_VolumeDown},
-    {XKB_KEY_XF86AudioMute, kVK_Mute},
+    {XKB_KEY_Return, kKeyReturn}, {XKB_KEY_Tab, kKeyTab}, {XKB_KEY_ISO_Left_Tab, kKeyTab},
+    {XKB_KEY_space, kKeySpace}, {XKB_KEY_BackSpace, kKeyDelete}, {XKB_KEY_Escape, kKeyEscape},
+    {XKB_KEY_Control_L, kKeyCommand}, {XKB_KEY_Control_R, kKeyRightCommand},
+    {XKB_KEY_Shift_L, kKeyShift}, {XKB_KEY_Shift_R, kKeyRightShift}, {XKB_KEY_Caps_Lock, kKeyCapsLock},
+    {XKB_KEY_Alt_L, kKeyOption}, {XKB_KEY_Meta_L, kKeyOption},
+    {XKB_KEY_Alt_R, kKeyRightOption}, {XKB_KEY_Meta_R, kKeyRightOption},
+    {XKB_KEY_Super_L, kKeyControl}, {XKB_KEY_Super_R, kKeyRightControl},
+    {XKB_KEY_F1, kKeyF1}, {XKB_KEY_F2, kKeyF2}, {XKB_KEY_F3, kKeyF3}, {XKB_KEY_F4, kKeyF4},
+    {XKB_KEY_F5, kKeyF5}, {XKB_KEY_F6, kKeyF6}, {XKB_KEY_F7, kKeyF7}, {XKB_KEY_F8, kKeyF8},
+    {XKB_KEY_F9, kKeyF9}, {XKB_KEY_F10, kKeyF10}, {XKB_KEY_F11, kKeyF11}, {XKB_KEY_F12, kKeyF12},
+    {XKB_KEY_F13, kKeyF13}, {XKB_KEY_F14, kKeyF14}, {XKB_KEY_F15, kKeyF15}, {XKB_KEY_F16, kKeyF16},
+    {XKB_KEY_F17, kKeyF17}, {XKB_KEY_F18, kKeyF18}, {XKB_KEY_F19, kKeyF19}, {XKB_KEY_F20, kKeyF20},
+    {XKB_KEY_Insert, kKeyHelp}, {XKB_KEY_Help, kKeyHelp}, {XKB_KEY_Delete, kKeyForwardDelete},
+    {XKB_KEY_Home, kKeyHome}, {XKB_KEY_End, kKeyEnd}, {XKB_KEY_Prior, kKeyPageUp}, {XKB_KEY_Next, kKeyPageDown},
+    {XKB_KEY_Left, kKeyLeftArrow}, {XKB_KEY_Right, kKeyRightArrow},
+    {XKB_KEY_Down, kKeyDownArrow}, {XKB_KEY_Up, kKeyUpArrow},
+    {XKB_KEY_Menu, kKeyContextualMenu},
+    {XKB_KEY_XF86AudioRaiseVolume, kKeyVolumeUp}, {XKB_KEY_XF86AudioLowerVolume, kKeyVolumeDown},
+    {XKB_KEY_XF86AudioMute, kKeyMute},
     // The keypad: its first level is the navigation keysym (Num Lock off).
-    {XKB_KEY_Num_Lock, kVK_ANSI_KeypadClear}, {XKB_KEY_KP_Enter, kVK_ANSI_KeypadEnter},
-    {XKB_KEY_KP_Equal, kVK_ANSI_KeypadEquals}, {XKB_KEY_KP_Divide, kVK_ANSI_KeypadDivide},
-    {XKB_KEY_KP_Multiply, kVK_ANSI_KeypadMultiply}, {XKB_KEY_KP_Subtract, kVK_ANSI_KeypadMinus},
-    {XKB_KEY_KP_Add, kVK_ANSI_KeypadPlus},
-    {XKB_KEY_KP_Decimal, kVK_ANSI_KeypadDecimal}, {XKB_KEY_KP_Delete, kVK_ANSI_KeypadDecimal},
-    {XKB_KEY_KP_Separator, kVK_ANSI_KeypadDecimal},
-    {XKB_KEY_KP_0, kVK_ANSI_Keypad0}, {XKB_KEY_KP_Insert, kVK_ANSI_Keypad0},
-    {XKB_KEY_KP_1, kVK_ANSI_Keypad1}, {XKB_KEY_KP_End, kVK_ANSI_Keypad1},
-    {XKB_KEY_KP_2, kVK_ANSI_Keypad2}, {XKB_KEY_KP_Down, kVK_ANSI_Keypad2},
-    {XKB_KEY_KP_3, kVK_ANSI_Keypad3}, {XKB_KEY_KP_Next, kVK_ANSI_Keypad3},
-    {XKB_KEY_KP_4, kVK_ANSI_Keypad4}, {XKB_KEY_KP_Left, kVK_ANSI_Keypad4},
-    {XKB_KEY_KP_5, kVK_ANSI_Keypad5}, {XKB_KEY_KP_Begin, kVK_ANSI_Keypad5},
-    {XKB_KEY_KP_6, kVK_ANSI_Keypad6}, {XKB_KEY_KP_Right, kVK_ANSI_Keypad6},
-    {XKB_KEY_KP_7, kVK_ANSI_Keypad7}, {XKB_KEY_KP_Home, kVK_ANSI_Keypad7},
-    {XKB_KEY_KP_8, kVK_ANSI_Keypad8}, {XKB_KEY_KP_Up, kVK_ANSI_Keypad8},
-    {XKB_KEY_KP_9, kVK_ANSI_Keypad9}, {XKB_KEY_KP_Prior, kVK_ANSI_Keypad9},
+    {XKB_KEY_Num_Lock, kKeypadClear}, {XKB_KEY_KP_Enter, kKeypadEnter},
+    {XKB_KEY_KP_Equal, kKeypadEquals}, {XKB_KEY_KP_Divide, kKeypadDivide},
+    {XKB_KEY_KP_Multiply, kKeypadMultiply}, {XKB_KEY_KP_Subtract, kKeypadMinus},
+    {XKB_KEY_KP_Add, kKeypadPlus},
+    {XKB_KEY_KP_Decimal, kKeypadDecimal}, {XKB_KEY_KP_Delete, kKeypadDecimal},
+    {XKB_KEY_KP_Separator, kKeypadDecimal},
+    {XKB_KEY_KP_0, kKeypad0}, {XKB_KEY_KP_Insert, kKeypad0},
+    {XKB_KEY_KP_1, kKeypad1}, {XKB_KEY_KP_End, kKeypad1},
+    {XKB_KEY_KP_2, kKeypad2}, {XKB_KEY_KP_Down, kKeypad2},
+    {XKB_KEY_KP_3, kKeypad3}, {XKB_KEY_KP_Next, kKeypad3},
+    {XKB_KEY_KP_4, kKeypad4}, {XKB_KEY_KP_Left, kKeypad4},
+    {XKB_KEY_KP_5, kKeypad5}, {XKB_KEY_KP_Begin, kKeypad5},
+    {XKB_KEY_KP_6, kKeypad6}, {XKB_KEY_KP_Right, kKeypad6},
+    {XKB_KEY_KP_7, kKeypad7}, {XKB_KEY_KP_Home, kKeypad7},
+    {XKB_KEY_KP_8, kKeypad8}, {XKB_KEY_KP_Up, kKeypad8},
+    {XKB_KEY_KP_9, kKeypad9}, {XKB_KEY_KP_Prior, kKeypad9},
 };
 
 struct NameCode {
     std::string_view name;
-    CGKeyCode code;
+    KeyCode code;
 };
 
 // Positions of the character keys by their XKB names (the evdev and base
 // keycode sets agree on these).
 constexpr NameCode kKeyPositions[] = {
-    {"TLDE", kVK_ANSI_Grave}, {"AE01", kVK_ANSI_1}, {"AE02", kVK_ANSI_2}, {"AE03", kVK_ANSI_3},
-    {"AE04", kVK_ANSI_4}, {"AE05", kVK_ANSI_5}, {"AE06", kVK_ANSI_6}, {"AE07", kVK_ANSI_7},
-    {"AE08", kVK_ANSI_8}, {"AE09", kVK_ANSI_9}, {"AE10", kVK_ANSI_0}, {"AE11", kVK_ANSI_Minus},
-    {"AE12", kVK_ANSI_Equal}, {"AE13", kVK_JIS_Yen},
-    {"AD01", kVK_ANSI_Q}, {"AD02", kVK_ANSI_W}, {"AD03", kVK_ANSI_E}, {"AD04", kVK_ANSI_R},
-    {"AD05", kVK_ANSI_T}, {"AD06", kVK_ANSI_Y}, {"AD07", kVK_ANSI_U}, {"AD08", kVK_ANSI_I},
-    {"AD09", kVK_ANSI_O}, {"AD10", kVK_ANSI_P}, {"AD11", kVK_ANSI_LeftBracket}, {"AD12", kVK_ANSI_RightBracket},
-    {"AC01", kVK_ANSI_A}, {"AC02", kVK_ANSI_S}, {"AC03", kVK_ANSI_D}, {"AC04", kVK_ANSI_F},
-    {"AC05", kVK_ANSI_G}, {"AC06", kVK_ANSI_H}, {"AC07", kVK_ANSI_J}, {"AC08", kVK_ANSI_K},
-    {"AC09", kVK_ANSI_L}, {"AC10", kVK_ANSI_Semicolon}, {"AC11", kVK_ANSI_Quote}, {"BKSL", kVK_ANSI_Backslash},
-    {"LSGT", kVK_ISO_Section},
-    {"AB01", kVK_ANSI_Z}, {"AB02", kVK_ANSI_X}, {"AB03", kVK_ANSI_C}, {"AB04", kVK_ANSI_V},
-    {"AB05", kVK_ANSI_B}, {"AB06", kVK_ANSI_N}, {"AB07", kVK_ANSI_M}, {"AB08", kVK_ANSI_Comma},
-    {"AB09", kVK_ANSI_Period}, {"AB10", kVK_ANSI_Slash}, {"AB11", kVK_JIS_Underscore},
+    {"TLDE", kKeyGrave}, {"AE01", kKey1}, {"AE02", kKey2}, {"AE03", kKey3},
+    {"AE04", kKey4}, {"AE05", kKey5}, {"AE06", kKey6}, {"AE07", kKey7},
+    {"AE08", kKey8}, {"AE09", kKey9}, {"AE10", kKey0}, {"AE11", kKeyMinus},
+    {"AE12", kKeyEqual}, {"AE13", kKeyJisYen},
+    {"AD01", kKeyQ}, {"AD02", kKeyW}, {"AD03", kKeyE}, {"AD04", kKeyR},
+    {"AD05", kKeyT}, {"AD06", kKeyY}, {"AD07", kKeyU}, {"AD08", kKeyI},
+    {"AD09", kKeyO}, {"AD10", kKeyP}, {"AD11", kKeyLeftBracket}, {"AD12", kKeyRightBracket},
+    {"AC01", kKeyA}, {"AC02", kKeyS}, {"AC03", kKeyD}, {"AC04", kKeyF},
+    {"AC05", kKeyG}, {"AC06", kKeyH}, {"AC07", kKeyJ}, {"AC08", kKeyK},
+    {"AC09", kKeyL}, {"AC10", kKeySemicolon}, {"AC11", kKeyQuote}, {"BKSL", kKeyBackslash},
+    {"LSGT", kKeyIsoSection},
+    {"AB01", kKeyZ}, {"AB02", kKeyX}, {"AB03", kKeyC}, {"AB04", kKeyV},
+    {"AB05", kKeyB}, {"AB06", kKeyN}, {"AB07", kKeyM}, {"AB08", kKeyComma},
+    {"AB09", kKeyPeriod}, {"AB10", kKeySlash}, {"AB11", kKeyJisUnderscore},
 };
 // clang-format on
 
@@ -100,7 +100,7 @@ std::vector<xkb_keysym_t> keysymsOfKey(xkb_keymap* keymap, xkb_keycode_t key) {
 
 }  // namespace
 
-std::optional<CGKeyCode> virtualKeyCodeForKeysym(xkb_keysym_t keysym) {
+std::optional<KeyCode> virtualKeyCodeForKeysym(xkb_keysym_t keysym) {
     for (const KeysymCode& entry : kSpecialKeys) {
         if (entry.keysym == keysym) return entry.code;
     }
@@ -111,7 +111,7 @@ std::optional<CGKeyCode> virtualKeyCodeForKeysym(xkb_keysym_t keysym) {
     return std::nullopt;
 }
 
-std::optional<CGKeyCode> virtualKeyCodeForKeyName(const char* name) {
+std::optional<KeyCode> virtualKeyCodeForKeyName(const char* name) {
     if (!name) return std::nullopt;
     const std::string_view wanted(name);
     for (const NameCode& entry : kKeyPositions) {
@@ -142,17 +142,18 @@ X11Keys::X11Keys(xkb_keymap* keymap, const ModifierMap& modifierMap)
     const xkb_keycode_t minKey = std::max<xkb_keycode_t>(xkb_keymap_min_keycode(keymap_), 8);
     const xkb_keycode_t maxKey = std::min<xkb_keycode_t>(xkb_keymap_max_keycode(keymap_), kKeyCount - 1);
     for (std::uint32_t group = 0; group < groups_; ++group) {
-        std::vector<std::pair<xkb_keycode_t, CGKeyCode>> byPosition;
+        std::vector<std::pair<xkb_keycode_t, KeyCode>> byPosition;
         for (xkb_keycode_t key = minKey; key <= maxKey; ++key) {
             if (xkb_keymap_num_layouts_for_key(keymap_, key) == 0) continue;
             const xkb_keysym_t* syms = nullptr;
             const int count = xkb_keymap_key_get_syms_by_level(keymap_, key, group, 0, &syms);
-            std::optional<CGKeyCode> code;
+            std::optional<KeyCode> code;
             if (count == 1) code = virtualKeyCodeForKeysym(syms[0]);
             if (code) {
                 codes_[group][key] = *code;
                 keycodes_[group][*code].push_back(key);
-            } else if (std::optional<CGKeyCode> position = virtualKeyCodeForKeyName(xkb_keymap_key_get_name(keymap_, key))) {
+            } else if (std::optional<KeyCode> position =
+                           virtualKeyCodeForKeyName(xkb_keymap_key_get_name(keymap_, key))) {
                 codes_[group][key] = *position;
                 byPosition.emplace_back(key, *position);
             }
@@ -161,7 +162,7 @@ X11Keys::X11Keys(xkb_keymap* keymap, const ModifierMap& modifierMap)
         // the code's character in this group: on a German layout <AE11> (ß)
         // is Minus for events, but a grab of Minus takes the key that types "-".
         std::array<bool, kCodeCount> typed{};
-        for (CGKeyCode code = 0; code < kCodeCount; ++code) typed[code] = !keycodes_[group][code].empty();
+        for (KeyCode code = 0; code < kCodeCount; ++code) typed[code] = !keycodes_[group][code].empty();
         for (const auto& [key, code] : byPosition) {
             if (!typed[code]) keycodes_[group][code].push_back(key);
         }
@@ -170,40 +171,40 @@ X11Keys::X11Keys(xkb_keymap* keymap, const ModifierMap& modifierMap)
 
 X11Keys::~X11Keys() { xkb_keymap_unref(keymap_); }
 
-std::optional<CGKeyCode> X11Keys::virtualKeyCode(xkb_keycode_t key, std::uint32_t group) const {
+std::optional<KeyCode> X11Keys::virtualKeyCode(xkb_keycode_t key, std::uint32_t group) const {
     if (key >= kKeyCount) return std::nullopt;
-    const CGKeyCode code = codes_[group % groups_][key];
+    const KeyCode code = codes_[group % groups_][key];
     if (code == kNoCode) return std::nullopt;
     return code;
 }
 
-const std::vector<xkb_keycode_t>& X11Keys::keycodes(CGKeyCode code, std::uint32_t group) const {
+const std::vector<xkb_keycode_t>& X11Keys::keycodes(KeyCode code, std::uint32_t group) const {
     static const std::vector<xkb_keycode_t> none;
     if (code >= kCodeCount) return none;
     return keycodes_[group % groups_][code];
 }
 
-CGEventFlags X11Keys::flagsForState(std::uint16_t state) const {
-    CGEventFlags flags = 0;
-    if (state & kXShiftMask) flags |= kCGEventFlagMaskShift;
-    if (state & kXLockMask) flags |= kCGEventFlagMaskAlphaShift;
-    if (state & kXControlMask) flags |= kCGEventFlagMaskCommand;
-    if (state & bits_.alt) flags |= kCGEventFlagMaskAlternate;
-    if (state & bits_.super) flags |= kCGEventFlagMaskControl;
+Modifiers X11Keys::flagsForState(std::uint16_t state) const {
+    Modifiers flags = 0;
+    if (state & kXShiftMask) flags |= kModifierShift;
+    if (state & kXLockMask) flags |= kModifierCapsLock;
+    if (state & kXControlMask) flags |= kModifierCommand;
+    if (state & bits_.alt) flags |= kModifierOption;
+    if (state & bits_.super) flags |= kModifierControl;
     return flags;
 }
 
-std::optional<std::uint16_t> X11Keys::stateForFlags(CGEventFlags flags) const {
+std::optional<std::uint16_t> X11Keys::stateForFlags(Modifiers flags) const {
     // The lowest bit stands for a modifier that several bits carry.
     auto lowest = [](std::uint16_t bits) { return static_cast<std::uint16_t>(bits & (~bits + 1)); };
     std::uint16_t state = 0;
-    if (flags & kCGEventFlagMaskShift) state |= kXShiftMask;
-    if (flags & kCGEventFlagMaskCommand) state |= kXControlMask;
-    if (flags & kCGEventFlagMaskAlternate) {
+    if (flags & kModifierShift) state |= kXShiftMask;
+    if (flags & kModifierCommand) state |= kXControlMask;
+    if (flags & kModifierOption) {
         if (!bits_.alt) return std::nullopt;
         state |= lowest(bits_.alt);
     }
-    if (flags & kCGEventFlagMaskControl) {
+    if (flags & kModifierControl) {
         if (!bits_.super) return std::nullopt;
         state |= lowest(bits_.super);
     }
@@ -232,7 +233,7 @@ std::optional<xkb_keycode_t> X11Keys::keyForModifier(std::uint16_t bit) const {
 
 std::optional<TapEvent> X11Keys::keyEvent(xkb_keycode_t key, std::uint16_t state, bool press, bool autorepeat,
                                           Point location) const {
-    const std::optional<CGKeyCode> code = virtualKeyCode(key, groupOfState(state));
+    const std::optional<KeyCode> code = virtualKeyCode(key, groupOfState(state));
     if (!code) return std::nullopt;
     TapEvent event;
     event.keyCode = *code;
@@ -249,11 +250,11 @@ std::optional<TapEvent> X11Keys::keyEvent(xkb_keycode_t key, std::uint16_t state
         } else {
             after = static_cast<std::uint16_t>(after & ~(own & ~kXLockMask));
         }
-        event.type = kCGEventFlagsChanged;
+        event.type = kEventFlagsChanged;
         event.flags = flagsForState(after);
         return event;
     }
-    event.type = press ? kCGEventKeyDown : kCGEventKeyUp;
+    event.type = press ? kEventKeyDown : kEventKeyUp;
     event.autorepeat = press && autorepeat;
     event.flags = flagsForState(state) | (info ? info->impliedFlags : 0);
     return event;

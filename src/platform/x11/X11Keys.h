@@ -59,17 +59,17 @@ public:
 
     // The virtual key code of an X key in a group, or nothing for keys with
     // no counterpart (multimedia keys, AltGr).
-    std::optional<CGKeyCode> virtualKeyCode(xkb_keycode_t key, std::uint32_t group) const;
+    std::optional<KeyCode> virtualKeyCode(xkb_keycode_t key, std::uint32_t group) const;
     // Every X key that gives this virtual key code in the group (keys found
     // by their keysym first; only when there is none, keys found by position).
-    const std::vector<xkb_keycode_t>& keycodes(CGKeyCode code, std::uint32_t group) const;
+    const std::vector<xkb_keycode_t>& keycodes(KeyCode code, std::uint32_t group) const;
 
     // The shortcut modifiers and Caps Lock of an X state.
-    CGEventFlags flagsForState(std::uint16_t state) const;
+    Modifiers flagsForState(std::uint16_t state) const;
     // The X modifiers for the shortcut bits of `flags` (Caps Lock and the
     // other bits are ignored), or nothing when this keyboard has no key for
     // one of them.
-    std::optional<std::uint16_t> stateForFlags(CGEventFlags flags) const;
+    std::optional<std::uint16_t> stateForFlags(Modifiers flags) const;
     // The lock states a grab must also cover to fire whatever Caps Lock and
     // Num Lock are: 0, Lock, NumLock, Lock|NumLock (without NumLock when the
     // keyboard has none).
@@ -81,8 +81,8 @@ public:
     std::optional<xkb_keycode_t> keyForModifier(std::uint16_t bit) const;
     const ModifierMap& modifierMap() const { return modifierMap_; }
 
-    // A whole key event: the key's code, kCGEventKeyDown/Up (or
-    // kCGEventFlagsChanged for modifier keys, with the state after the
+    // A whole key event: the key's code, kEventKeyDown/Up (or
+    // kEventFlagsChanged for modifier keys, with the state after the
     // change), the flags of `state` (the modifiers before the event, as X
     // reports them) plus the key's implied keypad and function bits. Nothing
     // for keys without a code.
@@ -90,7 +90,7 @@ public:
                                      Point location) const;
 
 private:
-    static constexpr CGKeyCode kNoCode = 0xFFFF;
+    static constexpr KeyCode kNoCode = 0xFFFF;
     static constexpr std::uint32_t kMaxGroups = 4;
     static constexpr std::size_t kCodeCount = 128;
     static constexpr std::size_t kKeyCount = 256;
@@ -100,15 +100,15 @@ private:
     ModifierBits bits_;
     std::uint32_t groups_ = 1;
     // codes_[group][keycode]
-    std::array<std::array<CGKeyCode, kKeyCount>, kMaxGroups> codes_{};
+    std::array<std::array<KeyCode, kKeyCount>, kMaxGroups> codes_{};
     // keycodes_[group][virtual key code]
     std::array<std::array<std::vector<xkb_keycode_t>, kCodeCount>, kMaxGroups> keycodes_;
     std::array<std::uint16_t, kKeyCount> modifierBitsOfKey_{};
 };
 
 // The virtual key code for a keysym, or nothing (exposed for tests).
-std::optional<CGKeyCode> virtualKeyCodeForKeysym(xkb_keysym_t keysym);
+std::optional<KeyCode> virtualKeyCodeForKeysym(xkb_keysym_t keysym);
 // The virtual key code of a key position by its XKB name ("AC05"), or nothing.
-std::optional<CGKeyCode> virtualKeyCodeForKeyName(const char* name);
+std::optional<KeyCode> virtualKeyCodeForKeyName(const char* name);
 
 }  // namespace jorvane::x11

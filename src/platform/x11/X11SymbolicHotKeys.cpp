@@ -18,7 +18,8 @@ constexpr const char* kLog = "desktop-shortcuts";
 
 std::string lower(std::string_view text) {
     std::string out(text);
-    std::transform(out.begin(), out.end(), out.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::transform(out.begin(), out.end(), out.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     return out;
 }
 
@@ -60,9 +61,9 @@ std::optional<SymbolicHotKey> symbolicHotKeyForAccelerator(std::string_view acce
     xkb_keysym_t keysym = xkb_keysym_from_name(keyName.c_str(), XKB_KEYSYM_NO_FLAGS);
     if (keysym == XKB_KEY_NoSymbol) keysym = xkb_keysym_from_name(keyName.c_str(), XKB_KEYSYM_CASE_INSENSITIVE);
     if (keysym == XKB_KEY_NoSymbol) return std::nullopt;
-    const std::optional<CGKeyCode> code = virtualKeyCodeForKeysym(keysym);
+    const std::optional<KeyCode> code = virtualKeyCodeForKeysym(keysym);
     if (!code) return std::nullopt;
-    return SymbolicHotKey{true, static_cast<HKKeyCode>(*code), modifiers};
+    return SymbolicHotKey{true, static_cast<ShortcutKeyCode>(*code), modifiers};
 }
 
 std::vector<SymbolicHotKey> parseXfceShortcuts(std::string_view listing) {
@@ -107,32 +108,34 @@ X11SymbolicHotKeys::X11SymbolicHotKeys(std::shared_ptr<X11Keyboard> keyboard, Op
 
 std::optional<std::vector<SymbolicHotKey>> X11SymbolicHotKeys::copySymbolicHotKeys() {
     if (!options_.readXfceList) return std::vector<SymbolicHotKey>{};
-    const thunar::ProcessResult result = thunar::runProcess(
-        {options_.xfconfQuery, "-c", "xfce4-keyboard-shortcuts", "-l", "-v"}, options_.timeout);
+    const thunar::ProcessResult result =
+        thunar::runProcess({options_.xfconfQuery, "-c", "xfce4-keyboard-shortcuts", "-l", "-v"}, options_.timeout);
     if (!result.started) return std::vector<SymbolicHotKey>{};  // no xfconf: no list to read
     if (result.timedOut || result.exitCode != 0) {
-        KMLogInDomain(KMLogLevelWarn, kLog, "cannot read Xfce's keyboard shortcuts (%s): every combination counts "
-                      "as taken", result.timedOut ? "no answer" : result.output.c_str());
+        log::inDomain(log::Warn, kLog,
+                      "cannot read Xfce's keyboard shortcuts (%s): every combination counts "
+                      "as taken",
+                      result.timedOut ? "no answer" : result.output.c_str());
         return std::nullopt;
     }
     return parseXfceShortcuts(result.output);
 }
 
-bool X11SymbolicHotKeys::isHeldByAnotherProgram(HKKeyCode keyCode, std::uint32_t carbonModifiers) {
+bool X11SymbolicHotKeys::isHeldByAnotherProgram(ShortcutKeyCode keyCode, std::uint32_t carbonModifiers) {
     if (!keyboard_ || keyCode < 0) return false;
     bool held = false;
     keyboard_->withCurrent([&](const X11Keyboard::Current& current) {
         if (!current.keys || xcb_connection_has_error(current.connection)) return;
         const std::optional<std::uint16_t> state =
-            current.keys->stateForFlags(HKCarbonToCocoaModifiers(carbonModifiers));
+            current.keys->stateForFlags(modifiersFromRecorderFlags(carbonModifiers));
         if (!state) return;
-        for (xkb_keycode_t key : current.keys->keycodes(static_cast<CGKeyCode>(keyCode), current.group)) {
+        for (xkb_keycode_t key : current.keys->keycodes(static_cast<KeyCode>(keyCode), current.group)) {
             for (std::uint16_t lock : current.keys->lockVariants()) {
                 const auto modifiers = static_cast<std::uint16_t>(*state | lock);
                 xcb_generic_error_t* error = xcb_request_check(
                     current.connection,
-                    xcb_grab_key_checked(current.connection, 1, current.root, modifiers, static_cast<xcb_keycode_t>(key),
-                                         XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+                    xcb_grab_key_checked(current.connection, 1, current.root, modifiers,
+                                         static_cast<xcb_keycode_t>(key), XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
                 if (error) {
                     held = held || error->error_code == XCB_ACCESS;
                     std::free(error);

@@ -25,7 +25,7 @@
 #include <vector>
 
 #include "platform/x11/X11Keyboard.h"
-#include "shortcutrecorder/SymbolicHotKeys.h"
+#include "shortcut/SymbolicHotKeys.h"
 
 namespace jorvane::x11 {
 
@@ -50,7 +50,7 @@ public:
     X11SymbolicHotKeys(std::shared_ptr<X11Keyboard> keyboard, Options options);
 
     std::optional<std::vector<SymbolicHotKey>> copySymbolicHotKeys() override;
-    bool isHeldByAnotherProgram(HKKeyCode keyCode, std::uint32_t carbonModifiers) override;
+    bool isHeldByAnotherProgram(ShortcutKeyCode keyCode, std::uint32_t carbonModifiers) override;
     std::string settingsName() const override;
 
 private:

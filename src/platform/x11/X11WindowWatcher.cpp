@@ -89,7 +89,7 @@ struct X11WindowWatcher::State {
             readClientProperties(*display, {client}, kClientPid | kClientClass | kClientState).front();
         const xcb_window_t topLevel = topLevelOf(*display, client);
         if (!properties || topLevel == 0) return false;
-        watched[client] = {explicitly, byProcess,           topLevel,          frameOf(topLevel),
+        watched[client] = {explicitly,         byProcess,       topLevel,           frameOf(topLevel),
                            properties->hidden, properties->pid, properties->wmClass};
         return true;
     }
@@ -153,7 +153,8 @@ struct X11WindowWatcher::State {
             return gone;
         });
         const auto hasClientOf = [this](std::int32_t pid) {
-            return std::any_of(clients.begin(), clients.end(), [pid](const auto& entry) { return entry.second.pid == pid; });
+            return std::any_of(clients.begin(), clients.end(),
+                               [pid](const auto& entry) { return entry.second.pid == pid; });
         };
         if (out) {
             std::set<std::int32_t> reported;
@@ -193,9 +194,7 @@ struct X11WindowWatcher::State {
             case XCB_PROPERTY_NOTIFY:
                 propertyChanged(reinterpret_cast<const xcb_property_notify_event_t*>(event), out);
                 return;
-            case XCB_DESTROY_NOTIFY:
-                destroyed(reinterpret_cast<const xcb_destroy_notify_event_t*>(event), out);
-                return;
+            case XCB_DESTROY_NOTIFY: destroyed(reinterpret_cast<const xcb_destroy_notify_event_t*>(event), out); return;
             case XCB_CONFIGURE_NOTIFY:
                 configured(reinterpret_cast<const xcb_configure_notify_event_t*>(event), out);
                 return;
@@ -214,8 +213,7 @@ struct X11WindowWatcher::State {
                 logXError("a request without reply", error->resource_id, error);
                 return;
             }
-            default:
-                return;
+            default: return;
         }
     }
 
@@ -223,8 +221,10 @@ struct X11WindowWatcher::State {
         const xcb_window_t root = display->root();
         const XcbAtoms& atoms = display->atoms();
         if (p->window == root) {
-            if (p->atom == atoms.netActiveWindow) activeChanged(out);
-            else if (p->atom == atoms.netClientList) clientListChanged(&out);
+            if (p->atom == atoms.netActiveWindow)
+                activeChanged(out);
+            else if (p->atom == atoms.netClientList)
+                clientListChanged(&out);
             return;
         }
         const auto it = watched.find(p->window);
@@ -307,7 +307,7 @@ struct X11WindowWatcher::State {
     void wake() const {
         const std::uint64_t one = 1;
         if (write(wakeFd, &one, sizeof one) < 0 && errno != EAGAIN)
-            KMLogInDomain(KMLogLevelWarn, kX11AccessibilityLogDomain, "cannot wake the window watcher: errno %d", errno);
+            log::inDomain(log::Warn, kX11AccessibilityLogDomain, "cannot wake the window watcher: errno %d", errno);
     }
 
     void run() {
@@ -317,7 +317,7 @@ struct X11WindowWatcher::State {
             {
                 std::lock_guard lock(mutex);
                 if (!usable()) {
-                    KMLogInDomain(KMLogLevelError, kX11AccessibilityLogDomain,
+                    log::inDomain(log::Error, kX11AccessibilityLogDomain,
                                   "the window watcher's X connection broke; window notifications stop");
                     break;
                 }
@@ -362,7 +362,7 @@ std::unique_ptr<X11WindowWatcher> X11WindowWatcher::start(const std::string& dis
     }
     state->wakeFd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (state->wakeFd < 0) {
-        KMLogInDomain(KMLogLevelError, kX11AccessibilityLogDomain, "cannot make an eventfd: errno %d", errno);
+        log::inDomain(log::Error, kX11AccessibilityLogDomain, "cannot make an eventfd: errno %d", errno);
         return nullptr;
     }
     std::unique_ptr<X11WindowWatcher> watcher(new X11WindowWatcher);

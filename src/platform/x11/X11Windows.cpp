@@ -94,7 +94,7 @@ std::string latin1ToUtf8(const std::string& latin1) {
 xcb_atom_t intern(xcb_connection_t* c, xcb_intern_atom_cookie_t cookie, const char* name) {
     ErrorSlot error("InternAtom", 0);
     const auto reply = own(xcb_intern_atom_reply(c, cookie, &error));
-    if (!reply) KMLogInDomain(KMLogLevelWarn, kX11AccessibilityLogDomain, "cannot intern atom %s", name);
+    if (!reply) log::inDomain(log::Warn, kX11AccessibilityLogDomain, "cannot intern atom %s", name);
     return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
 }
 
@@ -109,7 +109,7 @@ double area(const Rect& r) { return r.size.width * r.size.height; }
 void logXError(const char* request, std::uint32_t window, const xcb_generic_error_t* error) {
     if (!error) return;
     const bool gone = error->error_code == kBadWindow || error->error_code == kBadDrawable;
-    KMLogInDomain(gone ? KMLogLevelDebug : KMLogLevelWarn, kX11AccessibilityLogDomain,
+    log::inDomain(gone ? log::Debug : log::Warn, kX11AccessibilityLogDomain,
                   "%s on window 0x%x failed: X error %u (major %u, minor %u, resource 0x%x)%s", request, window,
                   error->error_code, error->major_code, error->minor_code, error->resource_id,
                   gone ? ", the window is gone" : "");
@@ -121,8 +121,9 @@ std::unique_ptr<XcbDisplay> XcbDisplay::connect(const std::string& displayName) 
     int screenNumber = 0;
     xcb_connection_t* c = xcb_connect(displayName.empty() ? nullptr : displayName.c_str(), &screenNumber);
     if (!c || xcb_connection_has_error(c)) {
-        KMLogInDomain(KMLogLevelError, kX11AccessibilityLogDomain, "cannot connect to the X display \"%s\"",
-                      displayName.empty() ? (std::getenv("DISPLAY") ? std::getenv("DISPLAY") : "") : displayName.c_str());
+        log::inDomain(
+            log::Error, kX11AccessibilityLogDomain, "cannot connect to the X display \"%s\"",
+            displayName.empty() ? (std::getenv("DISPLAY") ? std::getenv("DISPLAY") : "") : displayName.c_str());
         if (c) xcb_disconnect(c);
         return nullptr;
     }
@@ -132,7 +133,7 @@ std::unique_ptr<XcbDisplay> XcbDisplay::connect(const std::string& displayName) 
     xcb_screen_iterator_t screens = xcb_setup_roots_iterator(setup);
     for (int i = 0; i < screenNumber && screens.rem; ++i) xcb_screen_next(&screens);
     if (!screens.rem) {
-        KMLogInDomain(KMLogLevelError, kX11AccessibilityLogDomain, "the X display has no screen %d", screenNumber);
+        log::inDomain(log::Error, kX11AccessibilityLogDomain, "the X display has no screen %d", screenNumber);
         return nullptr;
     }
     d->root_ = screens.data->root;
@@ -247,11 +248,16 @@ std::vector<std::optional<ClientProperties>> readClientProperties(const XcbDispl
             p.transient = transient && !cardinals(transient.get()).empty();
             bool typed = false;
             for (const std::uint32_t atom : cardinals(type.get())) {
-                if (atom == a.netWmWindowTypeNormal) p.type = WindowType::Normal;
-                else if (atom == a.netWmWindowTypeDialog) p.type = WindowType::Dialog;
-                else if (atom == a.netWmWindowTypeDock) p.type = WindowType::Dock;
-                else if (atom == a.netWmWindowTypeDesktop) p.type = WindowType::Desktop;
-                else continue;  // a type we do not know: the next one decides
+                if (atom == a.netWmWindowTypeNormal)
+                    p.type = WindowType::Normal;
+                else if (atom == a.netWmWindowTypeDialog)
+                    p.type = WindowType::Dialog;
+                else if (atom == a.netWmWindowTypeDock)
+                    p.type = WindowType::Dock;
+                else if (atom == a.netWmWindowTypeDesktop)
+                    p.type = WindowType::Desktop;
+                else
+                    continue;  // a type we do not know: the next one decides
                 typed = true;
                 break;
             }
@@ -308,7 +314,8 @@ std::optional<ClientFrame> frameReply(const XcbDisplay& d, const FrameCookies& c
 
 }  // namespace
 
-std::vector<std::optional<ClientFrame>> readClientFrames(const XcbDisplay& d, const std::vector<xcb_window_t>& clients) {
+std::vector<std::optional<ClientFrame>> readClientFrames(const XcbDisplay& d,
+                                                         const std::vector<xcb_window_t>& clients) {
     std::vector<FrameCookies> cookies;
     cookies.reserve(clients.size());
     for (const xcb_window_t w : clients) cookies.push_back(requestFrame(d, w));
@@ -342,7 +349,8 @@ std::vector<std::optional<WindowTree>> queryTrees(const XcbDisplay& d, const std
     return result;
 }
 
-std::vector<std::optional<WindowShape>> readWindowShapes(const XcbDisplay& d, const std::vector<xcb_window_t>& windows) {
+std::vector<std::optional<WindowShape>> readWindowShapes(const XcbDisplay& d,
+                                                         const std::vector<xcb_window_t>& windows) {
     struct Cookies {
         xcb_get_geometry_cookie_t geometry;
         xcb_get_window_attributes_cookie_t attributes;
@@ -524,10 +532,10 @@ std::optional<InkSpan> inkSpanOfPixels(const std::vector<std::uint32_t>& pixels,
 InkRequest requestInk(const XcbDisplay& d, xcb_window_t frame, const Rect& box) {
     InkRequest request{frame, box, {}, false};
     if (!d.imagesAre32BitPixels() || box.isEmpty()) return request;
-    request.cookie = xcb_get_image(d.connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, frame,
-                                   static_cast<std::int16_t>(box.origin.x), static_cast<std::int16_t>(box.origin.y),
-                                   static_cast<std::uint16_t>(box.size.width),
-                                   static_cast<std::uint16_t>(box.size.height), ~0u);
+    request.cookie =
+        xcb_get_image(d.connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, frame, static_cast<std::int16_t>(box.origin.x),
+                      static_cast<std::int16_t>(box.origin.y), static_cast<std::uint16_t>(box.size.width),
+                      static_cast<std::uint16_t>(box.size.height), ~0u);
     request.sent = true;
     return request;
 }

@@ -23,7 +23,8 @@ struct X11WorkspaceObserver::Shared {
                                               });
     }
 
-    void post(const std::shared_ptr<Shared>& self, std::string_view name, std::int32_t pid, const std::string& wmClass) {
+    void post(const std::shared_ptr<Shared>& self, std::string_view name, std::int32_t pid,
+              const std::string& wmClass) {
         WorkspaceNotification n{std::string(name), pid, wmClass, isFileManager(wmClass)};
         dispatch::MainQueue::shared().async([self, n = std::move(n)] {
             Callback callback;
@@ -37,11 +38,11 @@ struct X11WorkspaceObserver::Shared {
 
     void handle(const std::shared_ptr<Shared>& self, const WindowEvent& e) {
         if (e.kind == WindowEvent::Kind::ClientAdded && e.newProcess)
-            post(self, NSWorkspaceDidLaunchApplicationNotification, e.pid, e.wmClass);
+            post(self, kApplicationLaunched, e.pid, e.wmClass);
         else if (e.kind == WindowEvent::Kind::ProcessLeft)
-            post(self, NSWorkspaceDidTerminateApplicationNotification, e.pid, e.wmClass);
+            post(self, kApplicationQuit, e.pid, e.wmClass);
         else if (e.kind == WindowEvent::Kind::ActiveChanged && e.previousPid > 0 && e.previousPid != e.pid)
-            post(self, NSWorkspaceDidDeactivateApplicationNotification, e.previousPid, e.previousClass);
+            post(self, kApplicationLeftFront, e.previousPid, e.previousClass);
     }
 };
 

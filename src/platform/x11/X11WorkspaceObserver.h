@@ -17,7 +17,7 @@
 #include <memory>
 #include <string>
 
-#include "bridges/WorkspaceObserver.h"
+#include "accessibility/WorkspaceObserver.h"
 
 namespace jorvane::x11 {
 

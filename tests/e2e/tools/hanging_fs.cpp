@@ -10,12 +10,12 @@
 
 #include <fuse.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <sys/stat.h>
 #include <ctime>
-#include <unistd.h>
 
 enum { kFiles = 50 };
 

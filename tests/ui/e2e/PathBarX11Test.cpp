@@ -70,7 +70,7 @@ protected:
             log_.emplace_back(entry);
             return handleKeyDownAnswer_;
         };
-        events.doCommandBySelector = [this](TextCommand) {
+        events.handleEditCommand = [this](TextCommand) {
             log_.emplace_back("command");
             return true;
         };
@@ -109,8 +109,8 @@ protected:
     void showBar(const QRect& where) {
         qt_.views.panel->setFrame(fromQtRect(where, firstScreenHeight()), true, false);
         qt_.views.field->setStringValue("/tmp/");
-        qt_.views.panel->orderFrontRegardless();
-        qt_.views.panel->makeKeyWindow();
+        qt_.views.panel->raise();
+        qt_.views.panel->focus();
     }
 
     // The window's outer rectangle on the root.
@@ -198,9 +198,10 @@ TEST_F(PathBarOnX, aClickOnTheListChoosesARowAndLeavesTheKeyboardWithTheBar) {
     list.setContent({"/tmp/a/", "/tmp/bb/", "/tmp/ccc"});
     const Rect field = qt_.views.field->frame();
     const Rect panel = qt_.views.panel->frame();
-    list.setFrame({{panel.origin.x + field.origin.x, panel.origin.y + field.origin.y - 51}, {field.size.width, 51}}, true);
-    list.orderFrontRegardless();
-    list.becomeKeyWindow();
+    list.setFrame({{panel.origin.x + field.origin.x, panel.origin.y + field.origin.y - 51}, {field.size.width, 51}},
+                  true);
+    list.raise();
+    list.showActive();
     CompletionsPopup& popup = *bar().popup();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&popup));
     const auto popupWindow = static_cast<xcb_window_t>(popup.winId());
@@ -222,8 +223,8 @@ TEST_F(PathBarOnX, theContextMenuLeavesTheKeyboardWithTheBar) {
     showBar(where);
     ASSERT_TRUE(QTest::qWaitFor([&] { return barHasTheKeyboard(); }, kWait));
     desktop().click(where.x() + 60, where.center().y(), 3);
-    ASSERT_TRUE(QTest::qWaitFor([] { return qobject_cast<QMenu*>(QApplication::activePopupWidget()) != nullptr; },
-                                kWait));
+    ASSERT_TRUE(
+        QTest::qWaitFor([] { return qobject_cast<QMenu*>(QApplication::activePopupWidget()) != nullptr; }, kWait));
     // Right after it maps, the menu may not hold the keyboard yet and an
     // Escape sent by the machine at once can go astray (no person is that
     // quick): pressed again until the menu closes, a few times at most.
@@ -258,7 +259,7 @@ TEST_F(PathBarOnX, anAlertComesToTheFrontWithTheKeyboard) {
     const int answer = alerts.runModal({"Thunar is not running.", "", {"Start", "Quit"}});
     delete poll;
     EXPECT_TRUE(hadKeyboard);
-    EXPECT_EQ(answer, NSAlertSecondButtonReturn);
+    EXPECT_EQ(answer, kAlertSecondButton);
 }
 
 }  // namespace

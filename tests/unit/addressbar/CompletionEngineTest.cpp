@@ -64,7 +64,7 @@ protected:
     int published_ = 0;
     int fetches_ = 0;
     std::optional<std::string> location_;
-    CompletionEngine::FetchFinderLocation fetch_ = [this] { ++fetches_; };
+    CompletionEngine::FetchFileManagerLocation fetch_ = [this] { ++fetches_; };
     static CompletionEngine::Options patient() {
         CompletionEngine::Options options;
         options.waitBudget = std::chrono::seconds(20);
@@ -89,29 +89,30 @@ TEST_P(CompletionTable, GivesTheseCandidatesInThisOrder) {
 
 INSTANTIATE_TEST_SUITE_P(
     CompletionEngine, CompletionTable,
-    testing::Values(
-        Row{"PrefixIgnoresCase", "{T}/doc", false, {"{T}/Documents/"}},
-        Row{"UpperCasePrefixFindsLowerCaseNames", "{T}/NOTES.", false, {"{T}/Notes.md", "{T}/notes.txt"}},
-        Row{"TrailingSlashListsTheFolder", "{T}/abc/", false, {"{T}/abc/x"}},
-        Row{"ShorterCandidatesComeFirst", "{T}/a", false, {"{T}/a", "{T}/ab", "{T}/abc/"}},
-        Row{"HiddenFilesAreOffered", "{T}/.h", false, {"{T}/.hidden"}},
-        Row{"LinkToADirectoryGetsASlash", "{T}/linkToD", false, {"{T}/linkToDocs/"}},
-        Row{"LinkToAFileGetsNone", "{T}/linkToN", false, {"{T}/linkToNotes"}},
-        Row{"FifoIsNotADirectory", "{T}/fi", false, {"{T}/fifo"}},
-        Row{"NoMatchGivesNothing", "{T}/zz", false, {}},
-        Row{"MissingFolderGivesNothing", "{T}/missing/x", false, {}},
-        Row{"FileAsFolderGivesNothing", "{T}/notes.txt/x", false, {}},
-        Row{"StarPatternOffersItselfAndSortsByLength", "{T}/*.txt", false,
-            {"{T}/*.txt", "{T}/caf\xE9.txt", "{T}/notes.txt", "{T}/report.TXT"}},
-        Row{"QuestionMarkTakesOneCharacter", "{T}/a?", false, {"{T}/a?", "{T}/ab"}},
-        Row{"PatternWithoutMatchesOffersItself", "{T}/*.zip", false, {"{T}/*.zip"}},
-        Row{"LatinOneNameMatchesAnAsciiPrefix", "{T}/CAF", false, {"{T}/caf\xE9.txt"}},
-        Row{"LatinOneNameMatchesItsOwnBytes", "{T}/caf\xE9", false, {"{T}/caf\xE9.txt"}},
-        Row{"InvalidBytesMatchAPattern", "{T}/?\xFE", false, {"{T}/?\xFE", "{T}/\xFF\xFE"}},
-        Row{"RelativeNameGivesBareNames", "doc", true, {"Documents/"}},
-        Row{"RelativeNamesSortByLength", "a", true, {"a", "ab", "abc/"}},
-        Row{"RelativeTextWithASlashGivesNothing", "Documents/Sub", true, {}},
-        Row{"RelativePatternGivesBareNames", "*.md", true, {"*.md", "Notes.md"}}),
+    testing::Values(Row{"PrefixIgnoresCase", "{T}/doc", false, {"{T}/Documents/"}},
+                    Row{"UpperCasePrefixFindsLowerCaseNames", "{T}/NOTES.", false, {"{T}/Notes.md", "{T}/notes.txt"}},
+                    Row{"TrailingSlashListsTheFolder", "{T}/abc/", false, {"{T}/abc/x"}},
+                    Row{"ShorterCandidatesComeFirst", "{T}/a", false, {"{T}/a", "{T}/ab", "{T}/abc/"}},
+                    Row{"HiddenFilesAreOffered", "{T}/.h", false, {"{T}/.hidden"}},
+                    Row{"LinkToADirectoryGetsASlash", "{T}/linkToD", false, {"{T}/linkToDocs/"}},
+                    Row{"LinkToAFileGetsNone", "{T}/linkToN", false, {"{T}/linkToNotes"}},
+                    Row{"FifoIsNotADirectory", "{T}/fi", false, {"{T}/fifo"}},
+                    Row{"NoMatchGivesNothing", "{T}/zz", false, {}},
+                    Row{"MissingFolderGivesNothing", "{T}/missing/x", false, {}},
+                    Row{"FileAsFolderGivesNothing", "{T}/notes.txt/x", false, {}},
+                    Row{"StarPatternOffersItselfAndSortsByLength",
+                        "{T}/*.txt",
+                        false,
+                        {"{T}/*.txt", "{T}/caf\xE9.txt", "{T}/notes.txt", "{T}/report.TXT"}},
+                    Row{"QuestionMarkTakesOneCharacter", "{T}/a?", false, {"{T}/a?", "{T}/ab"}},
+                    Row{"PatternWithoutMatchesOffersItself", "{T}/*.zip", false, {"{T}/*.zip"}},
+                    Row{"LatinOneNameMatchesAnAsciiPrefix", "{T}/CAF", false, {"{T}/caf\xE9.txt"}},
+                    Row{"LatinOneNameMatchesItsOwnBytes", "{T}/caf\xE9", false, {"{T}/caf\xE9.txt"}},
+                    Row{"InvalidBytesMatchAPattern", "{T}/?\xFE", false, {"{T}/?\xFE", "{T}/\xFF\xFE"}},
+                    Row{"RelativeNameGivesBareNames", "doc", true, {"Documents/"}},
+                    Row{"RelativeNamesSortByLength", "a", true, {"a", "ab", "abc/"}},
+                    Row{"RelativeTextWithASlashGivesNothing", "Documents/Sub", true, {}},
+                    Row{"RelativePatternGivesBareNames", "*.md", true, {"*.md", "Notes.md"}}),
     [](const testing::TestParamInfo<Row>& row) { return std::string(row.param.name); });
 
 // The root's entries are the machine's: only their form is checked.
@@ -119,7 +120,8 @@ TEST_F(CompletionEngineTest, RootGivesFullPathsOfOneComponentShortestFirst) {
     const Strings& got = complete("/");
     ASSERT_FALSE(got.empty());
     for (const std::string& candidate : got) {
-        const std::string name = candidate.substr(1, candidate.ends_with('/') ? candidate.size() - 2 : std::string::npos);
+        const std::string name =
+            candidate.substr(1, candidate.ends_with('/') ? candidate.size() - 2 : std::string::npos);
         EXPECT_TRUE(candidate.starts_with('/') && !name.empty() && name.find('/') == std::string::npos) << candidate;
     }
     EXPECT_TRUE(std::is_sorted(got.begin(), got.end(), [](auto& a, auto& b) { return a.size() < b.size(); }));

@@ -17,8 +17,9 @@ namespace {
 // on every name, including those with characters that fold to ASCII (Kelvin
 // sign, long s), accented letters and bytes that are not UTF-8.
 TEST(NameFilter, AgreesWithTheToolkitOnRandomNamesAndPrefixes) {
-    const std::vector<std::string> pieces = {"a", "B", "k", "K", "s", "S", ".", "*", "?", "x",
-                                             "\xC3\xA9", "\xC3\x89", "\xE2\x84\xAA", "\xC5\xBF", "\xE9", "\xFF"};
+    const std::vector<std::string> pieces = {
+        "a",        "B",    "k",   "K", "s", "S", ".", "*", "?", "x", "\xC3\xA9", "\xC3\x89", "\xE2\x84\xAA",
+        "\xC5\xBF", "\xE9", "\xFF"};
     std::mt19937 random(20240611);
     const auto make = [&](std::size_t maxPieces) {
         std::string text;

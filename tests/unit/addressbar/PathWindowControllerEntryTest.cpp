@@ -31,8 +31,8 @@ class PathEditorEnter : public PathWindowControllerTable<EnterRow> {};
 
 TEST_P(PathEditorEnter, Row) {
     const EnterRow& row = GetParam();
-    if (row.locationAnswer) finder_->answer(handlers::finderGetPath, t(*row.locationAnswer));
-    if (row.location) bar().setFinderLocation(t(*row.location));
+    if (row.locationAnswer) finder_->answer(handlers::getPath, t(*row.locationAnswer));
+    if (row.location) bar().setFileManagerLocation(t(*row.location));
     views_.completions().setVisible(true);
     views_.field().type(t(row.text), {0, 2});
 
@@ -40,7 +40,8 @@ TEST_P(PathEditorEnter, Row) {
     settle();
 
     EXPECT_EQ(handlerCalls(), t(row.calls));
-    EXPECT_EQ(bar().storedFinderLocation(), row.locationAfter ? std::optional(t(*row.locationAfter)) : std::nullopt);
+    EXPECT_EQ(bar().storedFileManagerLocation(),
+              row.locationAfter ? std::optional(t(*row.locationAfter)) : std::nullopt);
     EXPECT_EQ(views_.field().stringValue(), t(row.fieldAfter));
     // Every entry closes the list and accepts the inline completion first.
     EXPECT_FALSE(views_.completions().isVisible());
@@ -50,6 +51,7 @@ TEST_P(PathEditorEnter, Row) {
 
 const std::nullopt_t none = std::nullopt;
 
+// clang-format off
 const EnterRow kEnterRows[] = {
     {"an ftp address is mounted", "ftp://host/pub", "{T}", none, {"finder_mount [ftp://host/pub]"}, "{T}",
      "ftp://host/pub"},
@@ -96,10 +98,11 @@ const EnterRow kEnterRows[] = {
     {"a pattern with no folder at all selects with no parameters", "*.log", none, none,
      {"finder_get_path", "finder_get_path", "finder_select2"}, none, "*.log"},
 };
+// clang-format on
 INSTANTIATE_TEST_SUITE_P(PathWindowController, PathEditorEnter, testing::ValuesIn(kEnterRows), SentenceName{});
 
 TEST_F(PathWindowControllerTest, EnteringEndsByPlacingThePanelForTheNewText) {
-    bar().setFinderLocation("/");
+    bar().setFileManagerLocation("/");
     views_.panel().setVisible(true);
     views_.field().type(std::string(60, 'x'));
     bar().pathEditorEnter();
@@ -135,8 +138,7 @@ const SearchStringRow kSearchStringRows[] = {
     {"the name search as you type revealed is not a pattern", "*.txt", "*.txt", false},
     {"another revealed name does not matter", "*.txt", "notes.txt", true},
 };
-INSTANTIATE_TEST_SUITE_P(PathWindowController, IsSearchString, testing::ValuesIn(kSearchStringRows),
-                         SentenceName{});
+INSTANTIATE_TEST_SUITE_P(PathWindowController, IsSearchString, testing::ValuesIn(kSearchStringRows), SentenceName{});
 
 // ---- navigateToParentDirectory
 
@@ -152,7 +154,7 @@ class NavigateToParentDirectory : public PathWindowControllerTable<ParentRow> {}
 
 TEST_P(NavigateToParentDirectory, Row) {
     const ParentRow& row = GetParam();
-    bar().setFinderLocation(t("{T}"));
+    bar().setFileManagerLocation(t("{T}"));
     views_.field().type(t(row.text));
 
     bar().navigateToParentDirectory();
@@ -166,8 +168,11 @@ TEST_P(NavigateToParentDirectory, Row) {
 }
 
 const ParentRow kParentRows[] = {
-    {"a folder with a trailing slash goes to its parent with one", "{T}/docs/sub/", "{T}/docs/",
-     {"finder_set_path [{T}/docs/]"}, "{T}/docs/"},
+    {"a folder with a trailing slash goes to its parent with one",
+     "{T}/docs/sub/",
+     "{T}/docs/",
+     {"finder_set_path [{T}/docs/]"},
+     "{T}/docs/"},
     {"a file goes to its folder", "{T}/notes.txt", "{T}/", {"finder_set_path [{T}/]"}, "{T}/"},
     {"a top folder goes to the root without a second slash", "/tmp", "/", {"finder_set_path [/]"}, "/"},
     {"the root re-enters the empty text and shows the folder again", "/", "", {"finder_set_path [{T}]"}, "{T}"},
@@ -177,7 +182,7 @@ INSTANTIATE_TEST_SUITE_P(PathWindowController, NavigateToParentDirectory, testin
                          SentenceName{});
 
 TEST_F(PathWindowControllerTest, UpOnTheRootShowsTheSearchImageBeforeTheFolderComesBack) {
-    bar().setFinderLocation(t("{T}"));
+    bar().setFileManagerLocation(t("{T}"));
     views_.field().type("/");
     bar().navigateToParentDirectory();
     settle();
@@ -196,7 +201,7 @@ TEST_F(PathWindowControllerTest, APatternWithMoreMatchesThanThunarCanSelectSelec
     views_.field().type(t("{T}/many/*.log"));
     bar().pathEditorEnter();
     settle();
-    const auto select = finder_->lastCall(handlers::finderSelect2);
+    const auto select = finder_->lastCall(handlers::selectNames);
     ASSERT_TRUE(select);
     ASSERT_EQ(select->params.size(), 2u);
     std::size_t names = 1;
@@ -204,68 +209,68 @@ TEST_F(PathWindowControllerTest, APatternWithMoreMatchesThanThunarCanSelectSelec
          at = select->params[1].find(handlers::itemSeparator, at + 1))
         ++names;
     EXPECT_EQ(names, PathWindowController::kMaxSelectedNames);
-    EXPECT_EQ(views_.field().problem(), "Selected the first " + std::to_string(names) + " of " +
-                                            std::to_string(count) + " matches");
+    EXPECT_EQ(views_.field().problem(),
+              "Selected the first " + std::to_string(names) + " of " + std::to_string(count) + " matches");
 }
 
 TEST_F(PathWindowControllerTest, ANavigationWithoutAnAnswerIsTriedOnceMoreThenShownAndTheTextStays) {
-    finder_->answer(handlers::finderSetPath, std::nullopt);
-    finder_->answerOnce(handlers::finderSetPath, std::nullopt);
-    finder_->answerOnce(handlers::finderSetPath, "");
+    finder_->answer(handlers::showFolder, std::nullopt);
+    finder_->answerOnce(handlers::showFolder, std::nullopt);
+    finder_->answerOnce(handlers::showFolder, "");
     views_.field().type(t("{T}/docs"));
     bar().pathEditorEnter();
     settle();
-    EXPECT_EQ(finder_->callCount(handlers::finderSetPath), 2u);
+    EXPECT_EQ(finder_->callCount(handlers::showFolder), 2u);
     EXPECT_EQ(views_.field().problem(), "");
 
     bar().pathEditorEnter();
     settle();
-    EXPECT_EQ(finder_->callCount(handlers::finderSetPath), 4u);
+    EXPECT_EQ(finder_->callCount(handlers::showFolder), 4u);
     EXPECT_EQ(views_.field().problem(), PathWindowController::kNoAnswerMessage);
     EXPECT_EQ(views_.field().stringValue(), t("{T}/docs"));
     EXPECT_TRUE(views_.spinner().isHidden());
 }
 
 TEST_F(PathWindowControllerTest, NavigationShowsTheSpinnerOnlyWhenItLastsAndHidesItWhenDone) {
-    finder_->hold(handlers::finderSetPath);
-    bar().finderSetPath(t("{T}/docs"));
-    ASSERT_TRUE(finder_->waitForHeld(handlers::finderSetPath, 1));
+    finder_->hold(handlers::showFolder);
+    bar().showFolder(t("{T}/docs"));
+    ASSERT_TRUE(finder_->waitForHeld(handlers::showFolder, 1));
     advance(0.29);
     EXPECT_TRUE(views_.spinner().isHidden());
     advance(0.01);
     EXPECT_FALSE(views_.spinner().isHidden());
     EXPECT_TRUE(views_.spinner().isAnimating());
 
-    finder_->release(handlers::finderSetPath);
+    finder_->release(handlers::showFolder);
     settle();
     EXPECT_TRUE(views_.spinner().isHidden());
 }
 
 TEST_F(PathWindowControllerTest, ANavigationFinishingAfterTheBarIsGoneIsHarmless) {
-    finder_->hold(handlers::finderSetPath);
-    bar().finderSetPath(t("{T}/docs"));
-    ASSERT_TRUE(finder_->waitForHeld(handlers::finderSetPath, 1));
+    finder_->hold(handlers::showFolder);
+    bar().showFolder(t("{T}/docs"));
+    ASSERT_TRUE(finder_->waitForHeld(handlers::showFolder, 1));
     controller_.reset();
-    finder_->release(handlers::finderSetPath);
+    finder_->release(handlers::showFolder);
     settle();
     advance(1);
 }
 
 TEST_F(PathWindowControllerTest, TheFolderIsAskedForOnlyWhileUnknown) {
-    finder_->answerOnce(handlers::finderGetPath, std::nullopt);
-    finder_->answer(handlers::finderGetPath, "/srv");
-    EXPECT_EQ(bar().finderLocation(), std::nullopt);
-    EXPECT_EQ(bar().finderLocation(), "/srv");
-    EXPECT_EQ(bar().finderLocation(), "/srv");
-    EXPECT_EQ(finder_->callCount(handlers::finderGetPath), 2u);
+    finder_->answerOnce(handlers::getPath, std::nullopt);
+    finder_->answer(handlers::getPath, "/srv");
+    EXPECT_EQ(bar().fileManagerLocation(), std::nullopt);
+    EXPECT_EQ(bar().fileManagerLocation(), "/srv");
+    EXPECT_EQ(bar().fileManagerLocation(), "/srv");
+    EXPECT_EQ(finder_->callCount(handlers::getPath), 2u);
 }
 
 TEST_F(PathWindowControllerTest, TheFolderFetchedInTheBackgroundFillsTheField) {
-    finder_->answer(handlers::finderGetPath, "/srv");
+    finder_->answer(handlers::getPath, "/srv");
     bar().startSpinnerTimer();
-    bar().fetchFinderLocation();
+    bar().fetchFileManagerLocation();
     settle();
-    EXPECT_EQ(bar().storedFinderLocation(), "/srv");
+    EXPECT_EQ(bar().storedFileManagerLocation(), "/srv");
     EXPECT_EQ(views_.field().stringValue(), "/srv");
     EXPECT_EQ(views_.field().image(), BarImage::iconForFile("/srv"));
     advance(1);
@@ -273,11 +278,14 @@ TEST_F(PathWindowControllerTest, TheFolderFetchedInTheBackgroundFillsTheField) {
 }
 
 TEST_F(PathWindowControllerTest, SearchAsYouTypeRevealsEachFirstCandidateOnce) {
-    bar().setFinderLocation(t("{T}"));
+    bar().setFileManagerLocation(t("{T}"));
     // Each keystroke, with the file manager keeping up.
-    for (const auto& [typed, completed] : std::vector<std::pair<std::string, std::optional<std::string>>>{
-             {"do", "docs/"}, {"doc", "docs/"}, {"no", "notes.txt"}, {"*.log", std::nullopt},
-             {t("{T}/d"), t("{T}/docs/")}}) {
+    for (const auto& [typed, completed] :
+         std::vector<std::pair<std::string, std::optional<std::string>>>{{"do", "docs/"},
+                                                                         {"doc", "docs/"},
+                                                                         {"no", "notes.txt"},
+                                                                         {"*.log", std::nullopt},
+                                                                         {t("{T}/d"), t("{T}/docs/")}}) {
         EXPECT_EQ(bar().completedString(typed), completed) << typed;
         settle();
     }

@@ -18,14 +18,14 @@
 #include <vector>
 
 #include "addressbar/PathWindowController.h"
-#include "places/VisitedFolders.h"
-#include "bridges/VJASWrapper.h"
 #include "fakes/FakeAccessibility.h"
 #include "fakes/FakeHandlerCatalogue.h"
 #include "fakes/FakePathWindowDelegate.h"
 #include "fakes/FakePathWindowViews.h"
 #include "fakes/MemoryDefaults.h"
 #include "fakes/TestSupport.h"
+#include "filemanager/FileManagerCommands.h"
+#include "places/VisitedFolders.h"
 #include "unit/TableSupport.h"
 #include "util/Dispatch.h"
 
@@ -64,9 +64,8 @@ public:
         for (int i = 1; i <= 9; ++i) tmp_.file("nine/file" + std::to_string(i));
         // Commands succeed, as Thunar's do, unless a test says otherwise.
         for (std::string_view command :
-             {handlers::finderSetPath, handlers::finderReveal, handlers::finderSelect2, handlers::finderNewWin,
-              handlers::closeFinderWin, handlers::reload, handlers::finderIconview, handlers::finderListview,
-              handlers::finderColumnview, handlers::finderFlowview})
+             {handlers::showFolder, handlers::reveal, handlers::selectNames, handlers::newWindow, handlers::closeWindow,
+              handlers::reload, handlers::iconView, handlers::listView, handlers::columnView, handlers::flowView})
             finder_->answer(command, "");
     }
 
@@ -82,8 +81,8 @@ public:
         if (!controller_)
             controller_ = std::make_unique<PathWindowController>(
                 ax_->element(window_), views_.take(),
-                PathWindowController::Dependencies{bridge_, *defaults_, workspace_, screens_, delegate_,
-                                                   completion_, visited_});
+                PathWindowController::Dependencies{bridge_, *defaults_, workspace_, screens_, delegate_, completion_,
+                                                   visited_});
         return *controller_;
     }
 
@@ -119,7 +118,7 @@ public:
     }
 
     // Compares what the bar did on the main thread, in order, and the
-    // handler calls ("vj ..." entries of `expected`), in order too: commands
+    // handler calls ("call ..." entries of `expected`), in order too: commands
     // run on the bridge's queues, so their moment among the bar's own
     // actions is not fixed. `background` is a further call made from a
     // queue of its own, in any order.
@@ -128,7 +127,7 @@ public:
         const auto split = [](const std::vector<std::string>& entries) {
             std::pair<std::vector<std::string>, std::vector<std::string>> parts;
             for (const std::string& entry : entries)
-                (entry.starts_with("vj ") ? parts.second : parts.first).push_back(entry);
+                (entry.starts_with("call ") ? parts.second : parts.first).push_back(entry);
             return parts;
         };
         const auto [actions, unused] = split(logged);
@@ -137,15 +136,16 @@ public:
         // Navigations (shown or revealed) are checked where they matter.
         const auto listed = [&](std::string_view name) {
             for (const std::string& call : expectedCalls)
-                if (call.starts_with("vj " + std::string(name) + " ") || call == "vj " + std::string(name)) return true;
+                if (call.starts_with("call " + std::string(name) + " ") || call == "call " + std::string(name))
+                    return true;
             return false;
         };
         std::vector<std::string> calls;
         for (const std::string& call : handlerCalls()) {
             if (background && call.starts_with(background)) continue;
             const std::string name = call.substr(0, call.find(' '));
-            if ((name == handlers::finderSetPath || name == handlers::finderReveal) && !listed(name)) continue;
-            calls.push_back("vj " + call);
+            if ((name == handlers::showFolder || name == handlers::reveal) && !listed(name)) continue;
+            calls.push_back("call " + call);
         }
         EXPECT_EQ(calls, expectedCalls);
     }
@@ -166,9 +166,10 @@ public:
     dispatch::ManualTimeSource time_;
     std::shared_ptr<EventLog> log_ = std::make_shared<EventLog>();
     std::shared_ptr<FakeAccessibility> ax_ = std::make_shared<FakeAccessibility>();
-    AXNode application_, window_, title_;
+    ElementNode application_, window_, title_;
     std::shared_ptr<FakeHandlerCatalogue> finder_ = std::make_shared<FakeHandlerCatalogue>();
-    VJASWrapper bridge_{std::make_shared<LoggingCatalogue>(finder_, log_, LoggingCatalogue::Calls::onMainThread)};
+    FileManagerCommands bridge_{
+        std::make_shared<LoggingCatalogue>(finder_, log_, LoggingCatalogue::Calls::onMainThread)};
     std::unique_ptr<settings::UserDefaults> defaults_ = makeMemoryDefaults();
     FakeWorkspace workspace_{log_};
     FakeScreens screens_{{kScreen}};

@@ -29,27 +29,27 @@ class ServerMountResult : public PathWindowControllerTable<MountRow> {};
 
 TEST_P(ServerMountResult, Row) {
     const MountRow& row = GetParam();
-    finder_->answer(handlers::finderMount, row.answer);
-    finder_->failWith(handlers::finderMount, row.failure);
-    finder_->answer(handlers::finderGetPath, std::string(kMountedFolder));
-    finder_->hold(handlers::finderMount);
+    finder_->answer(handlers::mount, row.answer);
+    finder_->failWith(handlers::mount, row.failure);
+    finder_->answer(handlers::getPath, std::string(kMountedFolder));
+    finder_->hold(handlers::mount);
     views_.panel().setVisible(true);
     views_.field().type(kAddress);
 
     bar().pathEditorEnter();
-    ASSERT_TRUE(finder_->waitForHeld(handlers::finderMount, 1));
+    ASSERT_TRUE(finder_->waitForHeld(handlers::mount, 1));
     // The bar is free meanwhile, and says that it works.
     advance(PathWindowController::kSpinnerDelay + 0.1);
     EXPECT_FALSE(views_.spinner().isHidden());
     EXPECT_EQ(views_.field().stringValue(), kAddress);
     if (row.barHiddenMeanwhile) views_.panel().setVisible(false);
 
-    finder_->release(handlers::finderMount);
+    finder_->release(handlers::mount);
     settle();
     // A success asks the window for its folder, in the background too.
     settle();
 
-    EXPECT_FALSE(finder_->lastCall(handlers::finderMount)->onMainThread);
+    EXPECT_FALSE(finder_->lastCall(handlers::mount)->onMainThread);
     EXPECT_TRUE(views_.spinner().isHidden());
     EXPECT_EQ(views_.field().stringValue(), row.fieldAfter);
     EXPECT_EQ(views_.field().problem(), row.problemAfter);
@@ -58,8 +58,8 @@ TEST_P(ServerMountResult, Row) {
 
 const MountRow kMountRows[] = {
     {"a mounted server's folder goes into the field", "", "", false, kMountedFolder, "", true},
-    {"a refused login leaves the address and says why", std::nullopt, "The server refused the login", false,
-     kAddress, "The server refused the login", true},
+    {"a refused login leaves the address and says why", std::nullopt, "The server refused the login", false, kAddress,
+     "The server refused the login", true},
     {"a failure without a reason of its own gets the general one", std::nullopt, "", false, kAddress,
      "The server could not be connected", true},
     {"a failure brings back the bar that a login dialog took away", std::nullopt,
@@ -79,28 +79,28 @@ struct GiveUpRow {
 class ServerMountGivenUp : public PathWindowControllerTable<GiveUpRow> {};
 
 TEST_P(ServerMountGivenUp, Row) {
-    finder_->failWith(handlers::finderMount, "Connection cancelled");
-    finder_->hold(handlers::finderMount);
+    finder_->failWith(handlers::mount, "Connection cancelled");
+    finder_->hold(handlers::mount);
     views_.panel().setVisible(true);
     views_.field().type(kAddress);
     bar().pathEditorEnter();
-    ASSERT_TRUE(finder_->waitForHeld(handlers::finderMount, 1));
+    ASSERT_TRUE(finder_->waitForHeld(handlers::mount, 1));
     advance(PathWindowController::kSpinnerDelay + 0.1);
 
     GetParam().giveUp(bar());
     settle();
 
-    EXPECT_EQ(finder_->cancelCount(handlers::finderMount), 1u);
+    EXPECT_EQ(finder_->cancelCount(handlers::mount), 1u);
     EXPECT_TRUE(views_.spinner().isHidden());
     // The cancelled attempt's failure is no news to the user.
     EXPECT_EQ(views_.field().problem(), "");
     EXPECT_EQ(views_.panel().isVisible(), GetParam().barVisibleAfter);
-    EXPECT_EQ(finder_->callCount(handlers::finderGetPath), 0u);
+    EXPECT_EQ(finder_->callCount(handlers::getPath), 0u);
 }
 
 const GiveUpRow kGiveUpRows[] = {
     {"Escape closes the bar and gives the connection up",
-     [](PathWindowController& bar) { bar.doCommandBySelector(TextCommand::cancelOperation); }, false},
+     [](PathWindowController& bar) { bar.handleEditCommand(TextCommand::cancelOperation); }, false},
     {"a closed window gives the connection up", [](PathWindowController& bar) { bar.close(); }, false},
 };
 INSTANTIATE_TEST_SUITE_P(PathWindowController, ServerMountGivenUp, testing::ValuesIn(kGiveUpRows), SentenceName{});
@@ -108,24 +108,24 @@ INSTANTIATE_TEST_SUITE_P(PathWindowController, ServerMountGivenUp, testing::Valu
 TEST_F(PathWindowControllerTest, ANewAddressReplacesTheOneStillConnectingAndOnlyItsResultShows) {
     // Each address fails in its own words; the calls run one after another,
     // so the reason set by a call is the one its reply carries.
-    finder_->answerWith(handlers::finderMount, [this](const std::vector<std::string>& params) {
-        finder_->failWith(handlers::finderMount, params.at(0) == kAddress
-                                                     ? "Connection cancelled"
-                                                     : "Could not connect to 127.0.0.1: Connection refused");
+    finder_->answerWith(handlers::mount, [this](const std::vector<std::string>& params) {
+        finder_->failWith(handlers::mount, params.at(0) == kAddress
+                                               ? "Connection cancelled"
+                                               : "Could not connect to 127.0.0.1: Connection refused");
         return std::optional<std::string>();
     });
-    finder_->hold(handlers::finderMount);
+    finder_->hold(handlers::mount);
     views_.panel().setVisible(true);
     views_.field().type(kAddress);
     bar().pathEditorEnter();
-    ASSERT_TRUE(finder_->waitForHeld(handlers::finderMount, 1));
+    ASSERT_TRUE(finder_->waitForHeld(handlers::mount, 1));
 
     views_.field().type("ftp://127.0.0.1:9/");
     bar().pathEditorEnter();
-    EXPECT_EQ(finder_->cancelCount(handlers::finderMount), 1u);
+    EXPECT_EQ(finder_->cancelCount(handlers::mount), 1u);
     settle();
 
-    EXPECT_EQ(finder_->callCount(handlers::finderMount), 2u);
+    EXPECT_EQ(finder_->callCount(handlers::mount), 2u);
     EXPECT_EQ(views_.field().problem(), "Could not connect to 127.0.0.1: Connection refused");
 }
 

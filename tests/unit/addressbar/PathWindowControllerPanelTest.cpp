@@ -66,6 +66,7 @@ const std::vector<Rect> kTwoScreens{{{0, 0}, {1440, 900}}, {{1440, -300}, {1920,
 constexpr double kY = 829;
 constexpr double kPanelHeight = PathWindowControllerFixture::kPanelHeight;
 
+// clang-format off
 const GeometryRow kGeometryRows[] = {
     {"an empty field over a 600 point window takes a third of the window", kWindow, 120, 0, false, 0, kOneScreen,
      Rect{{300, kY}, {200, kPanelHeight}}},
@@ -94,6 +95,7 @@ const GeometryRow kGeometryRows[] = {
     {"a window without a title element is not placed", kWindow, std::nullopt, 0, true, 300, kOneScreen,
      std::nullopt},
 };
+// clang-format on
 INSTANTIATE_TEST_SUITE_P(PathWindowController, UpdateSize, testing::ValuesIn(kGeometryRows), SentenceName{});
 
 TEST_F(PathWindowControllerTest, FramesThatCannotBeReadPlaceThePanelFromZeros) {
@@ -137,8 +139,8 @@ class Show : public PathWindowControllerTable<ShowRow> {};
 TEST_P(Show, Row) {
     const ShowRow& row = GetParam();
     defaults_->setInteger(row.behaviour, settings::keys::activationPathBehaviour);
-    finder_->answer(handlers::finderGetPath, row.folder);
-    finder_->answer(handlers::finderGetSelection, row.selection);
+    finder_->answer(handlers::getPath, row.folder);
+    finder_->answer(handlers::getSelection, row.selection);
     views_.field().type("left over");
 
     bar().show(row.fill);
@@ -150,9 +152,10 @@ TEST_P(Show, Row) {
     EXPECT_TRUE(views_.panel().isVisible());
     EXPECT_TRUE(views_.panel().isKey());
     EXPECT_TRUE(views_.spinner().isHidden());
-    EXPECT_EQ(bar().storedFinderLocation(), row.fill ? row.folder : std::nullopt);
+    EXPECT_EQ(bar().storedFileManagerLocation(), row.fill ? row.folder : std::nullopt);
 }
 
+// clang-format off
 const ShowRow kShowRows[] = {
     {"behaviour 1 fills the field with the folder and its icon", true, 1, "/srv/data", "/srv/data/file",
      {"is_finder_win", "finder_get_path"}, "/srv/data", BarImage::iconForFile("/srv/data")},
@@ -171,17 +174,18 @@ const ShowRow kShowRows[] = {
     {"without filling the field is empty in search form", false, 1, "/srv/data", "/x", {"is_finder_win"}, "",
      BarImage::search()},
 };
+// clang-format on
 INSTANTIATE_TEST_SUITE_P(PathWindowController, Show, testing::ValuesIn(kShowRows), SentenceName{});
 
 TEST_F(PathWindowControllerTest, ShowOpensTheBarBeforeAskingAndAgainAfterFilling) {
-    finder_->answer(handlers::finderGetPath, "/srv");
+    finder_->answer(handlers::getPath, "/srv");
     bar().show();
-    EXPECT_THAT(logged({"panel.orderFrontRegardless", "panel.makeKeyWindow", "panel.setFrame", "vj ",
-                        "field.setStringValue", "field.setImage", "spinner.hide"}),
-                ElementsAre("panel.setFrame 300,829 200x22", "panel.orderFrontRegardless", "panel.makeKeyWindow",
-                            "vj is_finder_win", "vj finder_get_path", "field.setStringValue /srv", "spinner.hide",
-                            "field.setImage icon:/srv", "panel.setFrame 300,829 200x22 animated",
-                            "panel.orderFrontRegardless", "panel.makeKeyWindow"));
+    EXPECT_THAT(
+        logged({"panel.raise", "panel.focus", "panel.setFrame", "call ", "field.setStringValue", "field.setImage",
+                "spinner.hide"}),
+        ElementsAre("panel.setFrame 300,829 200x22", "panel.raise", "panel.focus", "call is_finder_win",
+                    "call finder_get_path", "field.setStringValue /srv", "spinner.hide", "field.setImage icon:/srv",
+                    "panel.setFrame 300,829 200x22 animated", "panel.raise", "panel.focus"));
 }
 
 struct IsFinderWinRow {
@@ -193,15 +197,15 @@ struct IsFinderWinRow {
 class IsFinderWin : public PathWindowControllerTable<IsFinderWinRow> {};
 
 TEST_P(IsFinderWin, Row) {
-    finder_->answer(handlers::isFinderWin, GetParam().answer);
+    finder_->answer(handlers::isFolderWindow, GetParam().answer);
     bar().show();
     EXPECT_EQ(views_.panel().isVisible(), !GetParam().hides);
-    EXPECT_EQ(finder_->callCount(handlers::finderGetPath), GetParam().hides ? 0u : 1u);
+    EXPECT_EQ(finder_->callCount(handlers::getPath), GetParam().hides ? 0u : 1u);
     // The spinner armed on opening is only stopped by a bar that stays; in a
     // hidden bar it shows after the delay, and the next opening hides it.
     advance(0.3);
     EXPECT_EQ(views_.spinner().isHidden(), !GetParam().hides);
-    finder_->answer(handlers::isFinderWin, "YES");
+    finder_->answer(handlers::isFolderWindow, "YES");
     bar().show();
     EXPECT_TRUE(views_.spinner().isHidden());
 }
@@ -255,7 +259,7 @@ TEST_F(PathWindowControllerTest, HidingAndLosingKeyStatusOrderOutThePanelAndTheL
 }
 
 TEST_F(PathWindowControllerTest, ClosingDropsTheCompletionData) {
-    bar().setFinderLocation(t("{T}"));
+    bar().setFileManagerLocation(t("{T}"));
     bar().updateCompletions(t("{T}/three/"));
     ASSERT_EQ(bar().currentCompletions().size(), 3u);
     bar().close();
@@ -295,12 +299,11 @@ TEST_P(ShowPopup, Row) {
     bar().showPopup();
 
     // Under the field, as wide as the field.
-    EXPECT_EQ(describe(views_.completions().frame()), describe({{318, 831 - row.expectedHeight},
-                                                                {400, row.expectedHeight}}));
+    EXPECT_EQ(describe(views_.completions().frame()),
+              describe({{318, 831 - row.expectedHeight}, {400, row.expectedHeight}}));
     EXPECT_TRUE(views_.completions().isVisible());
     EXPECT_EQ(views_.completions().content(), bar().currentCompletions());
-    EXPECT_THAT(logged({"list.orderFrontRegardless", "list.becomeKeyWindow", "panel.makeKeyWindow"}),
-                ElementsAre("list.orderFrontRegardless", "list.becomeKeyWindow"));
+    EXPECT_THAT(logged({"list.raise", "list.showActive", "panel.focus"}), ElementsAre("list.raise", "list.showActive"));
 }
 
 const PopupRow kPopupRows[] = {
@@ -346,8 +349,8 @@ protected:
     bool waitFor(const std::function<bool()>& done) {
         return dispatch::mainQueue().runUntil(done, std::chrono::seconds(10));
     }
-    std::shared_ptr<GatedFolderSource> source_ = std::make_shared<GatedFolderSource>(
-        std::vector<std::vector<std::string>>{{"notes.txt", "nothing"}, {"no"}});
+    std::shared_ptr<GatedFolderSource> source_ =
+        std::make_shared<GatedFolderSource>(std::vector<std::vector<std::string>>{{"notes.txt", "nothing"}, {"no"}});
 };
 
 TEST_F(SlowFolderTest, InlineCompletionArrivesLateAndFollowsAShorterCandidate) {
@@ -379,7 +382,7 @@ TEST_F(SlowFolderTest, TheListSaysWhileTheFolderIsReadAndKeepsItsChoiceAsItGrows
     source_->release(1);
     ASSERT_TRUE(waitFor([&] { return views_.completions().content().size() == 2; }));
     EXPECT_EQ(views_.completions().selectedRow(), 0);
-    bar().doCommandBySelector(TextCommand::moveDown);
+    bar().handleEditCommand(TextCommand::moveDown);
     ASSERT_EQ(views_.completions().content()[1], "/f/notes.txt");
     source_->release(1);
     ASSERT_TRUE(waitFor([&] { return views_.completions().content().size() == 3; }));

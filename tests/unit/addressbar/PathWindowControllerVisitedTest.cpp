@@ -22,7 +22,7 @@ protected:
         folders_.load();
         visit(place("Projects/2026/Reports"));
         visit(place("Projects/docs-archive"));
-        bar().setFinderLocation(tmp_.str());
+        bar().setFileManagerLocation(tmp_.str());
     }
 
     std::string place(const std::string& relative) const { return (history_.path() / relative).string(); }
@@ -40,8 +40,8 @@ protected:
     }
 
     TempDir history_;
-    places::VisitedFolders folders_{{.file = history_.path() / "data" / "history",
-                                     .now = [] { return places::UnixSeconds{1'700'000'000}; }}};
+    places::VisitedFolders folders_{
+        {.file = history_.path() / "data" / "history", .now = [] { return places::UnixSeconds{1'700'000'000}; }}};
 };
 
 TEST_F(VisitedFoldersInTheBar, TheListOffersMatchingVisitedFoldersAfterTheFoldersOwnCandidates) {
@@ -73,7 +73,7 @@ TEST_F(VisitedFoldersInTheBar, ReturnOnWordsGoesToTheBestVisitedFolderUnlessTheF
     EXPECT_EQ(views_.field().stringValue(), place("Projects/2026/Reports"));
 
     finder_->clearCalls();
-    bar().setFinderLocation(tmp_.str());
+    bar().setFileManagerLocation(tmp_.str());
     views_.field().type("docs");
     bar().pathEditorEnter();
     settle();
@@ -81,8 +81,8 @@ TEST_F(VisitedFoldersInTheBar, ReturnOnWordsGoesToTheBestVisitedFolderUnlessTheF
 }
 
 TEST_F(VisitedFoldersInTheBar, TheWindowsFolderAndEveryFolderTheBarGoesToAreCounted) {
-    finder_->answer(handlers::finderGetPath, tmp_.str());
-    bar().fetchFinderLocation();
+    finder_->answer(handlers::getPath, tmp_.str());
+    bar().fetchFileManagerLocation();
     settle();
     settleVisits();
     EXPECT_EQ(scoreOf(tmp_.str()), 1);
@@ -94,7 +94,7 @@ TEST_F(VisitedFoldersInTheBar, TheWindowsFolderAndEveryFolderTheBarGoesToAreCoun
     EXPECT_EQ(scoreOf(place("Music")), 1);
 
     // A relative name that turns out to be a folder.
-    bar().setFinderLocation(tmp_.str());
+    bar().setFileManagerLocation(tmp_.str());
     views_.field().type("docs");
     bar().pathEditorEnter();
     settle();

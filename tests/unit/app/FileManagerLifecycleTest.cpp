@@ -74,6 +74,7 @@ TEST_P(Lifecycle, Row) {
 }
 
 using S = Step;
+// clang-format off
 const LifecycleRow kRows[] = {
     {"a file manager running at the start is attached at once", {{S::start, 10}}, {"attach 10"}, 10},
     {"without one the program waits and attaches the first that comes", {{S::start}, {S::appears, 10}},
@@ -103,6 +104,7 @@ const LifecycleRow kRows[] = {
                                                {S::appears, 12}},
      {"attach 10", "detach 10", "attach 12"}, 12},
 };
+// clang-format on
 
 INSTANTIATE_TEST_SUITE_P(Rows, Lifecycle, testing::ValuesIn(kRows), test::SentenceName{});
 

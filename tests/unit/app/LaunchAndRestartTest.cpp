@@ -1,7 +1,7 @@
 // The launch sequence and its exits, and the file-manager restart that
 // toggling hidden files needs.
 
-#include "AppDelegateFixture.h"
+#include "JorvaneAppFixture.h"
 
 #include <gmock/gmock.h>
 
@@ -15,15 +15,20 @@ using appcore::PrintTo;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-const std::vector<std::string> kUntilSessionCheck = {
-    "updater.setUpdateCheckInterval 10800", "updater.checkForUpdatesInBackground", "workspace.setCallback",
-    "environment.missingRequirements"};
+const std::vector<std::string> kUntilSessionCheck = {"updater.setUpdateCheckInterval 10800",
+                                                     "updater.checkForUpdatesInBackground", "workspace.setCallback",
+                                                     "environment.missingRequirements"};
 const std::vector<std::string> kStepBack = {"app.activateIgnoringOtherApps", "app.deactivate"};
-const std::vector<std::string> kWatchAndStepBack =
-    std::vector<std::string>{"tap.setEnabled 0", "tap.uninstall", "tap.install 4242", "tap.setSwallowableKeys 5/0x100000",
-                             "observer.create 4242", "observer.add AXFocusedWindowChanged",
-                             "observer.add AXApplicationDeactivated", "observer.add AXWindowMiniaturized", "observer.add AXTitleChanged"} +
-    kStepBack;
+const std::vector<std::string> kWatchAndStepBack = std::vector<std::string>{"tap.setEnabled 0",
+                                                                            "tap.uninstall",
+                                                                            "tap.install 4242",
+                                                                            "tap.setSwallowableKeys 5/0x100000",
+                                                                            "observer.create 4242",
+                                                                            "observer.add AXFocusedWindowChanged",
+                                                                            "observer.add AXApplicationDeactivated",
+                                                                            "observer.add AXWindowMiniaturized",
+                                                                            "observer.add AXTitleChanged"} +
+                                                   kStepBack;
 const std::vector<std::string> kFind = {"fm.runningApplicationPid"};
 
 struct LaunchRow {
@@ -55,6 +60,7 @@ TEST_P(Launch, Row) {
     EXPECT_EQ(accessibility_.observer() != nullptr, watches);
 }
 
+// clang-format off
 const LaunchRow kLaunchRows[] = {
     {"a usual launch watches the file manager and steps back", {}, false, true, 4242,
      kUntilSessionCheck + kFind + kWatchAndStepBack},
@@ -69,17 +75,18 @@ const LaunchRow kLaunchRows[] = {
     {"a welcome answered with quit ends without looking further", {}, true, false, 4242,
      kUntilSessionCheck + std::vector<std::string>{"welcome", "app.terminate"}},
 };
+// clang-format on
 
 INSTANTIATE_TEST_SUITE_P(Rows, Launch, testing::ValuesIn(kLaunchRows), SentenceName{});
 
 TEST_F(AppDelegateTest, withoutAFileManagerItWaitsAndTheFirstOneThatComesGetsTheTapAndTheObserver) {
     std::vector<std::string> lines;
-    KMSetLogSink([&](KMLogStream, std::string_view line) { lines.emplace_back(line); });
-    KMSetLogLevelForDomain("Jorvane", KMLogLevelInfo);
+    log::setSink([&](log::Stream, std::string_view line) { lines.emplace_back(line); });
+    log::setDomainLevel("Jorvane", log::Info);
     fileManager_.setPid(0);
     launched();
-    KMSetLogSink(nullptr);
-    KMClearLogLevelsForDomains();
+    log::setSink(nullptr);
+    log::clearDomainLevels();
     EXPECT_TRUE(alerts_.shown().empty());
     EXPECT_FALSE(delegate().isTerminating());
     EXPECT_FALSE(tap_.isInstalled());
@@ -90,7 +97,7 @@ TEST_F(AppDelegateTest, withoutAFileManagerItWaitsAndTheFirstOneThatComesGetsThe
     EXPECT_FALSE(tap_.isInstalled()) << "another program is not the file manager";
     workspace_.launched(5000);
     EXPECT_THAT(tap_.installs(), ElementsAre(5000));
-    EXPECT_EQ(delegate().finderPid(), 5000);
+    EXPECT_EQ(delegate().fileManagerPid(), 5000);
     EXPECT_EQ(accessibility_.createdCount(), 1u);
 }
 
@@ -120,14 +127,14 @@ TEST_F(AppDelegateTest, theUpdateCheckRunsAtTheIntervalTheSettingsName) {
 
 TEST_F(AppDelegateTest, aMissingDefaultsResourceIsLoggedAndLaunchGoesOn) {
     std::vector<std::string> lines;
-    KMSetLogSink([&](KMLogStream, std::string_view line) { lines.emplace_back(line); });
-    KMSetLogLevelForDomain("JorvaneAppDelegate", KMLogLevelError);
+    log::setSink([&](log::Stream, std::string_view line) { lines.emplace_back(line); });
+    log::setDomainLevel("JorvaneAppDelegate", log::Error);
     auto ports = this->ports();
     ports.defaultPreferences = "/nonexistent/DefaultPreferences.json";
-    delegate_ = std::make_unique<JorvaneAppDelegate>(ports);
+    delegate_ = std::make_unique<JorvaneApp>(ports);
     launched();
-    KMSetLogSink(nullptr);
-    KMClearLogLevelsForDomains();
+    log::setSink(nullptr);
+    log::clearDomainLevels();
 
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_THAT(lines[0], HasSubstr("no defaults registered"));
@@ -147,7 +154,7 @@ TEST_F(AppDelegateTest, aTapThatCannotBeMadeLeavesTheRestOfTheLaunch) {
 
 TEST_F(AppDelegateTest, togglingHiddenFilesRestartsTheFileManagerAfterASecondAndBringsItToTheFront) {
     launched();
-    delegate().finderToggleShowHidden();
+    delegate().toggleShowHidden();
     settle();
     EXPECT_THAT(logged({"fm."}), ElementsAre("fm.showsAllFiles", "fm.setShowsAllFiles 1", "fm.quit org.xfce.Thunar"));
     EXPECT_EQ(fileManager_.processExistsCount(), 1) << "the old process is gone at the first look";
@@ -156,12 +163,12 @@ TEST_F(AppDelegateTest, togglingHiddenFilesRestartsTheFileManagerAfterASecondAnd
     EXPECT_EQ(fileManager_.launchCount(), 0);
     advance(0.001);
     EXPECT_EQ(fileManager_.launchCount(), 1);
-    EXPECT_TRUE(delegate().finderLaunchAfterToggleHidden());
+    EXPECT_TRUE(delegate().launchAfterToggleHidden());
 
     log_->clear();
     workspace_.launched(fileManager_.pid());
     EXPECT_THAT(logged({"fm.", "tap.install"}), ElementsAre("tap.install 5000", "fm.bringToFront 5000"));
-    EXPECT_FALSE(delegate().finderLaunchAfterToggleHidden());
+    EXPECT_FALSE(delegate().launchAfterToggleHidden());
 
     // The user's own restart later is not brought to the front.
     log_->clear();
@@ -172,7 +179,7 @@ TEST_F(AppDelegateTest, togglingHiddenFilesRestartsTheFileManagerAfterASecondAnd
 TEST_F(AppDelegateTest, togglingTwiceRestoresTheSettingAndBringsTheFileManagerBackEachTime) {
     launched();
     for (int i = 0; i < 2; ++i) {
-        delegate().finderToggleShowHidden();
+        delegate().toggleShowHidden();
         settle();
         advance(1.0);
         workspace_.launched(fileManager_.pid());
@@ -185,16 +192,16 @@ TEST_F(AppDelegateTest, aFileManagerThatDoesNotQuitIsAskedFiftyTimesAndStartedAn
     launched();
     fileManager_.lingerAfterQuit(true);
     fileManager_.setQuitResult(errAETimeout);
-    delegate().finderToggleShowHidden();
+    delegate().toggleShowHidden();
     settle();
-    EXPECT_EQ(fileManager_.processExistsCount(), JorvaneAppDelegate::kQuitPolls);
+    EXPECT_EQ(fileManager_.processExistsCount(), JorvaneApp::kQuitPolls);
     advance(1.0);
     EXPECT_EQ(fileManager_.launchCount(), 1);
 }
 
 TEST_F(AppDelegateTest, aRestartStillWaitingWhenTheDelegateGoesNeverHappens) {
     launched();
-    delegate().finderToggleShowHidden();
+    delegate().toggleShowHidden();
     settle();
     delegate_.reset();
     EXPECT_EQ(time_.scheduledCount(), 0u);

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <string>
 #include <unistd.h>
+#include <string>
 #include <vector>
 
 #include "app/WindowCoverage.h"
@@ -12,9 +12,9 @@ namespace {
 constexpr std::int32_t kFileManager = 4242;
 const Rect kWindow{{100, 100}, {600, 400}};
 
-AXWindowInfo entry(std::string owner, std::int32_t pid, std::int32_t x, std::int32_t y, std::int32_t width,
-                   std::int32_t height) {
-    AXWindowInfo info;
+WindowInfo entry(std::string owner, std::int32_t pid, std::int32_t x, std::int32_t y, std::int32_t width,
+                 std::int32_t height) {
+    WindowInfo info;
     info.ownerName = std::move(owner);
     info.ownerPid = pid;
     info.x = x;
@@ -24,18 +24,18 @@ AXWindowInfo entry(std::string owner, std::int32_t pid, std::int32_t x, std::int
     return info;
 }
 
-const AXWindowInfo kFileManagerWindow = entry("Thunar", kFileManager, 100, 100, 600, 400);
+const WindowInfo kFileManagerWindow = entry("Thunar", kFileManager, 100, 100, 600, 400);
 
 struct CoverageRow {
     const char* name;
-    std::vector<AXWindowInfo> inFront;
+    std::vector<WindowInfo> inFront;
     bool covered;
 };
 
 class WindowCoverage : public ::testing::TestWithParam<CoverageRow> {};
 
 TEST_P(WindowCoverage, DecidesWhetherTheTitleBandIsCovered) {
-    std::vector<AXWindowInfo> list = GetParam().inFront;
+    std::vector<WindowInfo> list = GetParam().inFront;
     list.push_back(kFileManagerWindow);
     EXPECT_EQ(isTitleBandCovered(list, kFileManager, kWindow, 24), GetParam().covered);
 }

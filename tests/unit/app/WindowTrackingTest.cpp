@@ -2,7 +2,7 @@
 // it: lookups by element identity, the observer's notices, the workspace's
 // deactivation and launch notices.
 
-#include "AppDelegateFixture.h"
+#include "JorvaneAppFixture.h"
 
 #include <gmock/gmock.h>
 
@@ -15,8 +15,8 @@ using testing::ElementsAre;
 
 TEST_F(AppDelegateTest, twoElementObjectsOfOneWindowShareOneBar) {
     launched();
-    PathWindowController* first = delegate().winControllerFor(ax_->element(window_));
-    PathWindowController* second = delegate().winControllerFor(ax_->element(window_), false);
+    PathWindowController* first = delegate().barFor(ax_->element(window_));
+    PathWindowController* second = delegate().barFor(ax_->element(window_), false);
     EXPECT_NE(first, nullptr);
     EXPECT_EQ(first, second);
     EXPECT_EQ(delegate().pathControllers().size(), 1u);
@@ -28,10 +28,10 @@ TEST_F(AppDelegateTest, twoElementObjectsOfOneWindowShareOneBar) {
 
 TEST_F(AppDelegateTest, noWindowOrNoCreationMakesNoBar) {
     launched();
-    EXPECT_EQ(delegate().winControllerFor(nullptr, true), nullptr);
-    EXPECT_EQ(delegate().winControllerFor(ax_->element(window_), false), nullptr);
+    EXPECT_EQ(delegate().barFor(nullptr, true), nullptr);
+    EXPECT_EQ(delegate().barFor(ax_->element(window_), false), nullptr);
     ax_->setFocusedWindow({});
-    EXPECT_EQ(delegate().winControllerForFocusedWindow(), nullptr);
+    EXPECT_EQ(delegate().barForFocusedWindow(), nullptr);
     delegate().show();
     EXPECT_TRUE(delegate().pathControllers().empty());
     EXPECT_TRUE(log_->entries().empty());
@@ -39,12 +39,12 @@ TEST_F(AppDelegateTest, noWindowOrNoCreationMakesNoBar) {
 
 TEST_F(AppDelegateTest, aFactoryThatFailsMakesNoBar) {
     auto ports = this->ports();
-    ports.makeController = [](AXUIElementRef, PathWindowDelegate&) -> std::unique_ptr<PathWindowController> {
+    ports.makeController = [](ElementRef, PathWindowDelegate&) -> std::unique_ptr<PathWindowController> {
         throw std::invalid_argument("no views");
     };
-    delegate_ = std::make_unique<JorvaneAppDelegate>(ports);
+    delegate_ = std::make_unique<JorvaneApp>(ports);
     launched();
-    EXPECT_EQ(delegate().winControllerFor(ax_->element(window_)), nullptr);
+    EXPECT_EQ(delegate().barFor(ax_->element(window_)), nullptr);
     EXPECT_TRUE(delegate().pathControllers().empty());
 }
 
@@ -52,9 +52,10 @@ TEST_F(AppDelegateTest, aWindowWhoseTitleNamesAnotherFolderReportsItAsShown) {
     std::vector<std::string> shown;
     auto ports = this->ports();
     ports.folderShown = [&shown](const std::string& folder) { shown.push_back(folder); };
-    delegate_ = std::make_unique<JorvaneAppDelegate>(ports);
+    delegate_ = std::make_unique<JorvaneApp>(ports);
     launched();
-    EXPECT_THAT(accessibility_.observer()->notificationsOf(ax_->element(application_)), testing::Contains("AXTitleChanged"));
+    EXPECT_THAT(accessibility_.observer()->notificationsOf(ax_->element(application_)),
+                testing::Contains("AXTitleChanged"));
     for (const char* title : {"/home/u/Music", "Music - Thunar", "/home/u/Projects"}) {
         ax_->setTitle(window_, title);
         accessibility_.observer()->post(ax_->element(window_), "AXTitleChanged");
@@ -68,7 +69,7 @@ TEST_F(AppDelegateTest, aWindowWhoseTitleNamesAnotherFolderReportsItAsShown) {
 struct NoticeRow {
     const char* name;
     bool barOpen;
-    void (*arrange)(AppDelegateFixture&);
+    void (*arrange)(JorvaneAppFixture&);
     std::vector<std::string> notices;
     std::size_t barsAfter;
     bool visibleAfter;
@@ -83,7 +84,7 @@ TEST_P(ObserverNotice, Row) {
     if (row.barOpen) {
         openBar();
     } else {
-        delegate().winControllerFor(ax_->element(window_));
+        delegate().barFor(ax_->element(window_));
         log_->clear();
     }
     if (row.arrange) row.arrange(*this);
@@ -93,35 +94,37 @@ TEST_P(ObserverNotice, Row) {
     if (row.barsAfter > 0) {
         EXPECT_EQ(barVisible(), row.visibleAfter);
     }
-    EXPECT_EQ(logged({"panel.", "list.close", "vj "}), row.effects);
+    EXPECT_EQ(logged({"panel.", "list.close", "call "}), row.effects);
 }
 
-void moveWindow(AppDelegateFixture& f) { f.ax_->setFrame(f.window_, {{200, 100}, {600, 400}}); }
-void coverTitle(AppDelegateFixture& f) { f.ax_->addForeignWindow({"xterm", 77, "xterm", 300, 30, 200, 100}); }
-void coverBody(AppDelegateFixture& f) { f.ax_->addForeignWindow({"xterm", 77, "xterm", 300, 200, 200, 100}); }
-void panelOverTitle(AppDelegateFixture& f) { f.ax_->addForeignWindow({"Dock", 78, "panel", 0, 0, 1440, 60}); }
+void moveWindow(JorvaneAppFixture& f) { f.ax_->setFrame(f.window_, {{200, 100}, {600, 400}}); }
+void coverTitle(JorvaneAppFixture& f) { f.ax_->addForeignWindow({"xterm", 77, "xterm", 300, 30, 200, 100}); }
+void coverBody(JorvaneAppFixture& f) { f.ax_->addForeignWindow({"xterm", 77, "xterm", 300, 200, 200, 100}); }
+void panelOverTitle(JorvaneAppFixture& f) { f.ax_->addForeignWindow({"Dock", 78, "panel", 0, 0, 1440, 60}); }
 
+// clang-format off
 const NoticeRow kNoticeRows[] = {
     {"a destroyed window closes its bar and drops it", true, nullptr, {"AXUIElementDestroyed"}, 0, false,
      {"list.close", "panel.close"}},
     {"a second destroyed notice finds nothing and does nothing", true, nullptr,
      {"AXUIElementDestroyed", "AXUIElementDestroyed"}, 0, false, {"list.close", "panel.close"}},
-    {"a minimised window hides its bar", true, nullptr, {"AXWindowMiniaturized"}, 1, false, {"panel.orderOut"}},
+    {"a minimised window hides its bar", true, nullptr, {"AXWindowMiniaturized"}, 1, false, {"panel.hide"}},
     {"a restored window does not bring its bar back", true, nullptr,
-     {"AXWindowMiniaturized", "AXWindowDeminiaturized"}, 1, false, {"panel.orderOut"}},
+     {"AXWindowMiniaturized", "AXWindowDeminiaturized"}, 1, false, {"panel.hide"}},
     {"a moved window takes its open bar along", true, moveWindow, {"AXWindowMoved"}, 1, true,
      {"panel.setFrame 397,779 206x22 animated"}},
     {"a resized window fits its open bar again", true, moveWindow, {"AXWindowResized"}, 1, true,
      {"panel.setFrame 397,779 206x22 animated"}},
     {"a moved window with a hidden bar moves nothing", false, moveWindow, {"AXWindowMoved"}, 1, false, {}},
     {"a window raised over the title hides the bar", true, coverTitle, {"JVWindowRestacked"}, 1, false,
-     {"panel.orderOut"}},
+     {"panel.hide"}},
     {"a window raised over the body leaves the bar", true, coverBody, {"JVWindowRestacked"}, 1, true, {}},
     {"a panel along the top of the screen leaves the bar", true, panelOverTitle, {"JVWindowRestacked"}, 1, true, {}},
     {"an uncovered window does not bring its bar back", false, nullptr, {"JVWindowRestacked"}, 1, false, {}},
     {"focus changes and the application's deactivation change nothing", true, nullptr,
      {"AXFocusedWindowChanged", "AXApplicationDeactivated", "AXApplicationActivated"}, 1, true, {}},
 };
+// clang-format on
 
 INSTANTIATE_TEST_SUITE_P(Rows, ObserverNotice, testing::ValuesIn(kNoticeRows), SentenceName{});
 
@@ -129,9 +132,9 @@ INSTANTIATE_TEST_SUITE_P(Rows, ObserverNotice, testing::ValuesIn(kNoticeRows), S
 
 TEST_F(AppDelegateTest, losingTheFrontHidesEveryBarOnlyForTheFileManagerOrThisProgram) {
     launched();
-    const AXNode second = ax_->addWindow(application_, "tmp - Thunar", {{800, 50}, {400, 300}});
+    const ElementNode second = ax_->addWindow(application_, "tmp - Thunar", {{800, 50}, {400, 300}});
     openBar();
-    delegate().winControllerFor(ax_->element(second))->show();
+    delegate().barFor(ax_->element(second))->show();
     ASSERT_TRUE(barVisible(0) && barVisible(1));
 
     workspace_.deactivated(77, false, "xterm");
@@ -154,20 +157,20 @@ TEST_F(AppDelegateTest, aNewFileManagerProcessHidesEveryBarAndGetsTheTap) {
 
     workspace_.launched(5000);
     EXPECT_FALSE(barVisible());
-    EXPECT_EQ(delegate().finderPid(), 5000);
+    EXPECT_EQ(delegate().fileManagerPid(), 5000);
     EXPECT_THAT(logged({"tap.", "fm.", "observer."}),
-                ElementsAre("tap.setEnabled 0", "tap.uninstall", "tap.setEnabled 0", "tap.uninstall", "tap.install 5000",
-                            "tap.setSwallowableKeys 5/0x100000"))
+                ElementsAre("tap.setEnabled 0", "tap.uninstall", "tap.setEnabled 0", "tap.uninstall",
+                            "tap.install 5000", "tap.setSwallowableKeys 5/0x100000"))
         << "the old process is dropped, then the new one attached";
     EXPECT_EQ(delegate().pathControllers().size(), 1u) << "the old window's bar stays until its window goes";
     EXPECT_EQ(accessibility_.createdCount(), 1u) << "the observer stays";
 
     // The new process's window gets its own bar through the new tap.
-    const AXNode newApp = ax_->addApplication(5000);
-    const AXNode newWindow = ax_->addWindow(newApp, "me - Thunar", {{100, 500}, {600, 300}});
+    const ElementNode newApp = ax_->addApplication(5000);
+    const ElementNode newWindow = ax_->addWindow(newApp, "me - Thunar", {{100, 500}, {600, 300}});
     ax_->setFocusedWindow(newWindow);
-    EXPECT_EQ(push(TapEvent::keyboardEvent(kVK_ANSI_G, true, kCGEventFlagMaskCommand)), EventTap::Decision::Swallow);
-    EXPECT_EQ(push(TapEvent::keyboardEvent(kVK_ANSI_G, false, kCGEventFlagMaskCommand)), EventTap::Decision::Swallow);
+    EXPECT_EQ(push(TapEvent::keyboardEvent(kKeyG, true, kModifierCommand)), EventTap::Decision::Swallow);
+    EXPECT_EQ(push(TapEvent::keyboardEvent(kKeyG, false, kModifierCommand)), EventTap::Decision::Swallow);
     settle();
     EXPECT_EQ(delegate().pathControllers().size(), 2u);
     EXPECT_TRUE(barVisible(1));

@@ -65,13 +65,18 @@ TEST_P(FuzzyOrder, RanksTheNameAPersonAimedAtFirst) {
 INSTANTIATE_TEST_SUITE_P(
     FuzzyMatch, FuzzyOrder,
     testing::Values(
-        OrderRow{"initial letters beat scattered ones", "rprt", {"driver-parts", "Reports/"}, {"Reports/", "driver-parts"}},
-        OrderRow{"word starts after separators", "mtg notes", {"mytagnotes.txt", "Meeting-Notes.txt"},
+        OrderRow{
+            "initial letters beat scattered ones", "rprt", {"driver-parts", "Reports/"}, {"Reports/", "driver-parts"}},
+        OrderRow{"word starts after separators",
+                 "mtg notes",
+                 {"mytagnotes.txt", "Meeting-Notes.txt"},
                  {"Meeting-Notes.txt", "mytagnotes.txt"}},
         OrderRow{"camel case humps", "fb", {"fileboard", "FooBar"}, {"FooBar", "fileboard"}},
         OrderRow{"consecutive letters beat gaps", "note", {"naxoxtxe", "abnote"}, {"abnote", "naxoxtxe"}},
         OrderRow{"a match at the start beats one inside", "doc", {"my-doc", "doc-old"}, {"doc-old", "my-doc"}},
-        OrderRow{"equal scores go to the shorter name then byte order", "ab", {"abcd", "abd", "abc"},
+        OrderRow{"equal scores go to the shorter name then byte order",
+                 "ab",
+                 {"abcd", "abd", "abc"},
                  {"abc", "abd", "abcd"}}),
     SentenceName{});
 
@@ -101,8 +106,10 @@ TEST_P(FuzzyPositions, AreTheByteOffsetsOfTheBestMatch) {
 INSTANTIATE_TEST_SUITE_P(
     FuzzyMatch, FuzzyPositions,
     testing::Values(PositionRow{"initial letters", "rprt", "Reports/", {0, 2, 4, 5}},
-                    PositionRow{"the word after the separator rather than the first letters", "notes",
-                                "Meeting-Notes.txt", {8, 9, 10, 11, 12}},
+                    PositionRow{"the word after the separator rather than the first letters",
+                                "notes",
+                                "Meeting-Notes.txt",
+                                {8, 9, 10, 11, 12}},
                     PositionRow{"multibyte characters count their first byte", "üb", "Tür-Übersicht", {5, 7}},
                     PositionRow{"no match", "xyz", "Reports", {}}),
     SentenceName{});
@@ -120,7 +127,10 @@ TEST(FuzzyMatch, OnlyDottedCapitalILongSAndTheKelvinSignFoldToAscii) {
         if (jorvane::paths::foldCharacter(c) < 0x80) foldingToAscii.push_back(c);
     }
     EXPECT_EQ(foldingToAscii, (std::vector<char32_t>{0x130, 0x17F, 0x212A}));
-    EXPECT_TRUE(FuzzyQuery("kasis").score("\xE2\x84\xAA" "a\xC5\xBF\xC4\xB0s").has_value());
+    EXPECT_TRUE(FuzzyQuery("kasis")
+                    .score("\xE2\x84\xAA"
+                           "a\xC5\xBF\xC4\xB0s")
+                    .has_value());
 }
 
 }  // namespace

@@ -56,48 +56,49 @@ constexpr auto path = Place::Kind::path;
 constexpr auto location = Place::Kind::location;
 constexpr auto invalid = Place::Kind::invalid;
 
-INSTANTIATE_TEST_SUITE_P(
-    Plain, PlaceTextReading,
-    testing::Values(Row{"an ordinary path stays", "/usr/share/doc", path, "/usr/share/doc"},
-                    Row{"a trailing slash stays", "/usr/share/", path, "/usr/share/"},
-                    Row{"a relative name stays relative", "Documents/x", path, "Documents/x"},
-                    Row{"spaces around a plain name are part of it", " name ", path, " name "},
-                    Row{"a pasted line break goes", "/tmp/x\n", path, "/tmp/x"},
-                    Row{"an empty text stays empty", "", path, ""},
-                    Row{"a NUL byte is invalid", std::string("/tmp/a\0b", 8), invalid, std::string("/tmp/a\0b", 8)}),
-    SentenceName{});
+INSTANTIATE_TEST_SUITE_P(Plain, PlaceTextReading,
+                         testing::Values(Row{"an ordinary path stays", "/usr/share/doc", path, "/usr/share/doc"},
+                                         Row{"a trailing slash stays", "/usr/share/", path, "/usr/share/"},
+                                         Row{"a relative name stays relative", "Documents/x", path, "Documents/x"},
+                                         Row{"spaces around a plain name are part of it", " name ", path, " name "},
+                                         Row{"a pasted line break goes", "/tmp/x\n", path, "/tmp/x"},
+                                         Row{"an empty text stays empty", "", path, ""},
+                                         Row{"a NUL byte is invalid", std::string("/tmp/a\0b", 8), invalid,
+                                             std::string("/tmp/a\0b", 8)}),
+                         SentenceName{});
 
-INSTANTIATE_TEST_SUITE_P(
-    Expansion, PlaceTextReading,
-    testing::Values(Row{"tilde is the home folder", "~/Documents", path, "/home/ann/Documents"},
-                    Row{"tilde alone", "~", path, "/home/ann"},
-                    Row{"tilde and a user", "~bob/src", path, "/users/bob/src"},
-                    Row{"an unknown user stays as typed", "~nobody/src", path, "~nobody/src"},
-                    Row{"tilde inside a name is a letter", "/tmp/a~b", path, "/tmp/a~b"},
-                    Row{"a variable", "$PROJ/web", path, "/srv/projects/web"},
-                    Row{"a variable in braces", "${HOME}/x", path, "/home/ann/x"},
-                    Row{"braces let letters follow", "/mnt/${EMPTY}data", path, "/mnt/data"},
-                    Row{"an unset variable stays as typed", "$NOPE/x", path, "$NOPE/x"},
-                    Row{"an unclosed brace stays as typed", "${HOME/x", path, "${HOME/x"},
-                    Row{"a lone dollar stays", "/tmp/$", path, "/tmp/$"},
-                    Row{"a dollar before a digit stays", "/tmp/$1", path, "/tmp/$1"},
-                    Row{"a variable set to nothing expands to nothing", "$EMPTY/tmp", path, "/tmp"}),
-    SentenceName{});
+INSTANTIATE_TEST_SUITE_P(Expansion, PlaceTextReading,
+                         testing::Values(Row{"tilde is the home folder", "~/Documents", path, "/home/ann/Documents"},
+                                         Row{"tilde alone", "~", path, "/home/ann"},
+                                         Row{"tilde and a user", "~bob/src", path, "/users/bob/src"},
+                                         Row{"an unknown user stays as typed", "~nobody/src", path, "~nobody/src"},
+                                         Row{"tilde inside a name is a letter", "/tmp/a~b", path, "/tmp/a~b"},
+                                         Row{"a variable", "$PROJ/web", path, "/srv/projects/web"},
+                                         Row{"a variable in braces", "${HOME}/x", path, "/home/ann/x"},
+                                         Row{"braces let letters follow", "/mnt/${EMPTY}data", path, "/mnt/data"},
+                                         Row{"an unset variable stays as typed", "$NOPE/x", path, "$NOPE/x"},
+                                         Row{"an unclosed brace stays as typed", "${HOME/x", path, "${HOME/x"},
+                                         Row{"a lone dollar stays", "/tmp/$", path, "/tmp/$"},
+                                         Row{"a dollar before a digit stays", "/tmp/$1", path, "/tmp/$1"},
+                                         Row{"a variable set to nothing expands to nothing", "$EMPTY/tmp", path,
+                                             "/tmp"}),
+                         SentenceName{});
 
-INSTANTIATE_TEST_SUITE_P(
-    Dots, PlaceTextReading,
-    testing::Values(Row{"dot and dot dot are resolved", "/a/./b/../c", path, "/a/c"},
-                    Row{"dot dot above the root is the root", "/../..", path, "/"},
-                    Row{"doubled slashes fold", "//a///b", path, "/a/b"},
-                    Row{"relative leading dot dot is kept", "../../x/./y", path, "../../x/y"},
-                    Row{"relative dot dot cancels a name", "a/../b", path, "b"},
-                    Row{"expanded then resolved", "~/../bob", path, "/home/bob"},
-                    Row{"for completion a last dot is kept", "/home/ann/.", path, "/home/ann/.", PlaceUse::completion},
-                    Row{"for completion a last dot dot name is kept", "/a/b/..c", path, "/a/b/..c",
-                        PlaceUse::completion},
-                    Row{"for completion earlier dot dots are resolved", "/a/b/../c", path, "/a/c", PlaceUse::completion},
-                    Row{"for navigation a last dot dot climbs", "/a/b/..", path, "/a"}),
-    SentenceName{});
+INSTANTIATE_TEST_SUITE_P(Dots, PlaceTextReading,
+                         testing::Values(Row{"dot and dot dot are resolved", "/a/./b/../c", path, "/a/c"},
+                                         Row{"dot dot above the root is the root", "/../..", path, "/"},
+                                         Row{"doubled slashes fold", "//a///b", path, "/a/b"},
+                                         Row{"relative leading dot dot is kept", "../../x/./y", path, "../../x/y"},
+                                         Row{"relative dot dot cancels a name", "a/../b", path, "b"},
+                                         Row{"expanded then resolved", "~/../bob", path, "/home/bob"},
+                                         Row{"for completion a last dot is kept", "/home/ann/.", path, "/home/ann/.",
+                                             PlaceUse::completion},
+                                         Row{"for completion a last dot dot name is kept", "/a/b/..c", path, "/a/b/..c",
+                                             PlaceUse::completion},
+                                         Row{"for completion earlier dot dots are resolved", "/a/b/../c", path, "/a/c",
+                                             PlaceUse::completion},
+                                         Row{"for navigation a last dot dot climbs", "/a/b/..", path, "/a"}),
+                         SentenceName{});
 
 INSTANTIATE_TEST_SUITE_P(
     Quoting, PlaceTextReading,
@@ -127,22 +128,24 @@ INSTANTIATE_TEST_SUITE_P(
                     Row{"another host is invalid", "file://server/share", invalid, "file://server/share"}),
     SentenceName{});
 
-INSTANTIATE_TEST_SUITE_P(
-    Locations, PlaceTextReading,
-    testing::Values(Row{"sftp", "sftp://ann@host/srv", location, "sftp://ann@host/srv"},
-                    Row{"ssh", "ssh://host", location, "ssh://host"}, Row{"smb", "smb://nas/share", location, "smb://nas/share"},
-                    Row{"ftps", "ftps://host/", location, "ftps://host/"},
-                    Row{"davs", "davs://host/dav", location, "davs://host/dav"},
-                    Row{"nfs", "nfs://host/export", location, "nfs://host/export"},
-                    Row{"https", "https://host/dav/", location, "https://host/dav/"},
-                    Row{"mtp", "mtp://Phone/", location, "mtp://Phone/"}, Row{"trash", "trash:///", location, "trash:///"},
-                    Row{"recent", "recent:///", location, "recent:///"},
-                    Row{"network", "network:///", location, "network:///"},
-                    Row{"a percent escape in a URL stays", "smb://nas/My%20Share", location, "smb://nas/My%20Share"},
-                    Row{"an upper case scheme is a name", "FTP://host", path, "FTP:/host"},
-                    Row{"a scheme without slashes is a name", "https:x", path, "https:x"},
-                    Row{"an unknown scheme is a name", "gopher://host", path, "gopher:/host"}),
-    SentenceName{});
+INSTANTIATE_TEST_SUITE_P(Locations, PlaceTextReading,
+                         testing::Values(Row{"sftp", "sftp://ann@host/srv", location, "sftp://ann@host/srv"},
+                                         Row{"ssh", "ssh://host", location, "ssh://host"},
+                                         Row{"smb", "smb://nas/share", location, "smb://nas/share"},
+                                         Row{"ftps", "ftps://host/", location, "ftps://host/"},
+                                         Row{"davs", "davs://host/dav", location, "davs://host/dav"},
+                                         Row{"nfs", "nfs://host/export", location, "nfs://host/export"},
+                                         Row{"https", "https://host/dav/", location, "https://host/dav/"},
+                                         Row{"mtp", "mtp://Phone/", location, "mtp://Phone/"},
+                                         Row{"trash", "trash:///", location, "trash:///"},
+                                         Row{"recent", "recent:///", location, "recent:///"},
+                                         Row{"network", "network:///", location, "network:///"},
+                                         Row{"a percent escape in a URL stays", "smb://nas/My%20Share", location,
+                                             "smb://nas/My%20Share"},
+                                         Row{"an upper case scheme is a name", "FTP://host", path, "FTP:/host"},
+                                         Row{"a scheme without slashes is a name", "https:x", path, "https:x"},
+                                         Row{"an unknown scheme is a name", "gopher://host", path, "gopher:/host"}),
+                         SentenceName{});
 
 TEST(PlaceText, FileUriPathIsReadOnlyFromLocalFileUris) {
     EXPECT_EQ(pathOfFileUri("file:///a%2Fb"), "/a/b");

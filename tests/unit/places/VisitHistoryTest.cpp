@@ -41,7 +41,8 @@ TEST_P(Matching, FindsTheFolderOnlyWhenTheWordsFitTheRules) {
 INSTANTIATE_TEST_SUITE_P(
     VisitHistory, Matching,
     testing::Values(
-        MatchRow{"words in order with the last in the last component", "proj rep", "/home/u/Projects/2026/Reports", true},
+        MatchRow{"words in order with the last in the last component", "proj rep", "/home/u/Projects/2026/Reports",
+                 true},
         MatchRow{"case is ignored", "PROJ Rep", "/home/u/projects/reports", true},
         MatchRow{"non ASCII case is folded", "ärger", "/home/u/ÄRGER", true},
         MatchRow{"one word inside the last component", "port", "/home/u/Reports", true},
@@ -50,8 +51,8 @@ INSTANTIATE_TEST_SUITE_P(
         MatchRow{"words may not overlap", "repo port", "/home/u/Reports", false},
         MatchRow{"two words in the last component", "re ts", "/home/u/Reports", true},
         MatchRow{"a missing word is no match", "proj tax", "/home/u/Projects/Reports", false},
-        MatchRow{"a last word holding a slash may start before the last component", "2026/rep",
-                 "/home/u/2026/Reports", true},
+        MatchRow{"a last word holding a slash may start before the last component", "2026/rep", "/home/u/2026/Reports",
+                 true},
         MatchRow{"tabs and several spaces separate words", "  proj\t\trep ", "/home/u/Projects/Reports", true},
         MatchRow{"no words match every folder", "   ", "/home/u/x", true},
         MatchRow{"bytes that are not UTF-8 match themselves", "caf\xE9", "/srv/caf\xE9", true}),
@@ -92,10 +93,10 @@ INSTANTIATE_TEST_SUITE_P(VisitHistory, RankByAge,
 TEST(VisitHistory, RecentVisitsOutrankFrequentOldOnesAndTiesAreDeterministic) {
     VisitHistory history;
     for (int i = 0; i < 7; ++i) history.visit("/old/often", kNow - 30 * kDay);  // 7 / 4
-    history.visit("/new/once", kNow - kMinute);                                // 1 * 4
-    history.visit("/day/b", kNow - 2 * kHour);                                 // 1 * 2
-    history.visit("/day/a", kNow - 2 * kHour);                                 // same rank, same time: by path
-    history.visit("/day/c", kNow - 3 * kHour);                                 // same rank, older
+    history.visit("/new/once", kNow - kMinute);                                 // 1 * 4
+    history.visit("/day/b", kNow - 2 * kHour);                                  // 1 * 2
+    history.visit("/day/a", kNow - 2 * kHour);                                  // same rank, same time: by path
+    history.visit("/day/c", kNow - 3 * kHour);                                  // same rank, older
     EXPECT_EQ(pathsOf(history.query("", kNow, 10)),
               (std::vector<std::string>{"/new/once", "/day/a", "/day/b", "/day/c", "/old/often"}));
     EXPECT_EQ(pathsOf(history.query("", kNow, 2)), (std::vector<std::string>{"/new/once", "/day/a"}));
@@ -201,18 +202,17 @@ TEST_P(RejectedLine, IsCountedAndSkippedWhileTheOthersAreKept) {
     EXPECT_EQ(parsed.history.size(), 2u);
 }
 
-INSTANTIATE_TEST_SUITE_P(HistoryText, RejectedLine,
-                         testing::Values(LineRow{"only two fields", "3\t/x"}, LineRow{"a score that is no number", "x\t1\t/x"},
-                                         LineRow{"a zero score", "0\t1\t/x"}, LineRow{"a negative score", "-2\t1\t/x"},
-                                         LineRow{"an infinite score", "inf\t1\t/x"},
-                                         LineRow{"a score too large for a double", "1e400\t1\t/x"},
-                                         LineRow{"a fractional time", "1\t1.5\t/x"},
-                                         LineRow{"a time with trailing text", "1\t15s\t/x"},
-                                         LineRow{"a relative path", "1\t1\tx/y"}, LineRow{"an empty path", "1\t1\t"},
-                                         LineRow{"an unknown escape", "1\t1\t/x\\t"},
-                                         LineRow{"a backslash at the end", "1\t1\t/x\\"},
-                                         LineRow{"a space instead of tabs", "1 1 /x"}),
-                         SentenceName{});
+INSTANTIATE_TEST_SUITE_P(
+    HistoryText, RejectedLine,
+    testing::Values(LineRow{"only two fields", "3\t/x"}, LineRow{"a score that is no number", "x\t1\t/x"},
+                    LineRow{"a zero score", "0\t1\t/x"}, LineRow{"a negative score", "-2\t1\t/x"},
+                    LineRow{"an infinite score", "inf\t1\t/x"},
+                    LineRow{"a score too large for a double", "1e400\t1\t/x"},
+                    LineRow{"a fractional time", "1\t1.5\t/x"}, LineRow{"a time with trailing text", "1\t15s\t/x"},
+                    LineRow{"a relative path", "1\t1\tx/y"}, LineRow{"an empty path", "1\t1\t"},
+                    LineRow{"an unknown escape", "1\t1\t/x\\t"}, LineRow{"a backslash at the end", "1\t1\t/x\\"},
+                    LineRow{"a space instead of tabs", "1 1 /x"}),
+    SentenceName{});
 
 TEST(HistoryText, DuplicateLinesAddUpAndAnOverfullFileIsAged) {
     ParsedHistory parsed = parseHistory("2\t10\t/a\n3\t20\t/a/\n");

@@ -35,9 +35,9 @@ protected:
 
     VisitedFolders& folders() {
         if (!folders_) {
-            folders_ = std::make_unique<VisitedFolders>(VisitedFolders::Options{
-                file(), [this] { return now_; }, [this] { return remembering_; },
-                [this](const std::string& warning) { warnings_.push_back(warning); }});
+            folders_ = std::make_unique<VisitedFolders>(
+                VisitedFolders::Options{file(), [this] { return now_; }, [this] { return remembering_; },
+                                        [this](const std::string& warning) { warnings_.push_back(warning); }});
         }
         return *folders_;
     }

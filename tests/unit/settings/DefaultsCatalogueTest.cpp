@@ -16,9 +16,7 @@ namespace {
 
 const std::filesystem::path kShippedResource = std::filesystem::path(JORVANE_RESOURCE_DIR) / "DefaultPreferences.json";
 
-Value readJson(const std::filesystem::path& file) {
-    return Value::parse(jorvane::test::readFile(file));
-}
+Value readJson(const std::filesystem::path& file) { return Value::parse(jorvane::test::readFile(file)); }
 
 struct Collector {
     std::vector<std::string> lines;
@@ -86,13 +84,12 @@ TEST_P(RegistrationOfABadResource, RegistersNothingAndSaysWhy) {
     EXPECT_EQ(defaults.stringForKey(keys::updateFeedUrl), "");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Resource, RegistrationOfABadResource,
-    ::testing::Values(BadResource{"ThatIsMissing", nullptr, "No such file"},
-                      BadResource{"ThatIsNotJson", "{\"hotkey_keycode\": 5,", "not valid JSON"},
-                      BadResource{"ThatIsEmpty", "", "not valid JSON"},
-                      BadResource{"ThatHoldsAList", "[1, 2]", "does not hold a JSON object"}),
-    [](const auto& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Resource, RegistrationOfABadResource,
+                         ::testing::Values(BadResource{"ThatIsMissing", nullptr, "No such file"},
+                                           BadResource{"ThatIsNotJson", "{\"hotkey_keycode\": 5,", "not valid JSON"},
+                                           BadResource{"ThatIsEmpty", "", "not valid JSON"},
+                                           BadResource{"ThatHoldsAList", "[1, 2]", "does not hold a JSON object"}),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 TEST(DefaultsCatalogue, RegisteredValueOfTheWrongTypeIsSkippedWithAWarning) {
     Collector warnings;
@@ -118,22 +115,22 @@ TEST_P(StoredValue, IsReadableAsItsKeyTypeOnlyWhenItFits) {
     EXPECT_EQ(conformsTo(Value::parse(GetParam().json), GetParam().type), GetParam().accepted);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Types, StoredValue,
-    ::testing::Values(Conformance{"TrueIsABoolean", "true", ValueType::Boolean, true},
-                      Conformance{"OneIsABoolean", "1", ValueType::Boolean, true},
-                      Conformance{"TwoIsNotABoolean", "2", ValueType::Boolean, false},
-                      Conformance{"TheWordYesIsNotABoolean", "\"YES\"", ValueType::Boolean, false},
-                      Conformance{"NegativeIntegerIsAnInteger", "-1", ValueType::Integer, true},
-                      Conformance{"FiveDotZeroIsAnInteger", "5.0", ValueType::Integer, true},
-                      Conformance{"FiveAndAHalfIsNotAnInteger", "5.5", ValueType::Integer, false},
-                      Conformance{"TwoToThe64IsNotAnInteger", "18446744073709551615", ValueType::Integer, false},
-                      Conformance{"HugeFloatIsNotAnInteger", "1e300", ValueType::Integer, false},
-                      Conformance{"TrueIsNotAnInteger", "true", ValueType::Integer, false},
-                      Conformance{"NumberIsNotAString", "5", ValueType::String, false},
-                      Conformance{"ListIsNotADictionary", "[]", ValueType::Dictionary, false},
-                      Conformance{"ObjectIsADictionary", "{}", ValueType::Dictionary, true}),
-    [](const auto& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Types, StoredValue,
+                         ::testing::Values(Conformance{"TrueIsABoolean", "true", ValueType::Boolean, true},
+                                           Conformance{"OneIsABoolean", "1", ValueType::Boolean, true},
+                                           Conformance{"TwoIsNotABoolean", "2", ValueType::Boolean, false},
+                                           Conformance{"TheWordYesIsNotABoolean", "\"YES\"", ValueType::Boolean, false},
+                                           Conformance{"NegativeIntegerIsAnInteger", "-1", ValueType::Integer, true},
+                                           Conformance{"FiveDotZeroIsAnInteger", "5.0", ValueType::Integer, true},
+                                           Conformance{"FiveAndAHalfIsNotAnInteger", "5.5", ValueType::Integer, false},
+                                           Conformance{"TwoToThe64IsNotAnInteger", "18446744073709551615",
+                                                       ValueType::Integer, false},
+                                           Conformance{"HugeFloatIsNotAnInteger", "1e300", ValueType::Integer, false},
+                                           Conformance{"TrueIsNotAnInteger", "true", ValueType::Integer, false},
+                                           Conformance{"NumberIsNotAString", "5", ValueType::String, false},
+                                           Conformance{"ListIsNotADictionary", "[]", ValueType::Dictionary, false},
+                                           Conformance{"ObjectIsADictionary", "{}", ValueType::Dictionary, true}),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 TEST(HotkeyRecorderEntry, RoundTripsWithAndWithoutTypedCharacters) {
     const HotkeyRecorderEntry typed{5, 0x100000, 0x100, "g", "g"};
@@ -150,8 +147,7 @@ TEST(HotkeyRecorderEntry, RoundTripsWithAndWithoutTypedCharacters) {
 TEST(HotkeyRecorderEntry, UnusableFieldsAreLeftEmptyAndReported) {
     std::vector<std::string> problems;
     const auto entry = HotkeyRecorderEntry::fromDictionary(
-        Value::parse(R"({"keyCode": 70000, "modifierFlags": -4, "modifiers": 256, "keyChars": 7})")
-            .get<Dictionary>(),
+        Value::parse(R"({"keyCode": 70000, "modifierFlags": -4, "modifiers": 256, "keyChars": 7})").get<Dictionary>(),
         &problems);
     EXPECT_EQ(entry, (HotkeyRecorderEntry{0, std::nullopt, 256, std::nullopt, std::nullopt}));
     EXPECT_EQ(problems.size(), 3u);

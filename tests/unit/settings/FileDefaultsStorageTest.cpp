@@ -118,7 +118,8 @@ TEST_F(FileDefaultsTest, SaveReplacesTheFileWholeAndKeepsItsPermissions) {
     // A complete document (a torn write would not parse) with every value.
     const Value saved = Value::parse(readFile(settingsFile()));
     EXPECT_EQ(saved, Value::parse(R"({"version": "1", "hotkey_keycode": 19})"));
-    EXPECT_EQ(fs::status(settingsFile()).permissions() & fs::perms::all, fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(fs::status(settingsFile()).permissions() & fs::perms::all,
+              fs::perms::owner_read | fs::perms::owner_write);
     EXPECT_EQ(filesIn(settingsFile().parent_path()), std::vector<std::string>{"settings.json"});
 }
 

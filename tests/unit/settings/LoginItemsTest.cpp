@@ -59,8 +59,8 @@ TEST_F(LoginItems, PathsAreComparedExactly) {
 }
 
 TEST_F(LoginItems, PathsWithSpacesAndSpecialCharactersSurviveTheExecQuoting) {
-    const std::vector<std::string> paths = {"/home/me/My Apps/jorvane", "/tmp/a\"b$c`d\\e/jorvane",
-                                            "/tmp/100%/jorvane", "/tmp/tab\there/jorvane"};
+    const std::vector<std::string> paths = {"/home/me/My Apps/jorvane", "/tmp/a\"b$c`d\\e/jorvane", "/tmp/100%/jorvane",
+                                            "/tmp/tab\there/jorvane"};
     for (const std::string& path : paths) {
         LoginItem::InstallLoginItemWithPath(path);
         EXPECT_TRUE(LoginItem::HasLoginItemWithPath(path)) << path;

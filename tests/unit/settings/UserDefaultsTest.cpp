@@ -20,7 +20,8 @@ protected:
 
     std::unique_ptr<UserDefaults> open(Dictionary stored = {}) {
         store_ = std::make_shared<MemoryStore>(std::move(stored));
-        return jorvane::test::makeMemoryDefaults(store_, [this](const std::string& line) { warnings_.push_back(line); });
+        return jorvane::test::makeMemoryDefaults(store_,
+                                                 [this](const std::string& line) { warnings_.push_back(line); });
     }
 
     ManualTimeSource clock_;
@@ -34,9 +35,9 @@ Dictionary dict(const char* json) { return Value::parse(json).get<Dictionary>();
 
 TEST_F(UserDefaultsTest, StoredValueWinsOverRegisteredWhichWinsOverEmpty) {
     auto defaults = open(dict(R"({"hotkey_keycode": 3})"));
-    EXPECT_EQ(defaults->integerForKey(keys::hotkeyKeycode), 3);             // stored
-    EXPECT_EQ(defaults->integerForKey(keys::hotkeyFlags), 0x100000);        // registered
-    EXPECT_FALSE(defaults->boolForKey(keys::notFirstLaunch));               // neither
+    EXPECT_EQ(defaults->integerForKey(keys::hotkeyKeycode), 3);       // stored
+    EXPECT_EQ(defaults->integerForKey(keys::hotkeyFlags), 0x100000);  // registered
+    EXPECT_FALSE(defaults->boolForKey(keys::notFirstLaunch));         // neither
     EXPECT_TRUE(defaults->dictionaryForKey(keys::hotkeyRecorder("x")).empty());
     EXPECT_TRUE(defaults->hasStoredValue(keys::hotkeyKeycode));
     EXPECT_FALSE(defaults->hasStoredValue(keys::hotkeyFlags));

@@ -31,11 +31,9 @@ INSTANTIATE_TEST_SUITE_P(
         MatchCase{"CaseIsIgnored", "Report.TXT", "rEPORT.txt", true},
         MatchCase{"APrefixIsNotAWholeMatch", "report.txt", "report", false},
         MatchCase{"ALongerPatternDoesNotMatch", "report", "report.txt", false},
-        MatchCase{"EmptyMatchesEmpty", "", "", true},
-        MatchCase{"EmptyPatternRejectsText", "a", "", false},
+        MatchCase{"EmptyMatchesEmpty", "", "", true}, MatchCase{"EmptyPatternRejectsText", "a", "", false},
         // Stars.
-        MatchCase{"StarMatchesAnySuffix", "Report.TXT", "*.txt", true},
-        MatchCase{"StarMatchesEmpty", "", "*", true},
+        MatchCase{"StarMatchesAnySuffix", "Report.TXT", "*.txt", true}, MatchCase{"StarMatchesEmpty", "", "*", true},
         MatchCase{"StarsOnBothSidesFindAMiddle", "annual-report-2023", "*REPORT*", true},
         MatchCase{"StarsOnBothSidesNeedTheMiddle", "annual-summary", "*report*", false},
         MatchCase{"StarMustNotSwallowTheRequiredEnd", "report.txt", "*report", false},
@@ -56,14 +54,12 @@ INSTANTIATE_TEST_SUITE_P(
         MatchCase{"StarsAndQuestionMarksSetAMinimumLength", "ab", "*?*?*", true},
         MatchCase{"StarsAndQuestionMarksRejectShorterText", "a", "*?*?*", false},
         // Unicode folding.
-        MatchCase{"UmlautsFoldWithTheirCapitals", "ÄBC", "*bc", true},
-        MatchCase{"GreekFolds", "ΣΟΦΙΑ", "σοφια", true},
+        MatchCase{"UmlautsFoldWithTheirCapitals", "ÄBC", "*bc", true}, MatchCase{"GreekFolds", "ΣΟΦΙΑ", "σοφια", true},
         MatchCase{"GreekFinalSigmaFoldsToSigma", "ΟΔΟΣ", "οδος", true},
         MatchCase{"CapitalSharpSFoldsToSharpS", "STRAẞE", "straße", true},
         MatchCase{"SharpSIsNotTwoEsses", "straße", "strasse", false},
         MatchCase{"KelvinSignFoldsToK", "\u212Aelvin", "kelvin", true},
-        MatchCase{"DotlessIIsNotI", "\u0131", "i", false},
-        MatchCase{"CherokeeFoldsBothWays", "\u13A0", "\uAB70", true},
+        MatchCase{"DotlessIIsNotI", "\u0131", "i", false}, MatchCase{"CherokeeFoldsBothWays", "\u13A0", "\uAB70", true},
         MatchCase{"DeseretFoldsOutsideTheBasicPlane", "\U00010400", "\U00010428", true},
         // "?" and multi-byte characters.
         MatchCase{"QuestionMarkTakesATwoByteCharacter", "ä", "?", true},
@@ -75,7 +71,10 @@ INSTANTIATE_TEST_SUITE_P(
         MatchCase{"AnInvalidByteMatchesItself", "\xff", "\xff", true},
         MatchCase{"AnInvalidByteDoesNotMatchAnother", "\xff", "\xfe", false},
         MatchCase{"EachInvalidByteIsOneCharacter", "\xff\xfe", "??", true},
-        MatchCase{"InvalidBytesAmongAscii", "a\xff" "b", "A*B", true},
+        MatchCase{"InvalidBytesAmongAscii",
+                  "a\xff"
+                  "b",
+                  "A*B", true},
         MatchCase{"ATruncatedSequenceIsOneInvalidCharacter", "\xC3", "?", true},
         MatchCase{"ATruncatedSequenceIsNotTheWholeCharacter", "\xC3", "ä", false},
         MatchCase{"AnOverlongSlashIsTwoInvalidBytes", "\xC0\xAF", "??", true},
@@ -114,20 +113,24 @@ TEST_P(Prefix, DecidesThePrefix) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Paths, Prefix,
-    testing::Values(MatchCase{"ALowerCasePrefixOfAName", "Documents", "doc", true},
-                    MatchCase{"TheWholeName", "Documents", "DOCUMENTS", true},
-                    MatchCase{"AnEmptyPrefixAlwaysMatches", "Documents", "", true},
-                    MatchCase{"APrefixLongerThanTheName", "Doc", "docs", false},
-                    MatchCase{"ADifferentStart", "Music", "doc", false},
-                    MatchCase{"AnUmlautPrefix", "ÄPFEL", "äp", true},
-                    MatchCase{"AnAsciiPrefixOfANonAsciiName", "Ärger", "a", false},
-                    MatchCase{"AKelvinSignStartsWithK", "\u212Aelvin", "kel", true},
-                    MatchCase{"StarIsLiteralInAPrefix", "a*b", "A*", true},
-                    MatchCase{"QuestionMarkIsLiteralInAPrefix", "abc", "a?", false},
-                    MatchCase{"AnInvalidBytePrefix", "\xff" "abc", "\xff" "A", true},
-                    MatchCase{"HalfACharacterIsNoPrefix", "ä", "\xC3", false}),
-    rowName);
+INSTANTIATE_TEST_SUITE_P(Paths, Prefix,
+                         testing::Values(MatchCase{"ALowerCasePrefixOfAName", "Documents", "doc", true},
+                                         MatchCase{"TheWholeName", "Documents", "DOCUMENTS", true},
+                                         MatchCase{"AnEmptyPrefixAlwaysMatches", "Documents", "", true},
+                                         MatchCase{"APrefixLongerThanTheName", "Doc", "docs", false},
+                                         MatchCase{"ADifferentStart", "Music", "doc", false},
+                                         MatchCase{"AnUmlautPrefix", "ÄPFEL", "äp", true},
+                                         MatchCase{"AnAsciiPrefixOfANonAsciiName", "Ärger", "a", false},
+                                         MatchCase{"AKelvinSignStartsWithK", "\u212Aelvin", "kel", true},
+                                         MatchCase{"StarIsLiteralInAPrefix", "a*b", "A*", true},
+                                         MatchCase{"QuestionMarkIsLiteralInAPrefix", "abc", "a?", false},
+                                         MatchCase{"AnInvalidBytePrefix",
+                                                   "\xff"
+                                                   "abc",
+                                                   "\xff"
+                                                   "A",
+                                                   true},
+                                         MatchCase{"HalfACharacterIsNoPrefix", "ä", "\xC3", false}),
+                         rowName);
 
 }  // namespace

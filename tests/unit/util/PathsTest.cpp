@@ -46,12 +46,10 @@ INSTANTIATE_TEST_SUITE_P(
                     StringCase{"DotDotRemovesThePrecedingComponent", "/a/b/../c", "/a/c"},
                     StringCase{"DotDotAtTheEndOfAnAbsolutePathClimbs", "/a/b/..", "/a"},
                     StringCase{"DotDotAboveTheRootStaysAtTheRoot", "/../../a", "/a"},
-                    StringCase{"TheRootAloneIsTheRoot", "/", "/"},
-                    StringCase{"SlashesOnlyAreTheRoot", "///", "/"},
+                    StringCase{"TheRootAloneIsTheRoot", "/", "/"}, StringCase{"SlashesOnlyAreTheRoot", "///", "/"},
                     StringCase{"RelativePathsKeepDotDot", "a/../b", "a/../b"},
                     StringCase{"RelativePathsLoseDotsAndDoubledSlashes", "./a//./b/", "a/b"},
-                    StringCase{"ALoneDotStaysADot", "./.", "."},
-                    StringCase{"EmptyStaysEmpty", "", ""},
+                    StringCase{"ALoneDotStaysADot", "./.", "."}, StringCase{"EmptyStaysEmpty", "", ""},
                     StringCase{"TildeIsTheHomeFolder", "~", "/home/ann"},
                     StringCase{"TildePathsAreExpandedAndThenResolved", "~/Documents/../Music/", "/home/ann/Music"},
                     StringCase{"AnUnknownUsersTildeIsARelativePath", "~nosuchuser-jorvane/a/./../b",
@@ -147,8 +145,7 @@ INSTANTIATE_TEST_SUITE_P(
                     ComponentsCase{"SlashesOnlyAreOneSlash", "//", {"/"}},
                     ComponentsCase{"ARelativeNameWithTrailingSlash", "a/", {"a", "/"}},
                     ComponentsCase{"ATildeIsAnOrdinaryComponent", "~/x", {"~", "x"}},
-                    ComponentsCase{"DotsAreKept", "./a/..", {".", "a", ".."}},
-                    ComponentsCase{"EmptyHasNone", "", {}}),
+                    ComponentsCase{"DotsAreKept", "./a/..", {".", "a", ".."}}, ComponentsCase{"EmptyHasNone", "", {}}),
     [](const testing::TestParamInfo<ComponentsCase>& row) { return std::string(row.param.name); });
 
 struct JoinCase {
@@ -159,22 +156,21 @@ struct JoinCase {
 
 class JoiningComponents : public testing::TestWithParam<JoinCase> {};
 
-TEST_P(JoiningComponents, GivesThePath) { EXPECT_EQ(paths::pathWithComponents(GetParam().components), GetParam().path); }
+TEST_P(JoiningComponents, GivesThePath) {
+    EXPECT_EQ(paths::pathWithComponents(GetParam().components), GetParam().path);
+}
 
 INSTANTIATE_TEST_SUITE_P(
     Paths, JoiningComponents,
-    testing::Values(JoinCase{"ALeadingSlashMakesItAbsolute", {"/", "tmp", "scratch"}, "/tmp/scratch"},
-                    JoinCase{"ALastSlashIsATrailingSlash", {"/", "tmp", "/"}, "/tmp/"},
-                    JoinCase{"ALastEmptyComponentIsATrailingSlash", {"tmp", ""}, "tmp/"},
-                    JoinCase{"ASlashInTheMiddleAddsNothing", {"a", "/", "b"}, "a/b"},
-                    JoinCase{"AnEmptyComponentInTheMiddleAddsNothing", {"a", "", "b"}, "a/b"},
-                    JoinCase{"AComponentHoldingSlashesIsJoinedAsItStands",
-                             {"/", "home", "Documents/Sub"},
-                             "/home/Documents/Sub"},
-                    JoinCase{"SlashesAtTheSeamsAreFolded", {"a/", "/b"}, "a/b"},
-                    JoinCase{"TheRootAloneIsTheRoot", {"/"}, "/"},
-                    JoinCase{"TwoSlashesAreTheRoot", {"/", "/"}, "/"},
-                    JoinCase{"NoComponentsIsEmpty", {}, ""}),
+    testing::Values(
+        JoinCase{"ALeadingSlashMakesItAbsolute", {"/", "tmp", "scratch"}, "/tmp/scratch"},
+        JoinCase{"ALastSlashIsATrailingSlash", {"/", "tmp", "/"}, "/tmp/"},
+        JoinCase{"ALastEmptyComponentIsATrailingSlash", {"tmp", ""}, "tmp/"},
+        JoinCase{"ASlashInTheMiddleAddsNothing", {"a", "/", "b"}, "a/b"},
+        JoinCase{"AnEmptyComponentInTheMiddleAddsNothing", {"a", "", "b"}, "a/b"},
+        JoinCase{"AComponentHoldingSlashesIsJoinedAsItStands", {"/", "home", "Documents/Sub"}, "/home/Documents/Sub"},
+        JoinCase{"SlashesAtTheSeamsAreFolded", {"a/", "/b"}, "a/b"}, JoinCase{"TheRootAloneIsTheRoot", {"/"}, "/"},
+        JoinCase{"TwoSlashesAreTheRoot", {"/", "/"}, "/"}, JoinCase{"NoComponentsIsEmpty", {}, ""}),
     [](const testing::TestParamInfo<JoinCase>& row) { return std::string(row.param.name); });
 
 // ------------------------------------------------------------------ appending and deleting
@@ -199,8 +195,7 @@ INSTANTIATE_TEST_SUITE_P(
                     AppendCase{"ToTheRoot", "/", "scratch.tiff", "/scratch.tiff"},
                     AppendCase{"ToNothing", "", "scratch.tiff", "scratch.tiff"},
                     AppendCase{"NothingToAFolderDropsTheTrailingSlash", "/tmp/", "", "/tmp"},
-                    AppendCase{"NothingToTheRoot", "/", "", "/"},
-                    AppendCase{"NothingToNothing", "", "", ""},
+                    AppendCase{"NothingToTheRoot", "/", "", "/"}, AppendCase{"NothingToNothing", "", "", ""},
                     AppendCase{"AComponentWithSlashesIsFolded", "/tmp", "/a//b/", "/tmp/a/b"},
                     AppendCase{"ARelativeTextWithSlashes", "/home/ann", "Documents/Sub", "/home/ann/Documents/Sub"},
                     AppendCase{"ATildeIsNotExpanded", "/tmp", "~", "/tmp/~"}),
@@ -212,19 +207,16 @@ TEST_P(DeletingLastComponent, GivesTheParent) {
     EXPECT_EQ(paths::stringByDeletingLastPathComponent(GetParam().input), GetParam().expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(Paths, DeletingLastComponent,
-                         testing::Values(StringCase{"OfAFile", "/tmp/scratch.tiff", "/tmp"},
-                                         StringCase{"OfAFolderWithTrailingSlash", "/tmp/lock/", "/tmp"},
-                                         StringCase{"OfATopFolderWithTrailingSlash", "/tmp/", "/"},
-                                         StringCase{"OfATopFolder", "/tmp", "/"},
-                                         StringCase{"OfTheRoot", "/", "/"},
-                                         StringCase{"OfABareName", "scratch.tiff", ""},
-                                         StringCase{"OfABareNameWithTrailingSlash", "scratch/", ""},
-                                         StringCase{"OfARelativePath", "a/b", "a"},
-                                         StringCase{"WithDoubledSlashes", "//a//b//", "/a"},
-                                         StringCase{"OfAPattern", "/tmp/*.log", "/tmp"},
-                                         StringCase{"OfNothing", "", ""}),
-                         rowName);
+INSTANTIATE_TEST_SUITE_P(
+    Paths, DeletingLastComponent,
+    testing::Values(StringCase{"OfAFile", "/tmp/scratch.tiff", "/tmp"},
+                    StringCase{"OfAFolderWithTrailingSlash", "/tmp/lock/", "/tmp"},
+                    StringCase{"OfATopFolderWithTrailingSlash", "/tmp/", "/"}, StringCase{"OfATopFolder", "/tmp", "/"},
+                    StringCase{"OfTheRoot", "/", "/"}, StringCase{"OfABareName", "scratch.tiff", ""},
+                    StringCase{"OfABareNameWithTrailingSlash", "scratch/", ""},
+                    StringCase{"OfARelativePath", "a/b", "a"}, StringCase{"WithDoubledSlashes", "//a//b//", "/a"},
+                    StringCase{"OfAPattern", "/tmp/*.log", "/tmp"}, StringCase{"OfNothing", "", ""}),
+    rowName);
 
 class LastComponent : public testing::TestWithParam<StringCase> {};
 
@@ -235,10 +227,8 @@ INSTANTIATE_TEST_SUITE_P(Paths, LastComponent,
                                          StringCase{"OfAFolder", "/tmp/scratch", "scratch"},
                                          StringCase{"OfAFolderWithTrailingSlash", "/tmp/", "tmp"},
                                          StringCase{"OfANameWithSlashes", "scratch///", "scratch"},
-                                         StringCase{"OfTheRoot", "/", "/"},
-                                         StringCase{"OfSlashesOnly", "///", "/"},
-                                         StringCase{"OfABareName", "a", "a"},
-                                         StringCase{"OfNothing", "", ""}),
+                                         StringCase{"OfTheRoot", "/", "/"}, StringCase{"OfSlashesOnly", "///", "/"},
+                                         StringCase{"OfABareName", "a", "a"}, StringCase{"OfNothing", "", ""}),
                          rowName);
 
 TEST(Paths, DeletingAndAppendingTheLastComponentGivesThePathBack) {

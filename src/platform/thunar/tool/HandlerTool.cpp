@@ -31,7 +31,7 @@ int usage() {
 
 int main(int argc, char** argv) {
     std::setlocale(LC_ALL, "");
-    jorvane::KMSetLogLevel(jorvane::KMLogLevelDebug);
+    jorvane::log::setLevel(jorvane::log::Debug);
     std::vector<std::string> args(argv + 1, argv + argc);
     std::uint32_t window = 0;
     int repeat = 1;

@@ -1,1 +1,0 @@
-#error "The core is platform-neutral: use a port, and put xkbcommon/xkbcommon.h code in an adapter under src/platform or src/ui."

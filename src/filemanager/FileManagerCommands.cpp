@@ -1,0 +1,173 @@
+#include "filemanager/FileManagerCommands.h"
+
+#include <filesystem>
+#include <mutex>
+#include <system_error>
+
+namespace jorvane {
+
+namespace {
+// A mount that failed without a reason of its own.
+constexpr const char* kMountFailedText = "The server could not be connected";
+}  // namespace
+
+struct FileManagerCommands::Core {
+    mutable std::mutex mutex;
+    std::shared_ptr<HandlerCatalogue> catalogue;
+
+    std::shared_ptr<HandlerCatalogue> current() const {
+        std::lock_guard lock(mutex);
+        return catalogue;
+    }
+
+    std::optional<std::string> call(std::string_view name, const std::vector<std::string>& params) const {
+        return callWithFailure(name, params).answer;
+    }
+
+    HandlerReply callWithFailure(std::string_view name, const std::vector<std::string>& params) const {
+        // A copy, so that a catalogue replaced meanwhile stays alive until
+        // this call is over. The call itself runs unlocked: calls from
+        // several threads proceed side by side, as the catalogue allows.
+        const std::shared_ptr<HandlerCatalogue> handlers = current();
+        if (!handlers) return {};
+        // Handler names are ASCII.
+        std::string lowered(name);
+        for (char& c : lowered)
+            if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+        try {
+            return handlers->callWithFailure(lowered, params);
+        } catch (...) {
+            // A catalogue must not throw; if one does, the call failed like
+            // any other and its caller goes on without an answer.
+            return {};
+        }
+    }
+};
+
+FileManagerCommands::FileManagerCommands(std::shared_ptr<HandlerCatalogue> catalogue)
+    : core_(std::make_shared<Core>()) {
+    core_->catalogue = std::move(catalogue);
+}
+
+FileManagerCommands::~FileManagerCommands() = default;
+
+FileManagerCommands& FileManagerCommands::shared() {
+    // Never destroyed: its queues may still be working while the process exits.
+    static FileManagerCommands* shared = new FileManagerCommands();
+    return *shared;
+}
+
+void FileManagerCommands::setSharedCatalogue(std::shared_ptr<HandlerCatalogue> catalogue) {
+    shared().setCatalogue(std::move(catalogue));
+}
+
+void FileManagerCommands::setCatalogue(std::shared_ptr<HandlerCatalogue> catalogue) {
+    std::lock_guard lock(core_->mutex);
+    core_->catalogue = std::move(catalogue);
+}
+
+std::shared_ptr<HandlerCatalogue> FileManagerCommands::catalogue() const { return core_->current(); }
+
+std::optional<std::string> FileManagerCommands::call(std::string_view name) const { return core_->call(name, {}); }
+
+std::optional<std::string> FileManagerCommands::call(std::string_view name,
+                                                     const std::vector<std::string>& params) const {
+    return core_->call(name, params);
+}
+
+namespace {
+
+// A navigation that got no answer is tried once more: the file manager may
+// have been busy with something it has now given up.
+bool navigate(const std::shared_ptr<FileManagerCommands::Core>& core, std::string_view handler,
+              const std::string& path) {
+    if (core->call(handler, {path})) return true;
+    return core->call(handler, {path}).has_value();
+}
+
+void report(const FileManagerCommands::FinishedBlock& finished, bool answered) {
+    if (finished) dispatch::performOnMainThread([finished, answered] { finished(answered); });
+}
+
+}  // namespace
+
+void FileManagerCommands::showFolderAsync(std::string path, FinishedBlock finishedBlock) {
+    showFolderQueue_.cancelAllOperations();
+    showFolderQueue_.addOperation([core = core_, path = std::move(path), finished = std::move(finishedBlock)] {
+        // A file opens rather than shows in the file manager's location,
+        // so only a directory is navigated to; everything else, missing
+        // paths included, is revealed in its folder.
+        std::error_code ec;
+        const bool isDirectory = std::filesystem::is_directory(path, ec);
+        // The caller's spinner waits for this, so it comes in every case.
+        report(finished, navigate(core, isDirectory ? handlers::showFolder : handlers::reveal, path));
+    });
+}
+
+void FileManagerCommands::revealAsync(std::string path, RevealedBlock finishedBlock) {
+    showFolderQueue_.cancelAllOperations();
+    showFolderQueue_.addOperation([core = core_, path = std::move(path), finished = std::move(finishedBlock)] {
+        std::string revealed = path;
+        std::error_code ec;
+        if (std::filesystem::is_directory(revealed, ec) && !revealed.ends_with('/')) revealed.push_back('/');
+        const bool answered = navigate(core, handlers::reveal, revealed);
+        if (finished) dispatch::performOnMainThread([finished, answered, revealed] { finished(answered, revealed); });
+    });
+}
+
+void FileManagerCommands::commandAsync(std::string name, std::vector<std::string> params, FinishedBlock finishedBlock) {
+    commandQueue_.addOperation(
+        [core = core_, name = std::move(name), params = std::move(params), finished = std::move(finishedBlock)] {
+            report(finished, core->call(name, params).has_value());
+        });
+}
+
+void FileManagerCommands::getPathAsync(PathBlock completion) {
+    getPathQueue_.cancelAllOperations();
+    getPathQueue_.addOperation([core = core_, completion = std::move(completion)] {
+        std::optional<std::string> path = core->call(handlers::getPath, {});
+        if (completion) dispatch::performOnMainThread([completion, path = std::move(path)] { completion(path); });
+    });
+}
+
+void FileManagerCommands::revealInCurrentAsync(std::string name) {
+    revealQueue_.cancelAllOperations();
+    revealQueue_.addOperation(
+        [core = core_, name = std::move(name)] { core->call(handlers::revealInCurrent, {name}); });
+}
+
+void FileManagerCommands::mountAsync(std::string url, FailureBlock done) {
+    mountQueue_.cancelAllOperations();
+    mountQueue_.addOperation([core = core_, url = std::move(url), done = std::move(done)] {
+        HandlerReply reply = core->callWithFailure(handlers::mount, {url});
+        std::optional<std::string> failure;
+        if (!reply.answer) failure = reply.failure.empty() ? std::string(kMountFailedText) : std::move(reply.failure);
+        if (done) dispatch::performOnMainThread([done, failure = std::move(failure)] { done(failure); });
+    });
+}
+
+void FileManagerCommands::cancelMount() {
+    mountQueue_.cancelAllOperations();
+    if (const std::shared_ptr<HandlerCatalogue> handlers = core_->current()) {
+        try {
+            handlers->cancel(handlers::mount);
+        } catch (...) {
+            // Nothing to give up then.
+        }
+    }
+}
+
+void FileManagerCommands::openTerminal(std::string path) {
+    dispatch::globalQueue().async(
+        [core = core_, path = std::move(path)] { core->call(handlers::openTerminal, {path}); });
+}
+
+void FileManagerCommands::waitUntilIdle() {
+    showFolderQueue_.waitUntilAllOperationsAreFinished();
+    getPathQueue_.waitUntilAllOperationsAreFinished();
+    revealQueue_.waitUntilAllOperationsAreFinished();
+    commandQueue_.waitUntilAllOperationsAreFinished();
+    mountQueue_.waitUntilAllOperationsAreFinished();
+}
+
+}  // namespace jorvane

@@ -1,0 +1,135 @@
+#pragma once
+
+// The one way to query or command the file manager. Callers name a handler of
+// the handler catalogue, pass a list of strings and get a string or nothing
+// back; they never talk to the file manager themselves.
+//
+// Time-outs: every handler call is bounded by the catalogue's own time-out
+// (the Thunar adapter enforces it). The wrapper adds none, so a synchronous
+// call blocks its caller at most for the catalogue's bound.
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "filemanager/HandlerCatalogue.h"
+#include "util/Dispatch.h"
+
+namespace jorvane {
+
+// Every handler the program calls, with the parameters it is given.
+namespace handlers {
+inline constexpr std::string_view getPath = "finder_get_path";                   // none -> folder of the front window
+inline constexpr std::string_view getSelection = "finder_get_selection";         // none -> selected item's path
+inline constexpr std::string_view isFolderWindow = "is_finder_win";              // none -> notFolderWindow or other
+inline constexpr std::string_view showFolder = "finder_set_path";                // [directory]
+inline constexpr std::string_view reveal = "finder_reveal";                      // [path]
+inline constexpr std::string_view revealInCurrent = "finder_reveal_in_current";  // [name]
+inline constexpr std::string_view selectNames = "finder_select2";                // [directory, names joined]
+inline constexpr std::string_view mount = "finder_mount";                        // [URL]
+inline constexpr std::string_view newWindow = "finder_new_win";                  // [text of the path field]
+inline constexpr std::string_view closeWindow = "close_finder_win";              // none
+inline constexpr std::string_view reload = "reload";                             // none
+inline constexpr std::string_view iconView = "finder_iconview";                  // none
+inline constexpr std::string_view listView = "finder_listview";                  // none
+inline constexpr std::string_view columnView = "finder_columnview";              // none
+inline constexpr std::string_view flowView = "finder_flowview";                  // none
+inline constexpr std::string_view openTerminal = "open_terminal";                // [path]
+
+inline constexpr std::array all = {
+    getPath,   getSelection, isFolderWindow, showFolder, reveal,   revealInCurrent, selectNames, mount,
+    newWindow, closeWindow,  reload,         iconView,   listView, columnView,      flowView,    openTerminal,
+};
+
+// Joins the names of the second parameter of "finder_select2".
+inline constexpr std::string_view itemSeparator = "|!|";
+// The only answer of "is_finder_win" that means "not a browser window"; any
+// other answer, nothing included, means it is one.
+inline constexpr std::string_view notFolderWindow = "NO";
+}  // namespace handlers
+
+class FileManagerCommands {
+public:
+    // Told whether the file manager answered the navigation.
+    using FinishedBlock = std::function<void(bool answered)>;
+    using PathBlock = std::function<void(std::optional<std::string> path)>;
+    using FailureBlock = std::function<void(std::optional<std::string> failure)>;
+
+    // Without a catalogue every call answers nothing.
+    explicit FileManagerCommands(std::shared_ptr<HandlerCatalogue> catalogue = nullptr);
+    // Drops the requests that wait and waits for the running ones.
+    ~FileManagerCommands();
+    FileManagerCommands(const FileManagerCommands&) = delete;
+    FileManagerCommands& operator=(const FileManagerCommands&) = delete;
+
+    // The process-wide instance, created on first use and never destroyed.
+    static FileManagerCommands& shared();
+    // Installs the shared instance's catalogue: main does so once at start,
+    // tests put in fakes. nullptr takes it away again.
+    static void setSharedCatalogue(std::shared_ptr<HandlerCatalogue> catalogue);
+
+    void setCatalogue(std::shared_ptr<HandlerCatalogue> catalogue);
+    std::shared_ptr<HandlerCatalogue> catalogue() const;
+
+    // Synchronous: returns when the handler has answered, on the caller's
+    // thread. The name is lower-cased; the parameters go in order.
+    std::optional<std::string> call(std::string_view name) const;
+    std::optional<std::string> call(std::string_view name, const std::vector<std::string>& params) const;
+
+    // Navigation on the serial set-path queue: the newest request replaces
+    // those still waiting, a running one finishes. An existing directory
+    // (links followed) is shown with "finder_set_path", anything else is
+    // revealed with "finder_reveal". A call that got no answer is tried once
+    // more. Then `finishedBlock` runs on the main queue, told whether the
+    // file manager answered.
+    void showFolderAsync(std::string path, FinishedBlock finishedBlock);
+    // "finder_reveal" [path] on the same queue and terms; a path naming a
+    // directory (links followed) gets a trailing "/" first. The block also
+    // gets the path as revealed.
+    using RevealedBlock = std::function<void(bool answered, const std::string& revealed)>;
+    void revealAsync(std::string path, RevealedBlock finishedBlock);
+    // Any other command, in the order given, on a serial queue of its own;
+    // `finishedBlock` (may be empty) as above. Never retried: a command
+    // like "close the window" must not happen twice.
+    void commandAsync(std::string name, std::vector<std::string> params, FinishedBlock finishedBlock = {});
+    // "finder_get_path" on the serial get-path queue, same replacement rule;
+    // `completion` gets the answer (maybe nothing) on the main queue.
+    void getPathAsync(PathBlock completion);
+    // "finder_reveal_in_current" [name] on the serial reveal queue, same
+    // replacement rule: while the user types, only the newest name is still
+    // selected when the file manager is slow. Nothing is reported back.
+    void revealInCurrentAsync(std::string name);
+    // "finder_mount" [url] on the serial mount queue, same replacement rule.
+    // `done` runs on the main queue: with nothing when the server is mounted
+    // and shown, else with the reason in a short text for the user (the
+    // catalogue's own, or a general one when it gives none). A mount taken
+    // away by cancelMount() before it started never reports.
+    void mountAsync(std::string url, FailureBlock done);
+    // Drops the waiting mount and asks the running one to give up (it then
+    // reports a failure).
+    void cancelMount();
+    // "open_terminal" [path] on the global queue; nothing is reported back.
+    void openTerminal(std::string path);
+
+    // Waits until the serial queues are empty (tests, shutdown).
+    void waitUntilIdle();
+
+    struct Core;
+
+private:
+    // Shared with the queued work, so that a task on the global queue never
+    // outlives what it calls.
+    std::shared_ptr<Core> core_;
+    // Declared last: destroyed first, so no operation runs on a dead core.
+    dispatch::OperationQueue showFolderQueue_{1};
+    dispatch::OperationQueue getPathQueue_{1};
+    dispatch::OperationQueue revealQueue_{1};
+    dispatch::OperationQueue commandQueue_{1};
+    dispatch::OperationQueue mountQueue_{1};
+};
+
+}  // namespace jorvane

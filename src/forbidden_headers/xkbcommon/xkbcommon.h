@@ -1,0 +1,2 @@
+#error \
+    "The core is platform-neutral: use a port, and put xkbcommon/xkbcommon.h code in an adapter under src/platform or src/ui."

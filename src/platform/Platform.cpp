@@ -1,4 +1,0 @@
-// Placeholder translation unit so the adapter library always has a source.
-namespace jorvane::platform {
-int adapterLibraryAnchor() { return 0; }
-}

@@ -1,0 +1,18 @@
+#include "shortcut/ShortcutControl.h"
+
+namespace jorvane {
+
+ShortcutControl::ShortcutControl(settings::UserDefaults* defaults, Alerts* alerts) : cell_(defaults, alerts) {
+    cell_.setDelegate(this);
+}
+
+bool ShortcutControl::hotkeyRecorderCellIsKeyCodeAndFlagsTaken(ShortcutRecorder&, ShortcutKeyCode keyCode,
+                                                               Modifiers flags, std::string& reason) {
+    return delegate_ && delegate_->hotkeyRecorderIsKeyCodeAndFlagsTaken(*this, keyCode, flags, reason);
+}
+
+void ShortcutControl::hotkeyRecorderCellKeyComboDidChange(ShortcutRecorder&, ShortcutCombo combo) {
+    if (delegate_) delegate_->hotkeyRecorderKeyComboDidChange(*this, combo.flags, combo.code);
+}
+
+}  // namespace jorvane

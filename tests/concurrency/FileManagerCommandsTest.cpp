@@ -1,0 +1,228 @@
+#include "filemanager/FileManagerCommands.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "fakes/FakeHandlerCatalogue.h"
+#include "fakes/TestSupport.h"
+#include "util/Dispatch.h"
+
+using namespace std::chrono_literals;
+using namespace jorvane;
+using jorvane::dispatch::isMainThread;
+using jorvane::dispatch::mainQueue;
+using jorvane::test::FakeHandlerCatalogue;
+using ::testing::ElementsAre;
+
+namespace {
+
+using Call = FakeHandlerCatalogue::Call;
+
+struct Bridge {
+    Bridge() {
+        // Navigations succeed unless a test says otherwise.
+        finder->answer("finder_set_path", "");
+        finder->answer("finder_reveal", "");
+    }
+    std::shared_ptr<FakeHandlerCatalogue> finder = std::make_shared<FakeHandlerCatalogue>();
+    FileManagerCommands wrapper{finder};
+    ~Bridge() {
+        // Nothing of one test may run into the next.
+        finder->releaseAll();
+        wrapper.waitUntilIdle();
+        mainQueue().drain();
+    }
+};
+
+// What a completion block saw.
+struct Completion {
+    bool called = false;
+    bool onMainThread = false;
+    std::optional<std::string> path;
+};
+
+TEST(FileManagerCommands, PassesParametersInOrderAndAnswersTheHandlersResult) {
+    Bridge b;
+    b.finder->answer("finder_select2", "done");
+    EXPECT_EQ(b.wrapper.call("finder_select2", {"/tmp", "a|!|b"}), "done");
+    EXPECT_EQ(b.wrapper.call("reload"), std::nullopt);
+    EXPECT_THAT(b.finder->calls(),
+                ElementsAre(Call{"finder_select2", {"/tmp", "a|!|b"}, true}, Call{"reload", {}, true}));
+}
+
+TEST(FileManagerCommands, LowerCasesTheHandlerName) {
+    Bridge b;
+    b.wrapper.call("Finder_GET_Path");
+    EXPECT_THAT(b.finder->callNames(), ElementsAre("finder_get_path"));
+}
+
+TEST(FileManagerCommands, WithoutACatalogueEveryCallAnswersNothing) {
+    FileManagerCommands wrapper;
+    EXPECT_EQ(wrapper.call("finder_get_path"), std::nullopt);
+    Completion got;
+    got.path = "stale";
+    wrapper.getPathAsync([&](std::optional<std::string> path) { got = {true, isMainThread(), std::move(path)}; });
+    EXPECT_TRUE(mainQueue().runUntil([&] { return got.called; }, 10s));
+    EXPECT_EQ(got.path, std::nullopt);
+}
+
+TEST(FileManagerCommands, SharedInstanceUsesTheInstalledCatalogue) {
+    auto finder = std::make_shared<FakeHandlerCatalogue>();
+    finder->answer("finder_get_path", "/srv");
+    {
+        test::ScopedSharedCatalogue installed(finder);
+        EXPECT_EQ(FileManagerCommands::shared().call("finder_get_path"), "/srv");
+    }
+    EXPECT_EQ(FileManagerCommands::shared().call("finder_get_path"), std::nullopt);
+}
+
+// ---------------------------------------------------------------- set path
+
+struct SetPathRow {
+    std::string name;
+    std::function<std::string(const test::TempDir&)> make;
+    std::string_view handler;
+};
+
+void PrintTo(const SetPathRow& row, std::ostream* os) { *os << row.name; }
+
+class FinderSetPath : public ::testing::TestWithParam<SetPathRow> {};
+
+TEST_P(FinderSetPath, ChoosesTheHandlerByWhatThePathIs) {
+    test::TempDir tmp;
+    const std::string path = GetParam().make(tmp);
+    Bridge b;
+    bool finished = false;
+    bool finishedOnMain = false;
+    b.wrapper.showFolderAsync(path, [&](bool) {
+        finished = true;
+        finishedOnMain = isMainThread();
+    });
+    ASSERT_TRUE(mainQueue().runUntil([&] { return finished; }, 10s));
+    EXPECT_TRUE(finishedOnMain);
+    ASSERT_EQ(b.finder->callCount(), 1u);
+    EXPECT_EQ(b.finder->calls()[0].name, GetParam().handler);
+    EXPECT_THAT(b.finder->calls()[0].params, ElementsAre(path));
+    EXPECT_FALSE(b.finder->calls()[0].onMainThread);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    FileManagerCommands, FinderSetPath,
+    ::testing::Values(
+        SetPathRow{"ADirectoryIsShown", [](const test::TempDir& tmp) { return tmp.dir("docs").string(); },
+                   handlers::showFolder},
+        SetPathRow{"ALinkToADirectoryIsShown",
+                   [](const test::TempDir& tmp) { return tmp.symlink("link", tmp.dir("docs").string()).string(); },
+                   handlers::showFolder},
+        SetPathRow{"AFileIsRevealed", [](const test::TempDir& tmp) { return tmp.file("notes.txt").string(); },
+                   handlers::reveal},
+        SetPathRow{"AMissingPathIsRevealed", [](const test::TempDir& tmp) { return (tmp.path() / "gone").string(); },
+                   handlers::reveal},
+        SetPathRow{
+            "ALinkToNothingIsRevealed",
+            [](const test::TempDir& tmp) { return tmp.symlink("dangling", (tmp.path() / "gone").string()).string(); },
+            handlers::reveal},
+        SetPathRow{"AnEmptyPathIsRevealed", [](const test::TempDir&) { return std::string(); }, handlers::reveal}),
+    [](const auto& row) { return row.param.name; });
+
+TEST(FileManagerCommands, FinishedBlockRunsEvenWhenTheHandlerFails) {
+    Bridge b;
+    b.finder->answerWith("finder_reveal", [](const std::vector<std::string>&) -> std::optional<std::string> {
+        throw std::runtime_error("file manager gone");
+    });
+    bool finished = false;
+    bool answered = true;
+    b.wrapper.showFolderAsync("/no/such/place", [&](bool wasAnswered) {
+        answered = wasAnswered;
+        finished = true;
+    });
+    EXPECT_TRUE(mainQueue().runUntil([&] { return finished; }, 10s));
+    EXPECT_FALSE(answered);
+    EXPECT_EQ(b.finder->callCount("finder_reveal"), 2u) << "tried once more";
+    EXPECT_EQ(b.wrapper.call("finder_reveal", {"/x"}), std::nullopt);
+}
+
+TEST(FileManagerCommands, NavigationWhileOneRunsDropsTheWaitingRequest) {
+    test::TempDir tmp;
+    Bridge b;
+    b.finder->hold("finder_set_path");
+    std::vector<std::string> finished;
+    b.wrapper.showFolderAsync(tmp.dir("one").string(), [&](bool) { finished.push_back("one"); });
+    ASSERT_TRUE(b.finder->waitForHeld("finder_set_path", 1));
+    b.wrapper.showFolderAsync(tmp.dir("two").string(), [&](bool) { finished.push_back("two"); });
+    b.wrapper.showFolderAsync(tmp.dir("three").string(), [&](bool) { finished.push_back("three"); });
+    b.finder->release("finder_set_path");
+    ASSERT_TRUE(mainQueue().runUntil([&] { return finished.size() == 2; }, 10s));
+    b.wrapper.waitUntilIdle();
+    mainQueue().drain();
+    EXPECT_THAT(finished, ElementsAre("one", "three"));
+    std::vector<std::string> shown;
+    for (const Call& c : b.finder->calls()) shown.push_back(std::filesystem::path(c.params.at(0)).filename().string());
+    EXPECT_THAT(shown, ElementsAre("one", "three"));
+}
+
+TEST(FileManagerCommands, TypingWhileARevealRunsKeepsOnlyTheNewestNameAndNeverHoldsUpNavigation) {
+    test::TempDir tmp;
+    Bridge b;
+    b.finder->hold("finder_reveal_in_current");
+    b.wrapper.revealInCurrentAsync("a");
+    ASSERT_TRUE(b.finder->waitForHeld("finder_reveal_in_current", 1));
+    for (const char* name : {"ab", "abc", "abcd"}) b.wrapper.revealInCurrentAsync(name);
+    bool shown = false;
+    b.wrapper.showFolderAsync(tmp.dir("there").string(), [&](bool) { shown = true; });
+    ASSERT_TRUE(mainQueue().runUntil([&] { return shown; }, 10s));
+    b.finder->release("finder_reveal_in_current");
+    b.wrapper.waitUntilIdle();
+    std::vector<std::string> revealed;
+    for (const Call& c : b.finder->calls())
+        if (c.name == "finder_reveal_in_current") revealed.push_back(c.params.at(0));
+    EXPECT_THAT(revealed, ElementsAre("a", "abcd"));
+}
+
+// ---------------------------------------------------------------- get path
+
+TEST(FileManagerCommands, QuickGetPathRequestsWhileOneRunsKeepTheFirstAndTheLast) {
+    Bridge b;
+    b.finder->hold("finder_get_path");
+    b.finder->answerOnce("finder_get_path", "/first");
+    b.finder->answerOnce("finder_get_path", "/third");
+    Completion first, second, third;
+    auto into = [](Completion& c) {
+        return [&c](std::optional<std::string> path) { c = {true, isMainThread(), std::move(path)}; };
+    };
+    b.wrapper.getPathAsync(into(first));
+    ASSERT_TRUE(b.finder->waitForHeld("finder_get_path", 1));
+    b.wrapper.getPathAsync(into(second));
+    b.wrapper.getPathAsync(into(third));
+    b.finder->release("finder_get_path");
+
+    ASSERT_TRUE(mainQueue().runUntil([&] { return first.called && third.called; }, 10s));
+    b.wrapper.waitUntilIdle();
+    mainQueue().drain();
+    EXPECT_EQ(b.finder->callCount("finder_get_path"), 2u);
+    EXPECT_FALSE(second.called);
+    EXPECT_EQ(first.path, "/first");
+    EXPECT_EQ(third.path, "/third");
+    EXPECT_TRUE(first.onMainThread);
+    EXPECT_TRUE(third.onMainThread);
+}
+
+// ------------------------------------------------------------ open terminal
+
+TEST(FileManagerCommands, OpenTerminalRunsOffTheMainThread) {
+    Bridge b;
+    b.wrapper.openTerminal("/home/me");
+    ASSERT_TRUE(b.finder->waitForCalls("open_terminal", 1));
+    EXPECT_THAT(b.finder->calls(), ElementsAre(Call{"open_terminal", {"/home/me"}, false}));
+}
+
+}  // namespace

@@ -1,0 +1,80 @@
+#pragma once
+
+// Accessibility observers for tests. ObservableAccessibility wraps any
+// accessibility interface (usually a FakeAccessibility) and hands out
+// FakeAXObservers, which record what they were asked to watch and let the
+// test tell about notifications:
+//
+//     auto ax = std::make_shared<test::FakeAccessibility>();
+//     test::ObservableAccessibility accessibility(ax, log);
+//     ... the code under test calls accessibility.createObserver(pid, callback) ...
+//     accessibility.observer()->notify(ax->element(window), "AXUIElementDestroyed");
+//
+// notify() reaches the callback only when the notification was added for an
+// element equal to the one given or to its "AXParent" (its application), as
+// a real observer's would; post() reaches it regardless. The callback is
+// called on the calling thread (the real one arrives on the main queue).
+// Log entries: "observer.create <pid>", "observer.add <notification>".
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "accessibility/Accessibility.h"
+#include "accessibility/WindowObserver.h"
+#include "fakes/FakePathWindowViews.h"
+
+namespace jorvane::test {
+
+class FakeWindowObserver final : public WindowObserver {
+public:
+    FakeWindowObserver(std::int32_t pid, Callback callback, std::shared_ptr<EventLog> log);
+
+    bool addNotification(const ElementRef& element, std::string_view notification) override;
+    bool removeNotification(const ElementRef& element, std::string_view notification) override;
+
+    // ---- test side
+    std::int32_t pid() const { return pid_; }
+    bool notify(const ElementRef& element, std::string_view notification);
+    void post(const ElementRef& element, std::string_view notification);
+    // The notifications added for elements equal to this one, in order.
+    std::vector<std::string> notificationsOf(const ElementRef& element) const;
+
+private:
+    std::int32_t pid_;
+    Callback callback_;
+    std::shared_ptr<EventLog> log_;
+    mutable std::mutex mutex_;
+    std::vector<std::pair<ElementRef, std::string>> added_;
+};
+
+class ObservableAccessibility final : public AccessibilityAPI {
+public:
+    ObservableAccessibility(std::shared_ptr<AccessibilityAPI> inner, std::shared_ptr<EventLog> log);
+    ~ObservableAccessibility() override;
+
+    ElementRef systemWideElement() override { return inner_->systemWideElement(); }
+    ElementRef applicationElement(std::int32_t pid) override { return inner_->applicationElement(pid); }
+    ElementRef elementAtPosition(float x, float y) override { return inner_->elementAtPosition(x, y); }
+    std::vector<WindowInfo> windowList() override { return inner_->windowList(); }
+    Point mouseLocation() override { return inner_->mouseLocation(); }
+    std::unique_ptr<WindowObserver> createObserver(std::int32_t pid, WindowObserver::Callback callback) override;
+
+    // ---- test side
+    // The newest observer still alive, or null.
+    FakeWindowObserver* observer() const;
+    std::size_t createdCount() const;
+
+    struct Registry;
+
+private:
+    std::shared_ptr<AccessibilityAPI> inner_;
+    std::shared_ptr<EventLog> log_;
+    std::shared_ptr<Registry> registry_;
+};
+
+}  // namespace jorvane::test

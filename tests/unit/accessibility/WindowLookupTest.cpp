@@ -1,0 +1,257 @@
+#include "accessibility/WindowLookup.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "fakes/FakeAccessibility.h"
+
+using namespace jorvane;
+using jorvane::test::ElementNode;
+using jorvane::test::FakeAccessibility;
+using jorvane::test::ScopedAccessibility;
+
+namespace {
+
+constexpr std::int32_t kPid = 4242;
+const Rect kEverywhere{{-10000, -10000}, {20000, 20000}};
+
+// The file manager with one application element, installed for WindowLookup.
+struct Screen {
+    std::shared_ptr<FakeAccessibility> ax = std::make_shared<FakeAccessibility>();
+    ScopedAccessibility installed{ax};
+    ElementNode app = ax->addApplication(kPid, "Thunar");
+
+    // Stage 1 finds nothing anywhere: only the window list can answer.
+    void nothingAtAnyPosition() { ax->placeElement(kEverywhere, ElementNode{}); }
+    // Stage 2 has nothing to offer: only the hierarchy can answer.
+    void emptyWindowList() { ax->setWindowList(std::vector<WindowInfo>{}); }
+    // `element` is what lies under the mouse.
+    void underMouse(ElementNode element) { ax->placeElement(kEverywhere, element); }
+};
+
+struct UnderMouseRow {
+    std::string name;
+    // Builds the screen; returns the window expected (no node: none).
+    std::function<ElementNode(Screen&)> build;
+};
+
+void PrintTo(const UnderMouseRow& row, std::ostream* os) { *os << row.name; }
+
+class WindowUnderMouse : public ::testing::TestWithParam<UnderMouseRow> {};
+
+TEST_P(WindowUnderMouse, FindsTheExpectedWindow) {
+    Screen s;
+    const ElementNode expected = GetParam().build(s);
+    EXPECT_EQ(s.ax->nodeOf(WindowLookup::windowUnderMouse()), expected);
+}
+
+// Two full-screen windows: `deep` behind, `front` in front. A chain of
+// `depth` elements hangs below `deep` without "AXWindow"; its deepest
+// element is under the mouse. Stage 1 must climb to `deep`; when the
+// climb is too long, stage 2 answers with `front`.
+ElementNode climb(Screen& s, std::size_t depth, bool wantDeep) {
+    const ElementNode deep = s.ax->addWindow(s.app, "deep", {{0, 0}, {500, 500}});
+    const ElementNode front = s.ax->addWindow(s.app, "front", {{0, 0}, {500, 500}});
+    s.underMouse(s.ax->addChain(deep, depth));
+    s.ax->setMouseLocation({10, 10});
+    return wantDeep ? deep : front;
+}
+
+// A window "docs" over (0,0)-(500,500), another program's window in front of
+// it when given, and nothing found at any position: the window list must
+// answer for the mouse at `mouse`.
+ElementNode docsFromTheWindowList(Screen& s, Point mouse = {10, 10}, std::optional<WindowInfo> inFront = {}) {
+    const ElementNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
+    if (inFront) s.ax->addForeignWindow(*inFront);
+    s.nothingAtAnyPosition();
+    s.ax->setMouseLocation(mouse);
+    return win;
+}
+
+const UnderMouseRow kUnderMouseRows[] = {
+    {"TitleTextGivesItsWindowThroughTheWindowAttribute",
+     [](Screen& s) {
+         const ElementNode win = s.ax->addWindow(s.app, "/home - Thunar", {{100, 50}, {800, 600}});
+         s.ax->addStaticText(win, "/home - Thunar", {{420, 54}, {160, 16}});
+         s.emptyWindowList();
+         s.ax->setMouseLocation({430, 60});
+         return win;
+     }},
+    {"ElementWithoutWindowAttributeClimbsToItsWindow", [](Screen& s) { return climb(s, 3, true); }},
+    {"WindowExactlyOneHundredParentsUpIsFound", [](Screen& s) { return climb(s, 100, true); }},
+    {"WindowOneHundredAndOneParentsUpIsLeftToTheWindowList", [](Screen& s) { return climb(s, 101, false); }},
+    {"ElementWithNoWindowAncestorIsLeftToTheWindowList",
+     [](Screen& s) {
+         const ElementNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
+         s.underMouse(s.ax->addChain(s.ax->addElement(ElementNode{}, "AXGroup"), 5));
+         s.ax->setMouseLocation({10, 10});
+         return win;
+     }},
+    {"WindowAttributeNamingANonWindowIsNotTrusted",
+     [](Screen& s) {
+         const ElementNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
+         const ElementNode group = s.ax->addElement(win, "AXGroup", Rect{{0, 0}, {500, 500}});
+         s.ax->setAttribute(group, "AXWindow", group);
+         s.emptyWindowList();
+         s.ax->setMouseLocation({10, 10});
+         return ElementNode{};
+     }},
+    {"NothingAtThePositionIsLeftToTheWindowList", [](Screen& s) { return docsFromTheWindowList(s); }},
+    {"DockPanelInFrontIsSkipped",
+     [](Screen& s) {
+         return docsFromTheWindowList(s, {10, 10}, WindowInfo{"Dock", 17, "", 0, 0, 1000, 1000});
+     }},
+    {"AnotherProgramInFrontEndsTheScan",
+     [](Screen& s) {
+         docsFromTheWindowList(s, {10, 10}, WindowInfo{"Firefox", 17, "news", 0, 0, 1000, 1000});
+         return ElementNode{};
+     }},
+    {"SameTitledWindowsOnePointApartAcrossAreToldApartByOrigin",
+     [](Screen& s) {
+         s.ax->addWindow(s.app, "docs - Thunar", {{100, 100}, {500, 500}});
+         const ElementNode moved = s.ax->addWindow(s.app, "docs - Thunar", {{101, 100}, {500, 500}});
+         s.nothingAtAnyPosition();
+         s.ax->setMouseLocation({300, 300});
+         return moved;
+     }},
+    {"SameTitledWindowsOnePointApartDownAreToldApartByOrigin",
+     [](Screen& s) {
+         s.ax->addWindow(s.app, "docs - Thunar", {{100, 100}, {500, 500}});
+         const ElementNode moved = s.ax->addWindow(s.app, "docs - Thunar", {{100, 101}, {500, 500}});
+         s.nothingAtAnyPosition();
+         s.ax->setMouseLocation({300, 300});
+         return moved;
+     }},
+    {"SizeIsNotCompared",
+     [](Screen& s) {
+         const ElementNode win = docsFromTheWindowList(s);
+         s.ax->setWindowList(std::vector<WindowInfo>{{"Thunar", kPid, "docs", 0, 0, 700, 300}});
+         s.ax->removeAttribute(win, "AXSize");
+         return win;
+     }},
+    {"WindowWithoutPositionNeverMatches",
+     [](Screen& s) {
+         s.ax->removeAttribute(docsFromTheWindowList(s), "AXPosition");
+         return ElementNode{};
+     }},
+    {"TitleMustEqualTheEntrysName",
+     [](Screen& s) {
+         docsFromTheWindowList(s);
+         s.ax->setWindowList(std::vector<WindowInfo>{{"Thunar", kPid, "Docs", 0, 0, 500, 500}});
+         return ElementNode{};
+     }},
+    {"PointOnTheFarEdgeIsOutside",
+     [](Screen& s) {
+         docsFromTheWindowList(s, {500, 10});
+         return ElementNode{};
+     }},
+    {"UnknownOwnerFindsNothing",
+     [](Screen& s) {
+         s.ax->setWindowList(std::vector<WindowInfo>{{"Thunar", 9999, "docs", 0, 0, 500, 500}});
+         s.nothingAtAnyPosition();
+         s.ax->setMouseLocation({10, 10});
+         return ElementNode{};
+     }},
+};
+
+INSTANTIATE_TEST_SUITE_P(WindowLookup, WindowUnderMouse, ::testing::ValuesIn(kUnderMouseRows),
+                         [](const auto& row) { return row.param.name; });
+
+TEST(WindowLookup, ParentClimbIsBoundedEvenInACycle) {
+    Screen s;
+    const ElementNode loop = s.ax->addElement(ElementNode{}, "AXGroup");
+    s.ax->setAttribute(loop, "AXParent", loop);
+    s.underMouse(loop);
+    s.emptyWindowList();
+    EXPECT_EQ(WindowLookup::windowUnderMouse(), nullptr);
+    EXPECT_LE(s.ax->readCount("AXParent"), 100u);
+}
+
+TEST(WindowLookup, WithoutAnInterfaceEverythingAnswersNothing) {
+    ScopedAccessibility none(nullptr);
+    EXPECT_EQ(WindowLookup::windowUnderMouse(), nullptr);
+    EXPECT_EQ(WindowLookup::focusedWindow(), nullptr);
+    Rect frame;
+    EXPECT_FALSE(WindowLookup::getWindowFrame(nullptr, frame));
+    EXPECT_EQ(WindowLookup::titleElementForWindow(nullptr), nullptr);
+}
+
+TEST(WindowLookup, FocusedWindowIsTheFocusedApplicationsFocusedWindow) {
+    Screen s;
+    const ElementNode a = s.ax->addWindow(s.app, "a", {{0, 0}, {500, 500}});
+    const ElementNode b = s.ax->addWindow(s.app, "b", {{0, 0}, {500, 500}});
+    EXPECT_EQ(WindowLookup::focusedWindow(), nullptr);
+    s.ax->setFocusedWindow(a);
+    EXPECT_EQ(s.ax->nodeOf(WindowLookup::focusedWindow()), a);
+    s.ax->setFocusedWindow(b);
+    EXPECT_EQ(s.ax->nodeOf(WindowLookup::focusedWindow()), b);
+}
+
+// ------------------------------------------------------------- title element
+
+struct TitleRow {
+    std::string name;
+    std::vector<std::string> childRoles;
+    int expected;  // index into the children, -1 for none
+};
+
+void PrintTo(const TitleRow& row, std::ostream* os) { *os << row.name; }
+
+class TitleElement : public ::testing::TestWithParam<TitleRow> {};
+
+TEST_P(TitleElement, IsTheLastStaticTextChild) {
+    Screen s;
+    const ElementNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
+    std::vector<ElementNode> children;
+    for (const std::string& role : GetParam().childRoles)
+        children.push_back(s.ax->addElement(win, role, Rect{{0, 0}, {10, 10}}));
+    const ElementNode expected = GetParam().expected < 0 ? ElementNode{} : children[std::size_t(GetParam().expected)];
+    EXPECT_EQ(s.ax->nodeOf(WindowLookup::titleElementForWindow(s.ax->element(win))), expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    WindowLookup, TitleElement,
+    ::testing::Values(TitleRow{"OfTwoStaticTextsTheSecondWins", {"AXStaticText", "AXStaticText"}, 1},
+                      TitleRow{"AButtonAfterTheTextDoesNotCount", {"AXStaticText", "AXButton"}, 0},
+                      TitleRow{"NoStaticTextGivesNone", {"AXButton", "AXGroup"}, -1},
+                      TitleRow{"NoChildrenGiveNone", {}, -1}),
+    [](const auto& row) { return row.param.name; });
+
+TEST(WindowLookup, WindowWithoutChildrenAttributeHasNoTitleElement) {
+    Screen s;
+    const ElementNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
+    s.ax->removeAttribute(win, "AXChildren");
+    EXPECT_EQ(WindowLookup::titleElementForWindow(s.ax->element(win)), nullptr);
+}
+
+// ------------------------------------------------------------------- frames
+
+TEST(WindowLookup, FrameIsReadFromPositionAndSize) {
+    Screen s;
+    const ElementNode win = s.ax->addWindow(s.app, "docs", {{12.5, 40}, {640, 480}});
+    Rect frame;
+    EXPECT_TRUE(WindowLookup::getWindowFrame(s.ax->element(win), frame));
+    EXPECT_EQ(frame, (Rect{{12.5, 40}, {640, 480}}));
+}
+
+TEST(WindowLookup, AFrameWithoutItsSizeOrPositionFailsAfterWritingWhatItRead) {
+    Screen s;
+    const ElementNode win = s.ax->addWindow(s.app, "docs", {{12, 40}, {640, 480}});
+    Rect frame{{-1, -1}, {7, 7}};
+    s.ax->setAttribute(win, "AXPosition", std::string("12,40"));  // mistyped
+    EXPECT_FALSE(WindowLookup::getWindowFrame(s.ax->element(win), frame));
+    s.ax->removeAttribute(win, "AXPosition");
+    EXPECT_FALSE(WindowLookup::getWindowFrame(s.ax->element(win), frame));
+    EXPECT_EQ(frame, (Rect{{-1, -1}, {7, 7}}));
+    s.ax->setAttribute(win, "AXPosition", Point{12, 40});
+    s.ax->removeAttribute(win, "AXSize");
+    EXPECT_FALSE(WindowLookup::getWindowFrame(s.ax->element(win), frame));
+    EXPECT_EQ(frame, (Rect{{12, 40}, {7, 7}})) << "the origin is written before the size is read";
+}
+
+}  // namespace

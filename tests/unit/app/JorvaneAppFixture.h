@@ -1,0 +1,180 @@
+#pragma once
+
+// The application delegate with every port faked: one file-manager process
+// (pid 4242) with one window, 600 x 400 at (100, 50), whose title text is
+// 120 points wide at (340, 53) and which is focused; the window's folder is
+// "/home/me". Bars are real PathWindowControllers over recording views. All
+// fakes write into one EventLog; time is virtual.
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "addressbar/PathWindowController.h"
+#include "app/JorvaneApp.h"
+#include "fakes/FakeAccessibility.h"
+#include "fakes/FakeAlerts.h"
+#include "fakes/FakeApplication.h"
+#include "fakes/FakeEventTap.h"
+#include "fakes/FakeFileManagerProcess.h"
+#include "fakes/FakeHandlerCatalogue.h"
+#include "fakes/FakePathWindowDelegate.h"
+#include "fakes/FakePathWindowViews.h"
+#include "fakes/FakeWindowObserver.h"
+#include "fakes/FakeWorkspaceObserver.h"
+#include "fakes/MemoryDefaults.h"
+#include "filemanager/FileManagerCommands.h"
+#include "settings/UserDefaults.h"
+#include "unit/TableSupport.h"
+#include "util/Dispatch.h"
+
+namespace jorvane::test::appcore {
+
+using test::PrintTo;
+using test::SentenceName;
+
+class JorvaneAppFixture {
+public:
+    static constexpr std::int32_t kPid = 4242;
+    static constexpr Rect kWindowFrame{{100, 50}, {600, 400}};
+    static constexpr Rect kTitleFrame{{340, 53}, {120, 16}};
+    static constexpr Point kOnTitle{400, 60};
+
+    JorvaneAppFixture() {
+        dispatch::mainQueue().bindToCurrentThread();
+        dispatch::mainQueue().drain();
+        dispatch::setTimeSource(&time_);
+        application_ = ax_->addApplication(kPid);
+        window_ = ax_->addWindow(application_, "me - Thunar", kWindowFrame);
+        title_ = ax_->addStaticText(window_, "me - Thunar", kTitleFrame);
+        ax_->setFocusedWindow(window_);
+        finder_->answer(handlers::getPath, "/home/me");
+        fileManager_.setPid(kPid);
+        defaults_->setBool(true, settings::keys::notFirstLaunch);
+    }
+
+    virtual ~JorvaneAppFixture() {
+        finder_->releaseAll();
+        delegate_.reset();
+        dispatch::mainQueue().drain();
+        bridge_.waitUntilIdle();
+        dispatch::setTimeSource(nullptr);
+    }
+
+    JorvaneApp& delegate() {
+        if (!delegate_) delegate_ = std::make_unique<JorvaneApp>(ports());
+        return *delegate_;
+    }
+
+    // Launched, with the log cleared.
+    JorvaneApp& launched() {
+        delegate().applicationDidFinishLaunching();
+        log_->clear();
+        return *delegate_;
+    }
+
+    JorvaneApp::Ports ports() {
+        return {*defaults_,
+                accessibility_,
+                tap_,
+                workspace_,
+                alerts_,
+                application_port_,
+                environment_,
+                fileManager_,
+                updater_,
+                bridge_,
+                [this](ElementRef window, PathWindowDelegate& delegate) {
+                    auto views = std::make_unique<FakePathWindowViews>(log_);
+                    views->panel().setFrameSilently({{0, 0}, {0, 22}});
+                    auto controller = std::make_unique<PathWindowController>(
+                        std::move(window), views->take(),
+                        PathWindowController::Dependencies{bridge_, *defaults_, workspaceFiles_, screens_, delegate});
+                    views_.push_back(std::move(views));
+                    return controller;
+                },
+                [this] {
+                    log_->add("welcome");
+                    return welcomeGoesOn_;
+                },
+                {},
+                {},
+                PlatformNames{},
+                JORVANE_RESOURCE_DIR "/DefaultPreferences.json",
+                "1.2.3"};
+    }
+
+    // Runs what the delegate queued, on the main queue and in the background,
+    // until nothing is left.
+    void settle() {
+        for (int i = 0; i < 3; ++i) {
+            if (delegate_) delegate_->waitUntilIdle();
+            dispatch::mainQueue().drain();
+        }
+    }
+
+    void advance(double seconds) {
+        time_.advance(dispatch::seconds(seconds));
+        settle();
+    }
+
+    // Pushes the event through the tap, with the mouse where a mouse event says.
+    EventTap::Decision push(const TapEvent& event) {
+        if (event.type != kEventKeyDown && event.type != kEventKeyUp) {
+            ax_->setMouseLocation(event.location);
+            tap_.setMouseLocation(event.location);
+        }
+        return tap_.push(event);
+    }
+
+    // A title-bar click that opens the bar of the window; the log is cleared.
+    PathWindowController* openBar() {
+        push(TapEvent::mouseEvent(kEventLeftMouseUp, kOnTitle));
+        settle();
+        log_->clear();
+        return delegate_->barFor(ax_->element(window_), false);
+    }
+
+    // The log, keeping only entries that begin with one of the prefixes.
+    std::vector<std::string> logged(const std::vector<std::string>& prefixes) const {
+        return entriesStartingWithAny(*log_, prefixes);
+    }
+
+    bool barVisible(std::size_t index = 0) const { return views_.at(index)->panel().isVisible(); }
+
+    dispatch::ManualTimeSource time_;
+    std::shared_ptr<EventLog> log_ = std::make_shared<EventLog>();
+    std::shared_ptr<FakeAccessibility> ax_ = std::make_shared<FakeAccessibility>();
+    ScopedAccessibility installed_{ax_};
+    ObservableAccessibility accessibility_{ax_, log_};
+    ElementNode application_, window_, title_;
+    std::shared_ptr<FakeHandlerCatalogue> finder_ = std::make_shared<FakeHandlerCatalogue>();
+    FileManagerCommands bridge_{std::make_shared<LoggingCatalogue>(finder_, log_, LoggingCatalogue::Calls::all)};
+    std::unique_ptr<settings::UserDefaults> defaults_ = std::make_unique<settings::UserDefaults>(nullptr);
+    FakeEventTap tap_{log_};
+    FakeWorkspaceObserver workspace_{log_};
+    FakeAlerts alerts_{log_};
+    FakeApplication application_port_{log_};
+    FakeEnvironment environment_{log_};
+    FakeFileManagerProcess fileManager_{log_};
+    FakeUpdater updater_{log_};
+    FakeWorkspace workspaceFiles_{log_};
+    FakeScreens screens_{std::vector<Rect>{Rect{{0, 0}, {1440, 900}}}};
+    bool welcomeGoesOn_ = true;
+    std::vector<std::unique_ptr<FakePathWindowViews>> views_;
+    std::unique_ptr<JorvaneApp> delegate_;
+};
+
+class AppDelegateTest : public JorvaneAppFixture, public testing::Test {};
+
+template <class Row>
+class AppDelegateTable : public JorvaneAppFixture, public testing::TestWithParam<Row> {};
+
+inline std::vector<std::string> operator+(std::vector<std::string> a, const std::vector<std::string>& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+}  // namespace jorvane::test::appcore

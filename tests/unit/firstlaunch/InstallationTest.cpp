@@ -1,0 +1,212 @@
+// Who may move or delete what: the manifest's parser, and one table over
+// the places the program can be started from, saying for each what the
+// welcome offers, whether a move happens and what uninstall would delete.
+
+#include "firstlaunch/Installation.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "app/AboutWindowController.h"
+#include "fakes/FakeAlerts.h"
+#include "fakes/FakeApplication.h"
+#include "fakes/FakeURLOpener.h"
+#include "fakes/TestSupport.h"
+#include "firstlaunch/MoveToApplications.h"
+#include "unit/TableSupport.h"
+
+namespace jorvane::installation {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct ParseRow {
+    const char* name;
+    std::string text;
+    std::optional<Kind> kind;  // nothing: not a manifest
+    std::vector<std::string> files = {};
+};
+
+class ManifestText : public testing::TestWithParam<ParseRow> {};
+
+TEST_P(ManifestText, Row) {
+    const ParseRow& row = GetParam();
+    const std::optional<Manifest> manifest = parseManifest(row.text);
+    ASSERT_EQ(manifest.has_value(), row.kind.has_value());
+    if (!manifest) return;
+    EXPECT_EQ(manifest->kind, *row.kind);
+    EXPECT_EQ(manifest->files, row.files);
+}
+
+const ParseRow kParseRows[] = {
+    {"a release lists its files",
+     "jorvane-installed-files 1 release\nbin/jorvane\nshare/a b\n",
+     Kind::release,
+     {"bin/jorvane", "share/a b"}},
+    {"a prefix without a final newline, with blank lines and a repeat",
+     "jorvane-installed-files 1 prefix\n\nbin/x\nbin/x",
+     Kind::prefix,
+     {"bin/x"}},
+    {"a package", "jorvane-installed-files 1 package\nbin/jorvane\n", Kind::package, {"bin/jorvane"}},
+    {"an unknown kind", "jorvane-installed-files 1 portable\nbin/jorvane\n", std::nullopt},
+    {"another header", "jorvane-installed-files 2 release\nbin/jorvane\n", std::nullopt},
+    {"a header without a kind", "jorvane-installed-files 1\nbin/jorvane\n", std::nullopt},
+    {"no files", "jorvane-installed-files 1 release\n", std::nullopt},
+    {"an absolute path", "jorvane-installed-files 1 release\n/home/u/x\n", std::nullopt},
+    {"a path out of the folder", "jorvane-installed-files 1 release\nshare/../../x\n", std::nullopt},
+    {"a dot component", "jorvane-installed-files 1 release\n./bin/jorvane\n", std::nullopt},
+    {"a doubled slash", "jorvane-installed-files 1 release\nbin//jorvane\n", std::nullopt},
+    {"a folder", "jorvane-installed-files 1 release\nbin/\n", std::nullopt},
+    {"a NUL", std::string("jorvane-installed-files 1 release\nbin/jor\0vane\n", 45), std::nullopt},
+    {"empty text", "", std::nullopt},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, ManifestText, testing::ValuesIn(kParseRows), test::SentenceName{});
+
+// ---- the places the program starts from
+
+constexpr const char* kFiles = "bin/jorvane\nshare/jorvane/installed-files\nshare/jorvane/defaults.json\n";
+
+struct PlaceRow {
+    const char* name;
+    // Makes the place below the test's root; returns the program's path.
+    fs::path (*make)(const test::TempDir& root);
+    Kind kind;
+    bool moveOffered;
+    bool uninstallAsks;  // otherwise a refusal
+};
+
+fs::path withManifest(const test::TempDir& root, const std::string& folder, const std::string& kind) {
+    root.file(folder + "/share/jorvane/installed-files", "jorvane-installed-files 1 " + kind + "\n" + kFiles);
+    root.file(folder + "/share/jorvane/defaults.json", "{}");
+    return root.file(folder + "/bin/jorvane", "program");
+}
+
+// clang-format off
+const PlaceRow kPlaceRows[] = {
+    {"an unpacked release in downloads", [](const test::TempDir& r) { return withManifest(r, "home/Downloads/jorvane-1.0", "release"); },
+     Kind::release, true, true},
+    {"a release already in the applications folder", [](const test::TempDir& r) { return withManifest(r, "opt/jorvane", "release"); },
+     Kind::release, false, true},
+    {"a build tree", [](const test::TempDir& r) {
+         r.file("build/share/jorvane/defaults.json", "{}");
+         r.file("build/CMakeCache.txt", "");
+         return r.file("build/bin/jorvane", "program");
+     },
+     Kind::unknown, false, false},
+    {"an in-source build in a checkout", [](const test::TempDir& r) {
+         r.file("src/.git/HEAD", "ref");
+         return r.file("src/bin/jorvane", "program");
+     },
+     Kind::unknown, false, false},
+    {"a prefix install in dot local", [](const test::TempDir& r) {
+         r.file("home/.local/bin/other-program", "x");
+         return withManifest(r, "home/.local", "prefix");
+     },
+     Kind::prefix, false, true},
+    {"a prefix install in usr local", [](const test::TempDir& r) { return withManifest(r, "usr/local", "prefix"); },
+     Kind::prefix, false, true},
+    {"a loose program in downloads", [](const test::TempDir& r) { return r.file("home/Downloads/jorvane", "program"); },
+     Kind::unknown, false, false},
+    {"a package install", [](const test::TempDir& r) { return withManifest(r, "usr", "package"); }, Kind::package,
+     false, false},
+    {"a release whose manifest names a missing file", [](const test::TempDir& r) {
+         const fs::path program = withManifest(r, "home/jorvane", "release");
+         fs::remove(r.path() / "home/jorvane/share/jorvane/defaults.json");
+         return program;
+     },
+     Kind::unknown, false, false},
+    {"a release whose manifest is a fifo", [](const test::TempDir& r) {
+         const fs::path program = r.file("home/jorvane/bin/jorvane", "program");
+         r.dir("home/jorvane/share/jorvane");
+         mkfifo((r.path() / "home/jorvane/share/jorvane/installed-files").c_str(), 0600);
+         return program;
+     },
+     Kind::unknown, false, false},
+};
+// clang-format on
+
+class Place : public testing::TestWithParam<PlaceRow> {
+protected:
+    test::TempDir root_;
+    test::FakeAlerts alerts_;
+    test::FakeApplication application_;
+    FakeURLOpener urls_;
+};
+
+TEST_P(Place, Row) {
+    const PlaceRow& row = GetParam();
+    const fs::path program = row.make(root_);
+    const Installation found = installationOf(program);
+    EXPECT_EQ(found.kind, row.kind);
+    if (row.kind == Kind::unknown) {
+        EXPECT_TRUE(found.root.empty());
+    }
+    const std::string opt = (root_.path() / "opt").string();
+    EXPECT_EQ(MoveToApplications::isOffered(found, opt), row.moveOffered);
+
+    AboutWindowController about({alerts_, application_, urls_, program, found, "1.0"});
+    EXPECT_EQ(about.uninstallQuestion().has_value(), row.uninstallAsks);
+    // Asked or refused, cancelling deletes nothing; a refusal quits at once.
+    alerts_.answerNext(kAlertThirdButton);
+    about.uninstall();
+    EXPECT_TRUE(fs::exists(program));
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, Place, testing::ValuesIn(kPlaceRows), test::SentenceName{});
+
+// ---- uninstall deletes the listed files only
+
+TEST(Uninstall, aReleaseLosesItsFilesAndEmptyFoldersButKeepsWhatTheUserAdded) {
+    test::TempDir root;
+    const fs::path program = withManifest(root, "opt/jorvane", "release");
+    root.file("opt/jorvane/share/notes.txt", "mine");
+    const Installation release = installationOf(program);
+
+    const Removal removal = removeInstalledFiles(release);
+    EXPECT_EQ(removal.removed.size(), 3u);
+    EXPECT_TRUE(removal.failed.empty());
+    EXPECT_TRUE(fs::exists(root.path() / "opt/jorvane/share/notes.txt"));
+    EXPECT_FALSE(fs::exists(root.path() / "opt/jorvane/bin"));
+    EXPECT_FALSE(fs::exists(root.path() / "opt/jorvane/share/jorvane"));
+
+    fs::remove(root.path() / "opt/jorvane/share/notes.txt");
+    const fs::path again = withManifest(root, "opt/jorvane", "release");
+    removeInstalledFiles(installationOf(again));
+    EXPECT_FALSE(fs::exists(root.path() / "opt/jorvane")) << "an emptied release folder goes too";
+    EXPECT_TRUE(fs::exists(root.path() / "opt"));
+}
+
+TEST(Uninstall, aPrefixLosesExactlyItsFilesAndKeepsTheSharedFolders) {
+    test::TempDir root;
+    const fs::path program = withManifest(root, "home/.local", "prefix");
+    root.file("home/.local/bin/other-program", "x");
+    root.dir("home/.local/share/keyrings");
+
+    const Installation prefix = installationOf(program);
+    ASSERT_EQ(prefix.kind, Kind::prefix);
+    test::FakeAlerts alerts;
+    test::FakeApplication application;
+    FakeURLOpener urls;
+    AboutWindowController about({alerts, application, urls, program, prefix, "1.0"});
+    const std::optional<AlertSpec> question = about.uninstallQuestion();
+    ASSERT_TRUE(question);
+    EXPECT_NE(question->informativeText.find((root.path() / "home/.local/bin/jorvane").string()), std::string::npos)
+        << "the question names the files";
+    alerts.answerNext(kAlertSecondButton);
+    about.uninstall();
+
+    EXPECT_FALSE(fs::exists(program));
+    EXPECT_FALSE(fs::exists(root.path() / "home/.local/share/jorvane"));
+    EXPECT_TRUE(fs::exists(root.path() / "home/.local/bin/other-program"));
+    EXPECT_TRUE(fs::exists(root.path() / "home/.local/share/keyrings"));
+    EXPECT_TRUE(fs::exists(root.path() / "home/.local/bin")) << "bin/ is every program's";
+}
+
+}  // namespace
+}  // namespace jorvane::installation

@@ -1,0 +1,218 @@
+// The welcome of a first launch (its texts, the check box, and the order of
+// quit, saving, login items and the move) and the "already running" alert,
+// through the delegate too; the platform's names in the texts.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "app/PlatformNames.h"
+#include "fakes/FakeAlerts.h"
+#include "fakes/FakeKeyboardLayout.h"
+#include "fakes/MemoryDefaults.h"
+#include "firstlaunch/WelcomeAlerts.h"
+#include "unit/app/JorvaneAppFixture.h"
+
+namespace jorvane::test {
+namespace {
+
+using appcore::SentenceName;
+using testing::ElementsAre;
+
+constexpr const char* kHere = "/home/me/Downloads/jorvane-1.0/bin/jorvane";
+constexpr const char* kThere = "/opt/jorvane/bin/jorvane";
+
+const std::string kWelcomeText =
+    "Press 'Start' to start Jorvane. The Address bar is activated by clicking the path icon on top of Thunar windows "
+    "(or by pressing 'Ctrl + G' on your keyboard). \n\nNote that Jorvane is in an early beta stage. For feedback, "
+    "bugs or suggestions contact me at \nfeedback@jorvane.org";
+const std::string kReopenText =
+    "Jorvane runs in the background till you activate it by clicking the path icon on top of Thunar windows (or by "
+    "pressing 'Ctrl + G' on your keyboard). \n\nNote that Jorvane is in beta stage. For feedback, bugs or "
+    "suggestions contact me at \n\nfeedback@jorvane.org\n\n";
+
+TEST(WelcomeAlerts, theWelcomeSaysItWithThunarAndTheHotKeyAndOffersTheMoveInABoxThatIsOn) {
+    const AlertSpec alert = WelcomeAlerts::welcomeAlert(PlatformNames{}, true);
+    EXPECT_EQ(alert.messageText, "Welcome to Jorvane!");
+    EXPECT_EQ(alert.informativeText, kWelcomeText);
+    EXPECT_THAT(alert.buttons, ElementsAre("Start using Jorvane", "Quit"));
+    EXPECT_EQ(alert.style, AlertSpec::Style::informational);
+    EXPECT_EQ(alert.windowTitle, "Jorvane");
+    EXPECT_EQ(alert.checkBox, "Move Jorvane to my /opt folder");
+    EXPECT_TRUE(alert.checkBoxOn);
+    EXPECT_EQ(WelcomeAlerts::welcomeAlert(PlatformNames{}, false).checkBox, std::nullopt);
+}
+
+TEST(WelcomeAlerts, theReopenAlertNamesTheHotKeyAndOffersThePreferences) {
+    const AlertSpec alert = WelcomeAlerts::reopenAlert(PlatformNames{});
+    EXPECT_EQ(alert.messageText, "Jorvane is already running!");
+    EXPECT_EQ(alert.informativeText, kReopenText);
+    EXPECT_THAT(alert.buttons, ElementsAre("OK", "Open Preferences ..."));
+    EXPECT_EQ(alert.style, AlertSpec::Style::informational);
+    EXPECT_EQ(alert.windowTitle, "Jorvane");
+    EXPECT_EQ(alert.checkBox, std::nullopt);
+}
+
+// ---- the order of the welcome
+
+struct WelcomeRow {
+    const char* name;
+    bool offerMove;
+    int button;
+    bool boxOn;
+    bool futureItemExists;
+    bool goesOn;
+    bool moveUnderWay = true;
+    // Each login-item call and the move, with whether "notfirstlaunch" was
+    // saved by then.
+    std::vector<std::string> steps;
+};
+
+void PrintTo(const WelcomeRow& row, std::ostream* out) { *out << row.name; }
+
+class Welcome : public testing::TestWithParam<WelcomeRow> {
+protected:
+    std::shared_ptr<MemoryStore> store_ = std::make_shared<MemoryStore>();
+    std::unique_ptr<settings::UserDefaults> defaults_ = makeMemoryDefaults(store_);
+    std::shared_ptr<EventLog> log_ = std::make_shared<EventLog>();
+    FakeAlerts alerts_{log_};
+
+    std::string saved() const {
+        const settings::Dictionary values = store_->values();
+        const auto found = values.find("notfirstlaunch");
+        return found != values.end() && found->second == true ? " (saved)" : " (not saved)";
+    }
+};
+
+TEST_P(Welcome, Row) {
+    const WelcomeRow& row = GetParam();
+    alerts_.answerNext(row.button, row.boxOn);
+    const bool goesOn = WelcomeAlerts::runWelcome({
+        .alerts = alerts_,
+        .defaults = *defaults_,
+        .names = PlatformNames{},
+        .executable = kHere,
+        .offerMove = row.offerMove,
+        .localApplicationsDirectory = "/opt",
+        .hasLoginItemWithPath =
+            [&](std::string_view path) {
+                log_->add("has " + std::string(path) + saved());
+                return row.futureItemExists;
+            },
+        .installLoginItemWithPath = [&](std::string_view path) { log_->add("install " + std::string(path) + saved()); },
+        .moveToApplications =
+            [&] {
+                log_->add("move" + saved());
+                return row.moveUnderWay;
+            },
+    });
+
+    EXPECT_EQ(goesOn, row.goesOn);
+    EXPECT_EQ(log_->entries(), row.steps);
+    EXPECT_EQ(defaults_->boolForKey(settings::keys::notFirstLaunch), row.goesOn);
+    ASSERT_EQ(alerts_.shown().size(), 1u);
+    EXPECT_EQ(alerts_.shown()[0].checkBox.has_value(), row.offerMove);
+}
+
+const std::string kAlert = "alert Welcome to Jorvane!";
+
+// clang-format off
+const WelcomeRow kWelcomeRows[] = {
+    {"quit ends before anything is saved so the welcome comes again", true, kAlertSecondButton, true, false,
+     false, true, {kAlert}},
+    {"an alert closed without an answer does nothing and comes again", true, kAlertNotAnswered, true, false, false,
+     true, {kAlert}},
+    {"start with the box on adds the future login item and moves after saving", true, kAlertFirstButton, true,
+     false, true, true,
+     {kAlert, "has " + std::string(kThere) + " (saved)", "install " + std::string(kThere) + " (saved)",
+      "move (saved)"}},
+    {"a future login item that exists is not added again", true, kAlertFirstButton, true, true, true, true,
+     {kAlert, "has " + std::string(kThere) + " (saved)", "move (saved)"}},
+    {"a move that does not happen adds the login item for where it is", true, kAlertFirstButton, true, true,
+     true, false,
+     {kAlert, "has " + std::string(kThere) + " (saved)", "move (saved)", "install " + std::string(kHere) + " (saved)"}},
+    {"start with the box off only adds the login item for where it is", true, kAlertFirstButton, false, false,
+     true, true, {kAlert, "install " + std::string(kHere) + " (saved)"}},
+    {"start without the offer shows no box and only adds the login item", false, kAlertFirstButton, true,
+     false, true, true, {kAlert, "install " + std::string(kHere) + " (saved)"}},
+};
+// clang-format on
+
+INSTANTIATE_TEST_SUITE_P(Rows, Welcome, testing::ValuesIn(kWelcomeRows), SentenceName{});
+
+// ---- the reopen alert through the delegate
+
+class Reopen : public appcore::AppDelegateTest {
+protected:
+    ScopedKeyboardLayout layout_;
+};
+
+TEST_F(Reopen, eachSecondStartShowsTheAlertAndOnlyItsSecondButtonOpensThePreferences) {
+    int preferences = 0;
+    auto ports = this->ports();
+    ports.openPreferences = [&] { ++preferences; };
+    delegate_ = std::make_unique<JorvaneApp>(ports);
+    launched();
+
+    EXPECT_TRUE(delegate_->applicationShouldHandleReopen());
+    alerts_.answerNext(kAlertSecondButton);
+    EXPECT_TRUE(delegate_->applicationShouldHandleReopen());
+    alerts_.answerNext(kAlertSecondButton);
+    EXPECT_TRUE(delegate_->applicationShouldHandleReopen());
+
+    EXPECT_EQ(preferences, 2) << "a further window each time";
+    ASSERT_EQ(alerts_.shown().size(), 3u);
+    EXPECT_EQ(alerts_.shown()[0].informativeText, kReopenText);
+}
+
+TEST_F(Reopen, theTextNamesTheHotKeyAsRecorded) {
+    launched();
+    defaults_->setInteger(0x100000 | 0x20000, settings::keys::hotkeyFlags);
+    defaults_->setInteger(kKeyL, settings::keys::hotkeyKeycode);
+    delegate_->applicationShouldHandleReopen();
+    ASSERT_EQ(alerts_.shown().size(), 1u);
+    EXPECT_THAT(alerts_.shown()[0].informativeText, testing::HasSubstr("(or by pressing 'Ctrl + Shift + L' on"));
+}
+
+// ---- the names
+
+struct NamesRow {
+    const char* name;
+    const char* mac;
+    const char* linux_;
+};
+
+void PrintTo(const NamesRow& row, std::ostream* out) { *out << row.name; }
+
+class Names : public testing::TestWithParam<NamesRow> {};
+
+TEST_P(Names, Row) {
+    PlatformNames names;
+    names.hotKey = "Super + J";
+    EXPECT_EQ(forPlatform(GetParam().mac, names), GetParam().linux_);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, Names,
+    testing::Values(NamesRow{"Finder becomes Thunar everywhere", "Finder, Finder windows", "Thunar, Thunar windows"},
+                    NamesRow{"the spelled hot key becomes the hot key", "'command + G' on", "'Super + J' on"},
+                    NamesRow{"the symbol hot key becomes the hot key", "'\u2318 + G' on", "'Super + J' on"},
+                    NamesRow{"the applications folder is named by its path", "to my Applications folder",
+                             "to my /opt folder"},
+                    NamesRow{"other commands and the symbol alone stay", "command + H, \u2318", "command + H, \u2318"}),
+    SentenceName{});
+
+TEST(PlatformNames, aHotKeyWithoutANameInTheLayoutKeepsTheDefaultText) {
+    auto defaults = makeMemoryDefaults();
+    ScopedKeyboardLayout layout;
+    EXPECT_EQ(withRecordedHotKey(PlatformNames{}, *defaults).hotKey, "Ctrl + G");
+    layout.layout().setHasLayout(false);
+    defaults->setInteger(kKeyJ, settings::keys::hotkeyKeycode);
+    EXPECT_EQ(withRecordedHotKey(PlatformNames{}, *defaults).hotKey, "Ctrl + G") << "not 'Ctrl + ?\?\?'";
+}
+
+}  // namespace
+}  // namespace jorvane::test
