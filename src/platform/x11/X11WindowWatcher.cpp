@@ -54,6 +54,17 @@ struct X11WindowWatcher::State {
     // Each top-level's lower neighbour, as the last ConfigureNotify said.
     std::map<xcb_window_t, xcb_window_t> stackedAbove;
 
+    // An event about `window` of the process `pid` whose windows are of class `wmClass`.
+    static WindowEvent event(WindowEvent::Kind kind, xcb_window_t window, std::int32_t pid,
+                             const std::string& wmClass) {
+        WindowEvent e;
+        e.kind = kind;
+        e.window = window;
+        e.pid = pid;
+        e.wmClass = wmClass;
+        return e;
+    }
+
     xcb_window_t activeWindow = 0;
     std::int32_t activePid = 0;
     std::string activeClass;
@@ -105,12 +116,7 @@ struct X11WindowWatcher::State {
 
     void restacked(std::vector<WindowEvent>& out) {
         for (const auto& [window, w] : watched) {
-            WindowEvent e;
-            e.kind = WindowEvent::Kind::Restacked;
-            e.window = window;
-            e.pid = w.pid;
-            e.wmClass = w.wmClass;
-            out.push_back(std::move(e));
+            out.push_back(event(WindowEvent::Kind::Restacked, window, w.pid, w.wmClass));
         }
     }
 
@@ -177,11 +183,7 @@ struct X11WindowWatcher::State {
             clients[added[i]] = client;
             if (watchedPids.count(client.pid)) beginWatching(added[i], false, true);
             if (!out) continue;
-            WindowEvent e;
-            e.kind = WindowEvent::Kind::ClientAdded;
-            e.window = added[i];
-            e.pid = client.pid;
-            e.wmClass = client.wmClass;
+            WindowEvent e = event(WindowEvent::Kind::ClientAdded, added[i], client.pid, client.wmClass);
             e.newProcess = newProcess;
             out->push_back(std::move(e));
         }
@@ -230,24 +232,15 @@ struct X11WindowWatcher::State {
         const auto it = watched.find(p->window);
         if (it == watched.end()) return;
         if (p->atom == atoms.netWmName || p->atom == XCB_ATOM_WM_NAME) {
-            WindowEvent e;
-            e.kind = WindowEvent::Kind::TitleChanged;
-            e.window = p->window;
-            e.pid = it->second.pid;
-            e.wmClass = it->second.wmClass;
-            out.push_back(std::move(e));
+            out.push_back(event(WindowEvent::Kind::TitleChanged, p->window, it->second.pid, it->second.wmClass));
             return;
         }
         if (p->atom != atoms.netWmState && p->atom != atoms.wmState) return;
         const auto properties = readClientProperties(*display, {p->window}, kClientState).front();
         if (!properties || properties->hidden == it->second.hidden) return;
         it->second.hidden = properties->hidden;
-        WindowEvent e;
-        e.kind = properties->hidden ? WindowEvent::Kind::Minimized : WindowEvent::Kind::Deminimized;
-        e.window = p->window;
-        e.pid = it->second.pid;
-        e.wmClass = it->second.wmClass;
-        out.push_back(std::move(e));
+        out.push_back(event(properties->hidden ? WindowEvent::Kind::Minimized : WindowEvent::Kind::Deminimized,
+                            p->window, it->second.pid, it->second.wmClass));
     }
 
     // The client's own notice (the root only hears of its frame).
@@ -255,12 +248,7 @@ struct X11WindowWatcher::State {
         stackedAbove.erase(d->window);
         const auto it = watched.find(d->window);
         if (it == watched.end()) return;
-        WindowEvent e;
-        e.kind = WindowEvent::Kind::Destroyed;
-        e.window = d->window;
-        e.pid = it->second.pid;
-        e.wmClass = it->second.wmClass;
-        out.push_back(std::move(e));
+        out.push_back(event(WindowEvent::Kind::Destroyed, d->window, it->second.pid, it->second.wmClass));
         watched.erase(it);
     }
 
@@ -278,12 +266,7 @@ struct X11WindowWatcher::State {
             for (const auto& [kind, happened] :
                  {std::pair{WindowEvent::Kind::Moved, moved}, std::pair{WindowEvent::Kind::Resized, resized}}) {
                 if (!happened) continue;
-                WindowEvent e;
-                e.kind = kind;
-                e.window = window;
-                e.pid = w.pid;
-                e.wmClass = w.wmClass;
-                out.push_back(std::move(e));
+                out.push_back(event(kind, window, w.pid, w.wmClass));
             }
         }
         const auto above = stackedAbove.find(c->window);
