@@ -3,7 +3,7 @@
 // few of them, many of them, and non-ASCII text.
 //
 // `bench_fuzzy_match --write-names=FILE` writes the same names, one per
-// line, and exits: for measuring another fuzzy finder on the same input.
+// line, and exits: for measuring another fuzzy catalogue on the same input.
 
 #include <benchmark/benchmark.h>
 

@@ -45,7 +45,7 @@ BENCHMARK(BM_ReverseLookupOfAMissingName);
 void BM_ValidateAFreeCombination(benchmark::State& state) {
     const CompiledUS us;
     ShortcutValidator validator;
-    for (auto _ : state) benchmark::DoNotOptimize(validator.isKeyCodeAndFlagsTaken(kKeyG, cmdKey));
+    for (auto _ : state) benchmark::DoNotOptimize(validator.isKeyCodeAndFlagsTaken(kKeyG, kRecorderCommand));
 }
 BENCHMARK(BM_ValidateAFreeCombination);
 

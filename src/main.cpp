@@ -296,12 +296,12 @@ JorvaneApp::ControllerFactory makeControllerFactory(std::shared_ptr<ThunarHandle
                                                     ThunarFileManagerProcess& fileManager,
                                                     places::VisitedFolders& visitedFolders) {
     return [catalogue = std::move(catalogue), &bridge, &defaults, &files, &screens, &fileManager, &visitedFolders](
-               ElementRef axWindow, PathWindowDelegate& delegate) {
-        const std::uint32_t window = clientWindowOf(axWindow);
+               ElementRef windowElement, PathWindowDelegate& delegate) {
+        const std::uint32_t window = clientWindowOf(windowElement);
         ui::QtPathWindow qt = ui::makePathWindowViews();
         qt.views.panel = std::make_unique<WiredPanel>(std::move(qt.views.panel), catalogue, window);
         auto controller = std::make_unique<PathWindowController>(
-            std::move(axWindow), std::move(qt.views),
+            std::move(windowElement), std::move(qt.views),
             PathWindowController::Dependencies{bridge, defaults, files, screens, delegate, {}, &visitedFolders});
         ui::connectToController(*qt.events, *controller);
         // The bar had the keyboard: it goes back to the Thunar window.
@@ -383,9 +383,9 @@ std::function<void()> makeOpenPreferences(settings::UserDefaults& defaults, ui::
             .alerts = alerts,
             .executablePath = ownExecutable.string(),
             .about = openAbout,
-            .settingsDidChange =
+            .settingsChanged =
                 [&running] {
-                    if (running) running->settingsDidChange();
+                    if (running) running->settingsChanged();
                 },
             .native = std::move(native),
             .fileManager = PlatformNames{}.fileManager,
@@ -397,8 +397,8 @@ std::function<void()> makeOpenPreferences(settings::UserDefaults& defaults, ui::
 // A monitor plugged in or removed moves screens about: the bars go rather
 // than stay where a screen was; the next click opens them anew.
 void followScreenChanges(JorvaneApp& delegate) {
-    QObject::connect(qApp, &QGuiApplication::screenAdded, [&delegate] { delegate.applicationDidResignActive(); });
-    QObject::connect(qApp, &QGuiApplication::screenRemoved, [&delegate] { delegate.applicationDidResignActive(); });
+    QObject::connect(qApp, &QGuiApplication::screenAdded, [&delegate] { delegate.deactivated(); });
+    QObject::connect(qApp, &QGuiApplication::screenRemoved, [&delegate] { delegate.deactivated(); });
 }
 
 // settings.json edited by hand (the hot key, the activations) counts from
@@ -410,7 +410,7 @@ void watchSettingsFolder(QFileSystemWatcher& watcher, settings::UserDefaults& de
     if (!error) watcher.addPath(QString::fromStdString(settingsFolder.string()));
     QObject::connect(&watcher, &QFileSystemWatcher::directoryChanged, [&defaults, &delegate] {
         defaults.reload();
-        delegate.settingsDidChange();
+        delegate.settingsChanged();
     });
 }
 
@@ -438,7 +438,7 @@ std::unique_ptr<QSocketNotifier> listenForLaterStarts(UnixInstanceChannel& insta
 // Launches, then runs the event loop until the program quits; the exit code.
 int launchAndRun(JorvaneApp& delegate, ui::QtApplication& application, UnixInstanceChannel& instances,
                  commandline::Action action) {
-    delegate.applicationDidFinishLaunching();
+    delegate.finishLaunching();
     if (delegate.isTerminating() || application.terminateRequested()) {
         log::inDomain(log::Info, kLog, "launch ended the program");
         // Quit in the welcome is the user's choice, not a failure.
@@ -509,7 +509,7 @@ int main(int argc, char** argv) {
 
     JorvaneApp* running = nullptr;
     ui::QtApplication application([&running] {
-        if (running) running->applicationDidResignActive();
+        if (running) running->deactivated();
     });
     LinuxBundleServices bundleServices;
     const std::function<void()> openAbout = makeOpenAbout(alerts, application, ownExecutable, installed);

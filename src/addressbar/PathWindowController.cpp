@@ -62,8 +62,8 @@ PathWindowViews checked(PathWindowViews views) {
 
 }  // namespace
 
-PathWindowController::PathWindowController(ElementRef axWindow, PathWindowViews views, Dependencies dependencies)
-    : axWindow_(std::move(axWindow)),
+PathWindowController::PathWindowController(ElementRef windowElement, PathWindowViews views, Dependencies dependencies)
+    : windowElement_(std::move(windowElement)),
       views_(checked(std::move(views))),
       bridge_(dependencies.bridge),
       defaults_(dependencies.defaults),
@@ -83,7 +83,7 @@ PathWindowController::~PathWindowController() {
     if (spinnerTimer_) spinnerTimer_->pause();
 }
 
-ElementRef PathWindowController::axTitleElement() const { return WindowLookup::titleElementForWindow(axWindow_); }
+ElementRef PathWindowController::titleElement() const { return WindowLookup::titleElementForWindow(windowElement_); }
 
 // ---- opening, hiding, placement
 
@@ -133,7 +133,7 @@ void PathWindowController::hide() {
     hideCompletions();
 }
 
-void PathWindowController::windowDidResignKey() { hide(); }
+void PathWindowController::focusLost() { hide(); }
 
 void PathWindowController::close() {
     cancelMount();
@@ -150,7 +150,7 @@ void PathWindowController::updateSize() {
     const double textWidth = views_.field->textWidth(views_.field->stringValue());
     Rect frame = views_.panel->frame();
     Rect windowFrame;
-    WindowLookup::getWindowFrame(axWindow_, windowFrame);
+    WindowLookup::getWindowFrame(windowElement_, windowFrame);
     const bool wasVisible = views_.panel->isVisible();
 
     double width = std::trunc(textWidth + kTextMargin);
@@ -166,7 +166,7 @@ void PathWindowController::updateSize() {
         }
     }
 
-    const ElementRef title = axTitleElement();
+    const ElementRef title = titleElement();
     if (!title) return;
 
     // At least a third of the window and wider than the title text, at most
@@ -420,7 +420,7 @@ bool PathWindowController::handleEditCommand(TextCommand command) {
     return false;
 }
 
-void PathWindowController::controlTextDidChange() {
+void PathWindowController::textChanged() {
     // A completion still on its way belongs to a text that is gone; the
     // field asks again after typing.
     inlineText_.reset();
@@ -609,7 +609,7 @@ void PathWindowController::navigateToParentDirectory() {
         // Nothing above: the field empties (showing the search image) and
         // entering the empty text brings the window's folder back.
         views_.field->setStringValue({});
-        controlTextDidChange();
+        textChanged();
     } else {
         parent = paths::stringByDeletingLastPathComponent(text);
         if (parent != "/") parent.push_back('/');

@@ -93,17 +93,17 @@ public:
     // Shown in the bar when a navigation got no answer, even after a retry.
     static constexpr const char* kNoAnswerMessage = "Thunar did not answer";
 
-    // initWithFinderAxWindow: the bar of the window `axWindow`. The views
+    // initWithFinderAxWindow: the bar of the window `windowElement`. The views
     // must all be given (std::invalid_argument otherwise).
-    PathWindowController(ElementRef axWindow, PathWindowViews views, Dependencies dependencies);
+    PathWindowController(ElementRef windowElement, PathWindowViews views, Dependencies dependencies);
     ~PathWindowController();
     PathWindowController(const PathWindowController&) = delete;
     PathWindowController& operator=(const PathWindowController&) = delete;
 
     // ---- identity and views
-    const ElementRef& axWindow() const { return axWindow_; }
+    const ElementRef& windowElement() const { return windowElement_; }
     // The title text of the window's title bar, or null.
-    ElementRef axTitleElement() const;
+    ElementRef titleElement() const;
     PathPanelView& window() { return *views_.panel; }
     PathFieldView& pathEditor() { return *views_.field; }
     SpinnerView& spinner() { return *views_.spinner; }
@@ -121,7 +121,7 @@ public:
     // Orders out the panel and the completion list.
     void hide();
     // The panel lost key status: the bar disappears.
-    void windowDidResignKey();
+    void focusLost();
     // The window went away: closes the panel and drops the completion data.
     void close();
     bool isClosed() const { return closed_; }
@@ -168,7 +168,7 @@ public:
     // the field perform the command itself.
     bool handleEditCommand(TextCommand command);
     // The field's text changed.
-    void controlTextDidChange();
+    void textChanged();
 
     // ---- path entry and navigation
     // Turns the field's text into one file-manager action: mount a server,
@@ -210,7 +210,7 @@ public:
     // The field's arrow button: shows or hides the list.
     void popupButtonClicked();
     // A row of the list was chosen: it goes into the field and is entered.
-    void completionsTableViewSelector();
+    void completionChosen();
 
     // The text of the list's last row: how many more candidates match, and
     // whether the folder is still being read; empty when neither.
@@ -243,7 +243,7 @@ private:
     void moveCaretToEnd();
     std::vector<std::string> fieldTextParams() const;
 
-    ElementRef axWindow_;
+    ElementRef windowElement_;
     PathWindowViews views_;
     FileManagerCommands& bridge_;
     settings::UserDefaults& defaults_;

@@ -140,7 +140,7 @@ void PathWindowController::popupButtonClicked() {
     showPopup();
 }
 
-void PathWindowController::completionsTableViewSelector() {
+void PathWindowController::completionChosen() {
     const int row = views_.completions->selectedRow();
     if (row < 0 || static_cast<std::size_t>(row) >= listRows_.size()) return;
     views_.field->setStringValue(listRows_[static_cast<std::size_t>(row)]);

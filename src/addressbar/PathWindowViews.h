@@ -65,7 +65,7 @@ struct BarImage {
 // The floating panel over the file manager's title bar. Frames are in the
 // bottom-left screen system (origin at the bottom left of the first screen).
 // The adapter tells the controller when the panel loses key status
-// (PathWindowController::windowDidResignKey).
+// (PathWindowController::focusLost).
 class PathPanelView {
 public:
     virtual ~PathPanelView() = default;

@@ -31,10 +31,12 @@ constexpr std::string_view kFocusedWindowAttribute = "AXFocusedWindow";
 
 // What the observer is told about the file manager as a whole, and about
 // each window that gets a bar.
-constexpr std::array<std::string_view, 4> kApplicationNotifications = {kFocusedWindowChanged, kApplicationDeactivated,
-                                                                       kWindowMinimized, kWindowTitleChanged};
-constexpr std::array<std::string_view, 5> kWindowNotifications = {kElementDestroyed, kWindowMinimized, kWindowMoved,
-                                                                  kWindowResized, kWindowRestacked};
+constexpr std::array kApplicationNotifications = {WindowNotification::FocusedWindowChanged,
+                                                  WindowNotification::ApplicationDeactivated,
+                                                  WindowNotification::Minimized, WindowNotification::TitleChanged};
+constexpr std::array kWindowNotifications = {WindowNotification::ElementDestroyed, WindowNotification::Minimized,
+                                             WindowNotification::Moved, WindowNotification::Resized,
+                                             WindowNotification::Restacked};
 
 // Height of the band a bar covers when its panel has no height yet.
 constexpr double kDefaultBarHeight = 22;
@@ -90,7 +92,7 @@ JorvaneApp::~JorvaneApp() {
     // find self_ gone.
     if (ports_.eventTap.isInstalled()) ports_.eventTap.uninstall();
     if (subscribed_) ports_.workspace.setCallback({});
-    axObserver_.reset();
+    windowObserver_.reset();
     {
         std::unique_lock lock(background_->mutex);
         background_->stopping = true;
@@ -103,7 +105,7 @@ JorvaneApp::~JorvaneApp() {
 
 // ---- launch
 
-void JorvaneApp::applicationDidFinishLaunching() {
+void JorvaneApp::finishLaunching() {
     const settings::RegistrationResult registration =
         settings::registerDefaultPreferences(ports_.defaults, ports_.defaultPreferences);
     if (!registration.registered)
@@ -120,15 +122,15 @@ void JorvaneApp::applicationDidFinishLaunching() {
         const auto self = weak.lock();
         if (!self) return;
         if (notification.name == kApplicationLaunched)
-            (*self)->onNSWorkspaceDidLaunchApplicationNotification(notification);
+            (*self)->onApplicationLaunched(notification);
         else if (notification.name == kApplicationQuit)
-            (*self)->onNSWorkspaceDidTerminateApplicationNotification(notification);
+            (*self)->onApplicationQuit(notification);
         else if (notification.name == kApplicationLeftFront)
-            (*self)->onNSWorkspaceDidDeactivateApplicationNotification(notification);
+            (*self)->onApplicationLeftFront(notification);
     });
     subscribed_ = true;
 
-    if (!checkAXEnabled()) return;
+    if (!checkAccessibilityEnabled()) return;
 
     // The welcome comes before the file manager is looked for, so a first
     // launch without it greets and then explains.
@@ -152,7 +154,7 @@ void JorvaneApp::applicationDidFinishLaunching() {
     ports_.application.deactivate();
 }
 
-bool JorvaneApp::checkAXEnabled() {
+bool JorvaneApp::checkAccessibilityEnabled() {
     const std::vector<std::string> missing = ports_.environment.missingRequirements();
     if (missing.empty()) return true;
     AlertSpec alert;
@@ -184,7 +186,7 @@ PathWindowController* JorvaneApp::barFor(const ElementRef& window, bool create) 
     if (!window) return nullptr;
     // Every query hands out a new element object: compare what they stand for.
     const auto found = std::find_if(pathControllers_.begin(), pathControllers_.end(), [&](const auto& controller) {
-        return sameElement(controller->axWindow(), window);
+        return sameElement(controller->windowElement(), window);
     });
     if (found != pathControllers_.end()) return found->get();
     if (!create) return nullptr;
@@ -202,8 +204,9 @@ PathWindowController* JorvaneApp::barFor(const ElementRef& window, bool create) 
     if (!controller) return nullptr;
     // A new bar starts hidden; the caller shows it.
     controller->window().hide();
-    if (axObserver_)
-        for (std::string_view notification : kWindowNotifications) axObserver_->addNotification(window, notification);
+    if (windowObserver_)
+        for (WindowNotification notification : kWindowNotifications)
+            windowObserver_->addNotification(window, notification);
     pathControllers_.push_back(std::move(controller));
     return pathControllers_.back().get();
 }
@@ -229,49 +232,61 @@ void JorvaneApp::hideAll() {
 void JorvaneApp::installWindowObserver() {
     const std::int32_t pid = fileManagerPid_;
     const ElementRef application = ports_.accessibility.applicationElement(pid);
-    if (!axObserver_) {
-        axObserver_ = ports_.accessibility.createObserver(
-            pid, [weak = std::weak_ptr(self_)](const ElementRef& element, const std::string& notification) {
-                if (const auto self = weak.lock()) (*self)->axObserverCallback(element, notification);
+    if (!windowObserver_) {
+        windowObserver_ = ports_.accessibility.createObserver(
+            pid, [weak = std::weak_ptr(self_)](const ElementRef& element, WindowNotification notification) {
+                if (const auto self = weak.lock()) (*self)->onWindowNotification(element, notification);
             });
     }
-    if (!axObserver_) {
+    if (!windowObserver_) {
         // Bars then never close or hide with their windows.
         log::inDomain(log::Warn, kLog, "no accessibility observer for process %d", pid);
         return;
     }
-    for (std::string_view notification : kApplicationNotifications)
-        axObserver_->addNotification(application, notification);
+    for (WindowNotification notification : kApplicationNotifications)
+        windowObserver_->addNotification(application, notification);
 }
 
-void JorvaneApp::axObserverCallback(const ElementRef& element, const std::string& notification) {
-    if (notification == kElementDestroyed) {
-        PathWindowController* controller = barFor(element, false);
-        if (!controller) return;
-        // The controller's close closes its panel.
-        controller->completionsWindow().close();
-        controller->close();
-        removeController(controller);
-    } else if (notification == kWindowMinimized) {
-        if (PathWindowController* controller = barFor(element, false)) controller->hide();
-    } else if (notification == kWindowMoved || notification == kWindowResized) {
-        PathWindowController* controller = barFor(element, false);
-        if (controller && controller->window().isVisible()) controller->updateSize();
-        // A window moved over another's title covers that bar too.
-        hideCoveredBars();
-    } else if (notification == kWindowRestacked) {
-        hideCoveredBars();
-    } else if (notification == kWindowTitleChanged) {
-        // A window that went to another folder names it in its title (when
-        // the file manager shows whole paths there).
-        const std::optional<std::string> title = copyAttribute<std::string>(element, "AXTitle");
-        if (!title || !ports_.folderShown) return;
-        if (const std::optional<std::string> folder = ports_.fileManager.folderOfWindowTitle(*title))
-            ports_.folderShown(*folder);
+void JorvaneApp::onWindowNotification(const ElementRef& element, WindowNotification notification) {
+    switch (notification) {
+        case WindowNotification::ElementDestroyed: {
+            PathWindowController* controller = barFor(element, false);
+            if (!controller) return;
+            // The controller's close closes its panel.
+            controller->completionsWindow().close();
+            controller->close();
+            removeController(controller);
+            return;
+        }
+        case WindowNotification::Minimized:
+            if (PathWindowController* controller = barFor(element, false)) controller->hide();
+            return;
+        case WindowNotification::Moved:
+        case WindowNotification::Resized: {
+            PathWindowController* controller = barFor(element, false);
+            if (controller && controller->window().isVisible()) controller->updateSize();
+            // A window moved over another's title covers that bar too.
+            hideCoveredBars();
+            return;
+        }
+        case WindowNotification::Restacked: hideCoveredBars(); return;
+        case WindowNotification::TitleChanged: {
+            // A window that went to another folder names it in its title
+            // (when the file manager shows whole paths there).
+            const std::optional<std::string> title = copyAttribute<std::string>(element, "AXTitle");
+            if (!title || !ports_.folderShown) return;
+            if (const std::optional<std::string> folder = ports_.fileManager.folderOfWindowTitle(*title))
+                ports_.folderShown(*folder);
+            return;
+        }
+        // The application's own notices (focus changes, deactivation) and a
+        // restored window change nothing: deactivation is the workspace's to
+        // report, and bars come back only when the user asks.
+        case WindowNotification::Restored:
+        case WindowNotification::FocusedWindowChanged:
+        case WindowNotification::ApplicationActivated:
+        case WindowNotification::ApplicationDeactivated: return;
     }
-    // The application's own notices (focus changes, deactivation) and a
-    // restored window change nothing: deactivation is the workspace's to
-    // report, and bars come back only when the user asks.
 }
 
 void JorvaneApp::hideCoveredBars() {
@@ -279,7 +294,7 @@ void JorvaneApp::hideCoveredBars() {
     for (const auto& controller : pathControllers_) {
         if (!controller->window().isVisible()) continue;
         Rect frame;
-        if (!WindowLookup::getWindowFrame(controller->axWindow(), frame)) continue;
+        if (!WindowLookup::getWindowFrame(controller->windowElement(), frame)) continue;
         if (!windows) windows = ports_.accessibility.windowList();
         double band = controller->window().frame().size.height;
         if (band <= 0) band = kDefaultBarHeight;
@@ -287,20 +302,20 @@ void JorvaneApp::hideCoveredBars() {
     }
 }
 
-void JorvaneApp::applicationDidResignActive() { hideAll(); }
+void JorvaneApp::deactivated() { hideAll(); }
 
-void JorvaneApp::onNSWorkspaceDidDeactivateApplicationNotification(const WorkspaceNotification& notification) {
+void JorvaneApp::onApplicationLeftFront(const WorkspaceNotification& notification) {
     if (notification.isFileManager) hideAll();
 }
 
-void JorvaneApp::onNSWorkspaceDidLaunchApplicationNotification(const WorkspaceNotification& notification) {
+void JorvaneApp::onApplicationLaunched(const WorkspaceNotification& notification) {
     // After a failed launch the program is on its way out: no new tap.
     if (!notification.isFileManager || terminating_ || !lifecycle_) return;
     lifecycle_->appeared(notification.pid);
     if (launchAfterToggleHidden_.exchange(false)) ports_.fileManager.bringToFront(notification.pid);
 }
 
-void JorvaneApp::onNSWorkspaceDidTerminateApplicationNotification(const WorkspaceNotification& notification) {
+void JorvaneApp::onApplicationQuit(const WorkspaceNotification& notification) {
     if (notification.isFileManager && lifecycle_) lifecycle_->windowsGone(notification.pid);
 }
 
@@ -344,7 +359,7 @@ void JorvaneApp::refreshSwallowableKeys(bool always) {
     ports_.eventTap.setSwallowableKeys(keys.toVector());
 }
 
-void JorvaneApp::settingsDidChange() { refreshSwallowableKeys(false); }
+void JorvaneApp::settingsChanged() { refreshSwallowableKeys(false); }
 
 EventTap::Decision JorvaneApp::eventTapCallback(const TapEvent& event) {
     switch (event.type) {

@@ -5,7 +5,7 @@
 // been activated), follows the file manager's windows and process, and turns
 // clicks and keys in the file manager into activations.
 //
-// Launch (applicationDidFinishLaunching), in this order: register the
+// Launch (finishLaunching), in this order: register the
 // shipped defaults, store the version, start the update check, subscribe to
 // the workspace's notifications, check the session (an alert and the end
 // when something is missing), greet on the first launch, hand the file
@@ -27,15 +27,15 @@
 //    flag, never a bar.
 //
 // Windows and bars (the accessibility observer's notices, on the main queue):
-//   "AXUIElementDestroyed"    the window's bar is closed and leaves the registry
-//   "AXWindowMiniaturized"    the bar hides
-//   "AXWindowMoved"/"Resized" a visible bar follows the window's frame
-//   "JVWindowRestacked"       a visible bar whose title band another window
+//   destroyed                 the window's bar is closed and leaves the registry
+//   minimized                 the bar hides
+//   moved, resized            a visible bar follows the window's frame
+//   restacked                 a visible bar whose title band another window
 //                             now covers hides
-//   anything else             nothing; in particular a restored window
-//                             ("AXWindowDeminiaturized") or an uncovered one
-//                             does not bring its bar back: bars open only on
-//                             the user's request.
+//   title changed             the folder the title names counts as visited
+//   anything else             nothing; in particular a restored window or an
+//                             uncovered one does not bring its bar back: bars
+//                             open only on the user's request.
 // The moved, resized and restacked notices exist because on X11 the bar is a
 // window of its own above every other, not a panel attached to the file
 // manager's window.
@@ -77,7 +77,7 @@ public:
     // Makes the bar of a window, hidden; main builds it over the Qt views,
     // tests over fakes. It may return null or throw: no bar is made then.
     using ControllerFactory =
-        std::function<std::unique_ptr<PathWindowController>(ElementRef axWindow, PathWindowDelegate& delegate)>;
+        std::function<std::unique_ptr<PathWindowController>(ElementRef windowElement, PathWindowDelegate& delegate)>;
     // The welcome sequence of a first launch; false when the user chose to
     // quit.
     using FirstLaunch = std::function<bool()>;
@@ -124,10 +124,10 @@ public:
     JorvaneApp& operator=(const JorvaneApp&) = delete;
 
     // ---- launch
-    void applicationDidFinishLaunching();
+    void finishLaunching();
     // The session check: true when the program can work here; otherwise an
     // alert says what is missing and the program ends.
-    bool checkAXEnabled();
+    bool checkAccessibilityEnabled();
     // The file manager's pid, 0 when it is not running.
     std::int32_t runningFileManager();
     std::int32_t fileManagerPid() const { return fileManagerPid_.load(); }
@@ -152,12 +152,12 @@ public:
 
     // ---- watching the file manager
     void installWindowObserver();
-    void axObserverCallback(const ElementRef& element, const std::string& notification);
+    void onWindowNotification(const ElementRef& element, WindowNotification notification);
     // This program lost the front: every bar hides.
-    void applicationDidResignActive();
-    void onNSWorkspaceDidDeactivateApplicationNotification(const WorkspaceNotification& notification);
-    void onNSWorkspaceDidLaunchApplicationNotification(const WorkspaceNotification& notification);
-    void onNSWorkspaceDidTerminateApplicationNotification(const WorkspaceNotification& notification);
+    void deactivated();
+    void onApplicationLeftFront(const WorkspaceNotification& notification);
+    void onApplicationLaunched(const WorkspaceNotification& notification);
+    void onApplicationQuit(const WorkspaceNotification& notification);
     // The file manager process the program works with (0 while it waits for one).
     const FileManagerLifecycle* fileManagerLifecycle() const { return lifecycle_.get(); }
 
@@ -173,7 +173,7 @@ public:
     bool dragInProgress() const { return dragInProgress_; }
     // The settings may have changed: the tap learns which keys it may have to
     // swallow now.
-    void settingsDidChange();
+    void settingsChanged();
 
     // ---- restarting the file manager
     // Asks the application to quit and waits for its answer (noErr or why
@@ -210,7 +210,7 @@ private:
 
     Ports ports_;
     std::unique_ptr<FileManagerLifecycle> lifecycle_;
-    std::unique_ptr<WindowObserver> axObserver_;
+    std::unique_ptr<WindowObserver> windowObserver_;
     std::atomic<bool> launchAfterToggleHidden_{false};
     std::vector<std::unique_ptr<PathWindowController>> pathControllers_;
     std::atomic<std::int32_t> fileManagerPid_{0};

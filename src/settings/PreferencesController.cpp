@@ -14,7 +14,7 @@ PreferencesController::PreferencesController(Dependencies dependencies)
     : defaults_(dependencies.defaults),
       executablePath_(std::move(dependencies.executablePath)),
       about_(std::move(dependencies.about)),
-      settingsDidChange_(std::move(dependencies.settingsDidChange)),
+      settingsDidChange_(std::move(dependencies.settingsChanged)),
       forgetVisitedFolders_(std::move(dependencies.forgetVisitedFolders)) {}
 
 PreferencesController::~PreferencesController() { setWindow(nullptr); }
@@ -25,13 +25,13 @@ void PreferencesController::setWindow(PrefPaneView* window) {
     if (window_) window_->hotkeyRecorder().setDelegate(this);
 }
 
-void PreferencesController::windowDidLoad() {
+void PreferencesController::windowLoaded() {
     if (!window_) return;
     ShortcutControl& recorder = window_->hotkeyRecorder();
     recorder.setAllowsKeyOnly(true, false);
     recorder.setCanCaptureGlobalHotKeys(false);
     // The recorder reports the filtered combination straight back, which
-    // stores it again (hotkeyRecorderKeyComboDidChange).
+    // stores it again (shortcutChanged).
     const auto flags = static_cast<Modifiers>(defaults_.integerForKey(settings::keys::hotkeyFlags));
     const auto code = static_cast<ShortcutKeyCode>(defaults_.integerForKey(settings::keys::hotkeyKeycode));
     recorder.setKeyCombo(ShortcutCombo{flags, code});
@@ -44,8 +44,7 @@ void PreferencesController::close() {
     if (window) window->closeWindow();
 }
 
-void PreferencesController::hotkeyRecorderKeyComboDidChange(ShortcutControl&, Modifiers flags,
-                                                            ShortcutKeyCode keyCode) {
+void PreferencesController::shortcutChanged(ShortcutControl&, Modifiers flags, ShortcutKeyCode keyCode) {
     defaults_.setInteger(static_cast<std::int64_t>(flags), settings::keys::hotkeyFlags);
     defaults_.setInteger(keyCode, settings::keys::hotkeyKeycode);
     log::inDomain(log::Info, kLog, "hot key: flags 0x%llx, key code %d", static_cast<unsigned long long>(flags),

@@ -12,7 +12,7 @@
 // the combination straight back, so opening the window rewrites both keys
 // with the filtered values. Every other control is written to the settings
 // the moment it changes; the next event that consults a key sees the new
-// value, and `settingsDidChange` lets the event tap learn which keys it may
+// value, and `settingsChanged` lets the event tap learn which keys it may
 // now have to swallow.
 //
 // Start at login is never stored in the settings: the user's autostart
@@ -55,7 +55,7 @@ public:
         // Opens a new about window.
         std::function<void()> about;
         // A setting changed (the event tap learns the keys it may swallow).
-        std::function<void()> settingsDidChange;
+        std::function<void()> settingsChanged;
         // Forgets every visited folder.
         std::function<void()> forgetVisitedFolders = {};
     };
@@ -73,7 +73,7 @@ public:
     // The window's controls exist: configures the recorder (key-only
     // combinations allowed, Escape cancels rather than records, the desktop's
     // shortcuts stay active while recording) and shows the stored hot key.
-    void windowDidLoad();
+    void windowLoaded();
 
     // Saves the settings, detaches the window, then closes it: the settings
     // reach the disk before anything is taken down.
@@ -81,7 +81,7 @@ public:
 
     // ---- ShortcutControlDelegate
     // Stores the recorded combination as it is (Cocoa flags) and saves.
-    void hotkeyRecorderKeyComboDidChange(ShortcutControl& recorder, Modifiers flags, ShortcutKeyCode keyCode) override;
+    void shortcutChanged(ShortcutControl& recorder, Modifiers flags, ShortcutKeyCode keyCode) override;
     // The preferences take no combination for themselves: the desktop's
     // shortcuts and the bar's menu are the validator's own checks.
     bool hotkeyRecorderIsKeyCodeAndFlagsTaken(ShortcutControl& recorder, ShortcutKeyCode keyCode, Modifiers flags,

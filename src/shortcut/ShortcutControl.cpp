@@ -11,8 +11,8 @@ bool ShortcutControl::hotkeyRecorderCellIsKeyCodeAndFlagsTaken(ShortcutRecorder&
     return delegate_ && delegate_->hotkeyRecorderIsKeyCodeAndFlagsTaken(*this, keyCode, flags, reason);
 }
 
-void ShortcutControl::hotkeyRecorderCellKeyComboDidChange(ShortcutRecorder&, ShortcutCombo combo) {
-    if (delegate_) delegate_->hotkeyRecorderKeyComboDidChange(*this, combo.flags, combo.code);
+void ShortcutControl::recorderShortcutChanged(ShortcutRecorder&, ShortcutCombo combo) {
+    if (delegate_) delegate_->shortcutChanged(*this, combo.flags, combo.code);
 }
 
 }  // namespace jorvane

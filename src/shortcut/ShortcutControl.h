@@ -22,8 +22,7 @@ public:
                                                       Modifiers /*flags*/, std::string& /*reason*/) {
         return false;
     }
-    virtual void hotkeyRecorderKeyComboDidChange(ShortcutControl& /*recorder*/, Modifiers /*flags*/,
-                                                 ShortcutKeyCode /*keyCode*/) {}
+    virtual void shortcutChanged(ShortcutControl& /*recorder*/, Modifiers /*flags*/, ShortcutKeyCode /*keyCode*/) {}
 };
 
 class ShortcutControl : private ShortcutRecorderDelegate {
@@ -50,7 +49,7 @@ public:
 private:
     bool hotkeyRecorderCellIsKeyCodeAndFlagsTaken(ShortcutRecorder& cell, ShortcutKeyCode keyCode, Modifiers flags,
                                                   std::string& reason) override;
-    void hotkeyRecorderCellKeyComboDidChange(ShortcutRecorder& cell, ShortcutCombo combo) override;
+    void recorderShortcutChanged(ShortcutRecorder& cell, ShortcutCombo combo) override;
 
     ShortcutRecorder cell_;
     ShortcutControlDelegate* delegate_ = nullptr;

@@ -57,19 +57,19 @@ std::string mapFirstCharacter(const std::string& text, utf8proc_int32_t (*map)(u
 }
 
 struct Glyphs {
-    std::uint32_t carbon;
+    std::uint32_t recorderBits;
     std::string_view glyph;
     std::string_view readable;
 };
 // In glyph order: Control, Option, Shift, Command.
 constexpr Glyphs kModifiers[] = {
-    {controlKey, "\u2303", "Control + "},
-    {optionKey, "\u2325", "Option + "},
-    {shiftKey, "\u21E7", "Shift + "},
-    {cmdKey, "\u2318", "Command + "},
+    {kRecorderControl, "\u2303", "Control + "},
+    {kRecorderOption, "\u2325", "Option + "},
+    {kRecorderShift, "\u21E7", "Shift + "},
+    {kRecorderCommand, "\u2318", "Command + "},
 };
 // Readable order: Command, Option, Control, Shift.
-constexpr std::uint32_t kReadableOrder[] = {cmdKey, optionKey, controlKey, shiftKey};
+constexpr std::uint32_t kReadableOrder[] = {kRecorderCommand, kRecorderOption, kRecorderControl, kRecorderShift};
 
 }  // namespace
 
@@ -101,72 +101,72 @@ std::optional<std::string> shortcutKeyName(ShortcutKeyCode keyCode) {
     return ShortcutKeyNames().transformedValue(keyCode);
 }
 
-std::string recorderModifierGlyphs(std::uint32_t carbonFlags) {
+std::string recorderModifierGlyphs(std::uint32_t recorderFlags) {
     std::string out;
     for (const Glyphs& modifier : kModifiers) {
-        if (carbonFlags & modifier.carbon) out += localized(modifier.glyph);
+        if (recorderFlags & modifier.recorderBits) out += localized(modifier.glyph);
     }
     return out;
 }
 
-std::string modifierGlyphs(Modifiers cocoaFlags) {
-    return recorderModifierGlyphs(recorderFlagsFromModifiers(cocoaFlags));
+std::string modifierGlyphs(Modifiers modifiers) {
+    return recorderModifierGlyphs(recorderFlagsFromModifiers(modifiers));
 }
 
-std::string recorderComboGlyphs(std::uint32_t carbonFlags, ShortcutKeyCode keyCode) {
-    return recorderModifierGlyphs(carbonFlags) + shortcutKeyName(keyCode).value_or("");
+std::string recorderComboGlyphs(std::uint32_t recorderFlags, ShortcutKeyCode keyCode) {
+    return recorderModifierGlyphs(recorderFlags) + shortcutKeyName(keyCode).value_or("");
 }
 
-std::string comboGlyphs(Modifiers cocoaFlags, ShortcutKeyCode keyCode) {
-    return modifierGlyphs(cocoaFlags) + shortcutKeyName(keyCode).value_or("");
+std::string comboGlyphs(Modifiers modifiers, ShortcutKeyCode keyCode) {
+    return modifierGlyphs(modifiers) + shortcutKeyName(keyCode).value_or("");
 }
 
-std::string recorderComboText(std::uint32_t carbonFlags, ShortcutKeyCode keyCode) {
+std::string recorderComboText(std::uint32_t recorderFlags, ShortcutKeyCode keyCode) {
     std::string out;
     for (std::uint32_t bit : kReadableOrder) {
-        if (!(carbonFlags & bit)) continue;
+        if (!(recorderFlags & bit)) continue;
         const auto modifier = std::find_if(std::begin(kModifiers), std::end(kModifiers),
-                                           [bit](const Glyphs& entry) { return entry.carbon == bit; });
+                                           [bit](const Glyphs& entry) { return entry.recorderBits == bit; });
         out += localized(modifier->readable);
     }
     return out + shortcutKeyName(keyCode).value_or("");
 }
 
-std::string comboText(Modifiers cocoaFlags, ShortcutKeyCode keyCode) {
-    return recorderComboText(recorderFlagsFromModifiers(cocoaFlags), keyCode);
+std::string comboText(Modifiers modifiers, ShortcutKeyCode keyCode) {
+    return recorderComboText(recorderFlagsFromModifiers(modifiers), keyCode);
 }
 
-Modifiers modifiersFromRecorderFlags(std::uint32_t carbonFlags) {
-    Modifiers cocoa = 0;
-    if (carbonFlags & cmdKey) cocoa |= kModifierCommand;
-    if (carbonFlags & optionKey) cocoa |= kModifierOption;
-    if (carbonFlags & controlKey) cocoa |= kModifierControl;
-    if (carbonFlags & shiftKey) cocoa |= kModifierShift;
-    if (carbonFlags & kShortcutFunctionKeyMask) cocoa |= kModifierFunction;
-    return cocoa;
+Modifiers modifiersFromRecorderFlags(std::uint32_t recorderFlags) {
+    Modifiers modifiers = 0;
+    if (recorderFlags & kRecorderCommand) modifiers |= kModifierCommand;
+    if (recorderFlags & kRecorderOption) modifiers |= kModifierOption;
+    if (recorderFlags & kRecorderControl) modifiers |= kModifierControl;
+    if (recorderFlags & kRecorderShift) modifiers |= kModifierShift;
+    if (recorderFlags & kShortcutFunctionKeyMask) modifiers |= kModifierFunction;
+    return modifiers;
 }
 
-std::uint32_t recorderFlagsFromModifiers(Modifiers cocoaFlags) {
-    std::uint32_t carbon = 0;
-    if (cocoaFlags & kModifierCommand) carbon |= cmdKey;
-    if (cocoaFlags & kModifierOption) carbon |= optionKey;
-    if (cocoaFlags & kModifierControl) carbon |= controlKey;
-    if (cocoaFlags & kModifierShift) carbon |= shiftKey;
-    if (cocoaFlags & kModifierFunction) carbon |= kShortcutFunctionKeyMask;
-    return carbon;
+std::uint32_t recorderFlagsFromModifiers(Modifiers modifiers) {
+    std::uint32_t recorderBits = 0;
+    if (modifiers & kModifierCommand) recorderBits |= kRecorderCommand;
+    if (modifiers & kModifierOption) recorderBits |= kRecorderOption;
+    if (modifiers & kModifierControl) recorderBits |= kRecorderControl;
+    if (modifiers & kModifierShift) recorderBits |= kRecorderShift;
+    if (modifiers & kModifierFunction) recorderBits |= kShortcutFunctionKeyMask;
+    return recorderBits;
 }
 
-std::optional<std::string> characterForCombo(ShortcutKeyCode keyCode, Modifiers cocoaFlags) {
+std::optional<std::string> characterForCombo(ShortcutKeyCode keyCode, Modifiers modifiers) {
     const std::shared_ptr<const KeyboardLayout> layout = currentKeyboardLayout();
     if (!layout || !layout->hasLayout() || keyCode < 0) return shortcutKeyName(keyCode);
     const std::optional<std::string> typed =
-        layout->characterForKeyCode(static_cast<KeyCode>(keyCode), cocoaFlags & (kModifierShift | kModifierOption));
+        layout->characterForKeyCode(static_cast<KeyCode>(keyCode), modifiers & (kModifierShift | kModifierOption));
     if (!typed) return shortcutKeyName(keyCode);
     return mapFirstCharacter(*typed, utf8proc_totitle);
 }
 
-std::optional<std::string> characterForRecorderCombo(ShortcutKeyCode keyCode, std::uint32_t carbonFlags) {
-    return characterForCombo(keyCode, modifiersFromRecorderFlags(carbonFlags));
+std::optional<std::string> characterForRecorderCombo(ShortcutKeyCode keyCode, std::uint32_t recorderFlags) {
+    return characterForCombo(keyCode, modifiersFromRecorderFlags(recorderFlags));
 }
 
 }  // namespace jorvane

@@ -23,10 +23,10 @@ using ShortcutKeyCode = std::int16_t;
 inline constexpr ShortcutKeyCode kNoShortcutKey = -1;
 
 // Carbon modifier bits.
-inline constexpr std::uint32_t cmdKey = 0x100;
-inline constexpr std::uint32_t shiftKey = 0x200;
-inline constexpr std::uint32_t optionKey = 0x800;
-inline constexpr std::uint32_t controlKey = 0x1000;
+inline constexpr std::uint32_t kRecorderCommand = 0x100;
+inline constexpr std::uint32_t kRecorderShift = 0x200;
+inline constexpr std::uint32_t kRecorderOption = 0x800;
+inline constexpr std::uint32_t kRecorderControl = 0x1000;
 // The Function bit is the same in both layouts.
 inline constexpr std::uint32_t kShortcutFunctionKeyMask = 0x800000;
 
@@ -44,22 +44,22 @@ public:
 
 std::optional<std::string> shortcutKeyName(ShortcutKeyCode keyCode);
 
-std::string recorderModifierGlyphs(std::uint32_t carbonFlags);
-std::string modifierGlyphs(Modifiers cocoaFlags);
+std::string recorderModifierGlyphs(std::uint32_t recorderFlags);
+std::string modifierGlyphs(Modifiers modifiers);
 // The modifiers' glyphs, then the key's name (nothing for a key without one).
-std::string recorderComboGlyphs(std::uint32_t carbonFlags, ShortcutKeyCode keyCode);
-std::string comboGlyphs(Modifiers cocoaFlags, ShortcutKeyCode keyCode);
-std::string recorderComboText(std::uint32_t carbonFlags, ShortcutKeyCode keyCode);
-std::string comboText(Modifiers cocoaFlags, ShortcutKeyCode keyCode);
+std::string recorderComboGlyphs(std::uint32_t recorderFlags, ShortcutKeyCode keyCode);
+std::string comboGlyphs(Modifiers modifiers, ShortcutKeyCode keyCode);
+std::string recorderComboText(std::uint32_t recorderFlags, ShortcutKeyCode keyCode);
+std::string comboText(Modifiers modifiers, ShortcutKeyCode keyCode);
 
 // Bit for bit; every other bit but Function is dropped.
-Modifiers modifiersFromRecorderFlags(std::uint32_t carbonFlags);
-std::uint32_t recorderFlagsFromModifiers(Modifiers cocoaFlags);
+Modifiers modifiersFromRecorderFlags(std::uint32_t recorderFlags);
+std::uint32_t recorderFlagsFromModifiers(Modifiers modifiers);
 
 // What the key types in the current layout with the mask's Shift and Option,
 // capitalised; the key's name (shortcutKeyName) when there is no layout or the
 // translation fails.
-std::optional<std::string> characterForCombo(ShortcutKeyCode keyCode, Modifiers cocoaFlags);
-std::optional<std::string> characterForRecorderCombo(ShortcutKeyCode keyCode, std::uint32_t carbonFlags);
+std::optional<std::string> characterForCombo(ShortcutKeyCode keyCode, Modifiers modifiers);
+std::optional<std::string> characterForRecorderCombo(ShortcutKeyCode keyCode, std::uint32_t recorderFlags);
 
 }  // namespace jorvane

@@ -36,7 +36,7 @@ void ShortcutRecorder::redisplay() {
 
 // ---- Flags
 
-Modifiers ShortcutRecorder::filteredCocoaFlags(Modifiers flags) const {
+Modifiers ShortcutRecorder::filteredModifiers(Modifiers flags) const {
     Modifiers filtered = 0;
     for (Modifiers bit : kFilteredBits) {
         if ((requiredFlags_ & bit) || ((flags & bit) && (allowedFlags_ & bit))) filtered |= bit;
@@ -44,8 +44,8 @@ Modifiers ShortcutRecorder::filteredCocoaFlags(Modifiers flags) const {
     return filtered;
 }
 
-std::uint32_t ShortcutRecorder::filteredCocoaToCarbonFlags(Modifiers flags) const {
-    return recorderFlagsFromModifiers(filteredCocoaFlags(flags));
+std::uint32_t ShortcutRecorder::filteredRecorderFlags(Modifiers flags) const {
+    return recorderFlagsFromModifiers(filteredModifiers(flags));
 }
 
 bool ShortcutRecorder::validModifierFlags(Modifiers flags) const {
@@ -61,7 +61,7 @@ bool ShortcutRecorder::isEmpty() const {
 // ---- Configuration
 
 void ShortcutRecorder::setKeyCombo(ShortcutCombo combo) {
-    combo_ = ShortcutCombo{filteredCocoaFlags(combo.flags), combo.code};
+    combo_ = ShortcutCombo{filteredModifiers(combo.flags), combo.code};
     hasKeyChars_ = false;
     keyChars_.clear();
     keyCharsIgnoringModifiers_.clear();
@@ -73,9 +73,9 @@ void ShortcutRecorder::setKeyCombo(ShortcutCombo combo) {
 void ShortcutRecorder::setAllowedFlags(Modifiers flags) {
     allowedFlags_ = flags;
     if (isRecording()) {
-        recordingFlags_ = filteredCocoaFlags(view_ ? view_->currentModifierFlags() : 0);
+        recordingFlags_ = filteredModifiers(view_ ? view_->currentModifierFlags() : 0);
     } else {
-        const Modifiers refiltered = filteredCocoaFlags(combo_.flags);
+        const Modifiers refiltered = filteredModifiers(combo_.flags);
         const bool changed = refiltered != combo_.flags;
         combo_.flags = refiltered;
         if (changed && combo_.code >= 0) {
@@ -117,7 +117,7 @@ void ShortcutRecorder::setEnabled(bool enabled) {
 void ShortcutRecorder::startRecording() {
     if (state_ == ShortcutRecorderState::ending) finishEnding();
     state_ = ShortcutRecorderState::recording;
-    recordingFlags_ = filteredCocoaFlags(0);
+    recordingFlags_ = filteredModifiers(0);
     if (canCaptureGlobalHotKeys_ && !capturing_ && view_) {
         view_->setCapturesGlobalHotKeys(true);
         capturing_ = true;
@@ -144,13 +144,13 @@ void ShortcutRecorder::finishEnding() {
     redisplay();
 }
 
-void ShortcutRecorder::transitionDidFinish() {
+void ShortcutRecorder::transitionFinished() {
     if (state_ == ShortcutRecorderState::ending) finishEnding();
 }
 
 bool ShortcutRecorder::performKeyEquivalent(const ShortcutKeyEvent& event) {
     if (state_ == ShortcutRecorderState::ending) finishEnding();
-    const Modifiers filtered = filteredCocoaFlags(event.modifierFlags);
+    const Modifiers filtered = filteredModifiers(event.modifierFlags);
     const bool cancel = isCancelKey(event.keyCode);
     const bool valid = validModifierFlags(cancel ? event.modifierFlags : filtered);
 
@@ -182,7 +182,7 @@ bool ShortcutRecorder::performKeyEquivalent(const ShortcutKeyEvent& event) {
                     alert.style = AlertSpec::Style::critical;
                     alerts_->runModal(alert);
                 }
-                recordingFlags_ = filteredCocoaFlags(view_ ? view_->currentModifierFlags() : event.modifierFlags);
+                recordingFlags_ = filteredModifiers(view_ ? view_->currentModifierFlags() : event.modifierFlags);
                 redisplay();
                 return true;
             }
@@ -210,7 +210,7 @@ bool ShortcutRecorder::performKeyEquivalent(const ShortcutKeyEvent& event) {
 
 void ShortcutRecorder::flagsChanged(Modifiers flags) {
     if (!isRecording()) return;
-    recordingFlags_ = filteredCocoaFlags(flags);
+    recordingFlags_ = filteredModifiers(flags);
     redisplay();
 }
 
@@ -250,7 +250,7 @@ bool ShortcutRecorder::hotkeyValidatorIsKeyCodeAndFlagsTaken(ShortcutValidator&,
 }
 
 void ShortcutRecorder::tellDelegate() {
-    if (delegate_) delegate_->hotkeyRecorderCellKeyComboDidChange(*this, combo_);
+    if (delegate_) delegate_->recorderShortcutChanged(*this, combo_);
 }
 
 void ShortcutRecorder::loadKeyCombo() {
@@ -262,7 +262,7 @@ void ShortcutRecorder::loadKeyCombo() {
     const Modifiers flags = entry.modifierFlags
                                 ? *entry.modifierFlags
                                 : modifiersFromRecorderFlags(static_cast<std::uint32_t>(entry.modifiers.value_or(0)));
-    combo_ = ShortcutCombo{filteredCocoaFlags(flags), entry.keyCode};
+    combo_ = ShortcutCombo{filteredModifiers(flags), entry.keyCode};
     hasKeyChars_ = entry.keyChars.has_value();
     keyChars_ = entry.keyChars.value_or("");
     keyCharsIgnoringModifiers_ = entry.keyChars ? entry.keyCharsIgnoringModifiers.value_or("") : "";

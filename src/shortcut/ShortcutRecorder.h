@@ -46,7 +46,7 @@ struct ShortcutKeyEvent {
 //   recording ──snap-back button (snapBack)─────────────────────────▶ idle | ending
 //   recording ──key taken (alert shown)──────────────────────────────▶ recording
 //   recording ──key without valid flags, not a cancel key────────────▶ recording (not consumed)
-//   ending ──transitionDidFinish(), or any new input─────────────────▶ idle
+//   ending ──transitionFinished(), or any new input─────────────────▶ idle
 //
 // "ending" exists only while the view animates transitions
 // (setAnimatesTransitions): recording is over, and the view animates back
@@ -69,7 +69,7 @@ public:
                                                           Modifiers /*flags*/, std::string& /*reason*/) {
         return false;
     }
-    virtual void hotkeyRecorderCellKeyComboDidChange(ShortcutRecorder& /*cell*/, ShortcutCombo /*combo*/) {}
+    virtual void recorderShortcutChanged(ShortcutRecorder& /*cell*/, ShortcutCombo /*combo*/) {}
 };
 
 // What the cell needs from the widget that shows it.
@@ -151,7 +151,7 @@ public:
     void setHoveredPart(ShortcutRecorderPart part);
     void setPressedPart(ShortcutRecorderPart part);
     // The view's transition animation ended.
-    void transitionDidFinish();
+    void transitionFinished();
 
     // ---- What the view shows
     ShortcutRecorderState state() const { return state_; }
@@ -178,8 +178,8 @@ private:
     bool hotkeyValidatorIsKeyCodeAndFlagsTaken(ShortcutValidator& validator, ShortcutKeyCode keyCode, Modifiers flags,
                                                std::string& reason) override;
 
-    Modifiers filteredCocoaFlags(Modifiers flags) const;
-    std::uint32_t filteredCocoaToCarbonFlags(Modifiers flags) const;
+    Modifiers filteredModifiers(Modifiers flags) const;
+    std::uint32_t filteredRecorderFlags(Modifiers flags) const;
     bool validModifierFlags(Modifiers flags) const;
     void startRecording();
     void endRecording();

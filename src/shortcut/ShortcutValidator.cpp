@@ -23,21 +23,22 @@ constexpr std::string_view kDesktopSettings = "your desktop's keyboard settings"
 
 std::string localized(std::string_view key) { return localizedString(key, kHotkeyRecorderTable); }
 
-void fill(ShortcutConflict* error, std::uint32_t carbonFlags, ShortcutKeyCode keyCode, std::string suggestion) {
+void fill(ShortcutConflict* error, std::uint32_t recorderFlags, ShortcutKeyCode keyCode, std::string suggestion) {
     if (!error) return;
     *error = ShortcutConflict{};
-    error->localizedDescription = stringWithFormat(localized(kCantBeUsed), {recorderComboGlyphs(carbonFlags, keyCode)});
+    error->localizedDescription =
+        stringWithFormat(localized(kCantBeUsed), {recorderComboGlyphs(recorderFlags, keyCode)});
     error->localizedRecoverySuggestion = std::move(suggestion);
     error->localizedRecoveryOptions = {"OK"};
 }
 
-constexpr std::uint32_t kComparedCarbonBits = cmdKey | optionKey | shiftKey | controlKey;
+constexpr std::uint32_t kComparedRecorderBits = kRecorderCommand | kRecorderOption | kRecorderShift | kRecorderControl;
 
-bool sameModifiers(Modifiers cocoa, std::uint32_t carbon) {
-    return ((cocoa & kModifierCommand) != 0) == ((carbon & cmdKey) != 0) &&
-           ((cocoa & kModifierOption) != 0) == ((carbon & optionKey) != 0) &&
-           ((cocoa & kModifierShift) != 0) == ((carbon & shiftKey) != 0) &&
-           ((cocoa & kModifierControl) != 0) == ((carbon & controlKey) != 0);
+bool sameModifiers(Modifiers modifiers, std::uint32_t recorderBits) {
+    return ((modifiers & kModifierCommand) != 0) == ((recorderBits & kRecorderCommand) != 0) &&
+           ((modifiers & kModifierOption) != 0) == ((recorderBits & kRecorderOption) != 0) &&
+           ((modifiers & kModifierShift) != 0) == ((recorderBits & kRecorderShift) != 0) &&
+           ((modifiers & kModifierControl) != 0) == ((recorderBits & kRecorderControl) != 0);
 }
 
 std::string upperCase(const std::string& text) {
@@ -76,15 +77,15 @@ const ShortcutMenu& standardShortcuts() {
     return menu;
 }
 
-bool ShortcutValidator::isKeyCodeAndFlagsTaken(ShortcutKeyCode keyCode, std::uint32_t carbonFlags,
+bool ShortcutValidator::isKeyCodeAndFlagsTaken(ShortcutKeyCode keyCode, std::uint32_t recorderFlags,
                                                ShortcutConflict* error) {
     if (delegate_) {
         std::string reason;
-        if (delegate_->hotkeyValidatorIsKeyCodeAndFlagsTaken(*this, keyCode, modifiersFromRecorderFlags(carbonFlags),
+        if (delegate_->hotkeyValidatorIsKeyCodeAndFlagsTaken(*this, keyCode, modifiersFromRecorderFlags(recorderFlags),
                                                              reason)) {
             if (error) {
-                fill(error, carbonFlags, keyCode,
-                     stringWithFormat(localized(kBecause), {recorderComboText(carbonFlags, keyCode),
+                fill(error, recorderFlags, keyCode,
+                     stringWithFormat(localized(kBecause), {recorderComboText(recorderFlags, keyCode),
                                                             reason.empty() ? kAlreadyUsed : reason}));
             }
             return true;
@@ -99,8 +100,8 @@ bool ShortcutValidator::isKeyCodeAndFlagsTaken(ShortcutKeyCode keyCode, std::uin
             if (error) {
                 std::string place = system->settingsName();
                 if (place.empty()) place = kDesktopSettings;
-                fill(error, carbonFlags, keyCode,
-                     stringWithFormat(localized(kUsedBySystem), {recorderComboText(carbonFlags, keyCode), place}));
+                fill(error, recorderFlags, keyCode,
+                     stringWithFormat(localized(kUsedBySystem), {recorderComboText(recorderFlags, keyCode), place}));
             }
             return true;
         };
@@ -111,28 +112,29 @@ bool ShortcutValidator::isKeyCodeAndFlagsTaken(ShortcutKeyCode keyCode, std::uin
             const std::optional<std::string> name = shortcutKeyName(keyCode);
             if (!name || name->empty()) return true;
             const auto theirs = static_cast<std::uint32_t>(hotKey.modifiers);
-            if (hotKey.keyCode == keyCode && (theirs & kComparedCarbonBits) == (carbonFlags & kComparedCarbonBits)) {
+            if (hotKey.keyCode == keyCode &&
+                (theirs & kComparedRecorderBits) == (recorderFlags & kComparedRecorderBits)) {
                 return refuse();
             }
         }
-        if (system->isHeldByAnotherProgram(keyCode, carbonFlags)) return refuse();
+        if (system->isHeldByAnotherProgram(keyCode, recorderFlags)) return refuse();
     }
 
-    return isKeyCodeAndFlagsTakenInMenu(keyCode, carbonFlags, standardShortcuts(), error);
+    return isKeyCodeAndFlagsTakenInMenu(keyCode, recorderFlags, standardShortcuts(), error);
 }
 
-bool ShortcutValidator::isKeyCodeAndFlagsTakenInMenu(ShortcutKeyCode keyCode, std::uint32_t carbonFlags,
+bool ShortcutValidator::isKeyCodeAndFlagsTakenInMenu(ShortcutKeyCode keyCode, std::uint32_t recorderFlags,
                                                      const ShortcutMenu& menu, ShortcutConflict* error) {
     for (const ShortcutMenuItem& entry : menu) {
-        if (!entry.submenu.empty() && isKeyCodeAndFlagsTakenInMenu(keyCode, carbonFlags, entry.submenu, error)) {
+        if (!entry.submenu.empty() && isKeyCodeAndFlagsTakenInMenu(keyCode, recorderFlags, entry.submenu, error)) {
             return true;
         }
         if (entry.keyEquivalent.empty()) continue;
         const std::optional<std::string> name = shortcutKeyName(keyCode);
         if (!name || upperCase(entry.keyEquivalent) != *name) continue;
-        if (!sameModifiers(entry.keyEquivalentModifierMask, carbonFlags)) continue;
+        if (!sameModifiers(entry.keyEquivalentModifierMask, recorderFlags)) continue;
         if (error) {
-            fill(error, carbonFlags, keyCode,
+            fill(error, recorderFlags, keyCode,
                  stringWithFormat(localized(kUsedByMenuItem),
                                   {comboText(entry.keyEquivalentModifierMask, keyCode), entry.title}));
         }

@@ -62,8 +62,9 @@ public:
     // True when taken (Carbon flags); `error`, when given, receives the
     // texts (except for an unreadable shortcut list or a key without a name,
     // which refuse silently).
-    bool isKeyCodeAndFlagsTaken(ShortcutKeyCode keyCode, std::uint32_t carbonFlags, ShortcutConflict* error = nullptr);
-    bool isKeyCodeAndFlagsTakenInMenu(ShortcutKeyCode keyCode, std::uint32_t carbonFlags, const ShortcutMenu& menu,
+    bool isKeyCodeAndFlagsTaken(ShortcutKeyCode keyCode, std::uint32_t recorderFlags,
+                                ShortcutConflict* error = nullptr);
+    bool isKeyCodeAndFlagsTakenInMenu(ShortcutKeyCode keyCode, std::uint32_t recorderFlags, const ShortcutMenu& menu,
                                       ShortcutConflict* error = nullptr);
 
 private:

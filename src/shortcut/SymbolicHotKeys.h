@@ -34,9 +34,7 @@ public:
     virtual std::optional<std::vector<SymbolicHotKey>> copySymbolicHotKeys() = 0;
 
     // Whether another program holds the combination for itself.
-    virtual bool isHeldByAnotherProgram(ShortcutKeyCode /*keyCode*/, std::uint32_t /*carbonModifiers*/) {
-        return false;
-    }
+    virtual bool isHeldByAnotherProgram(ShortcutKeyCode /*keyCode*/, std::uint32_t /*recorderFlags*/) { return false; }
 
     // Where the user changes the desktop's shortcuts, to end the sentence
     // "most shortcuts can be changed in …"; empty when unknown.

@@ -60,7 +60,7 @@ PathBar::PathBar(std::shared_ptr<PathWindowEvents> events, std::shared_ptr<X11Ke
     });
     connect(popup_, &CompletionsPopup::rowChosen, this, [this] {
         const auto keep = shared_from_this();
-        if (auto chosen = events_ ? events_->completionsTableViewSelector : nullptr) chosen();
+        if (auto chosen = events_ ? events_->completionChosen : nullptr) chosen();
     });
     field()->setMenuDecorator([this](QMenu& menu) { decorateMenu(menu); });
 }
@@ -115,7 +115,7 @@ bool PathBar::isAnimating() const { return animation_ && animation_->state() == 
 
 bool PathBar::isVisible() const { return window_ && window_->isVisible(); }
 
-void PathBar::orderFront() {
+void PathBar::bringToFront() {
     if (!window_ || closed_) return;
     window_->show();
     window_->raise();
@@ -199,7 +199,7 @@ bool PathBar::eventFilter(QObject* watched, QEvent* event) {
         case QEvent::WindowDeactivate:
             if (watched == window_ && window_->isVisible() && !orderingOut_) {
                 const auto keep = shared_from_this();
-                if (auto resigned = events_ ? events_->windowDidResignKey : nullptr) resigned();
+                if (auto resigned = events_ ? events_->focusLost : nullptr) resigned();
             }
             break;
         default: break;
@@ -244,7 +244,7 @@ void PathBar::textEdited(const QString& text) {
 
     // A message about what failed before goes at the user's next edit.
     edit->setProblem({});
-    if (auto changed = events_ ? events_->controlTextDidChange : nullptr) changed();
+    if (auto changed = events_ ? events_->textChanged : nullptr) changed();
     if (!typed || !caretAtEnd || text.isEmpty() || closed_) return;
     auto complete = events_ ? events_->completedString : nullptr;
     if (!complete) return;

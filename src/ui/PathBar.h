@@ -48,7 +48,7 @@ public:
     void setFrame(const Rect& frame, bool animate);
     bool isAnimating() const;
     bool isVisible() const;
-    void orderFront();
+    void bringToFront();
     // Takes the keyboard.
     void makeKey();
     void hide();

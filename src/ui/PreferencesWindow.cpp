@@ -24,7 +24,7 @@ PreferencesWindow::PreferencesWindow(Dependencies dependencies, QWidget* parent)
 
     controller_ = std::make_unique<PreferencesController>(PreferencesController::Dependencies{
         dependencies.defaults, dependencies.executablePath, std::move(dependencies.about),
-        std::move(dependencies.settingsDidChange), std::move(dependencies.forgetVisitedFolders)});
+        std::move(dependencies.settingsChanged), std::move(dependencies.forgetVisitedFolders)});
 
     recorder_ =
         new ShortcutRecorderWidget(&dependencies.defaults, &dependencies.alerts, std::move(dependencies.native));
@@ -72,7 +72,7 @@ PreferencesWindow::PreferencesWindow(Dependencies dependencies, QWidget* parent)
     layout->addLayout(buttons);
 
     controller_->setWindow(this);
-    controller_->windowDidLoad();
+    controller_->windowLoaded();
     autostart_->setChecked(controller_->autostarts());
     (controller_->opensWithFolder() ? folder_ : selection_)->setChecked(true);
 

@@ -37,7 +37,7 @@ public:
         // The program the login item starts.
         std::string executablePath;
         std::function<void()> about;
-        std::function<void()> settingsDidChange;
+        std::function<void()> settingsChanged;
         // Names X keys; empty off X11.
         NativeKeyCodes native;
         // The file manager's name, in the texts.

@@ -35,7 +35,7 @@ public:
     Rect frame() const override { return bar_->frame(); }
     void setFrame(const Rect& frame, bool, bool animate) override { bar_->setFrame(frame, animate); }
     bool isVisible() const override { return bar_->isVisible(); }
-    void raise() override { bar_->orderFront(); }
+    void raise() override { bar_->bringToFront(); }
     void focus() override { bar_->makeKey(); }
     void hide() override { bar_->hide(); }
     void close() override { bar_->close(); }
@@ -157,21 +157,22 @@ void connectToController(PathWindowEvents& events, PathWindowController& control
     PathWindowController* c = &controller;
     events.handleKeyDown = [c](const KeyEvent& event) { return c->handleKeyDown(event); };
     events.handleEditCommand = [c](TextCommand command) { return c->handleEditCommand(command); };
-    events.controlTextDidChange = [c] { c->controlTextDidChange(); };
+    events.textChanged = [c] { c->textChanged(); };
     events.completedString = [c](std::string_view typed) { return c->completedString(typed); };
     events.menuForEvent = [c](std::vector<MenuItem> inherited) {
         return c->pathFieldEditor().menuForEvent(std::move(inherited));
     };
     events.popupButtonClicked = [c] { c->popupButtonClicked(); };
-    events.completionsTableViewSelector = [c] { c->completionsTableViewSelector(); };
-    events.windowDidResignKey = [c] { c->windowDidResignKey(); };
+    events.completionChosen = [c] { c->completionChosen(); };
+    events.focusLost = [c] { c->focusLost(); };
 }
 
-std::unique_ptr<PathWindowController> makePathWindowController(ElementRef axWindow,
+std::unique_ptr<PathWindowController> makePathWindowController(ElementRef windowElement,
                                                                PathWindowController::Dependencies dependencies,
                                                                std::function<void()> didOrderOut) {
     QtPathWindow qt = makePathWindowViews();
-    auto controller = std::make_unique<PathWindowController>(std::move(axWindow), std::move(qt.views), dependencies);
+    auto controller =
+        std::make_unique<PathWindowController>(std::move(windowElement), std::move(qt.views), dependencies);
     connectToController(*qt.events, *controller);
     qt.events->didOrderOut = std::move(didOrderOut);
     return controller;

@@ -3,12 +3,12 @@
 // One address bar in Qt widgets: the views the core's PathWindowController
 // drives (PathWindowViews), and the routing of what the user does back to it.
 //
-//     auto bar = ui::makePathWindowController(axWindow, dependencies);
+//     auto bar = ui::makePathWindowController(windowElement, dependencies);
 //
 // or, in two steps (e.g. to route the events elsewhere in tests):
 //
 //     ui::QtPathWindow qt = ui::makePathWindowViews();
-//     auto controller = std::make_unique<PathWindowController>(axWindow, std::move(qt.views), dependencies);
+//     auto controller = std::make_unique<PathWindowController>(windowElement, std::move(qt.views), dependencies);
 //     ui::connectToController(*qt.events, *controller);
 //
 // The widgets live as long as the views: the controller owns them, and when
@@ -25,11 +25,11 @@
 // After the user has typed (not deleted) with the caret at the end, the
 // field asks completedString for the typed text and, when the answer extends
 // it, appends the rest selected (inline completion). Every edit by the user
-// is reported to controlTextDidChange; text set by the controller is not.
+// is reported to textChanged; text set by the controller is not.
 //
 // Focus. The bar is a window the window manager does not manage; it takes the
 // keyboard itself when shown and again on every click into it. When it loses
-// the keyboard while on screen, windowDidResignKey follows.
+// the keyboard while on screen, focusLost follows.
 
 #include <functional>
 #include <memory>
@@ -51,15 +51,15 @@ class PathBar;
 struct PathWindowEvents {
     std::function<bool(const KeyEvent&)> handleKeyDown;
     std::function<bool(TextCommand)> handleEditCommand;
-    std::function<void()> controlTextDidChange;
+    std::function<void()> textChanged;
     std::function<std::optional<std::string>(std::string_view typed)> completedString;
     // The field's context menu: the inherited items in, the items to show out.
     std::function<std::vector<MenuItem>(std::vector<MenuItem>)> menuForEvent;
     // The field's arrow.
     std::function<void()> popupButtonClicked;
     // A row of the completion list was clicked (it is selected by then).
-    std::function<void()> completionsTableViewSelector;
-    std::function<void()> windowDidResignKey;
+    std::function<void()> completionChosen;
+    std::function<void()> focusLost;
     // After the bar went off screen while it had the keyboard (Escape, Return,
     // the hot key): the composition root hands the keyboard back to the file
     // manager's window here. Not after the user took the keyboard elsewhere.
@@ -80,9 +80,9 @@ QtPathWindow makePathWindowViews();
 // controller must own the views the events came with.
 void connectToController(PathWindowEvents& events, PathWindowController& controller);
 
-// The bar of the file-manager window `axWindow`, its events routed to it.
+// The bar of the file-manager window `windowElement`, its events routed to it.
 // `didOrderOut` as in PathWindowEvents.
-std::unique_ptr<PathWindowController> makePathWindowController(ElementRef axWindow,
+std::unique_ptr<PathWindowController> makePathWindowController(ElementRef windowElement,
                                                                PathWindowController::Dependencies dependencies,
                                                                std::function<void()> didOrderOut = {});
 

@@ -46,17 +46,17 @@ public:
     static std::shared_ptr<DelayedAction> invocationOnQueue(dispatch::Queue& queue, Block block);
     static std::shared_ptr<DelayedAction> invocationOnMainQueueWithBlock(Block block);
 
-    // Calls target->*selector on the queue. The target is not owned: it must
+    // Calls target->*method on the queue. The target is not owned: it must
     // outlive the armed timer. A null target or member throws
     // std::invalid_argument.
     template <class T>
-    static std::shared_ptr<DelayedAction> invocationOnQueue(dispatch::Queue& queue, T* target, void (T::*selector)()) {
-        if (!target || !selector) throw std::invalid_argument("KMDelayedInvocation: null target or member function");
-        return invocationOnQueue(queue, [target, selector] { (target->*selector)(); });
+    static std::shared_ptr<DelayedAction> invocationOnQueue(dispatch::Queue& queue, T* target, void (T::*method)()) {
+        if (!target || !method) throw std::invalid_argument("KMDelayedInvocation: null target or member function");
+        return invocationOnQueue(queue, [target, method] { (target->*method)(); });
     }
     template <class T>
-    static std::shared_ptr<DelayedAction> invocationOnMainQueueWithTarget(T* target, void (T::*selector)()) {
-        return invocationOnQueue(dispatch::mainQueue(), target, selector);
+    static std::shared_ptr<DelayedAction> invocationOnMainQueueWithTarget(T* target, void (T::*method)()) {
+        return invocationOnQueue(dispatch::mainQueue(), target, method);
     }
 
     // Arms (or re-arms) the timer to run the action once after `seconds`;

@@ -43,7 +43,7 @@ TEST_F(AppDelegateTest, theTapThreadDecidesKeysAndLeavesTheBarsToTheMainThread) 
     for (std::size_t i = 0; i < decisions.size(); i += 6)
         EXPECT_THAT(std::vector(decisions.begin() + i, decisions.begin() + i + 6),
                     testing::ElementsAre(D::Swallow, D::Swallow, D::Swallow, D::Pass, D::Pass, D::Pass));
-    EXPECT_EQ(finder_->callCount(handlers::reload), 20u);
+    EXPECT_EQ(catalogue_->callCount(handlers::reload), 20u);
     ASSERT_EQ(delegate().pathControllers().size(), 1u);
     EXPECT_TRUE(barVisible()) << "the last click after a drag's end opened the bar";
     EXPECT_FALSE(delegate().dragInProgress());

@@ -24,10 +24,10 @@ using jorvane::test::FakeHandlerCatalogue;
 namespace {
 
 struct Bridge {
-    std::shared_ptr<FakeHandlerCatalogue> finder = std::make_shared<FakeHandlerCatalogue>();
-    FileManagerCommands wrapper{finder};
+    std::shared_ptr<FakeHandlerCatalogue> catalogue = std::make_shared<FakeHandlerCatalogue>();
+    FileManagerCommands wrapper{catalogue};
     ~Bridge() {
-        finder->releaseAll();
+        catalogue->releaseAll();
         wrapper.waitUntilIdle();
         mainQueue().drain();
     }
@@ -58,16 +58,16 @@ class MountReport : public testing::TestWithParam<ReportRow> {};
 
 TEST_P(MountReport, Row) {
     Bridge b;
-    b.finder->answer(handlers::mount, GetParam().answer);
-    b.finder->failWith(handlers::mount, GetParam().failure);
+    b.catalogue->answer(handlers::mount, GetParam().answer);
+    b.catalogue->failWith(handlers::mount, GetParam().failure);
     Report report;
     b.wrapper.mountAsync("ftp://127.0.0.1:2121/", into(report));
     ASSERT_TRUE(mainQueue().runUntil([&] { return report.count > 0; }, 10s));
     EXPECT_TRUE(report.onMainThread);
     EXPECT_EQ(report.failure, GetParam().reported);
-    ASSERT_EQ(b.finder->calls().size(), 1u);
-    EXPECT_FALSE(b.finder->calls().front().onMainThread);
-    EXPECT_EQ(b.finder->calls().front().params, std::vector<std::string>{"ftp://127.0.0.1:2121/"});
+    ASSERT_EQ(b.catalogue->calls().size(), 1u);
+    EXPECT_FALSE(b.catalogue->calls().front().onMainThread);
+    EXPECT_EQ(b.catalogue->calls().front().params, std::vector<std::string>{"ftp://127.0.0.1:2121/"});
 }
 
 const ReportRow kReportRows[] = {
@@ -81,23 +81,23 @@ INSTANTIATE_TEST_SUITE_P(FileManagerCommands, MountReport, testing::ValuesIn(kRe
 
 TEST(FileManagerCommands, ANewMountReplacesTheWaitingOneAndCancelGivesUpTheRunningOne) {
     Bridge b;
-    b.finder->hold(handlers::mount);
+    b.catalogue->hold(handlers::mount);
     Report first, second, third;
     b.wrapper.mountAsync("ftp://one/", into(first));
-    ASSERT_TRUE(b.finder->waitForHeld(handlers::mount, 1));
+    ASSERT_TRUE(b.catalogue->waitForHeld(handlers::mount, 1));
     b.wrapper.mountAsync("ftp://two/", into(second));
     b.wrapper.mountAsync("ftp://three/", into(third));
 
     // Gives up the running one (the fake lets it go), and the waiting one.
     b.wrapper.cancelMount();
-    EXPECT_EQ(b.finder->cancelCount(handlers::mount), 1u);
+    EXPECT_EQ(b.catalogue->cancelCount(handlers::mount), 1u);
     b.wrapper.waitUntilIdle();
     mainQueue().drain();
 
     EXPECT_EQ(first.count, 1) << "the running one reports";
     EXPECT_EQ(second.count, 0);
     EXPECT_EQ(third.count, 0) << "a cancelled waiting mount never reports";
-    EXPECT_EQ(b.finder->callCount(handlers::mount), 1u);
+    EXPECT_EQ(b.catalogue->callCount(handlers::mount), 1u);
 }
 
 }  // namespace

@@ -30,14 +30,14 @@ using Call = FakeHandlerCatalogue::Call;
 struct Bridge {
     Bridge() {
         // Navigations succeed unless a test says otherwise.
-        finder->answer("finder_set_path", "");
-        finder->answer("finder_reveal", "");
+        catalogue->answer("finder_set_path", "");
+        catalogue->answer("finder_reveal", "");
     }
-    std::shared_ptr<FakeHandlerCatalogue> finder = std::make_shared<FakeHandlerCatalogue>();
-    FileManagerCommands wrapper{finder};
+    std::shared_ptr<FakeHandlerCatalogue> catalogue = std::make_shared<FakeHandlerCatalogue>();
+    FileManagerCommands wrapper{catalogue};
     ~Bridge() {
         // Nothing of one test may run into the next.
-        finder->releaseAll();
+        catalogue->releaseAll();
         wrapper.waitUntilIdle();
         mainQueue().drain();
     }
@@ -52,17 +52,17 @@ struct Completion {
 
 TEST(FileManagerCommands, PassesParametersInOrderAndAnswersTheHandlersResult) {
     Bridge b;
-    b.finder->answer("finder_select2", "done");
+    b.catalogue->answer("finder_select2", "done");
     EXPECT_EQ(b.wrapper.call("finder_select2", {"/tmp", "a|!|b"}), "done");
     EXPECT_EQ(b.wrapper.call("reload"), std::nullopt);
-    EXPECT_THAT(b.finder->calls(),
+    EXPECT_THAT(b.catalogue->calls(),
                 ElementsAre(Call{"finder_select2", {"/tmp", "a|!|b"}, true}, Call{"reload", {}, true}));
 }
 
 TEST(FileManagerCommands, LowerCasesTheHandlerName) {
     Bridge b;
     b.wrapper.call("Finder_GET_Path");
-    EXPECT_THAT(b.finder->callNames(), ElementsAre("finder_get_path"));
+    EXPECT_THAT(b.catalogue->callNames(), ElementsAre("finder_get_path"));
 }
 
 TEST(FileManagerCommands, WithoutACatalogueEveryCallAnswersNothing) {
@@ -76,10 +76,10 @@ TEST(FileManagerCommands, WithoutACatalogueEveryCallAnswersNothing) {
 }
 
 TEST(FileManagerCommands, SharedInstanceUsesTheInstalledCatalogue) {
-    auto finder = std::make_shared<FakeHandlerCatalogue>();
-    finder->answer("finder_get_path", "/srv");
+    auto catalogue = std::make_shared<FakeHandlerCatalogue>();
+    catalogue->answer("finder_get_path", "/srv");
     {
-        test::ScopedSharedCatalogue installed(finder);
+        test::ScopedSharedCatalogue installed(catalogue);
         EXPECT_EQ(FileManagerCommands::shared().call("finder_get_path"), "/srv");
     }
     EXPECT_EQ(FileManagerCommands::shared().call("finder_get_path"), std::nullopt);
@@ -95,9 +95,9 @@ struct SetPathRow {
 
 void PrintTo(const SetPathRow& row, std::ostream* os) { *os << row.name; }
 
-class FinderSetPath : public ::testing::TestWithParam<SetPathRow> {};
+class ShowFolder : public ::testing::TestWithParam<SetPathRow> {};
 
-TEST_P(FinderSetPath, ChoosesTheHandlerByWhatThePathIs) {
+TEST_P(ShowFolder, ChoosesTheHandlerByWhatThePathIs) {
     test::TempDir tmp;
     const std::string path = GetParam().make(tmp);
     Bridge b;
@@ -109,14 +109,14 @@ TEST_P(FinderSetPath, ChoosesTheHandlerByWhatThePathIs) {
     });
     ASSERT_TRUE(mainQueue().runUntil([&] { return finished; }, 10s));
     EXPECT_TRUE(finishedOnMain);
-    ASSERT_EQ(b.finder->callCount(), 1u);
-    EXPECT_EQ(b.finder->calls()[0].name, GetParam().handler);
-    EXPECT_THAT(b.finder->calls()[0].params, ElementsAre(path));
-    EXPECT_FALSE(b.finder->calls()[0].onMainThread);
+    ASSERT_EQ(b.catalogue->callCount(), 1u);
+    EXPECT_EQ(b.catalogue->calls()[0].name, GetParam().handler);
+    EXPECT_THAT(b.catalogue->calls()[0].params, ElementsAre(path));
+    EXPECT_FALSE(b.catalogue->calls()[0].onMainThread);
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    FileManagerCommands, FinderSetPath,
+    FileManagerCommands, ShowFolder,
     ::testing::Values(
         SetPathRow{"ADirectoryIsShown", [](const test::TempDir& tmp) { return tmp.dir("docs").string(); },
                    handlers::showFolder},
@@ -136,7 +136,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(FileManagerCommands, FinishedBlockRunsEvenWhenTheHandlerFails) {
     Bridge b;
-    b.finder->answerWith("finder_reveal", [](const std::vector<std::string>&) -> std::optional<std::string> {
+    b.catalogue->answerWith("finder_reveal", [](const std::vector<std::string>&) -> std::optional<std::string> {
         throw std::runtime_error("file manager gone");
     });
     bool finished = false;
@@ -147,43 +147,44 @@ TEST(FileManagerCommands, FinishedBlockRunsEvenWhenTheHandlerFails) {
     });
     EXPECT_TRUE(mainQueue().runUntil([&] { return finished; }, 10s));
     EXPECT_FALSE(answered);
-    EXPECT_EQ(b.finder->callCount("finder_reveal"), 2u) << "tried once more";
+    EXPECT_EQ(b.catalogue->callCount("finder_reveal"), 2u) << "tried once more";
     EXPECT_EQ(b.wrapper.call("finder_reveal", {"/x"}), std::nullopt);
 }
 
 TEST(FileManagerCommands, NavigationWhileOneRunsDropsTheWaitingRequest) {
     test::TempDir tmp;
     Bridge b;
-    b.finder->hold("finder_set_path");
+    b.catalogue->hold("finder_set_path");
     std::vector<std::string> finished;
     b.wrapper.showFolderAsync(tmp.dir("one").string(), [&](bool) { finished.push_back("one"); });
-    ASSERT_TRUE(b.finder->waitForHeld("finder_set_path", 1));
+    ASSERT_TRUE(b.catalogue->waitForHeld("finder_set_path", 1));
     b.wrapper.showFolderAsync(tmp.dir("two").string(), [&](bool) { finished.push_back("two"); });
     b.wrapper.showFolderAsync(tmp.dir("three").string(), [&](bool) { finished.push_back("three"); });
-    b.finder->release("finder_set_path");
+    b.catalogue->release("finder_set_path");
     ASSERT_TRUE(mainQueue().runUntil([&] { return finished.size() == 2; }, 10s));
     b.wrapper.waitUntilIdle();
     mainQueue().drain();
     EXPECT_THAT(finished, ElementsAre("one", "three"));
     std::vector<std::string> shown;
-    for (const Call& c : b.finder->calls()) shown.push_back(std::filesystem::path(c.params.at(0)).filename().string());
+    for (const Call& c : b.catalogue->calls())
+        shown.push_back(std::filesystem::path(c.params.at(0)).filename().string());
     EXPECT_THAT(shown, ElementsAre("one", "three"));
 }
 
 TEST(FileManagerCommands, TypingWhileARevealRunsKeepsOnlyTheNewestNameAndNeverHoldsUpNavigation) {
     test::TempDir tmp;
     Bridge b;
-    b.finder->hold("finder_reveal_in_current");
+    b.catalogue->hold("finder_reveal_in_current");
     b.wrapper.revealInCurrentAsync("a");
-    ASSERT_TRUE(b.finder->waitForHeld("finder_reveal_in_current", 1));
+    ASSERT_TRUE(b.catalogue->waitForHeld("finder_reveal_in_current", 1));
     for (const char* name : {"ab", "abc", "abcd"}) b.wrapper.revealInCurrentAsync(name);
     bool shown = false;
     b.wrapper.showFolderAsync(tmp.dir("there").string(), [&](bool) { shown = true; });
     ASSERT_TRUE(mainQueue().runUntil([&] { return shown; }, 10s));
-    b.finder->release("finder_reveal_in_current");
+    b.catalogue->release("finder_reveal_in_current");
     b.wrapper.waitUntilIdle();
     std::vector<std::string> revealed;
-    for (const Call& c : b.finder->calls())
+    for (const Call& c : b.catalogue->calls())
         if (c.name == "finder_reveal_in_current") revealed.push_back(c.params.at(0));
     EXPECT_THAT(revealed, ElementsAre("a", "abcd"));
 }
@@ -192,23 +193,23 @@ TEST(FileManagerCommands, TypingWhileARevealRunsKeepsOnlyTheNewestNameAndNeverHo
 
 TEST(FileManagerCommands, QuickGetPathRequestsWhileOneRunsKeepTheFirstAndTheLast) {
     Bridge b;
-    b.finder->hold("finder_get_path");
-    b.finder->answerOnce("finder_get_path", "/first");
-    b.finder->answerOnce("finder_get_path", "/third");
+    b.catalogue->hold("finder_get_path");
+    b.catalogue->answerOnce("finder_get_path", "/first");
+    b.catalogue->answerOnce("finder_get_path", "/third");
     Completion first, second, third;
     auto into = [](Completion& c) {
         return [&c](std::optional<std::string> path) { c = {true, isMainThread(), std::move(path)}; };
     };
     b.wrapper.getPathAsync(into(first));
-    ASSERT_TRUE(b.finder->waitForHeld("finder_get_path", 1));
+    ASSERT_TRUE(b.catalogue->waitForHeld("finder_get_path", 1));
     b.wrapper.getPathAsync(into(second));
     b.wrapper.getPathAsync(into(third));
-    b.finder->release("finder_get_path");
+    b.catalogue->release("finder_get_path");
 
     ASSERT_TRUE(mainQueue().runUntil([&] { return first.called && third.called; }, 10s));
     b.wrapper.waitUntilIdle();
     mainQueue().drain();
-    EXPECT_EQ(b.finder->callCount("finder_get_path"), 2u);
+    EXPECT_EQ(b.catalogue->callCount("finder_get_path"), 2u);
     EXPECT_FALSE(second.called);
     EXPECT_EQ(first.path, "/first");
     EXPECT_EQ(third.path, "/third");
@@ -221,8 +222,8 @@ TEST(FileManagerCommands, QuickGetPathRequestsWhileOneRunsKeepTheFirstAndTheLast
 TEST(FileManagerCommands, OpenTerminalRunsOffTheMainThread) {
     Bridge b;
     b.wrapper.openTerminal("/home/me");
-    ASSERT_TRUE(b.finder->waitForCalls("open_terminal", 1));
-    EXPECT_THAT(b.finder->calls(), ElementsAre(Call{"open_terminal", {"/home/me"}, false}));
+    ASSERT_TRUE(b.catalogue->waitForCalls("open_terminal", 1));
+    EXPECT_THAT(b.catalogue->calls(), ElementsAre(Call{"open_terminal", {"/home/me"}, false}));
 }
 
 }  // namespace

@@ -155,7 +155,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 using ThunarHandlers = ThunarTest;
 
-TEST_F(ThunarHandlers, IsFinderWinSaysYesForABrowserWindowAndNoWithoutOne) {
+TEST_F(ThunarHandlers, IsFolderWindowSaysYesForABrowserWindowAndNoWithoutOne) {
     const std::uint32_t window = openWindow(folder("browser"));
     EXPECT_EQ(call("is_finder_win"), "YES");
     ASSERT_TRUE(desktop().closeWindow(window));
@@ -220,7 +220,7 @@ TEST_F(ThunarHandlers, ReloadKeepsTheWindowOnItsFolder) {
     EXPECT_EQ(call("finder_reveal_in_current", {"new.txt"}), "");
 }
 
-TEST_F(ThunarHandlers, CloseFinderWinClosesTheFrontWindowOnly) {
+TEST_F(ThunarHandlers, CloseWindowClosesTheFrontWindowOnly) {
     const std::uint32_t kept = openWindow(folder("kept"));
     const std::uint32_t closed = openWindow(folder("closed"));
     EXPECT_EQ(call("close_finder_win"), "");

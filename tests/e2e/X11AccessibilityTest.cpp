@@ -389,9 +389,9 @@ TEST_P(X11AccessibilityTest, AWindowThatIsGoneAnswersNothing) {
     EXPECT_FALSE(copyAttribute<ElementRef>(window, "AXParent"));
     EXPECT_EQ(ax_->elementAtPosition(static_cast<float>(centreOf(frame).x), static_cast<float>(centreOf(frame).y)),
               nullptr);
-    const auto observer = ax_->createObserver(getpid(), [](const ElementRef&, const std::string&) {});
+    const auto observer = ax_->createObserver(getpid(), [](const ElementRef&, WindowNotification) {});
     ASSERT_NE(observer, nullptr);
-    EXPECT_FALSE(observer->addNotification(window, kElementDestroyed));
+    EXPECT_FALSE(observer->addNotification(window, WindowNotification::ElementDestroyed));
 }
 
 TEST_P(X11AccessibilityTest, QueriesSurviveWindowsComingAndGoingMeanwhile) {
@@ -435,22 +435,22 @@ TEST_P(X11AccessibilityTest, QueriesSurviveWindowsComingAndGoingMeanwhile) {
 class Received {
 public:
     WindowObserver::Callback callback() {
-        return [this](const ElementRef& e, const std::string& name) { notes_.push_back({e, name}); };
+        return [this](const ElementRef& e, WindowNotification name) { notes_.push_back({e, name}); };
     }
-    bool waitFor(const std::string& name) {
+    bool waitFor(WindowNotification name) {
         return dispatch::MainQueue::shared().runUntil([&] { return count(name) > 0; }, dispatch::seconds(5));
     }
-    std::size_t count(const std::string& name) const {
+    std::size_t count(WindowNotification name) const {
         return std::count_if(notes_.begin(), notes_.end(), [&](const auto& n) { return n.second == name; });
     }
-    ElementRef element(const std::string& name) const {
+    ElementRef element(WindowNotification name) const {
         for (const auto& n : notes_)
             if (n.second == name) return n.first;
         return nullptr;
     }
 
 private:
-    std::vector<std::pair<ElementRef, std::string>> notes_;
+    std::vector<std::pair<ElementRef, WindowNotification>> notes_;
 };
 
 TEST_P(X11AccessibilityTest, ADestroyedWindowIsReportedOnceOnTheMainQueue) {
@@ -459,15 +459,15 @@ TEST_P(X11AccessibilityTest, ADestroyedWindowIsReportedOnceOnTheMainQueue) {
     const auto observer = ax_->createObserver(getpid(), received.callback());
     ASSERT_NE(observer, nullptr);
     const ElementRef window = ax_->windowElement(w);
-    ASSERT_TRUE(observer->addNotification(window, kElementDestroyed));
+    ASSERT_TRUE(observer->addNotification(window, WindowNotification::ElementDestroyed));
     // The window's application asks for the same: still one notice.
-    ASSERT_TRUE(observer->addNotification(ax_->applicationElement(getpid()), kElementDestroyed));
+    ASSERT_TRUE(observer->addNotification(ax_->applicationElement(getpid()), WindowNotification::ElementDestroyed));
 
     clients_->destroy(w);
-    ASSERT_TRUE(received.waitFor("AXUIElementDestroyed"));
-    EXPECT_TRUE(sameElement(received.element("AXUIElementDestroyed"), window));
+    ASSERT_TRUE(received.waitFor(WindowNotification::ElementDestroyed));
+    EXPECT_TRUE(sameElement(received.element(WindowNotification::ElementDestroyed), window));
     dispatch::MainQueue::shared().drain();
-    EXPECT_EQ(received.count("AXUIElementDestroyed"), 1u);
+    EXPECT_EQ(received.count(WindowNotification::ElementDestroyed), 1u);
 }
 
 TEST_P(X11AccessibilityTest, AMinimisedWindowIsReportedAndSoIsItsMove) {
@@ -476,23 +476,22 @@ TEST_P(X11AccessibilityTest, AMinimisedWindowIsReportedAndSoIsItsMove) {
     Received received;
     const auto observer = ax_->createObserver(getpid(), received.callback());
     ASSERT_NE(observer, nullptr);
-    ASSERT_TRUE(observer->addNotification(ax_->windowElement(minimised), kWindowMinimized));
-    ASSERT_TRUE(observer->addNotification(ax_->windowElement(moved), kWindowMoved));
-    EXPECT_FALSE(observer->addNotification(ax_->windowElement(moved), "AXNoSuchNotification"));
-    EXPECT_FALSE(observer->addNotification(ax_->systemWideElement(), kWindowMoved));
+    ASSERT_TRUE(observer->addNotification(ax_->windowElement(minimised), WindowNotification::Minimized));
+    ASSERT_TRUE(observer->addNotification(ax_->windowElement(moved), WindowNotification::Moved));
+    EXPECT_FALSE(observer->addNotification(ax_->systemWideElement(), WindowNotification::Moved));
 
     clients_->iconify(minimised);
-    ASSERT_TRUE(received.waitFor("AXWindowMiniaturized"));
-    EXPECT_TRUE(sameElement(received.element("AXWindowMiniaturized"), ax_->windowElement(minimised)));
+    ASSERT_TRUE(received.waitFor(WindowNotification::Minimized));
+    EXPECT_TRUE(sameElement(received.element(WindowNotification::Minimized), ax_->windowElement(minimised)));
 
     clients_->move(moved, 520, 330);
-    ASSERT_TRUE(received.waitFor("AXWindowMoved"));
-    EXPECT_TRUE(sameElement(received.element("AXWindowMoved"), ax_->windowElement(moved)));
+    ASSERT_TRUE(received.waitFor(WindowNotification::Moved));
+    EXPECT_TRUE(sameElement(received.element(WindowNotification::Moved), ax_->windowElement(moved)));
     // _NET_WM_STATE and WM_STATE both changed: one notice.
-    EXPECT_EQ(received.count("AXWindowMiniaturized"), 1u);
+    EXPECT_EQ(received.count(WindowNotification::Minimized), 1u);
 
-    ASSERT_TRUE(observer->removeNotification(ax_->windowElement(moved), kWindowMoved));
-    EXPECT_FALSE(observer->removeNotification(ax_->windowElement(moved), kWindowMoved));
+    ASSERT_TRUE(observer->removeNotification(ax_->windowElement(moved), WindowNotification::Moved));
+    EXPECT_FALSE(observer->removeNotification(ax_->windowElement(moved), WindowNotification::Moved));
 }
 
 TEST_P(X11AccessibilityTest, AnApplicationHearsWhenItsWindowGainsOrLosesTheFront) {
@@ -506,17 +505,17 @@ TEST_P(X11AccessibilityTest, AnApplicationHearsWhenItsWindowGainsOrLosesTheFront
     const auto observer = ax_->createObserver(ours, received.callback());
     ASSERT_NE(observer, nullptr);
     const ElementRef app = ax_->applicationElement(ours);
-    ASSERT_TRUE(observer->addNotification(app, kFocusedWindowChanged));
-    ASSERT_TRUE(observer->addNotification(app, kApplicationDeactivated));
+    ASSERT_TRUE(observer->addNotification(app, WindowNotification::FocusedWindowChanged));
+    ASSERT_TRUE(observer->addNotification(app, WindowNotification::ApplicationDeactivated));
 
     clients_->activate(mine);
-    ASSERT_TRUE(received.waitFor("AXFocusedWindowChanged"));
-    EXPECT_TRUE(sameElement(received.element("AXFocusedWindowChanged"), ax_->windowElement(mine)));
-    EXPECT_EQ(received.count("AXApplicationDeactivated"), 0u);
+    ASSERT_TRUE(received.waitFor(WindowNotification::FocusedWindowChanged));
+    EXPECT_TRUE(sameElement(received.element(WindowNotification::FocusedWindowChanged), ax_->windowElement(mine)));
+    EXPECT_EQ(received.count(WindowNotification::ApplicationDeactivated), 0u);
 
     clients_->activate(other);
-    ASSERT_TRUE(received.waitFor("AXApplicationDeactivated"));
-    EXPECT_TRUE(sameElement(received.element("AXApplicationDeactivated"), app));
+    ASSERT_TRUE(received.waitFor(WindowNotification::ApplicationDeactivated));
+    EXPECT_TRUE(sameElement(received.element(WindowNotification::ApplicationDeactivated), app));
 }
 
 // ---- workspace notifications

@@ -82,8 +82,8 @@ TEST_F(X11ShortcutRecorderTest, combinationGrabbedByAnotherClientIsHeldAndAFreeO
     ASSERT_EQ(error, nullptr);
 
     x11::X11SymbolicHotKeys hotKeys(keyboard_, x11::X11SymbolicHotKeys::Options{});
-    EXPECT_TRUE(hotKeys.isHeldByAnotherProgram(kKeyG, cmdKey | optionKey));
-    EXPECT_FALSE(hotKeys.isHeldByAnotherProgram(kKeyG, cmdKey | shiftKey));
+    EXPECT_TRUE(hotKeys.isHeldByAnotherProgram(kKeyG, kRecorderCommand | kRecorderOption));
+    EXPECT_FALSE(hotKeys.isHeldByAnotherProgram(kKeyG, kRecorderCommand | kRecorderShift));
     // The probe let go of what it took: the other program can grab it now.
     error = xcb_request_check(
         other, xcb_grab_key_checked(other, 1, root, ctrlShift, key, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));

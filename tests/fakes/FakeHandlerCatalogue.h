@@ -5,11 +5,11 @@
 // and can hold calls until released or slow them down, to test the rules of
 // the queues that call it. Thread-safe.
 //
-//     auto finder = std::make_shared<test::FakeHandlerCatalogue>();
-//     finder->answer(handlers::getPath, "/home/me");
-//     test::ScopedSharedCatalogue installed(finder);   // shared() now calls it
+//     auto catalogue = std::make_shared<test::FakeHandlerCatalogue>();
+//     catalogue->answer(handlers::getPath, "/home/me");
+//     test::ScopedSharedCatalogue installed(catalogue);   // shared() now calls it
 //     ...
-//     EXPECT_THAT(finder->callNames(), ElementsAre("is_finder_win", "finder_get_path"));
+//     EXPECT_THAT(catalogue->callNames(), ElementsAre("is_finder_win", "finder_get_path"));
 
 #include <chrono>
 #include <condition_variable>

@@ -19,9 +19,9 @@ public:
         ++listReads;
         return hotKeys;
     }
-    bool isHeldByAnotherProgram(ShortcutKeyCode keyCode, std::uint32_t carbonModifiers) override {
+    bool isHeldByAnotherProgram(ShortcutKeyCode keyCode, std::uint32_t recorderFlags) override {
         ++probes;
-        return held.count({keyCode, carbonModifiers}) > 0;
+        return held.count({keyCode, recorderFlags}) > 0;
     }
     std::string settingsName() const override { return settings; }
 

@@ -5,22 +5,22 @@ namespace jorvane::test {
 FakeWindowObserver::FakeWindowObserver(std::int32_t pid, Callback callback, std::shared_ptr<EventLog> log)
     : pid_(pid), callback_(std::move(callback)), log_(std::move(log)) {}
 
-bool FakeWindowObserver::addNotification(const ElementRef& element, std::string_view notification) {
+bool FakeWindowObserver::addNotification(const ElementRef& element, WindowNotification notification) {
     if (!element) return false;
-    log_->add("observer.add " + std::string(notification));
+    log_->add("observer.add " + std::string(nameOf(notification)));
     std::lock_guard lock(mutex_);
-    added_.emplace_back(element, std::string(notification));
+    added_.emplace_back(element, notification);
     return true;
 }
 
-bool FakeWindowObserver::removeNotification(const ElementRef& element, std::string_view notification) {
+bool FakeWindowObserver::removeNotification(const ElementRef& element, WindowNotification notification) {
     std::lock_guard lock(mutex_);
     return std::erase_if(added_, [&](const auto& entry) {
                return entry.second == notification && sameElement(entry.first, element);
            }) > 0;
 }
 
-bool FakeWindowObserver::notify(const ElementRef& element, std::string_view notification) {
+bool FakeWindowObserver::notify(const ElementRef& element, WindowNotification notification) {
     const ElementRef parent = copyAttribute<ElementRef>(element, "AXParent").value_or(nullptr);
     bool subscribed = false;
     {
@@ -33,13 +33,13 @@ bool FakeWindowObserver::notify(const ElementRef& element, std::string_view noti
     return subscribed;
 }
 
-void FakeWindowObserver::post(const ElementRef& element, std::string_view notification) {
-    if (callback_) callback_(element, std::string(notification));
+void FakeWindowObserver::post(const ElementRef& element, WindowNotification notification) {
+    if (callback_) callback_(element, notification);
 }
 
-std::vector<std::string> FakeWindowObserver::notificationsOf(const ElementRef& element) const {
+std::vector<WindowNotification> FakeWindowObserver::notificationsOf(const ElementRef& element) const {
     std::lock_guard lock(mutex_);
-    std::vector<std::string> names;
+    std::vector<WindowNotification> names;
     for (const auto& [watched, name] : added_)
         if (sameElement(watched, element)) names.push_back(name);
     return names;
@@ -64,10 +64,10 @@ public:
         std::lock_guard lock(registry_->mutex);
         std::erase(registry_->alive, observer_.get());
     }
-    bool addNotification(const ElementRef& element, std::string_view notification) override {
+    bool addNotification(const ElementRef& element, WindowNotification notification) override {
         return observer_->addNotification(element, notification);
     }
-    bool removeNotification(const ElementRef& element, std::string_view notification) override {
+    bool removeNotification(const ElementRef& element, WindowNotification notification) override {
         return observer_->removeNotification(element, notification);
     }
 

@@ -2,13 +2,13 @@
 
 // Accessibility observers for tests. ObservableAccessibility wraps any
 // accessibility interface (usually a FakeAccessibility) and hands out
-// FakeAXObservers, which record what they were asked to watch and let the
+// FakeWindowObservers, which record what they were asked to watch and let the
 // test tell about notifications:
 //
 //     auto ax = std::make_shared<test::FakeAccessibility>();
 //     test::ObservableAccessibility accessibility(ax, log);
 //     ... the code under test calls accessibility.createObserver(pid, callback) ...
-//     accessibility.observer()->notify(ax->element(window), "AXUIElementDestroyed");
+//     accessibility.observer()->notify(ax->element(window), WindowNotification::ElementDestroyed);
 //
 // notify() reaches the callback only when the notification was added for an
 // element equal to the one given or to its "AXParent" (its application), as
@@ -34,22 +34,22 @@ class FakeWindowObserver final : public WindowObserver {
 public:
     FakeWindowObserver(std::int32_t pid, Callback callback, std::shared_ptr<EventLog> log);
 
-    bool addNotification(const ElementRef& element, std::string_view notification) override;
-    bool removeNotification(const ElementRef& element, std::string_view notification) override;
+    bool addNotification(const ElementRef& element, WindowNotification notification) override;
+    bool removeNotification(const ElementRef& element, WindowNotification notification) override;
 
     // ---- test side
     std::int32_t pid() const { return pid_; }
-    bool notify(const ElementRef& element, std::string_view notification);
-    void post(const ElementRef& element, std::string_view notification);
+    bool notify(const ElementRef& element, WindowNotification notification);
+    void post(const ElementRef& element, WindowNotification notification);
     // The notifications added for elements equal to this one, in order.
-    std::vector<std::string> notificationsOf(const ElementRef& element) const;
+    std::vector<WindowNotification> notificationsOf(const ElementRef& element) const;
 
 private:
     std::int32_t pid_;
     Callback callback_;
     std::shared_ptr<EventLog> log_;
     mutable std::mutex mutex_;
-    std::vector<std::pair<ElementRef, std::string>> added_;
+    std::vector<std::pair<ElementRef, WindowNotification>> added_;
 };
 
 class ObservableAccessibility final : public AccessibilityAPI {

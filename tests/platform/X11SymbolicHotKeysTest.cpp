@@ -18,7 +18,7 @@ struct AcceleratorRow {
 
 class Accelerator : public testing::TestWithParam<AcceleratorRow> {};
 
-TEST_P(Accelerator, becomesACodeAndCarbonModifiers) {
+TEST_P(Accelerator, becomesACodeAndRecorderFlags) {
     EXPECT_EQ(symbolicHotKeyForAccelerator(GetParam().accelerator), GetParam().expected);
 }
 
@@ -29,13 +29,14 @@ SymbolicHotKey hot(KeyCode code, std::uint32_t modifiers) {
 INSTANTIATE_TEST_SUITE_P(
     Xfce, Accelerator,
     testing::Values(AcceleratorRow{"PrimaryIsCtrlAndDeleteIsForwardDelete", "<Primary><Alt>Delete",
-                                   hot(kKeyForwardDelete, cmdKey | optionKey)},
-                    AcceleratorRow{"SuperIsTheControlBit", "<Super>e", hot(kKeyE, controlKey)},
-                    AcceleratorRow{"ControlAndUpperCaseKeyNames", "<Control>L", hot(kKeyL, cmdKey)},
-                    AcceleratorRow{"KeypadKeysKeepTheirCodes", "<Primary><Alt>KP_1", hot(kKeypad1, cmdKey | optionKey)},
+                                   hot(kKeyForwardDelete, kRecorderCommand | kRecorderOption)},
+                    AcceleratorRow{"SuperIsTheControlBit", "<Super>e", hot(kKeyE, kRecorderControl)},
+                    AcceleratorRow{"ControlAndUpperCaseKeyNames", "<Control>L", hot(kKeyL, kRecorderCommand)},
+                    AcceleratorRow{"KeypadKeysKeepTheirCodes", "<Primary><Alt>KP_1",
+                                   hot(kKeypad1, kRecorderCommand | kRecorderOption)},
                     AcceleratorRow{"NamedKeysByKeysym", "<Shift><Alt>Page_Down",
-                                   hot(kKeyPageDown, shiftKey | optionKey)},
-                    AcceleratorRow{"SpaceByName", "<Alt>space", hot(kKeySpace, optionKey)},
+                                   hot(kKeyPageDown, kRecorderShift | kRecorderOption)},
+                    AcceleratorRow{"SpaceByName", "<Alt>space", hot(kKeySpace, kRecorderOption)},
                     AcceleratorRow{"FunctionKeyWithoutModifiers", "F12", hot(kKeyF12, 0)},
                     AcceleratorRow{"KeyWithoutCodeIsLeftOut", "Print", std::nullopt},
                     AcceleratorRow{"UnknownModifierIsLeftOut", "<Hyper>a", std::nullopt},
@@ -57,8 +58,8 @@ constexpr const char* kListing =
 
 TEST(XfceListing, TakesTheCustomSetWhenItOverridesElseTheDefaults) {
     EXPECT_EQ(parseXfceShortcuts(kListing),
-              (std::vector<SymbolicHotKey>{hot(kKeyF2, optionKey), hot(kKeyR, controlKey), hot(kKeyF4, optionKey),
-                                           SymbolicHotKey{false, kKeyEscape, 0}}));
+              (std::vector<SymbolicHotKey>{hot(kKeyF2, kRecorderOption), hot(kKeyR, kRecorderControl),
+                                           hot(kKeyF4, kRecorderOption), SymbolicHotKey{false, kKeyEscape, 0}}));
     EXPECT_TRUE(parseXfceShortcuts("").empty());
     EXPECT_TRUE(parseXfceShortcuts("Channel \"xfce4-keyboard-shortcuts\" contains no properties.\n").empty());
 }
@@ -85,7 +86,7 @@ TEST_F(XfconfQuery, ListsTheShortcutsItPrints) {
     const std::string query = program(
         "[ \"$*\" = \"-c xfce4-keyboard-shortcuts -l -v\" ] || exit 3\n"
         "echo '/commands/default/<Super>e   thunar'");
-    EXPECT_EQ(list(query), (std::vector<SymbolicHotKey>{hot(kKeyE, controlKey)}));
+    EXPECT_EQ(list(query), (std::vector<SymbolicHotKey>{hot(kKeyE, kRecorderControl)}));
 }
 
 TEST_F(XfconfQuery, FailureOrSilenceIsAnUnreadableList) {
@@ -105,7 +106,7 @@ TEST(XfceSettingsName, NamesXfcesPanelsOnlyInXfce) {
               "the Keyboard and Window Manager panels of the Xfce Settings Manager");
     options.readXfceList = false;
     EXPECT_EQ(X11SymbolicHotKeys(nullptr, options).settingsName(), "");
-    EXPECT_FALSE(X11SymbolicHotKeys(nullptr, options).isHeldByAnotherProgram(kKeyG, cmdKey));
+    EXPECT_FALSE(X11SymbolicHotKeys(nullptr, options).isHeldByAnotherProgram(kKeyG, kRecorderCommand));
 }
 
 }  // namespace

@@ -61,16 +61,16 @@ protected:
             log_.push_back(std::string("command ") + commandName(command));
             return commandAnswer_;
         };
-        events.controlTextDidChange = [this] { log_.emplace_back("changed"); };
+        events.textChanged = [this] { log_.emplace_back("changed"); };
         events.completedString = [this](std::string_view typed) {
             log_.push_back("complete " + std::string(typed));
             return completion_;
         };
         events.popupButtonClicked = [this] { log_.emplace_back("arrow"); };
-        events.completionsTableViewSelector = [this] {
+        events.completionChosen = [this] {
             log_.push_back("chosen " + std::to_string(views().completions->selectedRow()));
         };
-        events.windowDidResignKey = [this] { log_.emplace_back("resignKey"); };
+        events.focusLost = [this] { log_.emplace_back("resignKey"); };
         events.didOrderOut = [this] { log_.emplace_back("didOrderOut"); };
     }
 

@@ -47,10 +47,10 @@ protected:
         tmp_.file("notes.txt");
         tmp_.file("nougat.txt");
         tmp_.dir("docs");
-        finder_->answer(handlers::getPath, tmp_.str());
+        catalogue_->answer(handlers::getPath, tmp_.str());
         // Commands succeed, as Thunar's do.
         for (std::string_view command : {handlers::reveal, handlers::showFolder, handlers::closeWindow})
-            finder_->answer(command, "");
+            catalogue_->answer(command, "");
         QtPathWindow qt = makePathWindowViews();
         bar_ = qt.bar;
         controller_ = std::make_unique<PathWindowController>(
@@ -60,7 +60,7 @@ protected:
     }
 
     ~PathWindowWiring() override {
-        finder_->releaseAll();
+        catalogue_->releaseAll();
         bridge_.waitUntilIdle();
         controller_.reset();
         dispatch::mainQueue().drain();
@@ -81,15 +81,15 @@ protected:
 
     std::vector<std::string> handlerNames() const {
         std::vector<std::string> names;
-        for (const auto& call : finder_->calls()) names.push_back(call.name);
+        for (const auto& call : catalogue_->calls()) names.push_back(call.name);
         return names;
     }
 
     dispatch::ManualTimeSource time_;
     std::shared_ptr<test::FakeAccessibility> ax_ = std::make_shared<test::FakeAccessibility>();
     test::ElementNode window_;
-    std::shared_ptr<test::FakeHandlerCatalogue> finder_ = std::make_shared<test::FakeHandlerCatalogue>();
-    FileManagerCommands bridge_{finder_};
+    std::shared_ptr<test::FakeHandlerCatalogue> catalogue_ = std::make_shared<test::FakeHandlerCatalogue>();
+    FileManagerCommands bridge_{catalogue_};
     std::unique_ptr<settings::UserDefaults> defaults_ = test::makeMemoryDefaults();
     test::FakeWorkspace workspace_;
     QtScreens screens_;
@@ -151,13 +151,13 @@ TEST_F(PathWindowWiring, tabOpensTheListUnderTheFieldAndReturnTakesTheChosenRow)
     QTest::keyClick(&field(), Qt::Key_Down);
     EXPECT_EQ(popup.selectedRow(), 1);
     EXPECT_TRUE(bar().window()->isActiveWindow()) << "the bar keeps the keyboard";
-    finder_->clearCalls();
+    catalogue_->clearCalls();
     QTest::keyClick(&field(), Qt::Key_Return);
     EXPECT_FALSE(popup.isVisible());
     bridge_.waitUntilIdle();
     // A file is revealed in its folder.
     EXPECT_EQ(handlerNames(), (std::vector<std::string>{"finder_reveal"}));
-    EXPECT_EQ(finder_->calls().front().params, (std::vector<std::string>{tmp_.str() + "/nougat.txt"}));
+    EXPECT_EQ(catalogue_->calls().front().params, (std::vector<std::string>{tmp_.str() + "/nougat.txt"}));
 }
 
 TEST_F(PathWindowWiring, aClickOnARowEntersIt) {

@@ -44,13 +44,13 @@ std::optional<SymbolicHotKey> symbolicHotKeyForAccelerator(std::string_view acce
         if (close == std::string_view::npos) return std::nullopt;
         const std::string name = lower(accelerator.substr(1, close - 1));
         if (name == "primary" || name == "control" || name == "ctrl" || name == "ctl") {
-            modifiers |= cmdKey;
+            modifiers |= kRecorderCommand;
         } else if (name == "shift" || name == "shft") {
-            modifiers |= shiftKey;
+            modifiers |= kRecorderShift;
         } else if (name == "alt" || name == "mod1" || name == "meta") {
-            modifiers |= optionKey;
+            modifiers |= kRecorderOption;
         } else if (name == "super" || name == "mod4") {
-            modifiers |= controlKey;
+            modifiers |= kRecorderControl;
         } else {
             return std::nullopt;
         }
@@ -121,13 +121,13 @@ std::optional<std::vector<SymbolicHotKey>> X11SymbolicHotKeys::copySymbolicHotKe
     return parseXfceShortcuts(result.output);
 }
 
-bool X11SymbolicHotKeys::isHeldByAnotherProgram(ShortcutKeyCode keyCode, std::uint32_t carbonModifiers) {
+bool X11SymbolicHotKeys::isHeldByAnotherProgram(ShortcutKeyCode keyCode, std::uint32_t recorderFlags) {
     if (!keyboard_ || keyCode < 0) return false;
     bool held = false;
     keyboard_->withCurrent([&](const X11Keyboard::Current& current) {
         if (!current.keys || xcb_connection_has_error(current.connection)) return;
         const std::optional<std::uint16_t> state =
-            current.keys->stateForFlags(modifiersFromRecorderFlags(carbonModifiers));
+            current.keys->stateForFlags(modifiersFromRecorderFlags(recorderFlags));
         if (!state) return;
         for (xkb_keycode_t key : current.keys->keycodes(static_cast<KeyCode>(keyCode), current.group)) {
             for (std::uint16_t lock : current.keys->lockVariants()) {

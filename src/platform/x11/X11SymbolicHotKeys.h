@@ -50,7 +50,7 @@ public:
     X11SymbolicHotKeys(std::shared_ptr<X11Keyboard> keyboard, Options options);
 
     std::optional<std::vector<SymbolicHotKey>> copySymbolicHotKeys() override;
-    bool isHeldByAnotherProgram(ShortcutKeyCode keyCode, std::uint32_t carbonModifiers) override;
+    bool isHeldByAnotherProgram(ShortcutKeyCode keyCode, std::uint32_t recorderFlags) override;
     std::string settingsName() const override;
 
 private:

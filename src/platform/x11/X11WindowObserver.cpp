@@ -16,19 +16,14 @@ namespace {
 using Kind = X11ElementIdentity::Kind;
 
 // What a window (or, for all its windows, an application) can be observed for.
-constexpr std::string_view kWindowNotifications[] = {
-    kElementDestroyed, kWindowMinimized, kWindowRestored,     kWindowMoved,
-    kWindowResized,    kWindowRestacked, kWindowTitleChanged,
-};
-// What only an application can be observed for.
-constexpr std::string_view kApplicationNotifications[] = {
-    kFocusedWindowChanged,
-    kApplicationActivated,
-    kApplicationDeactivated,
-};
-
-bool isOneOf(std::string_view name, const auto& names) {
-    return std::find(std::begin(names), std::end(names), name) != std::end(names);
+// Everything else only an application can be observed for.
+bool isPerWindow(WindowNotification notification) {
+    switch (notification) {
+        case WindowNotification::FocusedWindowChanged:
+        case WindowNotification::ApplicationActivated:
+        case WindowNotification::ApplicationDeactivated: return false;
+        default: return true;
+    }
 }
 
 }  // namespace
@@ -39,12 +34,12 @@ struct X11WindowObserver::Shared {
     std::mutex mutex;
     Callback callback;  // emptied when the observer goes
     ElementFactory factory;
-    std::map<std::uint32_t, std::set<std::string, std::less<>>> windows;
-    std::map<std::int32_t, std::set<std::string, std::less<>>> applications;
+    std::map<std::uint32_t, std::set<WindowNotification>> windows;
+    std::map<std::int32_t, std::set<WindowNotification>> applications;
     // Merged notifications waiting on the main queue.
-    std::set<std::pair<std::uint32_t, std::string>, std::less<>> pending;
+    std::set<std::pair<std::uint32_t, WindowNotification>> pending;
 
-    bool wants(std::uint32_t window, std::int32_t pid, std::string_view name) {
+    bool wants(std::uint32_t window, std::int32_t pid, WindowNotification name) {
         const auto w = windows.find(window);
         if (w != windows.end() && w->second.count(name)) return true;
         const auto a = applications.find(pid);
@@ -52,9 +47,9 @@ struct X11WindowObserver::Shared {
     }
 
     // With the mutex held.
-    void deliver(const std::shared_ptr<Shared>& self, X11ElementIdentity element, std::string_view name, bool merge) {
-        if (merge && !pending.emplace(element.window, std::string(name)).second) return;
-        dispatch::MainQueue::shared().async([self, element, name = std::string(name), merge] {
+    void deliver(const std::shared_ptr<Shared>& self, X11ElementIdentity element, WindowNotification name, bool merge) {
+        if (merge && !pending.emplace(element.window, name).second) return;
+        dispatch::MainQueue::shared().async([self, element, name, merge] {
             Callback callback;
             ElementFactory factory;
             {
@@ -70,31 +65,33 @@ struct X11WindowObserver::Shared {
     void handle(const std::shared_ptr<Shared>& self, const WindowEvent& e) {
         std::lock_guard lock(mutex);
         const X11ElementIdentity window{Kind::Window, e.window, 0};
-        auto windowEvent = [&](std::string_view name, bool merge) {
+        auto windowEvent = [&](WindowNotification name, bool merge) {
             if (wants(e.window, e.pid, name)) deliver(self, window, name, merge);
         };
         switch (e.kind) {
             case WindowEvent::Kind::Destroyed:
-                windowEvent(kElementDestroyed, false);
+                windowEvent(WindowNotification::ElementDestroyed, false);
                 windows.erase(e.window);
                 return;
-            case WindowEvent::Kind::Minimized: windowEvent(kWindowMinimized, false); return;
-            case WindowEvent::Kind::Deminimized: windowEvent(kWindowRestored, false); return;
-            case WindowEvent::Kind::Moved: windowEvent(kWindowMoved, true); return;
-            case WindowEvent::Kind::Resized: windowEvent(kWindowResized, true); return;
-            case WindowEvent::Kind::Restacked: windowEvent(kWindowRestacked, true); return;
-            case WindowEvent::Kind::TitleChanged: windowEvent(kWindowTitleChanged, true); return;
+            case WindowEvent::Kind::Minimized: windowEvent(WindowNotification::Minimized, false); return;
+            case WindowEvent::Kind::Deminimized: windowEvent(WindowNotification::Restored, false); return;
+            case WindowEvent::Kind::Moved: windowEvent(WindowNotification::Moved, true); return;
+            case WindowEvent::Kind::Resized: windowEvent(WindowNotification::Resized, true); return;
+            case WindowEvent::Kind::Restacked: windowEvent(WindowNotification::Restacked, true); return;
+            case WindowEvent::Kind::TitleChanged: windowEvent(WindowNotification::TitleChanged, true); return;
             case WindowEvent::Kind::ActiveChanged: {
-                auto applicationWants = [&](std::int32_t pid, std::string_view name) {
+                auto applicationWants = [&](std::int32_t pid, WindowNotification name) {
                     const auto a = applications.find(pid);
                     return pid > 0 && a != applications.end() && a->second.count(name);
                 };
-                if (applicationWants(e.pid, kFocusedWindowChanged)) deliver(self, window, kFocusedWindowChanged, false);
+                if (applicationWants(e.pid, WindowNotification::FocusedWindowChanged))
+                    deliver(self, window, WindowNotification::FocusedWindowChanged, false);
                 if (e.pid == e.previousPid) return;
-                if (applicationWants(e.previousPid, kApplicationDeactivated))
-                    deliver(self, {Kind::Application, 0, e.previousPid}, kApplicationDeactivated, false);
-                if (applicationWants(e.pid, kApplicationActivated))
-                    deliver(self, {Kind::Application, 0, e.pid}, kApplicationActivated, false);
+                if (applicationWants(e.previousPid, WindowNotification::ApplicationDeactivated))
+                    deliver(self, {Kind::Application, 0, e.previousPid}, WindowNotification::ApplicationDeactivated,
+                            false);
+                if (applicationWants(e.pid, WindowNotification::ApplicationActivated))
+                    deliver(self, {Kind::Application, 0, e.pid}, WindowNotification::ApplicationActivated, false);
                 return;
             }
             case WindowEvent::Kind::ClientAdded:
@@ -121,10 +118,10 @@ X11WindowObserver::~X11WindowObserver() {
 
 bool X11WindowObserver::isWatching() const { return watcher_ && watcher_->isRunning(); }
 
-bool X11WindowObserver::addNotification(const ElementRef& element, std::string_view notification) {
+bool X11WindowObserver::addNotification(const ElementRef& element, WindowNotification notification) {
     const auto identity = X11Accessibility::identityOf(element);
     if (!identity || !watcher_) return false;
-    const bool perWindow = isOneOf(notification, kWindowNotifications);
+    const bool perWindow = isPerWindow(notification);
     switch (identity->kind) {
         case Kind::Window:
             if (!perWindow || !watcher_->watchWindow(identity->window)) return false;
@@ -134,7 +131,6 @@ bool X11WindowObserver::addNotification(const ElementRef& element, std::string_v
             }
             return true;
         case Kind::Application:
-            if (!perWindow && !isOneOf(notification, kApplicationNotifications)) return false;
             if (perWindow) watcher_->watchProcess(identity->pid);
             {
                 std::lock_guard lock(shared_->mutex);
@@ -147,7 +143,7 @@ bool X11WindowObserver::addNotification(const ElementRef& element, std::string_v
     return false;
 }
 
-bool X11WindowObserver::removeNotification(const ElementRef& element, std::string_view notification) {
+bool X11WindowObserver::removeNotification(const ElementRef& element, WindowNotification notification) {
     const auto identity = X11Accessibility::identityOf(element);
     if (!identity || !watcher_) return false;
     bool lastOfWindow = false, lastPerWindowOfApplication = false;
@@ -155,17 +151,15 @@ bool X11WindowObserver::removeNotification(const ElementRef& element, std::strin
         std::lock_guard lock(shared_->mutex);
         if (identity->kind == Kind::Window) {
             const auto it = shared_->windows.find(identity->window);
-            if (it == shared_->windows.end() || !it->second.erase(std::string(notification))) return false;
+            if (it == shared_->windows.end() || !it->second.erase(notification)) return false;
             if (it->second.empty()) {
                 shared_->windows.erase(it);
                 lastOfWindow = true;
             }
         } else if (identity->kind == Kind::Application) {
             const auto it = shared_->applications.find(identity->pid);
-            if (it == shared_->applications.end() || !it->second.erase(std::string(notification))) return false;
-            lastPerWindowOfApplication = std::none_of(it->second.begin(), it->second.end(), [](const std::string& n) {
-                return isOneOf(n, kWindowNotifications);
-            });
+            if (it == shared_->applications.end() || !it->second.erase(notification)) return false;
+            lastPerWindowOfApplication = std::none_of(it->second.begin(), it->second.end(), isPerWindow);
             if (it->second.empty()) shared_->applications.erase(it);
         } else {
             return false;

@@ -2,15 +2,14 @@
 
 // The accessibility observer on X11, for the elements of X11Accessibility.
 //
-// Windows: "AXUIElementDestroyed" (the client window's DestroyNotify),
-// "AXWindowMiniaturized" and "AXWindowDeminiaturized" (_NET_WM_STATE_HIDDEN
-// or WM_STATE Iconic appearing, going), "AXWindowMoved", "AXWindowResized"
-// (the frame's ConfigureNotify on the root) and "JVWindowRestacked" (any
-// top-level raised, lowered, mapped or unmapped). An application (pid)
-// takes the same for all its windows, plus "AXFocusedWindowChanged" (the
-// element is the new active window), "AXApplicationActivated" and
-// "AXApplicationDeactivated" (the active window moved to, or away from, a
-// window of the process from another process's).
+// Windows: destroyed (the client window's DestroyNotify), minimized and
+// restored (_NET_WM_STATE_HIDDEN or WM_STATE Iconic appearing, going), moved
+// and resized (the frame's ConfigureNotify on the root), restacked (any
+// top-level raised, lowered, mapped or unmapped) and title changed
+// (_NET_WM_NAME or WM_NAME). An application (pid) takes the same for all its
+// windows, plus the focused window changed (the element is the new active
+// window), activated and deactivated (the active window moved to, or away
+// from, a window of the process from another process's).
 //
 // Its own X11WindowWatcher thread sees the events; the callback runs on the
 // main queue. Moves, resizes and restacks are merged: while one is waiting
@@ -42,8 +41,8 @@ public:
     // False when the display could not be reached: nothing will be reported.
     bool isWatching() const;
 
-    bool addNotification(const ElementRef& element, std::string_view notification) override;
-    bool removeNotification(const ElementRef& element, std::string_view notification) override;
+    bool addNotification(const ElementRef& element, WindowNotification notification) override;
+    bool removeNotification(const ElementRef& element, WindowNotification notification) override;
 
     struct Shared;
 

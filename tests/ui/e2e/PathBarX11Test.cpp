@@ -74,10 +74,10 @@ protected:
             log_.emplace_back("command");
             return true;
         };
-        events.completionsTableViewSelector = [this] {
+        events.completionChosen = [this] {
             log_.push_back("chosen " + std::to_string(qt_.views.completions->selectedRow()));
         };
-        events.windowDidResignKey = [this] { log_.emplace_back("resignKey"); };
+        events.focusLost = [this] { log_.emplace_back("resignKey"); };
         // Thunar in front and holding the keyboard before the bar comes. An
         // activation sent while Thunar is in front already is acted on some
         // time later and would take the keyboard back from the bar (its

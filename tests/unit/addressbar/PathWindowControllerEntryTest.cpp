@@ -31,7 +31,7 @@ class PathEditorEnter : public PathWindowControllerTable<EnterRow> {};
 
 TEST_P(PathEditorEnter, Row) {
     const EnterRow& row = GetParam();
-    if (row.locationAnswer) finder_->answer(handlers::getPath, t(*row.locationAnswer));
+    if (row.locationAnswer) catalogue_->answer(handlers::getPath, t(*row.locationAnswer));
     if (row.location) bar().setFileManagerLocation(t(*row.location));
     views_.completions().setVisible(true);
     views_.field().type(t(row.text), {0, 2});
@@ -201,7 +201,7 @@ TEST_F(PathWindowControllerTest, APatternWithMoreMatchesThanThunarCanSelectSelec
     views_.field().type(t("{T}/many/*.log"));
     bar().pathEditorEnter();
     settle();
-    const auto select = finder_->lastCall(handlers::selectNames);
+    const auto select = catalogue_->lastCall(handlers::selectNames);
     ASSERT_TRUE(select);
     ASSERT_EQ(select->params.size(), 2u);
     std::size_t names = 1;
@@ -214,59 +214,59 @@ TEST_F(PathWindowControllerTest, APatternWithMoreMatchesThanThunarCanSelectSelec
 }
 
 TEST_F(PathWindowControllerTest, ANavigationWithoutAnAnswerIsTriedOnceMoreThenShownAndTheTextStays) {
-    finder_->answer(handlers::showFolder, std::nullopt);
-    finder_->answerOnce(handlers::showFolder, std::nullopt);
-    finder_->answerOnce(handlers::showFolder, "");
+    catalogue_->answer(handlers::showFolder, std::nullopt);
+    catalogue_->answerOnce(handlers::showFolder, std::nullopt);
+    catalogue_->answerOnce(handlers::showFolder, "");
     views_.field().type(t("{T}/docs"));
     bar().pathEditorEnter();
     settle();
-    EXPECT_EQ(finder_->callCount(handlers::showFolder), 2u);
+    EXPECT_EQ(catalogue_->callCount(handlers::showFolder), 2u);
     EXPECT_EQ(views_.field().problem(), "");
 
     bar().pathEditorEnter();
     settle();
-    EXPECT_EQ(finder_->callCount(handlers::showFolder), 4u);
+    EXPECT_EQ(catalogue_->callCount(handlers::showFolder), 4u);
     EXPECT_EQ(views_.field().problem(), PathWindowController::kNoAnswerMessage);
     EXPECT_EQ(views_.field().stringValue(), t("{T}/docs"));
     EXPECT_TRUE(views_.spinner().isHidden());
 }
 
 TEST_F(PathWindowControllerTest, NavigationShowsTheSpinnerOnlyWhenItLastsAndHidesItWhenDone) {
-    finder_->hold(handlers::showFolder);
+    catalogue_->hold(handlers::showFolder);
     bar().showFolder(t("{T}/docs"));
-    ASSERT_TRUE(finder_->waitForHeld(handlers::showFolder, 1));
+    ASSERT_TRUE(catalogue_->waitForHeld(handlers::showFolder, 1));
     advance(0.29);
     EXPECT_TRUE(views_.spinner().isHidden());
     advance(0.01);
     EXPECT_FALSE(views_.spinner().isHidden());
     EXPECT_TRUE(views_.spinner().isAnimating());
 
-    finder_->release(handlers::showFolder);
+    catalogue_->release(handlers::showFolder);
     settle();
     EXPECT_TRUE(views_.spinner().isHidden());
 }
 
 TEST_F(PathWindowControllerTest, ANavigationFinishingAfterTheBarIsGoneIsHarmless) {
-    finder_->hold(handlers::showFolder);
+    catalogue_->hold(handlers::showFolder);
     bar().showFolder(t("{T}/docs"));
-    ASSERT_TRUE(finder_->waitForHeld(handlers::showFolder, 1));
+    ASSERT_TRUE(catalogue_->waitForHeld(handlers::showFolder, 1));
     controller_.reset();
-    finder_->release(handlers::showFolder);
+    catalogue_->release(handlers::showFolder);
     settle();
     advance(1);
 }
 
 TEST_F(PathWindowControllerTest, TheFolderIsAskedForOnlyWhileUnknown) {
-    finder_->answerOnce(handlers::getPath, std::nullopt);
-    finder_->answer(handlers::getPath, "/srv");
+    catalogue_->answerOnce(handlers::getPath, std::nullopt);
+    catalogue_->answer(handlers::getPath, "/srv");
     EXPECT_EQ(bar().fileManagerLocation(), std::nullopt);
     EXPECT_EQ(bar().fileManagerLocation(), "/srv");
     EXPECT_EQ(bar().fileManagerLocation(), "/srv");
-    EXPECT_EQ(finder_->callCount(handlers::getPath), 2u);
+    EXPECT_EQ(catalogue_->callCount(handlers::getPath), 2u);
 }
 
 TEST_F(PathWindowControllerTest, TheFolderFetchedInTheBackgroundFillsTheField) {
-    finder_->answer(handlers::getPath, "/srv");
+    catalogue_->answer(handlers::getPath, "/srv");
     bar().startSpinnerTimer();
     bar().fetchFileManagerLocation();
     settle();

@@ -66,11 +66,11 @@ public:
         for (std::string_view command :
              {handlers::showFolder, handlers::reveal, handlers::selectNames, handlers::newWindow, handlers::closeWindow,
               handlers::reload, handlers::iconView, handlers::listView, handlers::columnView, handlers::flowView})
-            finder_->answer(command, "");
+            catalogue_->answer(command, "");
     }
 
     virtual ~PathWindowControllerFixture() {
-        finder_->releaseAll();
+        catalogue_->releaseAll();
         bridge_.waitUntilIdle();
         controller_.reset();
         dispatch::mainQueue().drain();
@@ -153,7 +153,7 @@ public:
     // Every handler call so far as "name [param] ..." (queues included).
     std::vector<std::string> handlerCalls() const {
         std::vector<std::string> out;
-        for (const FakeHandlerCatalogue::Call& call : finder_->calls()) {
+        for (const FakeHandlerCatalogue::Call& call : catalogue_->calls()) {
             std::string entry = call.name;
             for (const std::string& param : call.params) entry += " [" + param + "]";
             out.push_back(std::move(entry));
@@ -167,9 +167,9 @@ public:
     std::shared_ptr<EventLog> log_ = std::make_shared<EventLog>();
     std::shared_ptr<FakeAccessibility> ax_ = std::make_shared<FakeAccessibility>();
     ElementNode application_, window_, title_;
-    std::shared_ptr<FakeHandlerCatalogue> finder_ = std::make_shared<FakeHandlerCatalogue>();
+    std::shared_ptr<FakeHandlerCatalogue> catalogue_ = std::make_shared<FakeHandlerCatalogue>();
     FileManagerCommands bridge_{
-        std::make_shared<LoggingCatalogue>(finder_, log_, LoggingCatalogue::Calls::onMainThread)};
+        std::make_shared<LoggingCatalogue>(catalogue_, log_, LoggingCatalogue::Calls::onMainThread)};
     std::unique_ptr<settings::UserDefaults> defaults_ = makeMemoryDefaults();
     FakeWorkspace workspace_{log_};
     FakeScreens screens_{{kScreen}};

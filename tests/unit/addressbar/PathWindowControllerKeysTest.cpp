@@ -55,7 +55,7 @@ TEST_P(HandleKeyDown, Row) {
 
     EXPECT_EQ(bar().handleKeyDown({row.key, row.flags, {}}), row.handled);
     if (row.backgroundCall) {
-        EXPECT_TRUE(finder_->waitForCalls(row.backgroundCall, 1));
+        EXPECT_TRUE(catalogue_->waitForCalls(row.backgroundCall, 1));
     }
     settle();
 
@@ -65,8 +65,8 @@ TEST_P(HandleKeyDown, Row) {
         logged({"call ", "delegate.", "workspace.", "panel.hide", "list.hide", "field.setStringValue"}), expected,
         row.backgroundCall);
     if (row.backgroundCall) {
-        ASSERT_EQ(finder_->callCount(row.backgroundCall), 1u);
-        EXPECT_EQ(finder_->lastCall(row.backgroundCall)->params, std::vector<std::string>{t("{T}/notes.txt")});
+        ASSERT_EQ(catalogue_->callCount(row.backgroundCall), 1u);
+        EXPECT_EQ(catalogue_->lastCall(row.backgroundCall)->params, std::vector<std::string>{t("{T}/notes.txt")});
     }
 }
 
@@ -119,7 +119,7 @@ const ShortcutRow kShortcutRows[] = {
 INSTANTIATE_TEST_SUITE_P(PathWindowController, HandleKeyDown, testing::ValuesIn(kShortcutRows), SentenceName{});
 
 TEST_F(PathWindowControllerTest, ShiftFReopensTheBarEmptyWithTheSearchImage) {
-    finder_->answer(handlers::getPath, "/x");
+    catalogue_->answer(handlers::getPath, "/x");
     bar().show();
     bar().handleKeyDown({kKeyF, kCmd | kShift, "f"});
     EXPECT_EQ(views_.field().stringValue(), "");
@@ -200,11 +200,11 @@ struct CommandRow {
     std::vector<std::string> actions;
 };
 
-class DoCommandBySelector : public PathWindowControllerTable<CommandRow> {};
+class EditCommands : public PathWindowControllerTable<CommandRow> {};
 
-TEST_P(DoCommandBySelector, Row) {
+TEST_P(EditCommands, Row) {
     const CommandRow& row = GetParam();
-    finder_->answer(handlers::getPath, t("{T}"));
+    catalogue_->answer(handlers::getPath, t("{T}"));
     if (row.location) bar().setFileManagerLocation(t(*row.location));
     if (*row.candidatesOf) bar().updateCompletions(t(row.candidatesOf));
     views_.completions().setContentSilently(bar().currentCompletions());
@@ -299,7 +299,7 @@ const CommandRow kCommandRows[] = {
      false, {}},
 };
 // clang-format on
-INSTANTIATE_TEST_SUITE_P(PathWindowController, DoCommandBySelector, testing::ValuesIn(kCommandRows), SentenceName{});
+INSTANTIATE_TEST_SUITE_P(PathWindowController, EditCommands, testing::ValuesIn(kCommandRows), SentenceName{});
 
 TEST_F(PathWindowControllerTest, DownWithTheListHiddenMovesACaretAtTheStartToTheEndOnly) {
     bar().setFileManagerLocation(t("{T}"));
@@ -317,10 +317,10 @@ TEST_F(PathWindowControllerTest, DownWithTheListHiddenMovesACaretAtTheStartToThe
 TEST_F(PathWindowControllerTest, TextChangedToEmptyShowsTheSearchImage) {
     bar().setCurrentImage(BarImage::iconForFile("/x"));
     views_.field().type("/x");
-    bar().controlTextDidChange();
+    bar().textChanged();
     EXPECT_EQ(views_.field().image(), BarImage::iconForFile("/x"));
     views_.field().type("");
-    bar().controlTextDidChange();
+    bar().textChanged();
     EXPECT_EQ(views_.field().image(), BarImage::search());
     EXPECT_EQ(bar().currentImage(), BarImage::search());
 }

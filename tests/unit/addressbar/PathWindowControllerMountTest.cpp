@@ -29,27 +29,27 @@ class ServerMountResult : public PathWindowControllerTable<MountRow> {};
 
 TEST_P(ServerMountResult, Row) {
     const MountRow& row = GetParam();
-    finder_->answer(handlers::mount, row.answer);
-    finder_->failWith(handlers::mount, row.failure);
-    finder_->answer(handlers::getPath, std::string(kMountedFolder));
-    finder_->hold(handlers::mount);
+    catalogue_->answer(handlers::mount, row.answer);
+    catalogue_->failWith(handlers::mount, row.failure);
+    catalogue_->answer(handlers::getPath, std::string(kMountedFolder));
+    catalogue_->hold(handlers::mount);
     views_.panel().setVisible(true);
     views_.field().type(kAddress);
 
     bar().pathEditorEnter();
-    ASSERT_TRUE(finder_->waitForHeld(handlers::mount, 1));
+    ASSERT_TRUE(catalogue_->waitForHeld(handlers::mount, 1));
     // The bar is free meanwhile, and says that it works.
     advance(PathWindowController::kSpinnerDelay + 0.1);
     EXPECT_FALSE(views_.spinner().isHidden());
     EXPECT_EQ(views_.field().stringValue(), kAddress);
     if (row.barHiddenMeanwhile) views_.panel().setVisible(false);
 
-    finder_->release(handlers::mount);
+    catalogue_->release(handlers::mount);
     settle();
     // A success asks the window for its folder, in the background too.
     settle();
 
-    EXPECT_FALSE(finder_->lastCall(handlers::mount)->onMainThread);
+    EXPECT_FALSE(catalogue_->lastCall(handlers::mount)->onMainThread);
     EXPECT_TRUE(views_.spinner().isHidden());
     EXPECT_EQ(views_.field().stringValue(), row.fieldAfter);
     EXPECT_EQ(views_.field().problem(), row.problemAfter);
@@ -79,23 +79,23 @@ struct GiveUpRow {
 class ServerMountGivenUp : public PathWindowControllerTable<GiveUpRow> {};
 
 TEST_P(ServerMountGivenUp, Row) {
-    finder_->failWith(handlers::mount, "Connection cancelled");
-    finder_->hold(handlers::mount);
+    catalogue_->failWith(handlers::mount, "Connection cancelled");
+    catalogue_->hold(handlers::mount);
     views_.panel().setVisible(true);
     views_.field().type(kAddress);
     bar().pathEditorEnter();
-    ASSERT_TRUE(finder_->waitForHeld(handlers::mount, 1));
+    ASSERT_TRUE(catalogue_->waitForHeld(handlers::mount, 1));
     advance(PathWindowController::kSpinnerDelay + 0.1);
 
     GetParam().giveUp(bar());
     settle();
 
-    EXPECT_EQ(finder_->cancelCount(handlers::mount), 1u);
+    EXPECT_EQ(catalogue_->cancelCount(handlers::mount), 1u);
     EXPECT_TRUE(views_.spinner().isHidden());
     // The cancelled attempt's failure is no news to the user.
     EXPECT_EQ(views_.field().problem(), "");
     EXPECT_EQ(views_.panel().isVisible(), GetParam().barVisibleAfter);
-    EXPECT_EQ(finder_->callCount(handlers::getPath), 0u);
+    EXPECT_EQ(catalogue_->callCount(handlers::getPath), 0u);
 }
 
 const GiveUpRow kGiveUpRows[] = {
@@ -108,24 +108,24 @@ INSTANTIATE_TEST_SUITE_P(PathWindowController, ServerMountGivenUp, testing::Valu
 TEST_F(PathWindowControllerTest, ANewAddressReplacesTheOneStillConnectingAndOnlyItsResultShows) {
     // Each address fails in its own words; the calls run one after another,
     // so the reason set by a call is the one its reply carries.
-    finder_->answerWith(handlers::mount, [this](const std::vector<std::string>& params) {
-        finder_->failWith(handlers::mount, params.at(0) == kAddress
-                                               ? "Connection cancelled"
-                                               : "Could not connect to 127.0.0.1: Connection refused");
+    catalogue_->answerWith(handlers::mount, [this](const std::vector<std::string>& params) {
+        catalogue_->failWith(handlers::mount, params.at(0) == kAddress
+                                                  ? "Connection cancelled"
+                                                  : "Could not connect to 127.0.0.1: Connection refused");
         return std::optional<std::string>();
     });
-    finder_->hold(handlers::mount);
+    catalogue_->hold(handlers::mount);
     views_.panel().setVisible(true);
     views_.field().type(kAddress);
     bar().pathEditorEnter();
-    ASSERT_TRUE(finder_->waitForHeld(handlers::mount, 1));
+    ASSERT_TRUE(catalogue_->waitForHeld(handlers::mount, 1));
 
     views_.field().type("ftp://127.0.0.1:9/");
     bar().pathEditorEnter();
-    EXPECT_EQ(finder_->cancelCount(handlers::mount), 1u);
+    EXPECT_EQ(catalogue_->cancelCount(handlers::mount), 1u);
     settle();
 
-    EXPECT_EQ(finder_->callCount(handlers::mount), 2u);
+    EXPECT_EQ(catalogue_->callCount(handlers::mount), 2u);
     EXPECT_EQ(views_.field().problem(), "Could not connect to 127.0.0.1: Connection refused");
 }
 

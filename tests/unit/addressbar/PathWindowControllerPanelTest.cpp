@@ -139,8 +139,8 @@ class Show : public PathWindowControllerTable<ShowRow> {};
 TEST_P(Show, Row) {
     const ShowRow& row = GetParam();
     defaults_->setInteger(row.behaviour, settings::keys::activationPathBehaviour);
-    finder_->answer(handlers::getPath, row.folder);
-    finder_->answer(handlers::getSelection, row.selection);
+    catalogue_->answer(handlers::getPath, row.folder);
+    catalogue_->answer(handlers::getSelection, row.selection);
     views_.field().type("left over");
 
     bar().show(row.fill);
@@ -178,7 +178,7 @@ const ShowRow kShowRows[] = {
 INSTANTIATE_TEST_SUITE_P(PathWindowController, Show, testing::ValuesIn(kShowRows), SentenceName{});
 
 TEST_F(PathWindowControllerTest, ShowOpensTheBarBeforeAskingAndAgainAfterFilling) {
-    finder_->answer(handlers::getPath, "/srv");
+    catalogue_->answer(handlers::getPath, "/srv");
     bar().show();
     EXPECT_THAT(
         logged({"panel.raise", "panel.focus", "panel.setFrame", "call ", "field.setStringValue", "field.setImage",
@@ -188,35 +188,35 @@ TEST_F(PathWindowControllerTest, ShowOpensTheBarBeforeAskingAndAgainAfterFilling
                     "panel.setFrame 300,829 200x22 animated", "panel.raise", "panel.focus"));
 }
 
-struct IsFinderWinRow {
+struct IsFolderWindowRow {
     const char* name;
     std::optional<std::string> answer;
     bool hides;
 };
 
-class IsFinderWin : public PathWindowControllerTable<IsFinderWinRow> {};
+class IsFolderWindow : public PathWindowControllerTable<IsFolderWindowRow> {};
 
-TEST_P(IsFinderWin, Row) {
-    finder_->answer(handlers::isFolderWindow, GetParam().answer);
+TEST_P(IsFolderWindow, Row) {
+    catalogue_->answer(handlers::isFolderWindow, GetParam().answer);
     bar().show();
     EXPECT_EQ(views_.panel().isVisible(), !GetParam().hides);
-    EXPECT_EQ(finder_->callCount(handlers::getPath), GetParam().hides ? 0u : 1u);
+    EXPECT_EQ(catalogue_->callCount(handlers::getPath), GetParam().hides ? 0u : 1u);
     // The spinner armed on opening is only stopped by a bar that stays; in a
     // hidden bar it shows after the delay, and the next opening hides it.
     advance(0.3);
     EXPECT_EQ(views_.spinner().isHidden(), !GetParam().hides);
-    finder_->answer(handlers::isFolderWindow, "YES");
+    catalogue_->answer(handlers::isFolderWindow, "YES");
     bar().show();
     EXPECT_TRUE(views_.spinner().isHidden());
 }
 
-const IsFinderWinRow kIsFinderWinRows[] = {
+const IsFolderWindowRow kIsFolderWindowRows[] = {
     {"NO hides the bar", "NO", true},
     {"no does not hide the bar", "no", false},
     {"no answer does not hide the bar", std::nullopt, false},
     {"YES keeps the bar", "YES", false},
 };
-INSTANTIATE_TEST_SUITE_P(PathWindowController, IsFinderWin, testing::ValuesIn(kIsFinderWinRows), SentenceName{});
+INSTANTIATE_TEST_SUITE_P(PathWindowController, IsFolderWindow, testing::ValuesIn(kIsFolderWindowRows), SentenceName{});
 
 // ---- spinner
 
@@ -253,7 +253,7 @@ TEST_F(PathWindowControllerTest, HidingAndLosingKeyStatusOrderOutThePanelAndTheL
 
     bar().show();
     bar().popupButtonClicked();
-    bar().windowDidResignKey();
+    bar().focusLost();
     EXPECT_FALSE(views_.panel().isVisible());
     EXPECT_FALSE(views_.completions().isVisible());
 }
@@ -330,7 +330,7 @@ TEST_F(PathWindowControllerTest, ChoosingARowEntersIt) {
     views_.field().type(t("{T}/three/"));
     bar().showPopup();
     views_.completions().selectRow(2);
-    bar().completionsTableViewSelector();
+    bar().completionChosen();
     settle();
     EXPECT_EQ(views_.field().stringValue(), t("{T}/three/ccc"));
     EXPECT_FALSE(views_.completions().isVisible());
@@ -369,7 +369,7 @@ TEST_F(SlowFolderTest, ALateAnswerLeavesWhatTheUserTypedSinceAlone) {
     views_.field().type("/f/no");
     bar().completedString("/f/no");
     views_.field().type("/f/nox");
-    bar().controlTextDidChange();
+    bar().textChanged();
     source_->release(2);
     ASSERT_TRUE(waitFor([&] { return bar().completionEngine().progress() == CompletionEngine::Progress::complete; }));
     EXPECT_EQ(views_.field().stringValue(), "/f/nox");
@@ -404,17 +404,17 @@ TEST_F(PathWindowControllerTest, AClickWithNoRowOrNoCandidatesChangesNothing) {
     bar().showPopup();
     views_.completions().setSelectedRowSilently(-1);
     log_->clear();
-    bar().completionsTableViewSelector();
+    bar().completionChosen();
     EXPECT_TRUE(log_->entries().empty());
 
     views_.field().type(t("{T}/empty/"));
     bar().showPopup();
     views_.completions().setSelectedRowSilently(0);
     log_->clear();
-    bar().completionsTableViewSelector();
+    bar().completionChosen();
     settle();
     EXPECT_TRUE(log_->entries().empty());
-    EXPECT_TRUE(finder_->calls().empty());
+    EXPECT_TRUE(catalogue_->calls().empty());
 }
 
 }  // namespace

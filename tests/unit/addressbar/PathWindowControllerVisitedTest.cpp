@@ -72,7 +72,7 @@ TEST_F(VisitedFoldersInTheBar, ReturnOnWordsGoesToTheBestVisitedFolderUnlessTheF
     EXPECT_THAT(handlerCalls(), Contains("finder_set_path [" + place("Projects/2026/Reports") + "]"));
     EXPECT_EQ(views_.field().stringValue(), place("Projects/2026/Reports"));
 
-    finder_->clearCalls();
+    catalogue_->clearCalls();
     bar().setFileManagerLocation(tmp_.str());
     views_.field().type("docs");
     bar().pathEditorEnter();
@@ -81,7 +81,7 @@ TEST_F(VisitedFoldersInTheBar, ReturnOnWordsGoesToTheBestVisitedFolderUnlessTheF
 }
 
 TEST_F(VisitedFoldersInTheBar, TheWindowsFolderAndEveryFolderTheBarGoesToAreCounted) {
-    finder_->answer(handlers::getPath, tmp_.str());
+    catalogue_->answer(handlers::getPath, tmp_.str());
     bar().fetchFileManagerLocation();
     settle();
     settleVisits();

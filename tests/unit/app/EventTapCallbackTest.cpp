@@ -109,7 +109,7 @@ const TapRow kRows[] = {
     {"Command T without a folder opens no terminal",
      [](JorvaneAppFixture& f) {
          shortcutsOn(f);
-         f.finder_->answer(handlers::getPath, std::nullopt);
+         f.catalogue_->answer(handlers::getPath, std::nullopt);
      },
      {key(kKeyT, true, kCmd)}, {S}, {"call finder_get_path"}},
     {"Command Shift period flips hidden files and quits the file manager", shortcutsOn,
@@ -255,11 +255,11 @@ INSTANTIATE_TEST_SUITE_P(Rows, SwallowableKeys, testing::ValuesIn(kKeysRows), Se
 TEST_F(AppDelegateTest, theTapLearnsChangedKeysFromTheSettingsOrWhenABarOpens) {
     launched();
     ASSERT_EQ(tap_.swallowableKeysCalls(), 1u);
-    delegate().settingsDidChange();
+    delegate().settingsChanged();
     EXPECT_EQ(tap_.swallowableKeysCalls(), 1u) << "nothing changed, nothing to tell";
 
     defaults_->setInteger(kKeyJ, settings::keys::hotkeyKeycode);
-    delegate().settingsDidChange();
+    delegate().settingsChanged();
     EXPECT_EQ(FakeEventTap::describe(tap_.swallowableKeys()), "38/0x100000");
 
     // Changed behind the preferences' back: the next bar that opens notices.

@@ -50,13 +50,13 @@ public:
         window_ = ax_->addWindow(application_, "me - Thunar", kWindowFrame);
         title_ = ax_->addStaticText(window_, "me - Thunar", kTitleFrame);
         ax_->setFocusedWindow(window_);
-        finder_->answer(handlers::getPath, "/home/me");
+        catalogue_->answer(handlers::getPath, "/home/me");
         fileManager_.setPid(kPid);
         defaults_->setBool(true, settings::keys::notFirstLaunch);
     }
 
     virtual ~JorvaneAppFixture() {
-        finder_->releaseAll();
+        catalogue_->releaseAll();
         delegate_.reset();
         dispatch::mainQueue().drain();
         bridge_.waitUntilIdle();
@@ -70,7 +70,7 @@ public:
 
     // Launched, with the log cleared.
     JorvaneApp& launched() {
-        delegate().applicationDidFinishLaunching();
+        delegate().finishLaunching();
         log_->clear();
         return *delegate_;
     }
@@ -150,8 +150,8 @@ public:
     ScopedAccessibility installed_{ax_};
     ObservableAccessibility accessibility_{ax_, log_};
     ElementNode application_, window_, title_;
-    std::shared_ptr<FakeHandlerCatalogue> finder_ = std::make_shared<FakeHandlerCatalogue>();
-    FileManagerCommands bridge_{std::make_shared<LoggingCatalogue>(finder_, log_, LoggingCatalogue::Calls::all)};
+    std::shared_ptr<FakeHandlerCatalogue> catalogue_ = std::make_shared<FakeHandlerCatalogue>();
+    FileManagerCommands bridge_{std::make_shared<LoggingCatalogue>(catalogue_, log_, LoggingCatalogue::Calls::all)};
     std::unique_ptr<settings::UserDefaults> defaults_ = std::make_unique<settings::UserDefaults>(nullptr);
     FakeEventTap tap_{log_};
     FakeWorkspaceObserver workspace_{log_};

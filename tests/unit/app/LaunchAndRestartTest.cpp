@@ -24,10 +24,10 @@ const std::vector<std::string> kWatchAndStepBack = std::vector<std::string>{"tap
                                                                             "tap.install 4242",
                                                                             "tap.setSwallowableKeys 5/0x100000",
                                                                             "observer.create 4242",
-                                                                            "observer.add AXFocusedWindowChanged",
-                                                                            "observer.add AXApplicationDeactivated",
-                                                                            "observer.add AXWindowMiniaturized",
-                                                                            "observer.add AXTitleChanged"} +
+                                                                            "observer.add focused window changed",
+                                                                            "observer.add application deactivated",
+                                                                            "observer.add minimized",
+                                                                            "observer.add title changed"} +
                                                    kStepBack;
 const std::vector<std::string> kFind = {"fm.runningApplicationPid"};
 
@@ -49,7 +49,7 @@ TEST_P(Launch, Row) {
     welcomeGoesOn_ = row.welcomeGoesOn;
     fileManager_.setPid(row.fileManagerPid);
 
-    delegate().applicationDidFinishLaunching();
+    delegate().finishLaunching();
 
     EXPECT_EQ(log_->entries(), row.steps);
     const bool ends = row.steps.back() == "app.terminate";
@@ -120,7 +120,7 @@ TEST_F(AppDelegateTest, launchRegistersTheShippedDefaultsAndStoresTheVersion) {
 
 TEST_F(AppDelegateTest, theUpdateCheckRunsAtTheIntervalTheSettingsName) {
     defaults_->setInteger(3600, settings::keys::updateCheckInterval);
-    delegate().applicationDidFinishLaunching();
+    delegate().finishLaunching();
     ASSERT_FALSE(log_->entries().empty());
     EXPECT_EQ(log_->entries().front(), "updater.setUpdateCheckInterval 3600");
 }
@@ -144,7 +144,7 @@ TEST_F(AppDelegateTest, aMissingDefaultsResourceIsLoggedAndLaunchGoesOn) {
 
 TEST_F(AppDelegateTest, aTapThatCannotBeMadeLeavesTheRestOfTheLaunch) {
     tap_.failInstalls(true);
-    delegate().applicationDidFinishLaunching();
+    delegate().finishLaunching();
     EXPECT_FALSE(tap_.isInstalled());
     EXPECT_NE(accessibility_.observer(), nullptr);
     EXPECT_EQ(log_->entries().back(), "app.deactivate");

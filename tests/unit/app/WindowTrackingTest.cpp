@@ -22,8 +22,8 @@ TEST_F(AppDelegateTest, twoElementObjectsOfOneWindowShareOneBar) {
     EXPECT_EQ(delegate().pathControllers().size(), 1u);
     EXPECT_FALSE(barVisible()) << "a new bar starts hidden";
     EXPECT_THAT(accessibility_.observer()->notificationsOf(ax_->element(window_)),
-                ElementsAre("AXUIElementDestroyed", "AXWindowMiniaturized", "AXWindowMoved", "AXWindowResized",
-                            "JVWindowRestacked"));
+                ElementsAre(WindowNotification::ElementDestroyed, WindowNotification::Minimized,
+                            WindowNotification::Moved, WindowNotification::Resized, WindowNotification::Restacked));
 }
 
 TEST_F(AppDelegateTest, noWindowOrNoCreationMakesNoBar) {
@@ -55,10 +55,10 @@ TEST_F(AppDelegateTest, aWindowWhoseTitleNamesAnotherFolderReportsItAsShown) {
     delegate_ = std::make_unique<JorvaneApp>(ports);
     launched();
     EXPECT_THAT(accessibility_.observer()->notificationsOf(ax_->element(application_)),
-                testing::Contains("AXTitleChanged"));
+                testing::Contains(WindowNotification::TitleChanged));
     for (const char* title : {"/home/u/Music", "Music - Thunar", "/home/u/Projects"}) {
         ax_->setTitle(window_, title);
-        accessibility_.observer()->post(ax_->element(window_), "AXTitleChanged");
+        accessibility_.observer()->post(ax_->element(window_), WindowNotification::TitleChanged);
     }
     settle();
     EXPECT_THAT(shown, ElementsAre("/home/u/Music", "/home/u/Projects"));
@@ -70,7 +70,7 @@ struct NoticeRow {
     const char* name;
     bool barOpen;
     void (*arrange)(JorvaneAppFixture&);
-    std::vector<std::string> notices;
+    std::vector<WindowNotification> notices;
     std::size_t barsAfter;
     bool visibleAfter;
     std::vector<std::string> effects;
@@ -88,7 +88,7 @@ TEST_P(ObserverNotice, Row) {
         log_->clear();
     }
     if (row.arrange) row.arrange(*this);
-    for (const std::string& notice : row.notices) accessibility_.observer()->post(ax_->element(window_), notice);
+    for (WindowNotification notice : row.notices) accessibility_.observer()->post(ax_->element(window_), notice);
 
     EXPECT_EQ(delegate().pathControllers().size(), row.barsAfter);
     if (row.barsAfter > 0) {
@@ -104,25 +104,25 @@ void panelOverTitle(JorvaneAppFixture& f) { f.ax_->addForeignWindow({"Dock", 78,
 
 // clang-format off
 const NoticeRow kNoticeRows[] = {
-    {"a destroyed window closes its bar and drops it", true, nullptr, {"AXUIElementDestroyed"}, 0, false,
+    {"a destroyed window closes its bar and drops it", true, nullptr, {WindowNotification::ElementDestroyed}, 0, false,
      {"list.close", "panel.close"}},
     {"a second destroyed notice finds nothing and does nothing", true, nullptr,
-     {"AXUIElementDestroyed", "AXUIElementDestroyed"}, 0, false, {"list.close", "panel.close"}},
-    {"a minimised window hides its bar", true, nullptr, {"AXWindowMiniaturized"}, 1, false, {"panel.hide"}},
+     {WindowNotification::ElementDestroyed, WindowNotification::ElementDestroyed}, 0, false, {"list.close", "panel.close"}},
+    {"a minimised window hides its bar", true, nullptr, {WindowNotification::Minimized}, 1, false, {"panel.hide"}},
     {"a restored window does not bring its bar back", true, nullptr,
-     {"AXWindowMiniaturized", "AXWindowDeminiaturized"}, 1, false, {"panel.hide"}},
-    {"a moved window takes its open bar along", true, moveWindow, {"AXWindowMoved"}, 1, true,
+     {WindowNotification::Minimized, WindowNotification::Restored}, 1, false, {"panel.hide"}},
+    {"a moved window takes its open bar along", true, moveWindow, {WindowNotification::Moved}, 1, true,
      {"panel.setFrame 397,779 206x22 animated"}},
-    {"a resized window fits its open bar again", true, moveWindow, {"AXWindowResized"}, 1, true,
+    {"a resized window fits its open bar again", true, moveWindow, {WindowNotification::Resized}, 1, true,
      {"panel.setFrame 397,779 206x22 animated"}},
-    {"a moved window with a hidden bar moves nothing", false, moveWindow, {"AXWindowMoved"}, 1, false, {}},
-    {"a window raised over the title hides the bar", true, coverTitle, {"JVWindowRestacked"}, 1, false,
+    {"a moved window with a hidden bar moves nothing", false, moveWindow, {WindowNotification::Moved}, 1, false, {}},
+    {"a window raised over the title hides the bar", true, coverTitle, {WindowNotification::Restacked}, 1, false,
      {"panel.hide"}},
-    {"a window raised over the body leaves the bar", true, coverBody, {"JVWindowRestacked"}, 1, true, {}},
-    {"a panel along the top of the screen leaves the bar", true, panelOverTitle, {"JVWindowRestacked"}, 1, true, {}},
-    {"an uncovered window does not bring its bar back", false, nullptr, {"JVWindowRestacked"}, 1, false, {}},
+    {"a window raised over the body leaves the bar", true, coverBody, {WindowNotification::Restacked}, 1, true, {}},
+    {"a panel along the top of the screen leaves the bar", true, panelOverTitle, {WindowNotification::Restacked}, 1, true, {}},
+    {"an uncovered window does not bring its bar back", false, nullptr, {WindowNotification::Restacked}, 1, false, {}},
     {"focus changes and the application's deactivation change nothing", true, nullptr,
-     {"AXFocusedWindowChanged", "AXApplicationDeactivated", "AXApplicationActivated"}, 1, true, {}},
+     {WindowNotification::FocusedWindowChanged, WindowNotification::ApplicationDeactivated, WindowNotification::ApplicationActivated}, 1, true, {}},
 };
 // clang-format on
 
@@ -144,7 +144,7 @@ TEST_F(AppDelegateTest, losingTheFrontHidesEveryBarOnlyForTheFileManagerOrThisPr
 
     delegate().show();
     ASSERT_TRUE(barVisible(0));
-    delegate().applicationDidResignActive();
+    delegate().deactivated();
     EXPECT_FALSE(barVisible(0));
 }
 

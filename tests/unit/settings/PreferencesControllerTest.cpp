@@ -57,7 +57,7 @@ protected:
         auto controller = std::make_unique<PreferencesController>(
             PreferencesController::Dependencies{*defaults_, kProgram, {}, [this] { ++settingsChanges_; }});
         controller->setWindow(&pane);
-        controller->windowDidLoad();
+        controller->windowLoaded();
         return controller;
     }
     std::int64_t storedFlags() const { return defaults_->integerForKey(settings::keys::hotkeyFlags); }

@@ -125,7 +125,7 @@ INSTANTIATE_TEST_SUITE_P(Names, ReverseLookup,
 
 struct ComboRow {
     const char* name;
-    Modifiers cocoa;
+    Modifiers modifiers;
     ShortcutKeyCode code;
     const char* glyphs;
     const char* readable;
@@ -138,11 +138,11 @@ protected:
 
 TEST_P(ComboNames, inBothOrdersAndBothLayouts) {
     const ComboRow& row = GetParam();
-    const std::uint32_t carbon = recorderFlagsFromModifiers(row.cocoa);
-    EXPECT_EQ(comboGlyphs(row.cocoa, row.code), row.glyphs);
-    EXPECT_EQ(recorderComboGlyphs(carbon, row.code), row.glyphs);
-    EXPECT_EQ(comboText(row.cocoa, row.code), row.readable);
-    EXPECT_EQ(recorderComboText(carbon, row.code), row.readable);
+    const std::uint32_t recorderBits = recorderFlagsFromModifiers(row.modifiers);
+    EXPECT_EQ(comboGlyphs(row.modifiers, row.code), row.glyphs);
+    EXPECT_EQ(recorderComboGlyphs(recorderBits, row.code), row.glyphs);
+    EXPECT_EQ(comboText(row.modifiers, row.code), row.readable);
+    EXPECT_EQ(recorderComboText(recorderBits, row.code), row.readable);
 }
 
 constexpr Modifiers kCmd = kModifierCommand, kOpt = kModifierOption, kCtl = kModifierControl, kShf = kModifierShift;
@@ -161,8 +161,8 @@ INSTANTIATE_TEST_SUITE_P(
                              "Ctrl+G", "Ctrl + G"}),
     [](const testing::TestParamInfo<ComboRow>& row) { return std::string(row.param.name); });
 
-TEST(ModifierGlyphs, CarbonAndCocoaAgree) {
-    EXPECT_EQ(recorderModifierGlyphs(controlKey | cmdKey), "Super+Ctrl+");
+TEST(ModifierGlyphs, RecorderFlagsAndModifiersAgree) {
+    EXPECT_EQ(recorderModifierGlyphs(kRecorderControl | kRecorderCommand), "Super+Ctrl+");
     EXPECT_EQ(modifierGlyphs(kCtl | kCmd), "Super+Ctrl+");
     EXPECT_EQ(recorderModifierGlyphs(0), "");
 }
@@ -171,15 +171,15 @@ TEST(ModifierGlyphs, CarbonAndCocoaAgree) {
 
 struct ConversionRow {
     const char* name;
-    Modifiers cocoa;
-    std::uint32_t carbon;
+    Modifiers modifiers;
+    std::uint32_t recorderBits;
 };
 
 class MaskConversion : public testing::TestWithParam<ConversionRow> {};
 
 TEST_P(MaskConversion, goesBothWays) {
-    EXPECT_EQ(recorderFlagsFromModifiers(GetParam().cocoa), GetParam().carbon);
-    EXPECT_EQ(modifiersFromRecorderFlags(GetParam().carbon), GetParam().cocoa);
+    EXPECT_EQ(recorderFlagsFromModifiers(GetParam().modifiers), GetParam().recorderBits);
+    EXPECT_EQ(modifiersFromRecorderFlags(GetParam().recorderBits), GetParam().modifiers);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -191,8 +191,9 @@ INSTANTIATE_TEST_SUITE_P(
     [](const testing::TestParamInfo<ConversionRow>& row) { return std::string(row.param.name); });
 
 TEST(MaskConversionDrops, CapsLockAndKeypadBitsFromCocoaAndStrayBitsFromCarbon) {
-    EXPECT_EQ(recorderFlagsFromModifiers(kCmd | kModifierCapsLock | kModifierNumericPad | kModifierHelp), cmdKey);
-    EXPECT_EQ(modifiersFromRecorderFlags(shiftKey | 0x400 | 0x1 | 0x80), kShf);
+    EXPECT_EQ(recorderFlagsFromModifiers(kCmd | kModifierCapsLock | kModifierNumericPad | kModifierHelp),
+              kRecorderCommand);
+    EXPECT_EQ(modifiersFromRecorderFlags(kRecorderShift | 0x400 | 0x1 | 0x80), kShf);
 }
 
 // ---- The character a combination types.
@@ -201,7 +202,7 @@ TEST(CharacterForCombo, FollowsShiftAndOptionOnlyAndCapitalises) {
     test::ScopedKeyboardLayout scoped;
     scoped.layout().setKey(kKeyG, {"g", "G", "\u00a9"});
     EXPECT_EQ(characterForCombo(kKey1, kShf), "!");
-    EXPECT_EQ(characterForRecorderCombo(kKey1, shiftKey), "!");
+    EXPECT_EQ(characterForRecorderCombo(kKey1, kRecorderShift), "!");
     EXPECT_EQ(characterForCombo(kKeyG, 0), "G");
     EXPECT_EQ(characterForCombo(kKeyG, kCmd | kCtl), "G");
     EXPECT_EQ(characterForCombo(kKeyG, kOpt), "\u00a9");

@@ -35,9 +35,7 @@ public:
 
 class RecordingDelegate final : public ShortcutRecorderDelegate {
 public:
-    void hotkeyRecorderCellKeyComboDidChange(ShortcutRecorder&, ShortcutCombo combo) override {
-        changes.push_back(combo);
-    }
+    void recorderShortcutChanged(ShortcutRecorder&, ShortcutCombo combo) override { changes.push_back(combo); }
     std::vector<ShortcutCombo> changes;
 };
 
@@ -249,7 +247,7 @@ TEST_F(Recorder, WithAnimationTheJustChangedMarkLastsUntilTheTransitionEnds) {
     EXPECT_FALSE(cell_.isRecording());
     EXPECT_TRUE(cell_.isJustChanged());
     EXPECT_EQ(cell_.displayText(), "Ctrl+G");
-    cell_.transitionDidFinish();
+    cell_.transitionFinished();
     EXPECT_EQ(cell_.state(), ShortcutRecorderState::idle);
     EXPECT_FALSE(cell_.isJustChanged());
 }
@@ -416,7 +414,7 @@ public:
         reason = "Thunar uses it";
         return keyCode == kKeyL;
     }
-    void hotkeyRecorderKeyComboDidChange(ShortcutControl&, Modifiers flags, ShortcutKeyCode keyCode) override {
+    void shortcutChanged(ShortcutControl&, Modifiers flags, ShortcutKeyCode keyCode) override {
         changes.emplace_back(flags, keyCode);
     }
     std::vector<std::pair<Modifiers, ShortcutKeyCode>> changes;

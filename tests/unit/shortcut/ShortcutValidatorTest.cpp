@@ -41,7 +41,7 @@ struct Row {
     std::optional<std::vector<SymbolicHotKey>> desktop;
     std::set<std::pair<ShortcutKeyCode, std::uint32_t>> held;
     ShortcutKeyCode code;
-    std::uint32_t carbon;
+    std::uint32_t recorderBits;
     bool taken;
     std::string description;  // empty: no error texts
     std::string suggestion;
@@ -64,7 +64,7 @@ TEST_P(Validation, decidesAndExplains) {
     desktop_.hotKeys().settings = "the Keyboard panel";
     ShortcutValidator validator(&delegate_);
     ShortcutConflict error;
-    EXPECT_EQ(validator.isKeyCodeAndFlagsTaken(row.code, row.carbon, &error), row.taken);
+    EXPECT_EQ(validator.isKeyCodeAndFlagsTaken(row.code, row.recorderBits, &error), row.taken);
     EXPECT_EQ(error.localizedDescription, row.description);
     EXPECT_EQ(error.localizedRecoverySuggestion, row.suggestion);
     if (!row.description.empty()) {
@@ -75,10 +75,10 @@ TEST_P(Validation, decidesAndExplains) {
     EXPECT_EQ(desktop_.hotKeys().listReads, row.listReads);
     // The delegate hears the Cocoa flags.
     ASSERT_EQ(delegate_.asked.size(), 1u);
-    EXPECT_EQ(delegate_.asked[0].second, modifiersFromRecorderFlags(row.carbon));
+    EXPECT_EQ(delegate_.asked[0].second, modifiersFromRecorderFlags(row.recorderBits));
 }
 
-const std::vector<SymbolicHotKey> kCtrlG = {{true, 5, cmdKey}};
+const std::vector<SymbolicHotKey> kCtrlG = {{true, 5, kRecorderCommand}};
 const std::vector<SymbolicHotKey> kNone;
 
 INSTANTIATE_TEST_SUITE_P(
@@ -89,7 +89,7 @@ INSTANTIATE_TEST_SUITE_P(
             kNone,
             {},
             5,
-            cmdKey,
+            kRecorderCommand,
             true,
             "The key combination Ctrl+G can't be used!",
             "The key combination \"Ctrl + G\" can't be used because Jorvane uses it.",
@@ -99,7 +99,7 @@ INSTANTIATE_TEST_SUITE_P(
             kNone,
             {},
             5,
-            cmdKey | shiftKey,
+            kRecorderCommand | kRecorderShift,
             true,
             "The key combination Shift+Ctrl+G can't be used!",
             "The key combination \"Ctrl + Shift + G\" can't be used because it's already used.",
@@ -109,59 +109,78 @@ INSTANTIATE_TEST_SUITE_P(
             std::nullopt,
             {},
             5,
-            cmdKey,
+            kRecorderCommand,
             true,
             "The key combination Ctrl+G can't be used!",
             "The key combination \"Ctrl + G\" can't be used because mine.",
             0},
-        Row{"UnreadableDesktopListRefusesWithoutTexts", std::nullopt, std::nullopt, {}, 5, cmdKey, true, "", "", 1},
+        Row{"UnreadableDesktopListRefusesWithoutTexts",
+            std::nullopt,
+            std::nullopt,
+            {},
+            5,
+            kRecorderCommand,
+            true,
+            "",
+            "",
+            1},
         Row{"DesktopShortcutRefusesAndNamesTheDesktopsSettings",
             std::nullopt,
             kCtrlG,
             {},
             5,
-            cmdKey,
+            kRecorderCommand,
             true,
             "The key combination Ctrl+G can't be used!",
             systemText("Ctrl + G", "the Keyboard panel"),
             1},
         Row{"DisabledDesktopShortcutDoesNotCount",
             std::nullopt,
-            std::vector<SymbolicHotKey>{{false, 5, cmdKey}},
+            std::vector<SymbolicHotKey>{{false, 5, kRecorderCommand}},
             {},
             5,
-            cmdKey,
+            kRecorderCommand,
             false,
             "",
             "",
             1},
         Row{"DesktopShortcutWithAnExtraModifierIsAnotherCombination",
             std::nullopt,
-            std::vector<SymbolicHotKey>{{true, 5, cmdKey | shiftKey}},
+            std::vector<SymbolicHotKey>{{true, 5, kRecorderCommand | kRecorderShift}},
             {},
             5,
-            cmdKey,
+            kRecorderCommand,
             false,
             "",
             "",
             1},
         Row{"DesktopShortcutsOtherMaskBitsAreIgnored",
             std::nullopt,
-            std::vector<SymbolicHotKey>{{true, 5, static_cast<std::int32_t>(cmdKey | 0x1 | 0x400 | 0x800000)}},
+            std::vector<SymbolicHotKey>{
+                {true, 5, static_cast<std::int32_t>(kRecorderCommand | 0x1 | 0x400 | 0x800000)}},
             {},
             5,
-            cmdKey,
+            kRecorderCommand,
             true,
             "The key combination Ctrl+G can't be used!",
             systemText("Ctrl + G", "the Keyboard panel"),
             1},
-        Row{"KeyWithoutNameIsRefusedOnceTheDesktopHasAShortcut", std::nullopt, kCtrlG, {}, 90, cmdKey, true, "", "", 1},
-        Row{"KeyWithoutNamePassesWhenNoDesktopShortcutIsEnabled",
+        Row{"KeyWithoutNameIsRefusedOnceTheDesktopHasAShortcut",
             std::nullopt,
-            std::vector<SymbolicHotKey>{{false, 5, cmdKey}},
+            kCtrlG,
             {},
             90,
-            cmdKey,
+            kRecorderCommand,
+            true,
+            "",
+            "",
+            1},
+        Row{"KeyWithoutNamePassesWhenNoDesktopShortcutIsEnabled",
+            std::nullopt,
+            std::vector<SymbolicHotKey>{{false, 5, kRecorderCommand}},
+            {},
+            90,
+            kRecorderCommand,
             false,
             "",
             "",
@@ -169,9 +188,9 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"CombinationHeldByAnotherProgramRefuses",
             std::nullopt,
             kNone,
-            {{5, cmdKey | optionKey}},
+            {{5, kRecorderCommand | kRecorderOption}},
             5,
-            cmdKey | optionKey,
+            kRecorderCommand | kRecorderOption,
             true,
             "The key combination Alt+Ctrl+G can't be used!",
             systemText("Ctrl + Alt + G", "the Keyboard panel"),
@@ -181,7 +200,7 @@ INSTANTIATE_TEST_SUITE_P(
             kNone,
             {},
             kKeyC,
-            cmdKey,
+            kRecorderCommand,
             true,
             "The key combination Ctrl+C can't be used!",
             "The key combination \"Ctrl + C\" can't be used because it's already used by the menu item \"Copy\".",
@@ -191,21 +210,21 @@ INSTANTIATE_TEST_SUITE_P(
             kNone,
             {},
             kKeyZ,
-            cmdKey | shiftKey,
+            kRecorderCommand | kRecorderShift,
             true,
             "The key combination Shift+Ctrl+Z can't be used!",
             "The key combination \"Ctrl + Shift + Z\" can't be used because it's already used by the menu item "
             "\"Redo\".",
             1},
-        Row{"CtrlGIsFree", std::nullopt, kNone, {}, 5, cmdKey, false, "", "", 1},
-        Row{"MenuLetterWithAnotherModifierIsFree", std::nullopt, kNone, {}, kKeyC, controlKey, false, "", "", 1}),
+        Row{"CtrlGIsFree", std::nullopt, kNone, {}, 5, kRecorderCommand, false, "", "", 1},
+        Row{"MenuLetterWithAnotherModifierIsFree", std::nullopt, kNone, {}, kKeyC, kRecorderControl, false, "", "", 1}),
     [](const testing::TestParamInfo<Row>& row) { return std::string(row.param.name); });
 
 TEST(ValidationPorts, WithoutDesktopPortOnlyTheMenuCounts) {
     test::ScopedKeyboardLayout us;
     ShortcutValidator validator;
-    EXPECT_FALSE(validator.isKeyCodeAndFlagsTaken(5, cmdKey));
-    EXPECT_TRUE(validator.isKeyCodeAndFlagsTaken(kKeyV, cmdKey));  // no error pointer: only the answer
+    EXPECT_FALSE(validator.isKeyCodeAndFlagsTaken(5, kRecorderCommand));
+    EXPECT_TRUE(validator.isKeyCodeAndFlagsTaken(kKeyV, kRecorderCommand));  // no error pointer: only the answer
 }
 
 TEST(ValidationPorts, DesktopWithoutSettingsNamePointsToTheDesktopsKeyboardSettings) {
@@ -213,7 +232,7 @@ TEST(ValidationPorts, DesktopWithoutSettingsNamePointsToTheDesktopsKeyboardSetti
     test::ScopedSymbolicHotKeys desktop;
     desktop.hotKeys().hotKeys = kCtrlG;
     ShortcutConflict error;
-    EXPECT_TRUE(ShortcutValidator().isKeyCodeAndFlagsTaken(5, cmdKey, &error));
+    EXPECT_TRUE(ShortcutValidator().isKeyCodeAndFlagsTaken(5, kRecorderCommand, &error));
     EXPECT_EQ(error.localizedRecoverySuggestion, systemText("Ctrl + G", "your desktop's keyboard settings"));
 }
 
@@ -227,7 +246,7 @@ struct MenuRow {
     const char* name;
     ShortcutMenu menu;
     ShortcutKeyCode code;
-    std::uint32_t carbon;
+    std::uint32_t recorderBits;
     std::optional<std::string> title;  // of the item that takes it
 };
 
@@ -239,7 +258,7 @@ protected:
 TEST_P(MenuSearch, findsTheItem) {
     const MenuRow& row = GetParam();
     ShortcutConflict error;
-    EXPECT_EQ(ShortcutValidator().isKeyCodeAndFlagsTakenInMenu(row.code, row.carbon, row.menu, &error),
+    EXPECT_EQ(ShortcutValidator().isKeyCodeAndFlagsTakenInMenu(row.code, row.recorderBits, row.menu, &error),
               row.title.has_value());
     if (row.title) {
         EXPECT_NE(error.localizedRecoverySuggestion.find("\"" + *row.title + "\""), std::string::npos);
@@ -252,20 +271,20 @@ constexpr Modifiers kCommand = kModifierCommand;
 INSTANTIATE_TEST_SUITE_P(
     Menus, MenuSearch,
     testing::Values(
-        MenuRow{"LowerCaseEquivalentMatchesInUpperCase", {menuItem("Go", "g", kCommand)}, 5, cmdKey, "Go"},
+        MenuRow{"LowerCaseEquivalentMatchesInUpperCase", {menuItem("Go", "g", kCommand)}, 5, kRecorderCommand, "Go"},
         MenuRow{"ItemWithAnExtraOptionDoesNotMatch",
-                {menuItem("Go", "g", kCommand | kModifierOption)}, 5, cmdKey, std::nullopt},
-        MenuRow{"CandidateWithAnExtraShiftDoesNotMatch", {menuItem("Go", "g", kCommand)}, 5, cmdKey | shiftKey,
+                {menuItem("Go", "g", kCommand | kModifierOption)}, 5, kRecorderCommand, std::nullopt},
+        MenuRow{"CandidateWithAnExtraShiftDoesNotMatch", {menuItem("Go", "g", kCommand)}, 5, kRecorderCommand | kRecorderShift,
                 std::nullopt},
         MenuRow{"ItemInASubmenuIsFound",
-                {menuItem("File", "", 0, {menuItem("Open", "o", kCommand)})}, kKeyO, cmdKey, "Open"},
+                {menuItem("File", "", 0, {menuItem("Open", "o", kCommand)})}, kKeyO, kRecorderCommand, "Open"},
         MenuRow{"SubmenuMatchWinsOverTheItemsOwnKey",
-                {menuItem("Go", "g", kCommand, {menuItem("Find", "g", kCommand)})}, 5, cmdKey, "Find"},
+                {menuItem("Go", "g", kCommand, {menuItem("Find", "g", kCommand)})}, 5, kRecorderCommand, "Find"},
         MenuRow{"FirstMatchingItemWins", {menuItem("One", "g", kCommand), menuItem("Two", "g", kCommand)}, 5,
-                cmdKey, "One"},
-        MenuRow{"ItemsWithoutKeysNeverMatch", {menuItem("Jorvane Preferences\u2026", "", kCommand)}, 5, cmdKey,
+                kRecorderCommand, "One"},
+        MenuRow{"ItemsWithoutKeysNeverMatch", {menuItem("Jorvane Preferences\u2026", "", kCommand)}, 5, kRecorderCommand,
                 std::nullopt},
-        MenuRow{"FunctionKeyMatchesByItsName", {menuItem("Help", "f1", kCommand)}, 122, cmdKey, "Help"}),
+        MenuRow{"FunctionKeyMatchesByItsName", {menuItem("Help", "f1", kCommand)}, 122, kRecorderCommand, "Help"}),
     [](const testing::TestParamInfo<MenuRow>& row) { return std::string(row.param.name); });
 
 }  // namespace
