@@ -287,9 +287,10 @@ INSTANTIATE_TEST_SUITE_P(Ftp, JorvaneServerMount, ::testing::ValuesIn(kServerRow
     return name;
 });
 
-// ---- SFTP, through the handler catalogue (the bar takes the seed's
-// schemes only): Debian's sshd on a spare loopback port, run by the test as
-// the test's user, with a host key and a user key made at test time.
+// ---- SFTP, through the handler catalogue, which the bar's Return hands
+// every server address to (the FTP rows above go through the bar): Debian's
+// sshd on a spare loopback port, run by the test as the test's user, with a
+// host key and a user key made at test time.
 
 class ThunarSftpMount : public ThunarTest {
 protected:

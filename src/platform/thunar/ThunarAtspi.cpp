@@ -3,8 +3,10 @@
 #include <libintl.h>
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <climits>
 #include <cmath>
+#include <csignal>
 #include <cstdlib>
 #include <functional>
 #include <mutex>
@@ -406,6 +408,7 @@ bool ThunarAtspi::selectWindow(std::uint32_t xid, int pid, const std::string& ti
                                const std::optional<XRect>& frame) {
     currentXid_ = 0;
     if (!initialised_) return false;
+    forgetEndedProcesses();
     auto it = windows_.find(xid);
     if (it != windows_.end()) {
         // A cached frame is still the window's when it is of the same process
@@ -429,6 +432,16 @@ bool ThunarAtspi::selectWindow(std::uint32_t xid, int pid, const std::string& ti
     windows_[xid] = std::move(elements);
     currentXid_ = xid;
     return true;
+}
+
+void ThunarAtspi::forgetEndedProcesses() {
+    // Windows closed by Thunar itself, or by its end, are never forgotten one
+    // by one: their entries go once their process is gone, so a Thunar that
+    // is restarted again and again leaves no elements of the dead ones behind.
+    std::erase_if(windows_, [](const auto& entry) {
+        const int pid = entry.second.pid;
+        return pid > 0 && ::kill(pid, 0) != 0 && errno == ESRCH;
+    });
 }
 
 void ThunarAtspi::forgetWindow(std::uint32_t xid) {

@@ -72,6 +72,8 @@ public:
     bool selectWindow(std::uint32_t xid, int pid, const std::string& title, const std::optional<XRect>& frame);
     // Forgets cached elements of windows that are gone.
     void forgetWindow(std::uint32_t xid);
+    // Drops the cached elements of every window whose process has ended.
+    void forgetEndedProcesses();
 
     bool hasLocationEntry();
     std::optional<std::string> locationText();

@@ -13,17 +13,17 @@ using namespace event_tap;
 void X11EventTap::Impl::retryRefusedGrabs() {
     if (!grabRetryAt || std::chrono::steady_clock::now() < *grabRetryAt) return;
     grabRetryAt.reset();
+    // A grab refused again waits twice as long as the last time (0.5, 1, 2 s
+    // ... up to the longest delay); once all are held the next refusal starts
+    // from the first delay again.
+    grabRetryDelay = std::min(grabRetryDelay * 2, kGrabRetryLongestDelay);
     const std::set<xcb_window_t> windows = std::exchange(refusedGrabs, {});
     for (xcb_window_t window : windows) {
         if (!clientFrames.count(window) || !enabled || pid == 0) continue;
         ungrabKeys(window);
         grabKeys(window);
     }
-    if (refusedGrabs.empty()) {
-        grabRetryDelay = kGrabRetryFirstDelay;
-    } else {
-        grabRetryDelay = std::min(grabRetryDelay * 2, kGrabRetryLongestDelay);
-    }
+    if (refusedGrabs.empty()) grabRetryDelay = kGrabRetryFirstDelay;
 }
 
 void X11EventTap::Impl::regrabAll() {
