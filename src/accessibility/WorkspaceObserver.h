@@ -2,30 +2,32 @@
 
 // The workspace's notifications about applications: one started (its first
 // window appeared), one lost the front to another application, one's last
-// window went away. The core
-// acts on those of the file manager; the adapter says which those are.
+// window went away. The core acts on those of the file manager; the adapter
+// says which those are.
 
 #include <cstdint>
 #include <functional>
 #include <string>
-#include <string_view>
 
 namespace jorvane {
 
-inline constexpr std::string_view kApplicationLaunched = "NSWorkspaceDidLaunchApplicationNotification";
-inline constexpr std::string_view kApplicationLeftFront = "NSWorkspaceDidDeactivateApplicationNotification";
-// The last window of an application went away (its process may live on).
-inline constexpr std::string_view kApplicationQuit = "NSWorkspaceDidTerminateApplicationNotification";
+enum class WorkspaceEvent {
+    // The application's first window appeared.
+    Launched,
+    // Another application's window became the active one.
+    LeftFront,
+    // The last window of an application went away (its process may live on).
+    Quit,
+};
 
 struct WorkspaceNotification {
-    std::string name;
-    // The application's process ("NSApplicationProcessIdentifier").
+    WorkspaceEvent event = WorkspaceEvent::Launched;
+    // The application's process.
     std::int32_t pid = 0;
     // How the system names the application (on X11 its windows' WM_CLASS
     // class), for the log.
     std::string applicationName;
-    // The application is the file manager: what a bundle identifier equal to
-    // Finder's says elsewhere.
+    // The application is the file manager.
     bool isFileManager = false;
 
     friend bool operator==(const WorkspaceNotification&, const WorkspaceNotification&) = default;

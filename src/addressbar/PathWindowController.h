@@ -93,7 +93,7 @@ public:
     // Shown in the bar when a navigation got no answer, even after a retry.
     static constexpr const char* kNoAnswerMessage = "Thunar did not answer";
 
-    // initWithFinderAxWindow: the bar of the window `windowElement`. The views
+    // The bar of the window `windowElement`. The views
     // must all be given (std::invalid_argument otherwise).
     PathWindowController(ElementRef windowElement, PathWindowViews views, Dependencies dependencies);
     ~PathWindowController();

@@ -2,7 +2,7 @@
 
 // The event tap on the file manager's process, as the core sees it: every
 // mouse and key event that the file manager's windows are about to receive
-// comes up as a TapEvent in the Quartz vocabulary, and a callback decides
+// comes up as a TapEvent in the program's key and button vocabulary, and a callback decides
 // whether the file manager still gets it. The same port posts synthetic
 // events and reads the mouse location. The X11 adapter implements it with
 // XInput2, passive key grabs and XTEST; tests use a fake.

@@ -121,12 +121,11 @@ void JorvaneApp::finishLaunching() {
     ports_.workspace.setCallback([weak = std::weak_ptr(self_)](const WorkspaceNotification& notification) {
         const auto self = weak.lock();
         if (!self) return;
-        if (notification.name == kApplicationLaunched)
-            (*self)->onApplicationLaunched(notification);
-        else if (notification.name == kApplicationQuit)
-            (*self)->onApplicationQuit(notification);
-        else if (notification.name == kApplicationLeftFront)
-            (*self)->onApplicationLeftFront(notification);
+        switch (notification.event) {
+            case WorkspaceEvent::Launched: (*self)->onApplicationLaunched(notification); break;
+            case WorkspaceEvent::Quit: (*self)->onApplicationQuit(notification); break;
+            case WorkspaceEvent::LeftFront: (*self)->onApplicationLeftFront(notification); break;
+        }
     });
     subscribed_ = true;
 

@@ -6,7 +6,7 @@
 // keys through these constants (`defaults.integerForKey(keys::hotkeyFlags)`),
 // never as bare strings, so a misspelt key or a wrong type does not compile.
 //
-// Modifier masks use the Cocoa device-independent layout throughout: Shift
+// Modifier masks use the device-independent layout throughout: Shift
 // 0x20000, Control 0x40000, Option 0x80000, Command 0x100000. On Linux Command
 // is Ctrl, Control is Super and Option is Alt.
 
@@ -186,8 +186,8 @@ std::optional<ValueType> typeOfKey(std::string_view name);
 Dictionary shippedDefaults();
 
 // A recorder's persisted combination. "keyCode" is a signed 16-bit key code
-// (0 when nothing is stored); "modifierFlags" the Cocoa layout, "modifiers"
-// the same combination in the Carbon layout; the characters only when the
+// (0 when nothing is stored); "modifierFlags" the modifier layout, "modifiers"
+// the same combination in the recorder layout; the characters only when the
 // recorder holds the characters of a real key press.
 struct HotkeyRecorderEntry {
     std::int16_t keyCode = 0;

@@ -6,7 +6,7 @@
 // makes a new window with its own controller, and all of them work on the
 // one settings domain, which outlives them.
 //
-// The hot key is stored as two integers, "hotkey_flags" (Cocoa layout, the
+// The hot key is stored as two integers, "hotkey_flags" (modifier layout, the
 // bits the event tap compares with) and "hotkey_keycode". Loading the window
 // hands the stored pair to the recorder, which filters the flags and reports
 // the combination straight back, so opening the window rewrites both keys
@@ -80,7 +80,7 @@ public:
     void close();
 
     // ---- ShortcutControlDelegate
-    // Stores the recorded combination as it is (Cocoa flags) and saves.
+    // Stores the recorded combination as it is (modifier flags) and saves.
     void shortcutChanged(ShortcutControl& recorder, Modifiers flags, ShortcutKeyCode keyCode) override;
     // The preferences take no combination for themselves: the desktop's
     // shortcuts and the bar's menu are the validator's own checks.

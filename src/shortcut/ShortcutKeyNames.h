@@ -1,9 +1,9 @@
 #pragma once
 
 // Names of key combinations. A combination is a key code (signed 16-bit, -1
-// for no key) with a modifier mask in one of two layouts: the Cocoa
-// (device-independent) bits the rest of the program uses, or the Carbon bits
-// used inside the shortcut recorder. Texts go through the "HotkeyRecorder"
+// for no key) with a modifier mask in one of two layouts: the
+// device-independent bits the rest of the program uses (Modifiers), or the
+// compact bits used inside the shortcut recorder. Texts go through the "HotkeyRecorder"
 // table (Localization.h), which names the keys as Linux users know them.
 //
 // Two orders of modifiers: the glyph form runs Control, Option, Shift,
@@ -22,7 +22,7 @@ namespace jorvane {
 using ShortcutKeyCode = std::int16_t;
 inline constexpr ShortcutKeyCode kNoShortcutKey = -1;
 
-// Carbon modifier bits.
+// The recorder's modifier bits.
 inline constexpr std::uint32_t kRecorderCommand = 0x100;
 inline constexpr std::uint32_t kRecorderShift = 0x200;
 inline constexpr std::uint32_t kRecorderOption = 0x800;

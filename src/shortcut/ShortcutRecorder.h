@@ -21,7 +21,7 @@ class UserDefaults;
 }
 
 struct ShortcutCombo {
-    Modifiers flags = 0;  // Cocoa layout
+    Modifiers flags = 0;  // modifier layout
     ShortcutKeyCode code = kNoShortcutKey;
 
     bool operator==(const ShortcutCombo&) const = default;
@@ -30,7 +30,7 @@ struct ShortcutCombo {
 // One key press as the view saw it.
 struct ShortcutKeyEvent {
     ShortcutKeyCode keyCode = kNoShortcutKey;
-    Modifiers modifierFlags = 0;              // Cocoa layout, as the event carries them
+    Modifiers modifierFlags = 0;              // modifier layout, as the event carries them
     std::string characters;                   // what the press types (UTF-8)
     std::string charactersIgnoringModifiers;  // what the key types without modifiers; empty for a dead key
 };
@@ -81,7 +81,7 @@ public:
     virtual void beep() = 0;
     // Whether the field has the keyboard focus of its window.
     virtual bool isFirstResponder() const = 0;
-    // The modifiers held right now (Cocoa layout).
+    // The modifiers held right now (modifier layout).
     virtual Modifiers currentModifierFlags() const = 0;
     // The button layout changed (the remove and snap-back buttons).
     virtual void resetTrackingAreas() {}

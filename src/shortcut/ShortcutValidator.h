@@ -21,7 +21,6 @@
 namespace jorvane {
 
 struct ShortcutConflict {
-    std::string domain = "NSCocoaErrorDomain";
     int code = 0;
     std::string localizedDescription;         // the short text
     std::string localizedRecoverySuggestion;  // the long text
@@ -32,7 +31,7 @@ struct ShortcutMenuItem {
     std::string title;
     // The character of the item's key ("c"); empty for an item without one.
     std::string keyEquivalent;
-    Modifiers keyEquivalentModifierMask = kModifierCommand;  // Cocoa layout
+    Modifiers keyEquivalentModifierMask = kModifierCommand;  // modifier layout
     std::vector<ShortcutMenuItem> submenu;
 };
 using ShortcutMenu = std::vector<ShortcutMenuItem>;
@@ -45,7 +44,7 @@ class ShortcutValidator;
 class ShortcutValidatorDelegate {
 public:
     virtual ~ShortcutValidatorDelegate() = default;
-    // True when the combination (Cocoa flags) must not be used; `reason`
+    // True when the combination (modifier flags) must not be used; `reason`
     // (empty on entry) may say why, to end "can't be used because …".
     virtual bool hotkeyValidatorIsKeyCodeAndFlagsTaken(ShortcutValidator& validator, ShortcutKeyCode keyCode,
                                                        Modifiers flags, std::string& reason) = 0;
@@ -59,7 +58,7 @@ public:
     ShortcutValidatorDelegate* delegate() const { return delegate_; }
     void setDelegate(ShortcutValidatorDelegate* delegate) { delegate_ = delegate; }
 
-    // True when taken (Carbon flags); `error`, when given, receives the
+    // True when taken (recorder flags); `error`, when given, receives the
     // texts (except for an unreadable shortcut list or a key without a name,
     // which refuse silently).
     bool isKeyCodeAndFlagsTaken(ShortcutKeyCode keyCode, std::uint32_t recorderFlags,

@@ -19,7 +19,7 @@ namespace jorvane {
 struct SymbolicHotKey {
     bool enabled = true;
     ShortcutKeyCode keyCode = kNoShortcutKey;
-    std::int32_t modifiers = 0;  // Carbon layout
+    std::int32_t modifiers = 0;  // recorder layout
 
     bool operator==(const SymbolicHotKey&) const = default;
 };

@@ -51,7 +51,7 @@ public:
     // std::invalid_argument.
     template <class T>
     static std::shared_ptr<DelayedAction> invocationOnQueue(dispatch::Queue& queue, T* target, void (T::*method)()) {
-        if (!target || !method) throw std::invalid_argument("KMDelayedInvocation: null target or member function");
+        if (!target || !method) throw std::invalid_argument("DelayedAction: null target or member function");
         return invocationOnQueue(queue, [target, method] { (target->*method)(); });
     }
     template <class T>

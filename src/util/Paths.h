@@ -1,9 +1,8 @@
 #pragma once
 
 // The path toolkit that completion and navigation rely on. Paths are byte
-// strings, as on Linux: nothing here requires valid UTF-8. The semantics are
-// those of the classic Cocoa path methods of the same names (standardizing,
-// tilde expansion, components and joining). None of them touches the file
+// strings, as on Linux: nothing here requires valid UTF-8. It standardizes,
+// expands tildes, splits into components and joins. None of them touches the file
 // system; only tilde expansion reads the environment and the password file.
 
 #include <string>

@@ -478,6 +478,15 @@ bool JorvaneDriver::waitForFieldText(const std::string& text, milliseconds timeo
         timeout, milliseconds(20));
 }
 
+bool JorvaneDriver::waitForInlineCompletion(milliseconds timeout) {
+    return waitUntil(
+        [&] {
+            const std::optional<FieldText> field = fieldText();
+            return field && field->selectionStart > 0 && field->selectionEnd > field->selectionStart;
+        },
+        timeout, milliseconds(20));
+}
+
 std::optional<std::vector<std::string>> JorvaneDriver::thunarSelection(std::uint32_t client) {
     Atspi* atspi = accessibility(false);
     if (!atspi) return std::nullopt;

@@ -157,6 +157,10 @@ public:
     std::optional<bool> elementChecked(const std::string& name);
     std::optional<FieldText> fieldText();
     bool waitForFieldText(const std::string& text, milliseconds timeout);
+    // Until the field shows an inline completion after typed text (a
+    // selection that does not start at its beginning): completions arrive
+    // from a worker, a moment after the key.
+    bool waitForInlineCompletion(milliseconds timeout);
     // Thunar's selected items in the window (its Details view); nothing when
     // they cannot be read.
     std::optional<std::vector<std::string>> thunarSelection(std::uint32_t client);

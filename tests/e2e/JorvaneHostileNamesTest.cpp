@@ -72,10 +72,13 @@ protected:
         ASSERT_TRUE(driver().waitForFocusedBar(kWait)) << "no bar after a click on the title";
     }
 
-    // Types the text into the bar and presses the key.
-    void goTo(const std::string& text, const std::string& key, const fs::path& folder, const char* how) {
+    // Types the text into the bar and presses the key (once the inline
+    // completion shows, when the key takes it).
+    void goTo(const std::string& text, const std::string& key, const fs::path& folder, const char* how,
+              bool completed = false) {
         ASSERT_NO_FATAL_FAILURE(openBar());
         ASSERT_TRUE(driver().type(text));
+        if (completed) ASSERT_TRUE(driver().waitForInlineCompletion(kWait)) << how << ": no inline completion";
         ASSERT_TRUE(driver().key(key));
         expectWindowShows(folder, how);
     }
@@ -128,12 +131,13 @@ TEST_P(HostileFolderNames, ReachTheirFolderTypedAndCompletedAndRunNothing) {
         expectWindowShows(parent(), "Up");
     }
     // The first character, completed inline, and Tab.
-    ASSERT_NO_FATAL_FAILURE(goTo(parent().string() + "/" + first, "Tab", target(), "the name completed"));
+    ASSERT_NO_FATAL_FAILURE(goTo(parent().string() + "/" + first, "Tab", target(), "the name completed", true));
     ASSERT_TRUE(driver().key("Up"));
     expectWindowShows(parent(), "Up");
     // A path relative to the window's folder, its name completed, reveals its item.
     ASSERT_NO_FATAL_FAILURE(openBar());
     ASSERT_TRUE(driver().type(first));
+    ASSERT_TRUE(driver().waitForInlineCompletion(kWait)) << "a relative path: no inline completion";
     ASSERT_TRUE(driver().key("Right"));
     ASSERT_TRUE(driver().type("inside.txt"));
     ASSERT_TRUE(driver().key("Return"));

@@ -529,14 +529,10 @@ TEST_P(X11AccessibilityTest, TheFileManagerLaunchingAndLosingTheFrontIsAnnounced
     auto waitFor = [&](const WorkspaceNotification& wanted) {
         return dispatch::MainQueue::shared().runUntil([&] { return count(wanted) > 0; }, dispatch::seconds(5));
     };
-    const WorkspaceNotification fileManagerLaunched{"NSWorkspaceDidLaunchApplicationNotification", fileManager,
-                                                    "JorvaneFiles", true};
-    const WorkspaceNotification editorLaunched{"NSWorkspaceDidLaunchApplicationNotification", editor, "JorvaneEditor",
-                                               false};
-    const WorkspaceNotification fileManagerDeactivated{"NSWorkspaceDidDeactivateApplicationNotification", fileManager,
-                                                       "JorvaneFiles", true};
-    const WorkspaceNotification editorDeactivated{"NSWorkspaceDidDeactivateApplicationNotification", editor,
-                                                  "JorvaneEditor", false};
+    const WorkspaceNotification fileManagerLaunched{WorkspaceEvent::Launched, fileManager, "JorvaneFiles", true};
+    const WorkspaceNotification editorLaunched{WorkspaceEvent::Launched, editor, "JorvaneEditor", false};
+    const WorkspaceNotification fileManagerDeactivated{WorkspaceEvent::LeftFront, fileManager, "JorvaneFiles", true};
+    const WorkspaceNotification editorDeactivated{WorkspaceEvent::LeftFront, editor, "JorvaneEditor", false};
 
     const xcb_window_t files = clients_->create({.title = "files", .wmClass = "JorvaneFiles", .pid = fileManager});
     clients_->create({.title = "more files", .wmClass = "JorvaneFiles", .pid = fileManager, .x = 600});

@@ -31,13 +31,13 @@ public:
         if (callback_) callback_(notification);
     }
     void launched(std::int32_t pid, bool isFileManager = true, std::string name = "Thunar") {
-        post({std::string(kApplicationLaunched), pid, std::move(name), isFileManager});
+        post({WorkspaceEvent::Launched, pid, std::move(name), isFileManager});
     }
     void windowsGone(std::int32_t pid, bool isFileManager = true, std::string name = "Thunar") {
-        post({std::string(kApplicationQuit), pid, std::move(name), isFileManager});
+        post({WorkspaceEvent::Quit, pid, std::move(name), isFileManager});
     }
     void deactivated(std::int32_t pid, bool isFileManager = true, std::string name = "Thunar") {
-        post({std::string(kApplicationLeftFront), pid, std::move(name), isFileManager});
+        post({WorkspaceEvent::LeftFront, pid, std::move(name), isFileManager});
     }
 
 private:

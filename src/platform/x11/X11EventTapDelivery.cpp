@@ -15,7 +15,7 @@ using namespace event_tap;
 namespace {
 
 // X button numbers: 1 left, 2 middle, 3 right, 4-7 the wheel, 8 and up the
-// extra buttons (Quartz numbers them from 3).
+// extra buttons (the program numbers them from 3).
 std::int64_t buttonNumberOf(std::uint32_t xButton) {
     switch (xButton) {
         case 1: return kMouseButtonLeft;

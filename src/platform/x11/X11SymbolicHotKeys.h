@@ -29,7 +29,7 @@
 
 namespace jorvane::x11 {
 
-// One GTK accelerator ("<Primary><Alt>Delete") as a key code and Carbon
+// One GTK accelerator ("<Primary><Alt>Delete") as a key code and recorder
 // modifiers; nothing when it cannot be represented.
 std::optional<SymbolicHotKey> symbolicHotKeyForAccelerator(std::string_view accelerator);
 // The active shortcuts in the output of `xfconf-query -l -v` for the channel.

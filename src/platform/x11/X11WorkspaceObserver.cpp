@@ -23,9 +23,8 @@ struct X11WorkspaceObserver::Shared {
                                               });
     }
 
-    void post(const std::shared_ptr<Shared>& self, std::string_view name, std::int32_t pid,
-              const std::string& wmClass) {
-        WorkspaceNotification n{std::string(name), pid, wmClass, isFileManager(wmClass)};
+    void post(const std::shared_ptr<Shared>& self, WorkspaceEvent event, std::int32_t pid, const std::string& wmClass) {
+        WorkspaceNotification n{event, pid, wmClass, isFileManager(wmClass)};
         dispatch::MainQueue::shared().async([self, n = std::move(n)] {
             Callback callback;
             {
@@ -38,11 +37,11 @@ struct X11WorkspaceObserver::Shared {
 
     void handle(const std::shared_ptr<Shared>& self, const WindowEvent& e) {
         if (e.kind == WindowEvent::Kind::ClientAdded && e.newProcess)
-            post(self, kApplicationLaunched, e.pid, e.wmClass);
+            post(self, WorkspaceEvent::Launched, e.pid, e.wmClass);
         else if (e.kind == WindowEvent::Kind::ProcessLeft)
-            post(self, kApplicationQuit, e.pid, e.wmClass);
+            post(self, WorkspaceEvent::Quit, e.pid, e.wmClass);
         else if (e.kind == WindowEvent::Kind::ActiveChanged && e.previousPid > 0 && e.previousPid != e.pid)
-            post(self, kApplicationLeftFront, e.previousPid, e.previousClass);
+            post(self, WorkspaceEvent::LeftFront, e.previousPid, e.previousClass);
     }
 };
 

@@ -190,7 +190,7 @@ INSTANTIATE_TEST_SUITE_P(
                     ConversionRow{"AllTogether", 0x9E0000, 0x801B00}, ConversionRow{"Nothing", 0, 0}),
     [](const testing::TestParamInfo<ConversionRow>& row) { return std::string(row.param.name); });
 
-TEST(MaskConversionDrops, CapsLockAndKeypadBitsFromCocoaAndStrayBitsFromCarbon) {
+TEST(MaskConversionDrops, CapsLockAndKeypadBitsFromModifiersAndStrayBitsFromRecorderFlags) {
     EXPECT_EQ(recorderFlagsFromModifiers(kCmd | kModifierCapsLock | kModifierNumericPad | kModifierHelp),
               kRecorderCommand);
     EXPECT_EQ(modifiersFromRecorderFlags(kRecorderShift | 0x400 | 0x1 | 0x80), kShf);

@@ -329,11 +329,11 @@ TEST_P(Loading, readsTheStoredCombination) {
 INSTANTIATE_TEST_SUITE_P(
     Stored, Loading,
     testing::Values(
-        LoadRow{"CocoaFlagsAreTakenAsTheyAre",
+        LoadRow{"ModifierFlagsAreTakenAsTheyAre",
                 R"({"keyCode": 5, "modifierFlags": 1048576, "modifiers": 512})",
                 {kCmd, 5},
                 std::nullopt},
-        LoadRow{"CarbonFlagsAreConvertedWhenCocoaOnesAreMissing",
+        LoadRow{"RecorderFlagsAreConvertedWhenModifierFlagsAreMissing",
                 R"({"keyCode": 5, "modifiers": 2304})",
                 {kCmd | kOpt, 5},
                 std::nullopt},
