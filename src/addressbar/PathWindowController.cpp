@@ -512,9 +512,10 @@ void PathWindowController::selectPatternMatches(const std::string& text) {
                                   std::to_string(matches) + " matches");
 }
 
-void PathWindowController::navigationFinished(bool answered) {
+void PathWindowController::navigationFinished(Navigated outcome) {
     stopSpinner();
-    if (!answered) views_.field->showProblem(kNoAnswerMessage);
+    if (outcome == Navigated::fileManagerSilent) views_.field->showProblem(kNoAnswerMessage);
+    if (outcome == Navigated::folderSilent) views_.field->showProblem(kFolderSilentMessage);
 }
 
 void PathWindowController::noteVisit(const std::string& folder) {
@@ -540,25 +541,25 @@ std::optional<std::string> PathWindowController::visitedFolderFor(const std::str
 
 void PathWindowController::showFolder(const std::string& path) {
     startSpinnerTimer();
-    bridge_.showFolderAsync(path, [weak = std::weak_ptr(self_), path](bool answered) {
+    bridge_.showFolderAsync(path, [weak = std::weak_ptr(self_), path](Navigated outcome) {
         const auto self = weak.lock();
         if (!self) return;
-        if (answered) (*self)->noteVisit(path);
-        (*self)->navigationFinished(answered);
+        if (outcome == Navigated::answered) (*self)->noteVisit(path);
+        (*self)->navigationFinished(outcome);
     });
 }
 
 void PathWindowController::reveal(const std::string& path) {
     startSpinnerTimer();
-    bridge_.revealAsync(path, [weak = std::weak_ptr(self_), path](bool answered, const std::string& revealed) {
+    bridge_.revealAsync(path, [weak = std::weak_ptr(self_), path](Navigated outcome, const std::string& revealed) {
         const auto self = weak.lock();
         if (!self) return;
         // A folder shows with its "/" once the navigation has looked,
         // unless the user has typed something else meanwhile.
         PathFieldView& field = *(*self)->views_.field;
         if (revealed != path && field.stringValue() == path) field.setStringValue(revealed);
-        if (answered && revealed.ends_with('/')) (*self)->noteVisit(path);
-        (*self)->navigationFinished(answered);
+        if (outcome == Navigated::answered && revealed.ends_with('/')) (*self)->noteVisit(path);
+        (*self)->navigationFinished(outcome);
     });
 }
 

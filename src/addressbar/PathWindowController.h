@@ -42,6 +42,7 @@ class DelayedAction;
 class PathWindowDelegate;
 class Screens;
 class FileManagerCommands;
+enum class Navigated;
 class Workspace;
 namespace settings {
 class UserDefaults;
@@ -92,6 +93,8 @@ public:
     static constexpr const char* kVisitedTitle = "Visited folders";
     // Shown in the bar when a navigation got no answer, even after a retry.
     static constexpr const char* kNoAnswerMessage = "Thunar did not answer";
+    // Shown when the file system did not say in time what a navigation's path is.
+    static constexpr const char* kFolderSilentMessage = "The folder does not answer";
 
     // The bar of the window `windowElement`. The views
     // must all be given (std::invalid_argument otherwise).
@@ -230,7 +233,7 @@ private:
     // Hands the rows and the note to the list.
     void refreshCompletionList();
     void selectPatternMatches(const std::string& text);
-    void navigationFinished(bool answered);
+    void navigationFinished(Navigated outcome);
     // Counts a visit of the folder when the history is kept.
     void noteVisit(const std::string& folder);
     // The best visited folder for a text the window's folder has no

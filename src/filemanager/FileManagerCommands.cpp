@@ -1,8 +1,10 @@
 #include "filemanager/FileManagerCommands.h"
 
-#include <filesystem>
+#include <atomic>
+#include <cstdint>
 #include <mutex>
-#include <system_error>
+
+#include "util/FileSystemProbe.h"
 
 namespace jorvane {
 
@@ -14,6 +16,10 @@ constexpr const char* kMountFailedText = "The server could not be connected";
 struct FileManagerCommands::Core {
     mutable std::mutex mutex;
     std::shared_ptr<HandlerCatalogue> catalogue;
+    Options options;  // set before any operation runs, then only read
+    // Counts navigations asked for: one whose number is no longer the last
+    // has been replaced.
+    std::atomic<std::uint64_t> navigations{0};
 
     std::shared_ptr<HandlerCatalogue> current() const {
         std::lock_guard lock(mutex);
@@ -45,8 +51,12 @@ struct FileManagerCommands::Core {
 };
 
 FileManagerCommands::FileManagerCommands(std::shared_ptr<HandlerCatalogue> catalogue)
+    : FileManagerCommands(std::move(catalogue), Options{}) {}
+
+FileManagerCommands::FileManagerCommands(std::shared_ptr<HandlerCatalogue> catalogue, Options options)
     : core_(std::make_shared<Core>()) {
     core_->catalogue = std::move(catalogue);
+    core_->options = std::move(options);
 }
 
 FileManagerCommands::~FileManagerCommands() = default;
@@ -79,39 +89,58 @@ namespace {
 
 // A navigation that got no answer is tried once more: the file manager may
 // have been busy with something it has now given up.
-bool navigate(const std::shared_ptr<FileManagerCommands::Core>& core, std::string_view handler,
-              const std::string& path) {
-    if (core->call(handler, {path})) return true;
-    return core->call(handler, {path}).has_value();
+Navigated navigate(const std::shared_ptr<FileManagerCommands::Core>& core, std::string_view handler,
+                   const std::string& path) {
+    if (core->call(handler, {path}) || core->call(handler, {path})) return Navigated::answered;
+    return Navigated::fileManagerSilent;
 }
 
 void report(const FileManagerCommands::FinishedBlock& finished, bool answered) {
     if (finished) dispatch::performOnMainThread([finished, answered] { finished(answered); });
 }
 
+// What the file system says the path is, asked off the navigation queue: a
+// folder that does not answer keeps only its own question waiting. Nothing
+// when it has not answered within the limit, or when navigation `number` has
+// been replaced by a newer one meanwhile.
+std::optional<bool> isDirectory(const FileManagerCommands::Core& core, const std::string& path, std::uint64_t number) {
+    const FileManagerCommands::Options& options = core.options;
+    const auto replaced = [&core, number] { return core.navigations.load() != number; };
+    if (!options.isDirectory) return FileSystemProbe::isDirectory(path, options.folderAnswerLimit, replaced);
+    return FileSystemProbe::ask<bool>(
+        path, [check = options.isDirectory, path] { return check(path); }, options.folderAnswerLimit, replaced);
+}
+
 }  // namespace
 
-void FileManagerCommands::showFolderAsync(std::string path, FinishedBlock finishedBlock) {
+void FileManagerCommands::showFolderAsync(std::string path, NavigatedBlock finishedBlock) {
+    const std::uint64_t number = ++core_->navigations;
     showFolderQueue_.cancelAllOperations();
-    showFolderQueue_.addOperation([core = core_, path = std::move(path), finished = std::move(finishedBlock)] {
+    showFolderQueue_.addOperation([core = core_, number, path = std::move(path), finished = std::move(finishedBlock)] {
         // A file opens rather than shows in the file manager's location,
         // so only a directory is navigated to; everything else, missing
         // paths included, is revealed in its folder.
-        std::error_code ec;
-        const bool isDirectory = std::filesystem::is_directory(path, ec);
-        // The caller's spinner waits for this, so it comes in every case.
-        report(finished, navigate(core, isDirectory ? handlers::showFolder : handlers::reveal, path));
+        const std::optional<bool> directory = isDirectory(*core, path, number);
+        // A newer navigation replaced this one before the file manager heard of it.
+        if (core->navigations.load() != number) return;
+        // The caller's spinner waits for this, so it comes in every other case.
+        const Navigated outcome = !directory
+                                      ? Navigated::folderSilent
+                                      : navigate(core, *directory ? handlers::showFolder : handlers::reveal, path);
+        if (finished) dispatch::performOnMainThread([finished, outcome] { finished(outcome); });
     });
 }
 
 void FileManagerCommands::revealAsync(std::string path, RevealedBlock finishedBlock) {
+    const std::uint64_t number = ++core_->navigations;
     showFolderQueue_.cancelAllOperations();
-    showFolderQueue_.addOperation([core = core_, path = std::move(path), finished = std::move(finishedBlock)] {
+    showFolderQueue_.addOperation([core = core_, number, path = std::move(path), finished = std::move(finishedBlock)] {
         std::string revealed = path;
-        std::error_code ec;
-        if (std::filesystem::is_directory(revealed, ec) && !revealed.ends_with('/')) revealed.push_back('/');
-        const bool answered = navigate(core, handlers::reveal, revealed);
-        if (finished) dispatch::performOnMainThread([finished, answered, revealed] { finished(answered, revealed); });
+        const std::optional<bool> directory = isDirectory(*core, path, number);
+        if (core->navigations.load() != number) return;
+        if (directory.value_or(false) && !revealed.ends_with('/')) revealed.push_back('/');
+        const Navigated outcome = !directory ? Navigated::folderSilent : navigate(core, handlers::reveal, revealed);
+        if (finished) dispatch::performOnMainThread([finished, outcome, revealed] { finished(outcome, revealed); });
     });
 }
 

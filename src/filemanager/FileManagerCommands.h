@@ -6,9 +6,13 @@
 //
 // Time-outs: every handler call is bounded by the catalogue's own time-out
 // (the Thunar adapter enforces it). The wrapper adds none, so a synchronous
-// call blocks its caller at most for the catalogue's bound.
+// call blocks its caller at most for the catalogue's bound. A navigation also
+// asks the file system what its path is; that question is bounded too
+// (Options::folderAnswerLimit), so a folder that does not answer never holds
+// up the navigations after it.
 
 #include <array>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -52,15 +56,34 @@ inline constexpr std::string_view itemSeparator = "|!|";
 inline constexpr std::string_view notFolderWindow = "NO";
 }  // namespace handlers
 
+// How a navigation ended.
+enum class Navigated {
+    answered,           // the file manager did it
+    fileManagerSilent,  // the file manager did not answer, even when asked again
+    folderSilent,       // the file system did not say in time what the path is; the file manager was not asked
+};
+
 class FileManagerCommands {
 public:
-    // Told whether the file manager answered the navigation.
+    struct Options {
+        // How long a navigation waits for the file system to say whether its
+        // path is a directory.
+        std::chrono::nanoseconds folderAnswerLimit = std::chrono::seconds(1);
+        // Whether a path is a directory, links followed; the real file system
+        // when empty (tests put in one that never answers). Asked on a thread
+        // of FileSystemProbe, never on the navigation queue itself.
+        std::function<bool(const std::string&)> isDirectory;
+    };
+
+    // Told whether the file manager answered the command.
     using FinishedBlock = std::function<void(bool answered)>;
+    using NavigatedBlock = std::function<void(Navigated outcome)>;
     using PathBlock = std::function<void(std::optional<std::string> path)>;
     using FailureBlock = std::function<void(std::optional<std::string> failure)>;
 
     // Without a catalogue every call answers nothing.
     explicit FileManagerCommands(std::shared_ptr<HandlerCatalogue> catalogue = nullptr);
+    FileManagerCommands(std::shared_ptr<HandlerCatalogue> catalogue, Options options);
     // Drops the requests that wait and waits for the running ones.
     ~FileManagerCommands();
     FileManagerCommands(const FileManagerCommands&) = delete;
@@ -81,16 +104,18 @@ public:
     std::optional<std::string> call(std::string_view name, const std::vector<std::string>& params) const;
 
     // Navigation on the serial set-path queue: the newest request replaces
-    // those still waiting, a running one finishes. An existing directory
-    // (links followed) is shown with "finder_set_path", anything else is
-    // revealed with "finder_reveal". A call that got no answer is tried once
-    // more. Then `finishedBlock` runs on the main queue, told whether the
-    // file manager answered.
-    void showFolderAsync(std::string path, FinishedBlock finishedBlock);
+    // those still waiting, and one still waiting for the file system; one
+    // that has asked the file manager finishes. An existing directory (links
+    // followed) is shown with "finder_set_path", anything else is revealed
+    // with "finder_reveal"; a path the file system says nothing about within
+    // the limit goes to neither. A call that got no answer is tried once
+    // more. Then `finishedBlock` runs on the main queue with the outcome,
+    // unless a newer navigation replaced this one.
+    void showFolderAsync(std::string path, NavigatedBlock finishedBlock);
     // "finder_reveal" [path] on the same queue and terms; a path naming a
     // directory (links followed) gets a trailing "/" first. The block also
     // gets the path as revealed.
-    using RevealedBlock = std::function<void(bool answered, const std::string& revealed)>;
+    using RevealedBlock = std::function<void(Navigated outcome, const std::string& revealed)>;
     void revealAsync(std::string path, RevealedBlock finishedBlock);
     // Any other command, in the order given, on a serial queue of its own;
     // `finishedBlock` (may be empty) as above. Never retried: a command

@@ -5,14 +5,17 @@
 #include <utility>
 
 #include "util/Dispatch.h"
+#include "util/FileSystemProbe.h"
 
 namespace jorvane::places {
 
 namespace {
 
-bool isFolder(const std::string& path) {
-    std::error_code error;
-    return std::filesystem::is_directory(path, error);
+// Whether the path is a folder: nothing when the file system has not said
+// within a second (a network folder whose server went away), so that one
+// such folder never holds up the saves and checks queued behind it.
+std::optional<bool> isFolder(const std::string& path) {
+    return FileSystemProbe::isDirectory(path, std::chrono::seconds(1));
 }
 
 }  // namespace
@@ -75,7 +78,7 @@ void VisitedFolders::visit(std::string folder) {
     if (!remembering()) return;
     const UnixSeconds when = now();
     worker_->queue.addOperation([folder = std::move(folder), when, weak = std::weak_ptr(self_)] {
-        if (!isFolder(folder)) return;
+        if (!isFolder(folder).value_or(false)) return;
         dispatch::performOnMainThread([weak, folder, when] {
             const auto self = weak.lock();
             // The preference may have been turned off meanwhile.
@@ -102,7 +105,8 @@ std::vector<std::string> VisitedFolders::matching(std::string_view typed, std::s
     worker_->queue.addOperation([unchecked = std::move(unchecked), weak = std::weak_ptr(self_)] {
         std::vector<std::string> gone;
         for (const std::string& path : unchecked) {
-            if (!isFolder(path)) gone.push_back(path);
+            // One that does not answer is not gone: it may come back.
+            if (!isFolder(path).value_or(true)) gone.push_back(path);
         }
         if (gone.empty()) return;
         dispatch::performOnMainThread([weak, gone = std::move(gone)] {

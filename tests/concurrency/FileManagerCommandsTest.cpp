@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <condition_variable>
 #include <filesystem>
 #include <functional>
+#include <mutex>
 #include <optional>
 #include <ostream>
 #include <stdexcept>
@@ -103,7 +105,7 @@ TEST_P(ShowFolder, ChoosesTheHandlerByWhatThePathIs) {
     Bridge b;
     bool finished = false;
     bool finishedOnMain = false;
-    b.wrapper.showFolderAsync(path, [&](bool) {
+    b.wrapper.showFolderAsync(path, [&](Navigated) {
         finished = true;
         finishedOnMain = isMainThread();
     });
@@ -140,13 +142,13 @@ TEST(FileManagerCommands, FinishedBlockRunsEvenWhenTheHandlerFails) {
         throw std::runtime_error("file manager gone");
     });
     bool finished = false;
-    bool answered = true;
-    b.wrapper.showFolderAsync("/no/such/place", [&](bool wasAnswered) {
-        answered = wasAnswered;
+    Navigated outcome = Navigated::answered;
+    b.wrapper.showFolderAsync("/no/such/place", [&](Navigated navigated) {
+        outcome = navigated;
         finished = true;
     });
     EXPECT_TRUE(mainQueue().runUntil([&] { return finished; }, 10s));
-    EXPECT_FALSE(answered);
+    EXPECT_EQ(outcome, Navigated::fileManagerSilent);
     EXPECT_EQ(b.catalogue->callCount("finder_reveal"), 2u) << "tried once more";
     EXPECT_EQ(b.wrapper.call("finder_reveal", {"/x"}), std::nullopt);
 }
@@ -156,10 +158,10 @@ TEST(FileManagerCommands, NavigationWhileOneRunsDropsTheWaitingRequest) {
     Bridge b;
     b.catalogue->hold("finder_set_path");
     std::vector<std::string> finished;
-    b.wrapper.showFolderAsync(tmp.dir("one").string(), [&](bool) { finished.push_back("one"); });
+    b.wrapper.showFolderAsync(tmp.dir("one").string(), [&](Navigated) { finished.push_back("one"); });
     ASSERT_TRUE(b.catalogue->waitForHeld("finder_set_path", 1));
-    b.wrapper.showFolderAsync(tmp.dir("two").string(), [&](bool) { finished.push_back("two"); });
-    b.wrapper.showFolderAsync(tmp.dir("three").string(), [&](bool) { finished.push_back("three"); });
+    b.wrapper.showFolderAsync(tmp.dir("two").string(), [&](Navigated) { finished.push_back("two"); });
+    b.wrapper.showFolderAsync(tmp.dir("three").string(), [&](Navigated) { finished.push_back("three"); });
     b.catalogue->release("finder_set_path");
     ASSERT_TRUE(mainQueue().runUntil([&] { return finished.size() == 2; }, 10s));
     b.wrapper.waitUntilIdle();
@@ -179,7 +181,7 @@ TEST(FileManagerCommands, TypingWhileARevealRunsKeepsOnlyTheNewestNameAndNeverHo
     ASSERT_TRUE(b.catalogue->waitForHeld("finder_reveal_in_current", 1));
     for (const char* name : {"ab", "abc", "abcd"}) b.wrapper.revealInCurrentAsync(name);
     bool shown = false;
-    b.wrapper.showFolderAsync(tmp.dir("there").string(), [&](bool) { shown = true; });
+    b.wrapper.showFolderAsync(tmp.dir("there").string(), [&](Navigated) { shown = true; });
     ASSERT_TRUE(mainQueue().runUntil([&] { return shown; }, 10s));
     b.catalogue->release("finder_reveal_in_current");
     b.wrapper.waitUntilIdle();
@@ -187,6 +189,76 @@ TEST(FileManagerCommands, TypingWhileARevealRunsKeepsOnlyTheNewestNameAndNeverHo
     for (const Call& c : b.catalogue->calls())
         if (c.name == "finder_reveal_in_current") revealed.push_back(c.params.at(0));
     EXPECT_THAT(revealed, ElementsAre("a", "abcd"));
+}
+
+// A file system whose paths under "/hung" do not answer until it opens.
+class HungFileSystem {
+public:
+    bool isDirectory(const std::string& path) {
+        if (!path.starts_with("/hung")) return true;
+        std::unique_lock lock(mutex_);
+        ++inside_;
+        changed_.notify_all();
+        changed_.wait(lock, [&] { return open_; });
+        --inside_;
+        changed_.notify_all();
+        return true;
+    }
+    bool waitForInside(int count) {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, 10s, [&] { return inside_ >= count; });
+    }
+    // Answers every question still waiting, and waits until they have left.
+    void open() {
+        std::unique_lock lock(mutex_);
+        open_ = true;
+        changed_.notify_all();
+        changed_.wait(lock, [&] { return inside_ == 0; });
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    int inside_ = 0;
+    bool open_ = false;
+};
+
+TEST(FileManagerCommands, APathTheFileSystemDoesNotAnswerForHoldsUpNoNavigationAndIsToldApart) {
+    auto fileSystem = std::make_shared<HungFileSystem>();
+    Bridge b;
+    FileManagerCommands::Options options;
+    options.folderAnswerLimit = 300ms;
+    options.isDirectory = [fileSystem](const std::string& path) { return fileSystem->isDirectory(path); };
+    FileManagerCommands wrapper(b.catalogue, options);
+    std::vector<std::pair<std::string, Navigated>> finished;
+    const auto note = [&](std::string name) {
+        return [&, name](Navigated outcome) { finished.emplace_back(name, outcome); };
+    };
+
+    // A newer navigation takes over from one that waits for the file system.
+    wrapper.showFolderAsync("/hung/a", note("hung"));
+    ASSERT_TRUE(fileSystem->waitForInside(1));
+    wrapper.showFolderAsync("/local", note("local"));
+    ASSERT_TRUE(mainQueue().runUntil([&] { return !finished.empty(); }, 10s));
+    EXPECT_THAT(finished, ElementsAre(std::pair{std::string("local"), Navigated::answered}));
+
+    // Alone, it ends at the limit, without asking the file manager; a path
+    // below one still stuck ends at once.
+    for (const char* path : {"/hung/b", "/hung/b/c"}) {
+        finished.clear();
+        const auto start = std::chrono::steady_clock::now();
+        wrapper.revealAsync(path, [&](Navigated outcome, const std::string&) { finished.emplace_back(path, outcome); });
+        ASSERT_TRUE(mainQueue().runUntil([&] { return !finished.empty(); }, 10s));
+        EXPECT_THAT(finished, ElementsAre(std::pair{std::string(path), Navigated::folderSilent}));
+        const auto took = std::chrono::steady_clock::now() - start;
+        if (std::string_view(path) == "/hung/b")
+            EXPECT_GE(took, 300ms);
+        else
+            EXPECT_LT(took, 300ms);
+    }
+    EXPECT_THAT(b.catalogue->calls(), ElementsAre(Call{"finder_set_path", {"/local"}, false}));
+    fileSystem->open();
+    wrapper.waitUntilIdle();
 }
 
 // ---------------------------------------------------------------- get path

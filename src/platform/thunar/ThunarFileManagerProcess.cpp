@@ -22,6 +22,7 @@
 #include "platform/thunar/ThunarText.h"
 #include "platform/x11/X11Windows.h"
 #include "util/Diagnostics.h"
+#include "util/FileSystemProbe.h"
 
 namespace jorvane {
 
@@ -63,9 +64,10 @@ std::vector<std::string> commandLine(std::int32_t pid) {
     return args;
 }
 
+// A folder that does not say within half a second that it is one (a network
+// folder whose server went away) counts as none: the relaunch must not wait.
 bool isDirectory(const std::string& path) {
-    std::error_code error;
-    return std::filesystem::is_directory(path, error);
+    return FileSystemProbe::isDirectory(path, std::chrono::milliseconds(500)).value_or(false);
 }
 
 std::filesystem::path homeFolder() {

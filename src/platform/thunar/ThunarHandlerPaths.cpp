@@ -4,8 +4,6 @@
 
 #include "platform/thunar/ThunarHandlerWorker.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdlib>
@@ -13,18 +11,29 @@
 
 #include <gio/gio.h>
 
+#include "util/FileSystemProbe.h"
+
 namespace jorvane::thunar {
 
-namespace fs = std::filesystem;
-
 bool isDirectory(const std::string& path) {
-    struct stat info {};
-    return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+    return FileSystemProbe::isDirectory(path, kFileSystemLimit).value_or(false);
 }
 
-bool exists(const std::string& path) {
-    struct stat info {};
-    return lstat(path.c_str(), &info) == 0;
+bool exists(const std::string& path) { return FileSystemProbe::exists(path, kFileSystemLimit).value_or(false); }
+
+bool answers(const std::string& path) { return FileSystemProbe::isDirectory(path, kFileSystemLimit).has_value(); }
+
+std::optional<std::string> canonicalPath(const std::string& path) {
+    return FileSystemProbe::ask<std::optional<std::string>>(
+               path,
+               [path]() -> std::optional<std::string> {
+                   std::error_code error;
+                   std::string canonical = std::filesystem::weakly_canonical(path, error).string();
+                   if (error) return std::nullopt;
+                   return canonical;
+               },
+               kFileSystemLimit)
+        .value_or(std::nullopt);
 }
 
 std::string joinPath(const std::string& folder, const std::string& name) {
@@ -32,13 +41,8 @@ std::string joinPath(const std::string& folder, const std::string& name) {
     return folder + "/" + name;
 }
 
-// Raw names of a folder's entries.
 std::vector<std::string> entriesOf(const std::string& folder) {
-    std::vector<std::string> names;
-    std::error_code error;
-    for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error))
-        names.push_back(it->path().filename().string());
-    return names;
+    return FileSystemProbe::entries(folder, kFileSystemLimit).value_or(std::vector<std::string>{});
 }
 
 // How many rows Thunar shows for a folder while hidden and backup files are

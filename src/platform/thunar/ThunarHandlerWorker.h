@@ -38,10 +38,22 @@ inline constexpr std::string_view kEnterLocationCall = "#enter_location";
 inline constexpr std::uint32_t kKeysymL = 0x006c;
 inline constexpr std::uint32_t kKeysymControlL = 0xffe3;
 
+// The worker never waits on a file system longer than this for one question
+// (a network folder whose server went away blocks for minutes): it must keep
+// serving the bars meanwhile. A question without an answer answers false or
+// nothing, and further questions about the same place answer so at once
+// until the file system is back (FileSystemProbe).
+inline constexpr std::chrono::milliseconds kFileSystemLimit{500};
+
 bool isDirectory(const std::string& path);
 bool exists(const std::string& path);
+// Whether the file system says anything about the path within the limit.
+bool answers(const std::string& path);
+// The path with links, "." and ".." resolved as far as it exists; nothing
+// when it cannot be resolved, or not in time.
+std::optional<std::string> canonicalPath(const std::string& path);
 std::string joinPath(const std::string& folder, const std::string& name);
-// Raw names of a folder's entries.
+// Raw names of a folder's entries; none when it cannot be read in time.
 std::vector<std::string> entriesOf(const std::string& folder);
 // How many rows Thunar shows for a folder while hidden and backup files are
 // hidden (its default).

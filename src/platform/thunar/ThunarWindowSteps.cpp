@@ -5,12 +5,10 @@
 #include "platform/thunar/ThunarHandlerWorker.h"
 
 #include <algorithm>
-#include <filesystem>
 
 namespace jorvane {
 
 using namespace thunar;
-namespace fs = std::filesystem;
 
 // ---- Front window
 
@@ -83,9 +81,12 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::folderOf(const Window
 bool ThunarHandlerCatalogue::Worker::waitForFolder(Window& window, const std::string& folder,
                                                    Clock::time_point deadline) {
     const std::string wanted = withoutTrailingSlash(folder);
-    std::error_code error;
-    const fs::path canonical = fs::weakly_canonical(wanted, error);
+    // Through links, the title may name the folder by another path. Both are
+    // resolved once (the file system is slow, or may not answer at all).
+    const std::optional<std::string> canonical = canonicalPath(wanted);
     std::string mappedTitle;
+    std::optional<std::string> resolvedShown;
+    std::optional<std::string> resolvedShownCanonical;
     while (!expired(deadline)) {
         if (refreshTitle(window)) {
             std::optional<std::string> shown = folderFromTitle(window.title);
@@ -94,8 +95,14 @@ bool ThunarHandlerCatalogue::Worker::waitForFolder(Window& window, const std::st
                 mappedTitle = window.title;
                 shown = serverLocationPath(titleLocation(window.title));
             }
-            if (shown && (*shown == wanted || (!error && fs::weakly_canonical(*shown, error) == canonical)))
-                return true;
+            if (shown && *shown == wanted) return true;
+            if (shown && canonical) {
+                if (shown != resolvedShown) {
+                    resolvedShown = shown;
+                    resolvedShownCanonical = canonicalPath(*shown);
+                }
+                if (resolvedShownCanonical == canonical) return true;
+            }
         }
         pause(milliseconds(2));
     }
@@ -282,11 +289,16 @@ std::optional<std::vector<std::string>> ThunarHandlerCatalogue::Worker::selected
         auto contains = [](const std::string& text, const std::string& part) {
             return !part.empty() && text.find(part) != std::string::npos;
         };
+        auto loading = [](const std::optional<std::string>& status) {
+            return status && (*status == ThunarAtspi::translated("Loading folder contents...") ||
+                              *status == "Loading folder contents...");
+        };
         std::optional<std::string> status = atspi_.statusText();
+        // A folder that does not answer stays loading, with nothing in it to
+        // select: no use waiting for it.
+        if (loading(status) && !answers(folder)) return std::vector<std::string>{};
         // Right after a change of folder or view Thunar says it is loading.
-        while (status && !expired(deadline) &&
-               (*status == ThunarAtspi::translated("Loading folder contents...") ||
-                *status == "Loading folder contents...")) {
+        while (loading(status) && !expired(deadline)) {
             pause(milliseconds(10));
             status = atspi_.statusText();
         }
