@@ -78,7 +78,9 @@ protected:
               bool completed = false) {
         ASSERT_NO_FATAL_FAILURE(openBar());
         ASSERT_TRUE(driver().type(text));
-        if (completed) ASSERT_TRUE(driver().waitForInlineCompletion(kWait)) << how << ": no inline completion";
+        if (completed) {
+            ASSERT_TRUE(driver().waitForInlineCompletion(kWait)) << how << ": no inline completion";
+        }
         ASSERT_TRUE(driver().key(key));
         expectWindowShows(folder, how);
     }
