@@ -159,7 +159,6 @@ public:
     void onApplicationLaunched(const WorkspaceNotification& notification);
     void onApplicationQuit(const WorkspaceNotification& notification);
     // The file manager process the program works with (0 while it waits for one).
-    const FileManagerLifecycle* fileManagerLifecycle() const { return lifecycle_.get(); }
 
     // ---- the event tap
     void installEventTap();

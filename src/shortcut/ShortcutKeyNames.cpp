@@ -165,8 +165,4 @@ std::optional<std::string> characterForCombo(ShortcutKeyCode keyCode, Modifiers 
     return mapFirstCharacter(*typed, utf8proc_totitle);
 }
 
-std::optional<std::string> characterForRecorderCombo(ShortcutKeyCode keyCode, std::uint32_t recorderFlags) {
-    return characterForCombo(keyCode, modifiersFromRecorderFlags(recorderFlags));
-}
-
 }  // namespace jorvane

@@ -60,6 +60,5 @@ std::uint32_t recorderFlagsFromModifiers(Modifiers modifiers);
 // capitalised; the key's name (shortcutKeyName) when there is no layout or the
 // translation fails.
 std::optional<std::string> characterForCombo(ShortcutKeyCode keyCode, Modifiers modifiers);
-std::optional<std::string> characterForRecorderCombo(ShortcutKeyCode keyCode, std::uint32_t recorderFlags);
 
 }  // namespace jorvane

@@ -44,10 +44,6 @@ Modifiers ShortcutRecorder::filteredModifiers(Modifiers flags) const {
     return filtered;
 }
 
-std::uint32_t ShortcutRecorder::filteredRecorderFlags(Modifiers flags) const {
-    return recorderFlagsFromModifiers(filteredModifiers(flags));
-}
-
 bool ShortcutRecorder::validModifierFlags(Modifiers flags) const {
     return allowsKeyOnly_ || (flags & kShortcutModifierMask) || (flags & kModifierFunction);
 }
@@ -297,13 +293,5 @@ std::string ShortcutRecorder::displayText() const {
 std::string ShortcutRecorder::snapBackText() const { return localized("Use old shortcut"); }
 
 bool ShortcutRecorder::showsRemoveButton() const { return !isRecording() && enabled_ && !isEmpty(); }
-
-std::string ShortcutRecorder::removeButtonImageName() const {
-    if (pressed_ == ShortcutRecorderPart::removeButton) return "HKRemoveShortcutPressed";
-    if (hovered_ == ShortcutRecorderPart::removeButton) return "HKRemoveShortcutRollover";
-    return "HKRemoveShortcut";
-}
-
-std::string ShortcutRecorder::snapBackButtonImageName() const { return "HKSnapback"; }
 
 }  // namespace jorvane

@@ -105,16 +105,13 @@ public:
     void setDelegate(ShortcutRecorderDelegate* delegate) { delegate_ = delegate; }
     ShortcutRecorderDelegate* delegate() const { return delegate_; }
     void setView(ShortcutRecorderView* view) { view_ = view; }
-    void setAlerts(Alerts* alerts) { alerts_ = alerts; }
 
     // ---- Configuration
     ShortcutCombo keyCombo() const { return combo_; }
     // Stores the combination (flags filtered), forgets the typed characters,
     // tells the delegate (even when nothing changed), saves.
     void setKeyCombo(ShortcutCombo combo);
-    Modifiers allowedFlags() const { return allowedFlags_; }
     void setAllowedFlags(Modifiers flags);
-    Modifiers requiredFlags() const { return requiredFlags_; }
     void setRequiredFlags(Modifiers flags);
     bool allowsKeyOnly() const { return allowsKeyOnly_; }
     bool escapeKeysRecord() const { return escapeKeysRecord_; }
@@ -126,7 +123,6 @@ public:
     void setAutosaveName(std::string name);
     bool isEnabled() const { return enabled_; }
     void setEnabled(bool enabled);
-    bool animatesTransitions() const { return animates_; }
     void setAnimatesTransitions(bool animates) { animates_ = animates; }
 
     // The characters of the recorded key press, when the combination came
@@ -167,10 +163,6 @@ public:
     Modifiers recordingFlags() const { return recordingFlags_; }
     bool showsRemoveButton() const;
     bool showsSnapBackButton() const { return isRecording(); }
-    // "HKRemoveShortcut", with "Rollover" or "Pressed" after it while the
-    // pointer is over or presses it; "HKSnapback".
-    std::string removeButtonImageName() const;
-    std::string snapBackButtonImageName() const;
     ShortcutRecorderPart hoveredPart() const { return hovered_; }
     ShortcutRecorderPart pressedPart() const { return pressed_; }
 
@@ -179,7 +171,6 @@ private:
                                                std::string& reason) override;
 
     Modifiers filteredModifiers(Modifiers flags) const;
-    std::uint32_t filteredRecorderFlags(Modifiers flags) const;
     bool validModifierFlags(Modifiers flags) const;
     void startRecording();
     void endRecording();

@@ -36,7 +36,6 @@ public:
     QLineEdit* userField() const { return user_; }
     QLineEdit* passwordField() const { return password_; }
     QLineEdit* domainField() const { return domain_; }
-    QCheckBox* anonymousBox() const { return anonymous_; }
     QCheckBox* rememberBox() const { return remember_; }
 
 private:

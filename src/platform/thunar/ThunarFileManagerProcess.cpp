@@ -253,11 +253,6 @@ std::vector<std::string> ThunarFileManagerProcess::openFolders(std::int32_t pid)
     return folders;
 }
 
-std::vector<std::string> ThunarFileManagerProcess::foldersToReopen() const {
-    std::lock_guard lock(mutex_);
-    return reopen_;
-}
-
 int ThunarFileManagerProcess::quitApplication(std::string_view bundleIdentifier) {
     const std::string identifier = lowered(bundleIdentifier);
     if (identifier != lowered(kIdentifier) && identifier != lowered(kBusName) && identifier != "thunar")

@@ -72,8 +72,6 @@ public:
 
     // The folders the process's browser windows show, front first.
     std::vector<std::string> openFolders(std::int32_t pid);
-    // What the next launch() will open.
-    std::vector<std::string> foldersToReopen() const;
 
 private:
     struct Client {

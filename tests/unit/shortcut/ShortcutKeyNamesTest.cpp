@@ -202,7 +202,6 @@ TEST(CharacterForCombo, FollowsShiftAndOptionOnlyAndCapitalises) {
     test::ScopedKeyboardLayout scoped;
     scoped.layout().setKey(kKeyG, {"g", "G", "\u00a9"});
     EXPECT_EQ(characterForCombo(kKey1, kShf), "!");
-    EXPECT_EQ(characterForRecorderCombo(kKey1, kRecorderShift), "!");
     EXPECT_EQ(characterForCombo(kKeyG, 0), "G");
     EXPECT_EQ(characterForCombo(kKeyG, kCmd | kCtl), "G");
     EXPECT_EQ(characterForCombo(kKeyG, kOpt), "\u00a9");

@@ -384,14 +384,10 @@ TEST_F(Recorder, ViewShowsTextsAndButtonsByState) {
     EXPECT_EQ(cell_.snapBackText(), "Use old shortcut");
     EXPECT_TRUE(cell_.showsSnapBackButton());
     EXPECT_FALSE(cell_.showsRemoveButton());
-    EXPECT_EQ(cell_.snapBackButtonImageName(), "HKSnapback");
     cell_.snapBack();
     EXPECT_EQ(cell_.keyCombo(), (ShortcutCombo{kCmd, 5}));
-    EXPECT_EQ(cell_.removeButtonImageName(), "HKRemoveShortcut");
     cell_.setHoveredPart(ShortcutRecorderPart::removeButton);
-    EXPECT_EQ(cell_.removeButtonImageName(), "HKRemoveShortcutRollover");
     cell_.setPressedPart(ShortcutRecorderPart::removeButton);
-    EXPECT_EQ(cell_.removeButtonImageName(), "HKRemoveShortcutPressed");
     cell_.removeKeyCombo();
     EXPECT_EQ(cell_.keyCombo(), (ShortcutCombo{0, kNoShortcutKey}));
     EXPECT_EQ(delegate_.changes.back(), (ShortcutCombo{0, kNoShortcutKey}));
