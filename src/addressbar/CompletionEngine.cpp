@@ -132,7 +132,6 @@ void runRequest(const std::shared_ptr<CompletionEngine::Request>& request, const
     std::vector<std::shared_ptr<const DirectoryListing>> fresh;
     for (;;) {
         bool finished = false;
-        bool failed = false;
         {
             std::unique_lock lock(load.mutex);
             const bool moved = load.changed.wait_for(lock, options.stallAfter, [&] {
@@ -145,10 +144,17 @@ void runRequest(const std::shared_ptr<CompletionEngine::Request>& request, const
                 stalled = true;
                 continue;
             }
+            if (load.failed) {
+                // The reader dropped the batches of a folder that failed
+                // part-way, those seen here included: none of its names
+                // count.
+                lock.unlock();
+                publish(CompletionEngine::Progress::complete, true, true);
+                return;
+            }
             fresh.assign(load.batches.begin() + static_cast<std::ptrdiff_t>(seen), load.batches.end());
             seen = load.batches.size();
             finished = load.finished;
-            failed = load.failed;
         }
         stalled = false;
         for (const auto& batch : fresh) {
@@ -168,7 +174,7 @@ void runRequest(const std::shared_ptr<CompletionEngine::Request>& request, const
         }
         fresh.clear();
         if (finished) {
-            publish(CompletionEngine::Progress::complete, failed, true);
+            publish(CompletionEngine::Progress::complete, false, true);
             return;
         }
         const dispatch::TimePoint now = dispatch::timeSource().now();

@@ -85,6 +85,23 @@ TEST_F(CompletionWorkerTest, AFolderThatGivesNothingIsShownAsNotAnswering) {
     EXPECT_EQ(engine_->currentCompletions(), Strings{"apple"});
 }
 
+TEST_F(CompletionWorkerTest, AFolderThatFailsPartWayEndsTheReadingWithNoneOfItsNames) {
+    makeEngine({{"apple"}, {"avocado"}});
+    type("a");
+    source_->release(1);
+    ASSERT_TRUE(waitFor([&] { return engine_->currentCompletions() == Strings{"apple"}; }));
+    source_->close();
+    ASSERT_TRUE(waitFor([&] { return engine_->progress() == CompletionEngine::Progress::complete; }));
+    EXPECT_TRUE(engine_->folderUnreadable());
+    EXPECT_EQ(engine_->currentCompletions(), Strings{});
+    // A later text in the same folder gets the same answer.
+    type("ap");
+    ASSERT_TRUE(waitFor([&] {
+        return engine_->answeredText() == "ap" && engine_->progress() == CompletionEngine::Progress::complete;
+    }));
+    EXPECT_TRUE(engine_->folderUnreadable());
+}
+
 TEST_F(CompletionWorkerTest, AnotherFolderStopsTheReadingOfTheFirst) {
     makeEngine({{"a1"}, {"a2"}, {"a3"}});
     type("a");
