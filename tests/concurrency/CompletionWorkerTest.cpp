@@ -3,6 +3,7 @@
 
 #include "addressbar/CompletionEngine.h"
 #include "fakes/GatedFolderSource.h"
+#include "fakes/VirtualTime.h"
 #include "util/Dispatch.h"
 
 #include <gtest/gtest.h>
@@ -76,8 +77,13 @@ TEST_F(CompletionWorkerTest, ANewerTextReplacesTheOlderAndTheFolderIsReadOnce) {
 }
 
 TEST_F(CompletionWorkerTest, AFolderThatGivesNothingIsShownAsNotAnswering) {
-    makeEngine({{"apple"}}, 20ms);
+    jorvane::test::VirtualTime time;
+    // Longer than the test waits for the main queue: only virtual time gets there.
+    makeEngine({{"apple"}}, 30s);
     type("a");
+    time.pass(25s);
+    EXPECT_EQ(engine_->progress(), CompletionEngine::Progress::reading);
+    time.pass(5s);
     ASSERT_TRUE(waitFor([&] { return engine_->progress() == CompletionEngine::Progress::notAnswering; }));
     // It answers at last.
     source_->release(1);
