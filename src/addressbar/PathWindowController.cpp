@@ -374,10 +374,10 @@ bool PathWindowController::handleEditCommand(TextCommand command) {
             return true;
         case TextCommand::insertNewline:
             if (listVisible) {
-                // The chosen candidate; nothing chosen empties the field,
-                // which then shows the window's folder again.
-                const bool chosen = row >= 0 && static_cast<std::size_t>(row) < listRows_.size();
-                views_.field->setStringValue(chosen ? listRows_[static_cast<std::size_t>(row)] : std::string{});
+                // The chosen candidate; with none (an empty list) the text
+                // as typed.
+                if (row >= 0 && static_cast<std::size_t>(row) < listRows_.size())
+                    views_.field->setStringValue(listRows_[static_cast<std::size_t>(row)]);
                 pathEditorEnter();
             } else if (selection.length != 0) {
                 pathEditorEnter();

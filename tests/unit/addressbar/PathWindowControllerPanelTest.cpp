@@ -337,21 +337,40 @@ TEST_F(PathWindowControllerTest, ChoosingARowEntersIt) {
     EXPECT_THAT(handlerCalls(), ElementsAre(t("finder_reveal [{T}/three/ccc]")));
 }
 
+TEST_F(PathWindowControllerTest, TypingWithTheListOpenKeepsTheChosenRowOrChoosesTheFirst) {
+    const auto typeAndComplete = [this](const std::string& text) {
+        views_.field().type(t(text));
+        bar().textChanged();
+        bar().completedString(t(text));
+    };
+    views_.field().type(t("{T}/three/"));
+    bar().showPopup();
+    views_.completions().selectRow(2);
+    typeAndComplete("{T}/three/c");
+    EXPECT_EQ(views_.completions().content().at(views_.completions().selectedRow()), t("{T}/three/ccc"));
+    typeAndComplete("{T}/three/b");
+    EXPECT_EQ(views_.completions().selectedRow(), 0);
+    bar().handleEditCommand(TextCommand::insertNewline);
+    EXPECT_EQ(views_.field().stringValue(), t("{T}/three/bb"));
+}
+
 // A folder that arrives after the keystroke: the bar goes on at once and
 // catches up as the names come.
-class SlowFolderTest : public PathWindowControllerTest {
-protected:
-    SlowFolderTest() {
+class SlowFolderFixture : public PathWindowControllerFixture {
+public:
+    SlowFolderFixture() {
         completion_.waitBudget = std::chrono::nanoseconds(0);
         completion_.source = source_;
     }
-    ~SlowFolderTest() override { source_->close(); }
+    ~SlowFolderFixture() override { source_->close(); }
     bool waitFor(const std::function<bool()>& done) {
         return dispatch::mainQueue().runUntil(done, std::chrono::seconds(10));
     }
     std::shared_ptr<GatedFolderSource> source_ =
         std::make_shared<GatedFolderSource>(std::vector<std::vector<std::string>>{{"notes.txt", "nothing"}, {"no"}});
 };
+
+class SlowFolderTest : public SlowFolderFixture, public testing::Test {};
 
 TEST_F(SlowFolderTest, InlineCompletionArrivesLateAndFollowsAShorterCandidate) {
     views_.field().type("/f/no");
