@@ -92,6 +92,9 @@ public:
     static constexpr const char* kVisitedTitle = "Visited folders";
     // Shown in the bar when a navigation got no answer, even after a retry.
     static constexpr const char* kNoAnswerMessage = "Thunar did not answer";
+    // Shown in the list while its folder gives nothing, and in the bar when a
+    // pattern's folder stopped answering before all its matches were known.
+    static constexpr const char* kFolderNotAnsweringMessage = "The folder does not answer";
 
     // initWithFinderAxWindow: the bar of the window `windowElement`. The views
     // must all be given (std::invalid_argument otherwise).
@@ -229,7 +232,12 @@ private:
     void collectListRows();
     // Hands the rows and the note to the list.
     void refreshCompletionList();
+    // Asks Thunar to select the pattern's matches (at most
+    // kMaxSelectedNames), with the spinner; its answer is shown like a
+    // navigation's.
     void selectPatternMatches(const std::string& text);
+    // Gives up a pattern waiting for its folder, and its spinner.
+    void cancelPendingPattern();
     void navigationFinished(bool answered);
     // Counts a visit of the folder when the history is kept.
     void noteVisit(const std::string& folder);
@@ -258,7 +266,8 @@ private:
     // arrive; nothing after any other change.
     std::optional<std::string> inlineText_;
     // A pattern entered while its folder was still being read: its matches
-    // are selected once they are all known.
+    // are selected once they are all known. Typing, Escape, closing and a
+    // folder that stops answering give it up.
     std::optional<std::string> pendingPattern_;
     // The rows the list holds now, and where its visited folders begin.
     std::vector<std::string> listRows_;

@@ -54,10 +54,15 @@ void PathWindowController::completionAnswerChanged() {
         views_.field->completeInline(*inlineText_, candidates.front());
         if (const std::optional<std::string> name = engine_.nextRevealName()) bridge_.revealInCurrentAsync(*name);
     }
-    if (pendingPattern_ && complete && engine_.answeredText() == *pendingPattern_) {
-        stopSpinner();
-        const std::string pattern = *std::exchange(pendingPattern_, std::nullopt);
-        selectPatternMatches(pattern);
+    if (pendingPattern_ && engine_.answeredText() == *pendingPattern_) {
+        if (complete) {
+            const std::string pattern = *std::exchange(pendingPattern_, std::nullopt);
+            selectPatternMatches(pattern);
+        } else if (engine_.progress() == CompletionEngine::Progress::notAnswering) {
+            // Its matches may never be known: the wait ends here.
+            cancelPendingPattern();
+            views_.field->showProblem(kFolderNotAnsweringMessage);
+        }
     }
 }
 
@@ -69,7 +74,7 @@ std::string PathWindowController::completionNote() const {
     switch (engine_.progress()) {
         case CompletionEngine::Progress::complete: break;
         case CompletionEngine::Progress::reading: state = "Reading folder\u2026"; break;
-        case CompletionEngine::Progress::notAnswering: state = "The folder does not answer"; break;
+        case CompletionEngine::Progress::notAnswering: state = kFolderNotAnsweringMessage; break;
     }
     if (state) note += note.empty() ? state : std::string(" \u2014 ") + state;
     return note;

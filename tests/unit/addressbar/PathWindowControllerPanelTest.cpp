@@ -372,6 +372,69 @@ public:
 
 class SlowFolderTest : public SlowFolderFixture, public testing::Test {};
 
+// Return on a pattern while its folder is read: the matches are selected
+// once they are all known, unless the user or the folder ends the wait.
+struct PendingPatternRow {
+    const char* name;
+    std::function<void(SlowFolderFixture&)> meanwhile;
+    bool selected;
+    const char* problem;
+};
+
+class PendingPattern : public SlowFolderFixture, public testing::TestWithParam<PendingPatternRow> {};
+
+TEST_P(PendingPattern, Row) {
+    const PendingPatternRow& row = GetParam();
+    bar().setFileManagerLocation("/f");
+    views_.field().type("*.txt");
+    bar().handleEditCommand(TextCommand::insertNewline);
+    advance(PathWindowController::kSpinnerDelay);
+    ASSERT_FALSE(views_.spinner().isHidden());
+
+    row.meanwhile(*this);
+    if (!bar().isClosed()) {
+        source_->release(2);
+        ASSERT_TRUE(waitFor([&] {
+            return bar().completionEngine().progress() == CompletionEngine::Progress::complete &&
+                   bar().completionEngine().answeredText() == "*.txt";
+        }));
+    }
+    settle();
+    advance(1);
+    EXPECT_EQ(catalogue_->callCount(handlers::selectNames), row.selected ? 1u : 0u);
+    EXPECT_EQ(views_.field().problem(), row.problem);
+    EXPECT_TRUE(views_.spinner().isHidden());
+}
+
+// clang-format off
+const PendingPatternRow kPendingPatternRows[] = {
+    {"the whole folder selects the matches", [](SlowFolderFixture&) {}, true, ""},
+    {"Escape gives the pattern up",
+     [](SlowFolderFixture& test) { test.bar().handleEditCommand(TextCommand::cancelOperation); }, false, ""},
+    {"typing gives the pattern up",
+     [](SlowFolderFixture& test) {
+         test.views_.field().type("*.tx");
+         test.bar().textChanged();
+     }, false, ""},
+    {"a folder that does not answer ends the wait with a message",
+     [](SlowFolderFixture& test) {
+         test.advance(2);
+         ASSERT_TRUE(test.waitFor([&] { return !test.views_.field().problem().empty(); }));
+     }, false, PathWindowController::kFolderNotAnsweringMessage},
+    {"closing the bar gives the pattern up and nothing reaches its views",
+     [](SlowFolderFixture& test) {
+         test.bar().close();
+         test.log_->clear();
+         test.source_->release(2);
+         ASSERT_TRUE(test.source_->waitUntilStopped());
+         test.settle();
+         test.advance(3);
+         EXPECT_EQ(test.log_->entries(), std::vector<std::string>{});
+     }, false, ""},
+};
+// clang-format on
+INSTANTIATE_TEST_SUITE_P(PathWindowController, PendingPattern, testing::ValuesIn(kPendingPatternRows), SentenceName{});
+
 TEST_F(SlowFolderTest, InlineCompletionArrivesLateAndFollowsAShorterCandidate) {
     views_.field().type("/f/no");
     EXPECT_EQ(bar().completedString("/f/no"), std::nullopt);
