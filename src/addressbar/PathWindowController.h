@@ -17,11 +17,19 @@
 // commands of the text field (handleEditCommand: Return, Tab, arrows,
 // Escape).
 //
-// Everything runs on the main thread. The file-manager calls made here are
-// synchronous, except navigation to a folder (showFolder) and connecting
-// to a server (mount), which run on the bridge's queues and report back
-// on the main queue; the spinner shows when the work takes longer than
-// kSpinnerDelay.
+// Threads. The controller is used on the main thread only, and whatever
+// comes back from other threads reaches it through the main queue (guarded
+// by self_, since the controller may be gone by then). Thunar is asked
+// synchronously, through the bridge's bounded calls, only while the bar
+// opens (is it a folder window, its folder, its selection) and for the
+// window's folder when none is stored (fileManagerLocation()). Everything
+// else runs on the bridge's queues: navigations and reveals, the selection
+// of a pattern's matches, the other commands, search as you type, fetching
+// the folder and connecting to a server; navigations, selections and
+// connections show the spinner when they take longer than kSpinnerDelay.
+// Completion reads and filters folders on worker threads (CompletionEngine)
+// and waits only its short budget for them; later answers arrive through
+// completionAnswerChanged.
 
 #include <cstddef>
 #include <cstdint>
