@@ -71,6 +71,9 @@ struct CompletionEngine::Request {
     bool absolute = false;
     std::shared_ptr<FolderLoad> load;
     std::atomic<bool> cancelled{false};
+    // The folder has given nothing new for stallAfter (under the load's
+    // lock): the stall check's word to the worker.
+    bool stallDue = false;
 
     std::mutex mutex;
     std::condition_variable ready;
@@ -132,23 +135,31 @@ void runRequest(const std::shared_ptr<CompletionEngine::Request>& request, const
     std::vector<std::shared_ptr<const DirectoryListing>> fresh;
     for (;;) {
         bool finished = false;
-        bool failed = false;
         {
             std::unique_lock lock(load.mutex);
-            const bool moved = load.changed.wait_for(lock, options.stallAfter, [&] {
-                return request->cancelled.load() || load.batches.size() > seen || load.finished;
+            load.changed.wait(lock, [&] {
+                return request->cancelled.load() || load.batches.size() > seen || load.finished || request->stallDue;
             });
             if (request->cancelled.load()) return;
+            const bool moved = load.batches.size() > seen || load.finished;
+            request->stallDue = false;
             if (!moved) {
                 lock.unlock();
                 if (!stalled) publish(CompletionEngine::Progress::notAnswering, false, false);
                 stalled = true;
                 continue;
             }
+            if (load.failed) {
+                // The reader dropped the batches of a folder that failed
+                // part-way, those seen here included: none of its names
+                // count.
+                lock.unlock();
+                publish(CompletionEngine::Progress::complete, true, true);
+                return;
+            }
             fresh.assign(load.batches.begin() + static_cast<std::ptrdiff_t>(seen), load.batches.end());
             seen = load.batches.size();
             finished = load.finished;
-            failed = load.failed;
         }
         stalled = false;
         for (const auto& batch : fresh) {
@@ -168,7 +179,7 @@ void runRequest(const std::shared_ptr<CompletionEngine::Request>& request, const
         }
         fresh.clear();
         if (finished) {
-            publish(CompletionEngine::Progress::complete, failed, true);
+            publish(CompletionEngine::Progress::complete, false, true);
             return;
         }
         const dispatch::TimePoint now = dispatch::timeSource().now();
@@ -178,6 +189,34 @@ void runRequest(const std::shared_ptr<CompletionEngine::Request>& request, const
             lastPublished = now;
         }
     }
+}
+
+// Watches the request's folder on the time source's clock, a few times per
+// stallAfter: once it has given nothing new for stallAfter, the worker is
+// woken to show it as not answering. The checks end with the request (done,
+// cancelled or gone); none holds it alive.
+void watchForStall(dispatch::TimeSource& clock, const std::weak_ptr<CompletionEngine::Request>& weak,
+                   dispatch::Duration stallAfter, std::size_t batchesBefore, dispatch::TimePoint quietSince) {
+    const dispatch::Duration step = std::max(stallAfter / 4, dispatch::Duration(1));
+    clock.schedule(clock.now() + step, step / 4, [&clock, weak, stallAfter, batchesBefore, quietSince] {
+        const std::shared_ptr<CompletionEngine::Request> request = weak.lock();
+        if (!request) return;
+        CompletionEngine::FolderLoad& load = *request->load;
+        const dispatch::TimePoint now = clock.now();
+        std::size_t batches = 0;
+        bool due = false;
+        {
+            std::lock_guard lock(load.mutex);
+            if (request->cancelled.load() || load.finished) return;
+            batches = load.batches.size();
+            due = batches == batchesBefore && now - quietSince >= stallAfter;
+            if (due) request->stallDue = true;
+        }
+        if (due) load.changed.notify_all();
+        // A folder that moved is quiet from now on; one shown as not
+        // answering is looked at again a full stallAfter later.
+        watchForStall(clock, weak, stallAfter, batches, batches == batchesBefore && !due ? quietSince : now);
+    });
 }
 
 }  // namespace
@@ -289,6 +328,15 @@ void CompletionEngine::updateCompletions(std::string_view text, const std::optio
     if (request->base.empty() || request->base.back() != '/') request->base.push_back('/');
 
     request_ = request;
+    std::optional<std::size_t> batchesSoFar;
+    {
+        std::lock_guard lock(request->load->mutex);
+        if (!request->load->finished) batchesSoFar = request->load->batches.size();
+    }
+    if (batchesSoFar) {
+        dispatch::TimeSource& clock = dispatch::timeSource();
+        watchForStall(clock, request, options_.stallAfter, *batchesSoFar, clock.now());
+    }
     dispatch::globalQueue().async([request, options = options_, engine = std::weak_ptr(self_)] {
         runRequest(request, options, engine,
                    [](const std::weak_ptr<CompletionEngine*>& weak, const std::shared_ptr<Request>& answered) {

@@ -15,7 +15,9 @@
 // passed, whichever comes first; when the work goes on longer (a huge folder,
 // a file system that does not answer), the answer grows as the worker
 // produces more, and Hooks::answerChanged tells the controller on the main
-// thread. A newer text cancels the work for an older one. The engine keeps
+// thread. Whether a folder has stopped answering is judged by timers on
+// dispatch::timeSource(), which wake the worker. A newer text cancels the
+// work for an older one. The engine keeps
 // the names of the folder it completed last (read once, shared read-only by
 // the workers) and reads the folder again only when the directory part of
 // the text changes.
@@ -43,13 +45,16 @@ public:
 
     struct Options {
         // How long the main thread waits for a text's answer before it goes
-        // on with what is known: well inside one frame.
+        // on with what is known: well inside one frame. A real wait for the
+        // worker threads (on the steady clock, not on dispatch::timeSource()):
+        // virtual time would make it either nothing or for ever.
         std::chrono::nanoseconds waitBudget = std::chrono::milliseconds(4);
         // While a folder is being read, a grown answer is handed over at
         // most this often.
         std::chrono::nanoseconds publishInterval = std::chrono::milliseconds(40);
         // A folder that has given nothing new for this long is shown as not
-        // answering.
+        // answering (on dispatch::timeSource(), looked at four times in that
+        // span, so up to a quarter of it late).
         std::chrono::nanoseconds stallAfter = std::chrono::seconds(2);
         // Where folders are read; the real file system when null.
         std::shared_ptr<FolderSource> source;

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include "accessibility/WindowLookup.h"
 #include "addressbar/PathWindowDelegate.h"
@@ -137,6 +138,7 @@ void PathWindowController::focusLost() { hide(); }
 
 void PathWindowController::close() {
     cancelMount();
+    cancelPendingPattern();
     views_.panel->close();
     views_.completions->setContent({});
     engine_.clear();
@@ -374,10 +376,10 @@ bool PathWindowController::handleEditCommand(TextCommand command) {
             return true;
         case TextCommand::insertNewline:
             if (listVisible) {
-                // The chosen candidate; nothing chosen empties the field,
-                // which then shows the window's folder again.
-                const bool chosen = row >= 0 && static_cast<std::size_t>(row) < listRows_.size();
-                views_.field->setStringValue(chosen ? listRows_[static_cast<std::size_t>(row)] : std::string{});
+                // The chosen candidate; with none (an empty list) the text
+                // as typed.
+                if (row >= 0 && static_cast<std::size_t>(row) < listRows_.size())
+                    views_.field->setStringValue(listRows_[static_cast<std::size_t>(row)]);
                 pathEditorEnter();
             } else if (selection.length != 0) {
                 pathEditorEnter();
@@ -407,7 +409,9 @@ bool PathWindowController::handleEditCommand(TextCommand command) {
         case TextCommand::moveToEndOfDocument: openFieldItem(); return true;
         case TextCommand::cancelOperation:
             // Escape closes the list first and the bar second, giving up a
-            // connection to a server on the way.
+            // connection to a server on the way. Either gives up a pattern
+            // waiting for its folder.
+            cancelPendingPattern();
             if (listVisible) {
                 hideCompletions();
             } else {
@@ -422,8 +426,10 @@ bool PathWindowController::handleEditCommand(TextCommand command) {
 
 void PathWindowController::textChanged() {
     // A completion still on its way belongs to a text that is gone; the
-    // field asks again after typing.
+    // field asks again after typing. So does a pattern waiting for its
+    // folder: the user has gone on.
     inlineText_.reset();
+    cancelPendingPattern();
     if (views_.field->stringValue().empty()) setCurrentImage(BarImage::search());
 }
 
@@ -506,16 +512,29 @@ void PathWindowController::selectPatternMatches(const std::string& text) {
     // Without a folder the handler gets no parameters at all.
     std::vector<std::string> params;
     if (base) params = {*base, join(names, handlers::itemSeparator)};
-    bridge_.commandAsync(std::string(handlers::selectNames), std::move(params));
-    if (matches > names.size())
-        views_.field->showProblem("Selected the first " + std::to_string(names.size()) + " of " +
-                                  std::to_string(matches) + " matches");
+    // Selecting a few hundred names takes Thunar seconds: the spinner shows
+    // meanwhile, and only its answer says what was selected.
+    startSpinnerTimer();
+    bridge_.commandAsync(std::string(handlers::selectNames), std::move(params),
+                         [weak = std::weak_ptr(self_), selected = names.size(), matches](bool answered) {
+                             const auto self = weak.lock();
+                             if (!self || (*self)->closed_) return;
+                             (*self)->navigationFinished(answered ? Navigated::answered : Navigated::fileManagerSilent);
+                             if (answered && matches > selected)
+                                 (*self)->views_.field->showProblem("Selected the first " + std::to_string(selected) +
+                                                                    " of " + std::to_string(matches) + " matches");
+                         });
+}
+
+void PathWindowController::cancelPendingPattern() {
+    if (!std::exchange(pendingPattern_, std::nullopt)) return;
+    stopSpinner();
 }
 
 void PathWindowController::navigationFinished(Navigated outcome) {
     stopSpinner();
     if (outcome == Navigated::fileManagerSilent) views_.field->showProblem(kNoAnswerMessage);
-    if (outcome == Navigated::folderSilent) views_.field->showProblem(kFolderSilentMessage);
+    if (outcome == Navigated::folderSilent) views_.field->showProblem(kFolderNotAnsweringMessage);
 }
 
 void PathWindowController::noteVisit(const std::string& folder) {

@@ -17,11 +17,19 @@
 // commands of the text field (handleEditCommand: Return, Tab, arrows,
 // Escape).
 //
-// Everything runs on the main thread. The file-manager calls made here are
-// synchronous, except navigation to a folder (showFolder) and connecting
-// to a server (mount), which run on the bridge's queues and report back
-// on the main queue; the spinner shows when the work takes longer than
-// kSpinnerDelay.
+// Threads. The controller is used on the main thread only, and whatever
+// comes back from other threads reaches it through the main queue (guarded
+// by self_, since the controller may be gone by then). Thunar is asked
+// synchronously, through the bridge's bounded calls, only while the bar
+// opens (is it a folder window, its folder, its selection) and for the
+// window's folder when none is stored (fileManagerLocation()). Everything
+// else runs on the bridge's queues: navigations and reveals, the selection
+// of a pattern's matches, the other commands, search as you type, fetching
+// the folder and connecting to a server; navigations, selections and
+// connections show the spinner when they take longer than kSpinnerDelay.
+// Completion reads and filters folders on worker threads (CompletionEngine)
+// and waits only its short budget for them; later answers arrive through
+// completionAnswerChanged.
 
 #include <cstddef>
 #include <cstdint>
@@ -93,8 +101,10 @@ public:
     static constexpr const char* kVisitedTitle = "Visited folders";
     // Shown in the bar when a navigation got no answer, even after a retry.
     static constexpr const char* kNoAnswerMessage = "Thunar did not answer";
-    // Shown when the file system did not say in time what a navigation's path is.
-    static constexpr const char* kFolderSilentMessage = "The folder does not answer";
+    // Shown in the list while its folder gives nothing, and in the bar when a
+    // pattern's folder stopped answering before all its matches were known or
+    // the file system did not say in time what a navigation's path is.
+    static constexpr const char* kFolderNotAnsweringMessage = "The folder does not answer";
 
     // The bar of the window `windowElement`. The views
     // must all be given (std::invalid_argument otherwise).
@@ -232,7 +242,12 @@ private:
     void collectListRows();
     // Hands the rows and the note to the list.
     void refreshCompletionList();
+    // Asks Thunar to select the pattern's matches (at most
+    // kMaxSelectedNames), with the spinner; its answer is shown like a
+    // navigation's.
     void selectPatternMatches(const std::string& text);
+    // Gives up a pattern waiting for its folder, and its spinner.
+    void cancelPendingPattern();
     void navigationFinished(Navigated outcome);
     // Counts a visit of the folder when the history is kept.
     void noteVisit(const std::string& folder);
@@ -261,7 +276,8 @@ private:
     // arrive; nothing after any other change.
     std::optional<std::string> inlineText_;
     // A pattern entered while its folder was still being read: its matches
-    // are selected once they are all known.
+    // are selected once they are all known. Typing, Escape, closing and a
+    // folder that stops answering give it up.
     std::optional<std::string> pendingPattern_;
     // The rows the list holds now, and where its visited folders begin.
     std::vector<std::string> listRows_;

@@ -48,26 +48,21 @@ std::optional<std::string> PathWindowController::completedString(std::string_vie
 void PathWindowController::completionAnswerChanged() {
     const std::vector<std::string>& candidates = engine_.currentCompletions();
     const bool complete = engine_.progress() == CompletionEngine::Progress::complete;
-    if (views_.completions->isVisible()) {
-        // The user's choice stays chosen as the list grows around it.
-        const int selected = views_.completions->selectedRow();
-        std::optional<std::string> chosen;
-        if (selected >= 0 && static_cast<std::size_t>(selected) < listRows_.size())
-            chosen = listRows_[static_cast<std::size_t>(selected)];
-        refreshCompletionList();
-        const auto found = chosen ? std::find(listRows_.begin(), listRows_.end(), *chosen) : listRows_.end();
-        const auto row = found == listRows_.end() ? 0 : found - listRows_.begin();
-        if (!listRows_.empty()) views_.completions->selectRow(static_cast<int>(row));
-    }
+    if (views_.completions->isVisible()) refreshCompletionList();
     if (inlineText_ && engine_.answeredText() == *inlineText_ && !candidates.empty() &&
         candidates.front().find_first_of("*?") == std::string::npos) {
         views_.field->completeInline(*inlineText_, candidates.front());
         if (const std::optional<std::string> name = engine_.nextRevealName()) bridge_.revealInCurrentAsync(*name);
     }
-    if (pendingPattern_ && complete && engine_.answeredText() == *pendingPattern_) {
-        stopSpinner();
-        const std::string pattern = *std::exchange(pendingPattern_, std::nullopt);
-        selectPatternMatches(pattern);
+    if (pendingPattern_ && engine_.answeredText() == *pendingPattern_) {
+        if (complete) {
+            const std::string pattern = *std::exchange(pendingPattern_, std::nullopt);
+            selectPatternMatches(pattern);
+        } else if (engine_.progress() == CompletionEngine::Progress::notAnswering) {
+            // Its matches may never be known: the wait ends here.
+            cancelPendingPattern();
+            views_.field->showProblem(kFolderNotAnsweringMessage);
+        }
     }
 }
 
@@ -79,7 +74,7 @@ std::string PathWindowController::completionNote() const {
     switch (engine_.progress()) {
         case CompletionEngine::Progress::complete: break;
         case CompletionEngine::Progress::reading: state = "Reading folder\u2026"; break;
-        case CompletionEngine::Progress::notAnswering: state = "The folder does not answer"; break;
+        case CompletionEngine::Progress::notAnswering: state = kFolderNotAnsweringMessage; break;
     }
     if (state) note += note.empty() ? state : std::string(" \u2014 ") + state;
     return note;
@@ -99,11 +94,25 @@ void PathWindowController::collectListRows() {
 }
 
 void PathWindowController::refreshCompletionList() {
+    // New content drops the list's selection; a visible list keeps the
+    // user's choice (by its text, wherever it moved) or chooses its first
+    // row, so that Return always has a choice.
+    std::optional<std::string> chosen;
+    const bool visible = views_.completions->isVisible();
+    if (visible) {
+        const int selected = views_.completions->selectedRow();
+        if (selected >= 0 && static_cast<std::size_t>(selected) < listRows_.size())
+            chosen = listRows_[static_cast<std::size_t>(selected)];
+    }
     collectListRows();
     views_.completions->setContent(listRows_);
     views_.completions->setGroupTitle(visitedStart_ < listRows_.size() ? visitedStart_ : CompletionsListView::noGroup,
                                       kVisitedTitle);
     views_.completions->setNote(completionNote());
+    if (visible && !listRows_.empty()) {
+        const auto found = chosen ? std::find(listRows_.begin(), listRows_.end(), *chosen) : listRows_.end();
+        views_.completions->selectRow(found == listRows_.end() ? 0 : static_cast<int>(found - listRows_.begin()));
+    }
 }
 
 // ---- completion list

@@ -3,6 +3,7 @@
 
 #include "addressbar/CompletionEngine.h"
 #include "fakes/GatedFolderSource.h"
+#include "fakes/VirtualTime.h"
 #include "util/Dispatch.h"
 
 #include <gtest/gtest.h>
@@ -76,13 +77,35 @@ TEST_F(CompletionWorkerTest, ANewerTextReplacesTheOlderAndTheFolderIsReadOnce) {
 }
 
 TEST_F(CompletionWorkerTest, AFolderThatGivesNothingIsShownAsNotAnswering) {
-    makeEngine({{"apple"}}, 20ms);
+    jorvane::test::VirtualTime time;
+    // Longer than the test waits for the main queue: only virtual time gets there.
+    makeEngine({{"apple"}}, 30s);
     type("a");
+    time.pass(25s);
+    EXPECT_EQ(engine_->progress(), CompletionEngine::Progress::reading);
+    time.pass(5s);
     ASSERT_TRUE(waitFor([&] { return engine_->progress() == CompletionEngine::Progress::notAnswering; }));
     // It answers at last.
     source_->release(1);
     ASSERT_TRUE(waitFor([&] { return engine_->progress() == CompletionEngine::Progress::complete; }));
     EXPECT_EQ(engine_->currentCompletions(), Strings{"apple"});
+}
+
+TEST_F(CompletionWorkerTest, AFolderThatFailsPartWayEndsTheReadingWithNoneOfItsNames) {
+    makeEngine({{"apple"}, {"avocado"}});
+    type("a");
+    source_->release(1);
+    ASSERT_TRUE(waitFor([&] { return engine_->currentCompletions() == Strings{"apple"}; }));
+    source_->close();
+    ASSERT_TRUE(waitFor([&] { return engine_->progress() == CompletionEngine::Progress::complete; }));
+    EXPECT_TRUE(engine_->folderUnreadable());
+    EXPECT_EQ(engine_->currentCompletions(), Strings{});
+    // A later text in the same folder gets the same answer.
+    type("ap");
+    ASSERT_TRUE(waitFor([&] {
+        return engine_->answeredText() == "ap" && engine_->progress() == CompletionEngine::Progress::complete;
+    }));
+    EXPECT_TRUE(engine_->folderUnreadable());
 }
 
 TEST_F(CompletionWorkerTest, AnotherFolderStopsTheReadingOfTheFirst) {

@@ -195,11 +195,16 @@ TEST_F(PathWindowControllerTest, UpOnTheRootShowsTheSearchImageBeforeTheFolderCo
 
 // ---- the small actions
 
-TEST_F(PathWindowControllerTest, APatternWithMoreMatchesThanThunarCanSelectSelectsTheFirstAndSaysSo) {
+TEST_F(PathWindowControllerTest, APatternWithMoreMatchesThanThunarCanSelectSelectsTheFirstAndSaysSoOnceSelected) {
     const std::size_t count = PathWindowController::kMaxSelectedNames + 3;
     for (std::size_t i = 0; i < count; ++i) tmp_.file("many/f" + std::to_string(i) + ".log");
+    catalogue_->hold(handlers::selectNames);
     views_.field().type(t("{T}/many/*.log"));
     bar().pathEditorEnter();
+    ASSERT_TRUE(catalogue_->waitForHeld(handlers::selectNames, 1));
+    dispatch::mainQueue().drain();
+    EXPECT_EQ(views_.field().problem(), "");
+    catalogue_->release(handlers::selectNames);
     settle();
     const auto select = catalogue_->lastCall(handlers::selectNames);
     ASSERT_TRUE(select);
@@ -211,6 +216,18 @@ TEST_F(PathWindowControllerTest, APatternWithMoreMatchesThanThunarCanSelectSelec
     EXPECT_EQ(names, PathWindowController::kMaxSelectedNames);
     EXPECT_EQ(views_.field().problem(),
               "Selected the first " + std::to_string(names) + " of " + std::to_string(count) + " matches");
+}
+
+TEST_F(PathWindowControllerTest, ASelectionWithoutAnAnswerIsShownLikeANavigation) {
+    catalogue_->answer(handlers::selectNames, std::nullopt);
+    bar().setFileManagerLocation(t("{T}"));
+    views_.field().type("*.log");
+    bar().pathEditorEnter();
+    settle();
+    EXPECT_EQ(catalogue_->callCount(handlers::selectNames), 1u);
+    EXPECT_EQ(views_.field().problem(), PathWindowController::kNoAnswerMessage);
+    advance(1);
+    EXPECT_TRUE(views_.spinner().isHidden());
 }
 
 TEST_F(PathWindowControllerTest, ANavigationWithoutAnAnswerIsTriedOnceMoreThenShownAndTheTextStays) {

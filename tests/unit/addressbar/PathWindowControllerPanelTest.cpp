@@ -337,21 +337,103 @@ TEST_F(PathWindowControllerTest, ChoosingARowEntersIt) {
     EXPECT_THAT(handlerCalls(), ElementsAre(t("finder_reveal [{T}/three/ccc]")));
 }
 
+TEST_F(PathWindowControllerTest, TypingWithTheListOpenKeepsTheChosenRowOrChoosesTheFirst) {
+    const auto typeAndComplete = [this](const std::string& text) {
+        views_.field().type(t(text));
+        bar().textChanged();
+        bar().completedString(t(text));
+    };
+    views_.field().type(t("{T}/three/"));
+    bar().showPopup();
+    views_.completions().selectRow(2);
+    typeAndComplete("{T}/three/c");
+    EXPECT_EQ(views_.completions().content().at(views_.completions().selectedRow()), t("{T}/three/ccc"));
+    typeAndComplete("{T}/three/b");
+    EXPECT_EQ(views_.completions().selectedRow(), 0);
+    bar().handleEditCommand(TextCommand::insertNewline);
+    EXPECT_EQ(views_.field().stringValue(), t("{T}/three/bb"));
+}
+
 // A folder that arrives after the keystroke: the bar goes on at once and
 // catches up as the names come.
-class SlowFolderTest : public PathWindowControllerTest {
-protected:
-    SlowFolderTest() {
+class SlowFolderFixture : public PathWindowControllerFixture {
+public:
+    SlowFolderFixture() {
         completion_.waitBudget = std::chrono::nanoseconds(0);
         completion_.source = source_;
     }
-    ~SlowFolderTest() override { source_->close(); }
+    ~SlowFolderFixture() override { source_->close(); }
     bool waitFor(const std::function<bool()>& done) {
         return dispatch::mainQueue().runUntil(done, std::chrono::seconds(10));
     }
     std::shared_ptr<GatedFolderSource> source_ =
         std::make_shared<GatedFolderSource>(std::vector<std::vector<std::string>>{{"notes.txt", "nothing"}, {"no"}});
 };
+
+class SlowFolderTest : public SlowFolderFixture, public testing::Test {};
+
+// Return on a pattern while its folder is read: the matches are selected
+// once they are all known, unless the user or the folder ends the wait.
+struct PendingPatternRow {
+    const char* name;
+    std::function<void(SlowFolderFixture&)> meanwhile;
+    bool selected;
+    const char* problem;
+};
+
+class PendingPattern : public SlowFolderFixture, public testing::TestWithParam<PendingPatternRow> {};
+
+TEST_P(PendingPattern, Row) {
+    const PendingPatternRow& row = GetParam();
+    bar().setFileManagerLocation("/f");
+    views_.field().type("*.txt");
+    bar().handleEditCommand(TextCommand::insertNewline);
+    advance(PathWindowController::kSpinnerDelay);
+    ASSERT_FALSE(views_.spinner().isHidden());
+
+    row.meanwhile(*this);
+    if (!bar().isClosed()) {
+        source_->release(2);
+        ASSERT_TRUE(waitFor([&] {
+            return bar().completionEngine().progress() == CompletionEngine::Progress::complete &&
+                   bar().completionEngine().answeredText() == "*.txt";
+        }));
+    }
+    settle();
+    advance(1);
+    EXPECT_EQ(catalogue_->callCount(handlers::selectNames), row.selected ? 1u : 0u);
+    EXPECT_EQ(views_.field().problem(), row.problem);
+    EXPECT_TRUE(views_.spinner().isHidden());
+}
+
+// clang-format off
+const PendingPatternRow kPendingPatternRows[] = {
+    {"the whole folder selects the matches", [](SlowFolderFixture&) {}, true, ""},
+    {"Escape gives the pattern up",
+     [](SlowFolderFixture& test) { test.bar().handleEditCommand(TextCommand::cancelOperation); }, false, ""},
+    {"typing gives the pattern up",
+     [](SlowFolderFixture& test) {
+         test.views_.field().type("*.tx");
+         test.bar().textChanged();
+     }, false, ""},
+    {"a folder that does not answer ends the wait with a message",
+     [](SlowFolderFixture& test) {
+         test.advance(2);
+         ASSERT_TRUE(test.waitFor([&] { return !test.views_.field().problem().empty(); }));
+     }, false, PathWindowController::kFolderNotAnsweringMessage},
+    {"closing the bar gives the pattern up and nothing reaches its views",
+     [](SlowFolderFixture& test) {
+         test.bar().close();
+         test.log_->clear();
+         test.source_->release(2);
+         ASSERT_TRUE(test.source_->waitUntilStopped());
+         test.settle();
+         test.advance(3);
+         EXPECT_EQ(test.log_->entries(), std::vector<std::string>{});
+     }, false, ""},
+};
+// clang-format on
+INSTANTIATE_TEST_SUITE_P(PathWindowController, PendingPattern, testing::ValuesIn(kPendingPatternRows), SentenceName{});
 
 TEST_F(SlowFolderTest, InlineCompletionArrivesLateAndFollowsAShorterCandidate) {
     views_.field().type("/f/no");
