@@ -2,9 +2,14 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <exception>
+
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace jorvane::dispatch {
 
@@ -12,6 +17,18 @@ namespace {
 
 // Static initialisation runs on the process's main thread.
 const std::thread::id processMainThread = std::this_thread::get_id();
+
+// Background workers yield to the main thread: a keystroke's answer must not
+// wait for a core while workers list and filter a huge folder on every core.
+// (On Linux the nice value is the calling thread's own.)
+constexpr int kWorkerNiceness = 10;
+
+void lowerThisThreadsPriority() {
+    const auto thread = static_cast<id_t>(::syscall(SYS_gettid));
+    errno = 0;
+    const int current = ::getpriority(PRIO_PROCESS, thread);
+    if (errno == 0) ::setpriority(PRIO_PROCESS, thread, std::min(current + kWorkerNiceness, 19));
+}
 
 // A task that throws must not take its worker thread, and with it the
 // process, down; the failure is reported and the queue goes on.
@@ -139,6 +156,7 @@ void GlobalQueue::async(Task task) {
 }
 
 void GlobalQueue::work() {
+    lowerThisThreadsPriority();
     std::unique_lock lock(mutex_);
     for (;;) {
         ++idle_;

@@ -74,8 +74,8 @@ inline bool isMainThread() { return MainQueue::shared().isMainThread(); }
 // Fire-and-forget shorthand: run the task on the main thread later.
 inline void performOnMainThread(Task task) { MainQueue::shared().async(std::move(task)); }
 
-// A pool of worker threads that runs tasks concurrently: the default-priority
-// global queue. Blocking work (file-manager calls bounded by time-outs) is
+// A pool of worker threads that runs tasks concurrently, below the main
+// thread's priority. Blocking work (file-manager calls bounded by time-outs) is
 // expected, so the pool grows up to a generous limit instead of starving.
 class GlobalQueue final : public Queue {
 public:
