@@ -278,7 +278,8 @@ RegistrationResult registerDefaultPreferences(UserDefaults& defaults, const std:
     Value parsed;
     try {
         parsed = Value::parse(text.str());
-    } catch (const nlohmann::json::parse_error& e) {
+    } catch (const nlohmann::json::exception& e) {
+        // parse_error, or out_of_range for a number too large for a double.
         return {false, resourceFile.string() + " is not valid JSON: " + e.what()};
     }
     if (!parsed.is_object()) {

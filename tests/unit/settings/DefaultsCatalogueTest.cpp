@@ -88,6 +88,7 @@ INSTANTIATE_TEST_SUITE_P(Resource, RegistrationOfABadResource,
                          ::testing::Values(BadResource{"ThatIsMissing", nullptr, "No such file"},
                                            BadResource{"ThatIsNotJson", "{\"hotkey_keycode\": 5,", "not valid JSON"},
                                            BadResource{"ThatIsEmpty", "", "not valid JSON"},
+                                           BadResource{"WithANumberBeyondADouble", "{\"a\": 1e400}", "not valid JSON"},
                                            BadResource{"ThatHoldsAList", "[1, 2]", "does not hold a JSON object"}),
                          [](const auto& row) { return std::string(row.param.name); });
 
