@@ -8,10 +8,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <memory>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "JorvaneTest.h"
 
@@ -41,51 +37,14 @@ protected:
         JorvaneTest::SetUp();
         if (HasFatalFailure()) return;
         // A fresh window on the demo folder for every test.
-        if (driver().bar()) {
-            driver().key("Escape");
-            driver().key("Escape");
-        }
+        closeBar();
         desktop().closeThunarWindows();
         window_ = openWindow(demo_);
         ASSERT_NE(window_, 0u);
     }
 
-    // Opens a Thunar window on the folder and brings it to the front, its keys held by the tap.
-    std::uint32_t openWindow(const fs::path& folder) {
-        const std::optional<std::uint32_t> window = desktop().openThunarWindow(folder);
-        if (!window) {
-            ADD_FAILURE() << "no Thunar window on " << folder;
-            return 0;
-        }
-        bringToFront(*window);
-        return *window;
-    }
-
-    std::string titleOf(const fs::path& folder) const { return folder.string() + " - Thunar"; }
-
-    // A click on the middle of the window's title opens its bar.
     void openBarByTitleClick(std::uint32_t window) {
-        const std::optional<std::pair<int, int>> point = driver().titlePoint(window);
-        ASSERT_TRUE(point) << "the window has no title bar";
-        driver().clickAt(point->first, point->second);
-        ASSERT_TRUE(driver().waitForFocusedBar(kWait)) << "no focused bar after a click on the title";
-    }
-
-    void openBarByHotKey() {
-        ASSERT_TRUE(driver().hotKey());
-        ASSERT_TRUE(driver().waitForFocusedBar(kWait)) << "no focused bar after Ctrl+G";
-    }
-
-    void expectSelection(std::uint32_t window, const std::vector<std::string>& names) {
-        std::optional<std::vector<std::string>> selected;
-        const bool seen = waitUntil(
-            [&] {
-                selected = driver().thunarSelection(window);
-                return selected && *selected == names;
-            },
-            kWait, milliseconds(50));
-        EXPECT_TRUE(seen) << "Thunar's selection: "
-                          << (selected ? ::testing::PrintToString(*selected) : std::string("(unreadable)"));
+        ASSERT_TRUE(clickTitle(window)) << "no focused bar after a click on the title";
     }
 
     static inline fs::path demo_;
@@ -243,7 +202,7 @@ TEST_F(JorvaneApp, ReturnOnAPatternSelectsEveryMatch) {
 }
 
 TEST_F(JorvaneApp, EscapeClosesTheListThenTheBarAndThunarGetsTheKeyboardBack) {
-    openBarByHotKey();
+    ASSERT_TRUE(openBarByHotKey()) << "no focused bar after Ctrl+G";
     ASSERT_TRUE(driver().waitForFieldText(demo_.string(), kWait));
     ASSERT_TRUE(driver().key("Tab"));
     ASSERT_TRUE(waitUntil([&] { return driver().completionListShown(); }, kWait)) << "Tab shows the list";
@@ -263,7 +222,7 @@ TEST_F(JorvaneApp, UpGoesToTheParentFolder) {
     desktop().closeThunarWindows();
     window_ = openWindow(demo_ / "Projects" / "Drafts");
     ASSERT_NE(window_, 0u);
-    openBarByHotKey();
+    ASSERT_TRUE(openBarByHotKey()) << "no focused bar after Ctrl+G";
     ASSERT_TRUE(driver().waitForFieldText((demo_ / "Projects" / "Drafts").string(), kWait));
 
     ASSERT_TRUE(driver().key("Up"));
@@ -275,7 +234,7 @@ TEST_F(JorvaneApp, UpGoesToTheParentFolder) {
 }
 
 TEST_F(JorvaneApp, ClosingTheThunarWindowRemovesItsBar) {
-    openBarByHotKey();
+    ASSERT_TRUE(openBarByHotKey()) << "no focused bar after Ctrl+G";
     ASSERT_TRUE(driver().waitForLog("bar made for window " + hex(window_), kWait));
 
     ASSERT_TRUE(desktop().closeWindow(window_));
@@ -294,7 +253,7 @@ TEST_F(JorvaneApp, MinimisingTheWindowHidesTheBarAndRestoringDoesNotBringItBack)
     ASSERT_TRUE(waitUntil([&] { return driver().titlePoint(window_).has_value(); }, kWait));
     EXPECT_FALSE(driver().bar());
     ASSERT_TRUE(waitUntil([&] { return driver().focusIsIn(window_); }, kWait));
-    openBarByHotKey();
+    ASSERT_TRUE(openBarByHotKey()) << "no focused bar after Ctrl+G";
 }
 
 // Last: it replaces the desktop's Thunar.
@@ -306,7 +265,7 @@ TEST_F(JorvaneApp, ZAfterThunarIsKilledAndStartedAgainTheHotKeyWorksAgain) {
     ASSERT_NE(window_, 0u);
     ASSERT_NE(desktop().windowPid(window_), before) << "a new Thunar process";
 
-    openBarByHotKey();
+    ASSERT_TRUE(openBarByHotKey()) << "no focused bar after Ctrl+G";
     EXPECT_TRUE(driver().waitForFieldText(demo_.string(), kWait));
     ASSERT_TRUE(driver().key("a", {"Control_L"}));
     ASSERT_TRUE(driver().type("bet"));
@@ -318,7 +277,7 @@ TEST_F(JorvaneApp, ZZHiddenFilesToggleRestartsThunarOnItsFoldersInFront) {
     const std::optional<pid_t> before = desktop().windowPid(window_);
     ASSERT_TRUE(before);
     const std::string shown = desktop().xfconf("thunar", "/last-show-hidden").value_or("false");
-    openBarByHotKey();
+    ASSERT_TRUE(openBarByHotKey()) << "no focused bar after Ctrl+G";
 
     ASSERT_TRUE(driver().key("period", {"Control_L", "Shift_L"}));
     // Thunar quits, and a new one opens the same folder and comes to the front.

@@ -9,7 +9,6 @@
 #include <sys/wait.h>
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -53,10 +52,8 @@ struct JorvaneDriver::Atspi {
     thunar::ThunarAtspi thunar;
     bool ready = false;
 
+    // libatspi keeps using the context for the process's life: it is never freed.
     Atspi() { ready = thunar.initialise(context, 1000); }
-    ~Atspi() {
-        // libatspi keeps using the context it was given for the process's life.
-    }
     Atspi(const Atspi&) = delete;
     Atspi& operator=(const Atspi&) = delete;
 
@@ -158,13 +155,15 @@ JorvaneDriver::~JorvaneDriver() {
 
 // ---- the program
 
-fs::path JorvaneDriver::logFile() const { return desktop_.outputDir() / "jorvane.log"; }
+namespace {
+fs::path logFile(const Desktop& desktop) { return desktop.outputDir() / "jorvane.log"; }
+}  // namespace
 
 bool JorvaneDriver::start(const Options& options, milliseconds timeout) {
     stop();
     why_.clear();
     std::error_code error;
-    fs::remove(logFile(), error);
+    fs::remove(logFile(desktop_), error);
     if (!options.home) {
         // The desktop's home has seen the welcome: the launch goes straight on.
         settings::UserDefaults defaults(std::make_unique<settings::FileDefaultsStorage>());
@@ -229,7 +228,7 @@ void JorvaneDriver::stop() {
 }
 
 std::string JorvaneDriver::log() const {
-    std::ifstream in(logFile());
+    std::ifstream in(logFile(desktop_));
     std::stringstream text;
     text << in.rdbuf();
     return text.str();
@@ -376,7 +375,6 @@ void JorvaneDriver::watchKeys(std::uint32_t window) {
         const std::vector<xcb_window_t> children = x_->children(next);
         pending.insert(pending.end(), children.begin(), children.end());
     }
-    watched_ = window;
     x_->sync();
     seenKeys();  // drop what came before
 }

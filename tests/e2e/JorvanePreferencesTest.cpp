@@ -83,8 +83,7 @@ TEST_F(JorvanePreferences, ANewHotKeyRecordedInThePreferencesIsKeptAndOpensTheBa
 
     // The bar's context menu ends with "Jorvane Preferences…": Up from no
     // entry chooses the last one.
-    ASSERT_TRUE(driver().hotKey());
-    ASSERT_TRUE(driver().waitForFocusedBar(kWait)) << "no bar after Ctrl+G";
+    ASSERT_TRUE(openBarByHotKey()) << "no bar after Ctrl+G";
     const std::optional<BarWindow> bar = driver().bar();
     ASSERT_TRUE(bar);
     desktop().click(bar->geometry.x + bar->geometry.width / 2, bar->geometry.y + bar->geometry.height / 2, 3);
@@ -124,10 +123,7 @@ TEST_F(JorvanePreferences, ANewHotKeyRecordedInThePreferencesIsKeptAndOpensTheBa
     EXPECT_EQ(settings->value("hotkey_flags", -1), 0x120000) << "Ctrl (Command) and Shift";
 
     // The new combination opens the bar over Thunar at once.
-    if (driver().bar()) {
-        driver().key("Escape");
-        driver().key("Escape");
-    }
+    closeBar();
     ASSERT_TRUE(driver().waitForBarHidden(kWait));
     // The tap takes the new combination a moment after the settings change.
     ASSERT_TRUE(driver().waitForGrab(thunar, "j", kWait, true)) << "the tap never grabbed Ctrl+Shift+J";

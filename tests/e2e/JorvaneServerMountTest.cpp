@@ -141,10 +141,7 @@ protected:
         JorvaneTest::SetUp();
         if (HasFatalFailure()) return;
         ASSERT_TRUE(serverFailure_.empty()) << serverFailure_;
-        if (driver().bar()) {
-            driver().key("Escape");
-            driver().key("Escape");
-        }
+        closeBar();
         desktop().closeThunarWindows();
         // Every try starts with nothing mounted.
         unmountAll();
@@ -170,14 +167,10 @@ protected:
     fs::path gvfsFolder(const std::string& name) const { return desktop().root() / "run" / "gvfs" / expand(name); }
 
     void enterAddress(const std::string& address) {
-        const std::optional<std::pair<int, int>> point = driver().titlePoint(window_);
-        ASSERT_TRUE(point) << "the window has no title bar";
-        driver().clickAt(point->first, point->second);
         // A click the window manager took as the end of a double click opens
         // nothing: the hot key then.
-        if (!driver().waitForFocusedBar(kWait)) {
-            ASSERT_TRUE(driver().hotKey());
-            ASSERT_TRUE(driver().waitForFocusedBar(kWait)) << "no bar after a click on the title or Ctrl+G";
+        if (!clickTitle(window_)) {
+            ASSERT_TRUE(openBarByHotKey()) << "no bar after a click on the title or Ctrl+G";
         }
         ASSERT_TRUE(driver().key("a", {"Control_L"}));
         ASSERT_TRUE(driver().type(address));
@@ -229,7 +222,7 @@ TEST_P(JorvaneServerMount, Row) {
         const std::string server = expand(row.server);
         const auto showsServer = [&] {
             const std::string title = desktop().title(window_);
-            return title == folder.string() + " - Thunar" ||
+            return title == titleOf(folder) ||
                    (title.starts_with(server) && title.ends_with(" - Thunar"));
         };
         EXPECT_TRUE(waitUntil(showsServer, kConnectWait, milliseconds(50)))
@@ -259,7 +252,7 @@ TEST_P(JorvaneServerMount, Row) {
             << "the bar says " << (field ? "\"" + field->problem + "\"" : std::string("nothing readable"));
         EXPECT_EQ(field ? field->text : std::string(), address) << "the address stays for correcting";
         EXPECT_TRUE(driver().bar()) << "the bar stays open";
-        EXPECT_EQ(desktop().title(window_), demo_.string() + " - Thunar") << "the window stays where it was";
+        EXPECT_EQ(desktop().title(window_), titleOf(demo_)) << "the window stays where it was";
         EXPECT_TRUE(driver().waitForLog(row.problem, kWait)) << "the log says it too";
     }
 }
@@ -384,7 +377,7 @@ TEST_F(ThunarSftpMount, AnUnknownUserIsRefusedWithAReason) {
         catalogue().callWithFailure("finder_mount", {"sftp://no-such-user@127.0.0.1:" + std::to_string(port_) + "/"});
     EXPECT_EQ(reply.answer, std::nullopt);
     EXPECT_FALSE(reply.failure.empty());
-    EXPECT_EQ(desktop().title(window), titleFor(folder("local")));
+    EXPECT_EQ(desktop().title(window), titleOf(folder("local")));
 }
 
 }  // namespace

@@ -129,12 +129,6 @@ xcb_window_t XTestClient::topLevelOf(xcb_window_t window) {
     return window;
 }
 
-int XTestClient::stackingIndex(xcb_window_t topLevel) {
-    const std::vector<xcb_window_t> stack = children(root_);
-    const auto it = std::find(stack.begin(), stack.end(), topLevel);
-    return it == stack.end() ? -1 : static_cast<int>(it - stack.begin());
-}
-
 bool XTestClient::isOverrideRedirect(xcb_window_t window) {
     Reply<xcb_get_window_attributes_reply_t> a(
         xcb_get_window_attributes_reply(c_, xcb_get_window_attributes(c_, window), nullptr));
