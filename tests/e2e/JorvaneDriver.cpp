@@ -255,15 +255,29 @@ std::vector<std::uint32_t> JorvaneDriver::shownWindows(bool lists) {
     return shown;
 }
 
-std::optional<BarWindow> JorvaneDriver::bar() {
+// The bar is one line high; a menu is taller.
+std::optional<BarWindow> JorvaneDriver::bar(bool menu) {
     for (std::uint32_t window : shownWindows(false)) {
         if (!x_->isOverrideRedirect(window)) continue;
-        if (std::optional<WindowGeometry> geometry = x_->geometry(window)) return BarWindow{window, *geometry};
+        const std::optional<WindowGeometry> geometry = x_->geometry(window);
+        if (geometry && (geometry->height > 60) == menu) return BarWindow{window, *geometry};
     }
     return std::nullopt;
 }
 
-bool JorvaneDriver::completionListShown() { return !shownWindows(true).empty(); }
+std::optional<WindowGeometry> JorvaneDriver::completionList() {
+    const std::vector<std::uint32_t> lists = shownWindows(true);
+    return lists.empty() ? std::nullopt : x_->geometry(lists.front());
+}
+
+bool JorvaneDriver::keyboardGrabbed() {
+    xcb_connection_t* c = x_->connection();
+    Reply<xcb_grab_keyboard_reply_t> reply(xcb_grab_keyboard_reply(
+        c, xcb_grab_keyboard(c, 0, x_->root(), XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC), nullptr));
+    if (reply && reply->status == XCB_GRAB_STATUS_SUCCESS) xcb_ungrab_keyboard(c, XCB_CURRENT_TIME);
+    x_->sync();
+    return reply && reply->status == XCB_GRAB_STATUS_ALREADY_GRABBED;
+}
 
 std::uint32_t JorvaneDriver::inputFocus() { return x_->inputFocus(); }
 

@@ -81,8 +81,10 @@ public:
     std::optional<int> startAgain(const Options& options, milliseconds timeout = milliseconds(10000));
 
     // ---- its windows
-    std::optional<BarWindow> bar();
-    bool completionListShown();
+    std::optional<BarWindow> bar(bool menu = false);  // `menu`: its context menu instead
+    std::optional<WindowGeometry> completionList();
+    // Whether a client (a menu) holds the keyboard, so that keys go to it.
+    bool keyboardGrabbed();
     std::uint32_t inputFocus();
     // The focus is on the window or one of its children.
     bool focusIsIn(std::uint32_t window);

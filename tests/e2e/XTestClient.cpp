@@ -124,11 +124,6 @@ xcb_window_t XTestClient::parent(xcb_window_t window) {
     return tree ? tree->parent : XCB_NONE;
 }
 
-xcb_window_t XTestClient::topLevelOf(xcb_window_t window) {
-    for (xcb_window_t up = parent(window); up != root_ && up != XCB_NONE; up = parent(window)) window = up;
-    return window;
-}
-
 bool XTestClient::isOverrideRedirect(xcb_window_t window) {
     Reply<xcb_get_window_attributes_reply_t> a(
         xcb_get_window_attributes_reply(c_, xcb_get_window_attributes(c_, window), nullptr));

@@ -64,8 +64,6 @@ public:
     std::optional<WindowGeometry> frameGeometry(xcb_window_t window);
     std::vector<xcb_window_t> children(xcb_window_t window);
     xcb_window_t parent(xcb_window_t window);
-    // The root's child that holds the window (its frame, for a managed one).
-    xcb_window_t topLevelOf(xcb_window_t window);
     bool isOverrideRedirect(xcb_window_t window);
     bool isViewable(xcb_window_t window);
     xcb_window_t inputFocus();
