@@ -145,6 +145,37 @@ TEST_F(JorvaneApp, CtrlGInThunarOpensTheBarInEveryReleaseOrderAndThunarNeverSees
 // Chords that are not the hot key are Thunar's, in every release order: a
 // plain letter starts Thunar's type-ahead, and the G of other Ctrl and Alt
 // chords reaches its window.
+// On Dvorak the G is another key: the tap follows the new keyboard mapping,
+// and the key that was G is Thunar's again.
+TEST_F(JorvaneApp, CtrlGOpensTheBarAfterTheKeyboardLayoutChanges) {
+    driver().moveTo(2, 2);
+    const std::optional<std::uint8_t> usG = driver().keycodeOf("g");
+    ASSERT_TRUE(usG);
+    const auto layout = [](const std::vector<std::string>& names) {
+        std::vector<std::string> argv = {"setxkbmap", "-display", desktop().display()};
+        argv.insert(argv.end(), names.begin(), names.end());
+        return desktop().run(argv).exitCode == 0;
+    };
+    ASSERT_TRUE(layout({"us", "dvorak"}));
+    const std::optional<std::uint8_t> dvorakG = driver().keycodeOf("g");
+    EXPECT_TRUE(dvorakG && dvorakG != usG);
+    const bool grabbed = driver().waitForGrab(window_, "g", kWait);
+    driver().watchKeys(window_);
+    const bool opened = openBarByHotKey();
+    const std::vector<JorvaneDriver::SeenKey> seenWithG = driver().seenKeys();
+    closeBar();
+    bringToFront(window_, false);
+    driver().watchKeys(window_);
+    const std::vector<JorvaneDriver::KeyStep> oldG = {{"Control_L"}, {"i"}, {"i", false}, {"Control_L", false}};
+    const bool pressed = driver().keySteps(oldG, milliseconds(80));  // "i" is on the US G key
+    const std::vector<JorvaneDriver::SeenKey> seenWithOldG = driver().seenKeys();
+    ASSERT_TRUE(layout({"us"}));
+    EXPECT_TRUE(grabbed) << "the tap did not grab Ctrl+G on its new key";
+    EXPECT_TRUE(opened) << "Ctrl+G opened no bar on Dvorak";
+    EXPECT_FALSE(dvorakG && sawKey(seenWithG, *dvorakG, true)) << "Thunar saw the G";
+    EXPECT_TRUE(pressed && usG && sawKey(seenWithOldG, *usG, true)) << "the old G key is still taken";
+}
+
 TEST_F(JorvaneApp, ChordsThatAreNotTheHotKeyReachThunarInEveryReleaseOrder) {
     driver().moveTo(2, 2);
     const std::optional<std::uint8_t> g = driver().keycodeOf("g");

@@ -448,55 +448,6 @@ TEST_F(X11EventTapTest, aSyntheticCtrlDoubleClickArrivesAsOneClickThenACtrlDoubl
     EXPECT_FALSE(window->inputs(XCB_BUTTON_PRESS)[2].state & XCB_MOD_MASK_CONTROL);
 }
 
-TEST_F(X11EventTapTest, grabsFollowAChangedKeyboardMapping) {
-    auto window = installTap(swallowAll, {{kKeyL, kModifierCommand}});
-
-    // Make the key that typed "j" type "l" and the other way round.
-    e2e::XTestClient& c = *hands_;
-    const xcb_keycode_t jKey = keyOf('j'), lKey = keyOf('l');
-    xcb_get_keyboard_mapping_reply_t* mapping =
-        xcb_get_keyboard_mapping_reply(c.connection(), xcb_get_keyboard_mapping(c.connection(), jKey, 1), nullptr);
-    const uint8_t per = mapping->keysyms_per_keycode;
-    std::free(mapping);
-    const auto assign = [&](xcb_keycode_t key, xcb_keysym_t lower) {
-        std::vector<xcb_keysym_t> syms(per, 0);
-        syms[0] = lower;
-        if (per > 1) syms[1] = lower - 0x20;
-        xcb_change_keyboard_mapping(c.connection(), 1, key, per, syms.data());
-        c.sync();
-    };
-    struct Restore {
-        std::function<void()> restore;
-        ~Restore() { restore(); }
-    } restore{[&] {
-        assign(jKey, 'j');
-        assign(lKey, 'l');
-    }};
-    assign(jKey, 'l');
-    assign(lKey, 'j');
-
-    // The tap rebuilds its tables and grabs when it hears of the change.
-    const bool regrabbed = eventually([&] {
-        hands_->key(kCtrl, true);
-        hands_->keyCode(jKey, true);
-        hands_->keyCode(jKey, false);
-        hands_->key(kCtrl, false);
-        return observed_.waitFor([](const std::vector<TapEvent>& events) { return !events.empty(); }, 100ms);
-    });
-    ASSERT_TRUE(regrabbed);
-    tap_->sync();
-    const std::vector<TapEvent> downs = observed_.of(kEventKeyDown);
-    ASSERT_EQ(downs.size(), 1u);
-    EXPECT_EQ(downs[0].keyCode, kKeyL);
-
-    // The key that used to type "l" is no longer taken.
-    hands_->key(kCtrl, true);
-    hands_->keyCode(lKey, true);
-    hands_->keyCode(lKey, false);
-    hands_->key(kCtrl, false);
-    ASSERT_TRUE(window->waitForKeyPress(lKey));
-}
-
 TEST_F(X11EventTapTest, uninstallingStopsTheCallbackAndReleasesTheKeys) {
     auto window = installTap(swallowAll, {{kKeyL, kModifierCommand}});
     tap_->uninstall();
