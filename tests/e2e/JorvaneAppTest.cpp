@@ -315,6 +315,17 @@ TEST_F(JorvaneApp, UpGoesToTheParentFolder) {
     EXPECT_TRUE(desktop().waitForTitle(window_, titleOf(demo_), kWait)) << desktop().title(window_);
 }
 
+TEST_F(JorvaneApp, CtrlWInTheBarClosesItsThunarWindowOnly) {
+    const std::uint32_t second = openWindow(demo_ / "Music");
+    ASSERT_NE(second, 0u);
+    ASSERT_TRUE(openBarByHotKey()) << "no focused bar after Ctrl+G";
+    ASSERT_TRUE(driver().waitForFieldText((demo_ / "Music").string(), kWait));
+    ASSERT_TRUE(driver().key("w", {"Control_L"}));
+    EXPECT_TRUE(desktop().waitForWindowGone(second, kWait)) << "its window stays";
+    EXPECT_TRUE(driver().waitForBarHidden(kWait));
+    EXPECT_EQ(desktop().thunarWindows(), std::vector<std::uint32_t>{window_}) << "only its window closes";
+}
+
 TEST_F(JorvaneApp, ClosingTheThunarWindowRemovesItsBar) {
     ASSERT_TRUE(openBarByHotKey()) << "no focused bar after Ctrl+G";
     ASSERT_TRUE(driver().waitForLog("bar made for window " + hex(window_), kWait));

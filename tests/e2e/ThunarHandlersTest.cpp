@@ -138,15 +138,6 @@ TEST_F(ThunarHandlers, ReloadKeepsTheWindowOnItsFolderAndShowsNewItems) {
     EXPECT_EQ(call("finder_reveal_in_current", {"new.txt"}), "");
 }
 
-TEST_F(ThunarHandlers, CloseWindowClosesTheFrontWindowOnly) {
-    const std::uint32_t kept = openWindow(folder("kept"));
-    const std::uint32_t closed = openWindow(folder("closed"));
-    EXPECT_EQ(call("close_finder_win"), "");
-    EXPECT_TRUE(desktop().waitForWindowGone(closed, milliseconds(5000)));
-    const std::vector<std::uint32_t> windows = desktop().clientWindows();
-    EXPECT_NE(std::find(windows.begin(), windows.end(), kept), windows.end());
-}
-
 TEST_F(ThunarHandlers, NewWinOpensAnotherWindowOnTheGivenFolder) {
     const fs::path start = folder("start");
     const fs::path target = folder("new window");

@@ -1,7 +1,7 @@
 // The real PathWindowController over the Qt views (offscreen), its file
-// manager and application faked: keys typed into the line edit reaching the
-// controller, and the list on a real folder. (The bar's place and inline
-// completion are the whole-program tests'.)
+// manager and application faked: the list on a real folder, driven with
+// keys and the mouse. (The bar's place, inline completion and Ctrl+W are the
+// whole-program tests'.)
 #include <gtest/gtest.h>
 
 #include <QApplication>
@@ -96,16 +96,6 @@ protected:
     std::weak_ptr<PathBar> bar_;
     std::unique_ptr<PathWindowController> controller_;
 };
-
-TEST_F(PathWindowWiring, ctrlWClosesTheWindowWithoutTouchingTheText) {
-    show();
-    const QString before = field().text();
-    QTest::keyClick(&field(), Qt::Key_W, Qt::ControlModifier);
-    bridge_.waitUntilIdle();
-    EXPECT_FALSE(bar().window()->isVisible());
-    EXPECT_EQ(handlerNames().back(), "close_finder_win");
-    EXPECT_EQ(field().text(), before);
-}
 
 TEST_F(PathWindowWiring, tabOpensTheListUnderTheFieldAndReturnTakesTheChosenRow) {
     show();
