@@ -3,7 +3,8 @@
 // owned by a pid of our choosing through _NET_WM_PID). Input is injected with
 // XTEST, as a user's would arrive. (The tap on a real Thunar window is the
 // whole-program tests': the hot key swallowed in every press order, held
-// until it repeats and with Caps Lock on, and other chords passed on.)
+// until it repeats, with Caps Lock on and after a layout change, and other
+// chords passed on.)
 #include <gtest/gtest.h>
 
 #include <poll.h>

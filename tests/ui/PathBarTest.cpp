@@ -1,7 +1,8 @@
 // The address bar's Qt views on the offscreen platform, with the controller
 // replaced by a recorder of the events the widgets report: the order of the
-// key stations, inline completion, frames in the core's coordinates, the
-// spinner's timer, the completion list, focus and the context menu.
+// key stations, inline completion, the animated frame, the spinner's timer,
+// the completion list and focus. (The bar's place, a click on a list row
+// and the context menu are the whole-program tests', on X.)
 #include <gtest/gtest.h>
 
 #include <QApplication>
