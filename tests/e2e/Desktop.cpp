@@ -22,9 +22,10 @@ extern char** environ;
 namespace jorvane::e2e {
 
 namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
 
 namespace {
+
+constexpr milliseconds kStartTimeout{20000};  // for each program of the desktop to come up
 
 std::unique_ptr<Desktop>& sharedInstance() {
     static std::unique_ptr<Desktop> instance;
@@ -123,9 +124,9 @@ void Desktop::start() {
         fs::create_directories(root_ / dir);
     fs::permissions(root_ / "run", fs::perms::owner_all, fs::perm_options::replace);
 #ifdef JORVANE_E2E_OUTPUT_DIR
-    outputDir_ = options_.outputDir.empty() ? fs::path(JORVANE_E2E_OUTPUT_DIR) : options_.outputDir;
+    outputDir_ = JORVANE_E2E_OUTPUT_DIR;
 #else
-    outputDir_ = options_.outputDir.empty() ? root_ / "output" : options_.outputDir;
+    outputDir_ = root_ / "output";
 #endif
     fs::create_directories(outputDir_);
 
@@ -133,8 +134,7 @@ void Desktop::start() {
     setSessionFolders();
     startXvfb();
     setVariable("DISPLAY", display_);
-    startSessionBus();
-    setVariable("DBUS_SESSION_BUS_ADDRESS", busAddress_);
+    setVariable("DBUS_SESSION_BUS_ADDRESS", startSessionBus());
     startAccessibilityBus();
     startWindowManager();
     configureThunar();
@@ -277,7 +277,7 @@ void Desktop::startXvfb() {
     // -displayfd: Xvfb picks a free display itself and says which.
     spawnWithPipe({"Xvfb", "-displayfd", "3", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-noreset"}, "xvfb",
                   &readEnd);
-    std::optional<std::string> number = readLine(readEnd, options_.startTimeout);
+    std::optional<std::string> number = readLine(readEnd, kStartTimeout);
     close(readEnd);
     if (!number || number->empty()) throw std::runtime_error("Xvfb did not start");
     display_ = ":" + *number;
@@ -285,15 +285,15 @@ void Desktop::startXvfb() {
     if (!x_->ok()) throw std::runtime_error("cannot connect to " + display_);
 }
 
-void Desktop::startSessionBus() {
+std::string Desktop::startSessionBus() {
     int readEnd = -1;
     const std::string address = "unix:path=" + (root_ / "run" / "bus").string();
     spawnWithPipe({"dbus-daemon", "--session", "--nofork", "--nopidfile", "--address=" + address, "--print-address=3"},
                   "dbus-session", &readEnd);
-    std::optional<std::string> printed = readLine(readEnd, options_.startTimeout);
+    std::optional<std::string> printed = readLine(readEnd, kStartTimeout);
     close(readEnd);
     if (!printed || printed->empty()) throw std::runtime_error("the D-Bus session bus did not start");
-    busAddress_ = *printed;
+    return *printed;
 }
 
 void Desktop::setVariable(const std::string& name, const std::optional<std::string>& value) {
@@ -349,7 +349,7 @@ void Desktop::startAccessibilityBus() {
     const auto published = [this] {
         return x_->bytes(x_->root(), x_->atom("AT_SPI_BUS"), XCB_ATOM_STRING).has_value();
     };
-    const bool up = waitUntil(published, options_.startTimeout, milliseconds(20));
+    const bool up = waitUntil(published, kStartTimeout, milliseconds(20));
     if (!up || !nameHasOwner("org.a11y.Bus")) throw std::runtime_error("the accessibility bus did not start");
 }
 
@@ -364,12 +364,12 @@ void Desktop::startWindowManager() {
         throw std::runtime_error("unknown window manager " + options_.windowManager);
     spawn(argv, options_.windowManager);
     const bool up = waitUntil([this] { return x_->values(x_->root(), "_NET_SUPPORTING_WM_CHECK").size() == 1; },
-                              options_.startTimeout, milliseconds(20));
+                              kStartTimeout, milliseconds(20));
     if (!up) throw std::runtime_error(options_.windowManager + " did not start");
 }
 
 void Desktop::configureThunar() {
-    if (!options_.fullPathInTitle) return;
+    if (!options_.startThunar) return;
     // xfconfd starts through D-Bus activation on our bus, with our XDG folders.
     if (!setXfconf("thunar", "/misc-full-path-in-window-title", "bool", "true") ||
         xfconf("thunar", "/misc-full-path-in-window-title") != "true")
@@ -381,7 +381,7 @@ void Desktop::startThunar(const std::optional<fs::path>& folder) {
         folder ? std::vector<std::string>{"thunar", folder->string()} : std::vector<std::string>{"thunar", "--daemon"},
         "thunar");
     const bool up =
-        waitUntil([this] { return nameHasOwner("org.xfce.FileManager"); }, options_.startTimeout, milliseconds(50));
+        waitUntil([this] { return nameHasOwner("org.xfce.FileManager"); }, kStartTimeout, milliseconds(50));
     if (!up) throw std::runtime_error("Thunar did not take org.xfce.FileManager");
 }
 
@@ -438,7 +438,7 @@ std::optional<std::uint32_t> Desktop::openThunarWindow(const fs::path& folder, m
     const std::vector<std::uint32_t> before = thunarWindows();
     const RunResult client = run({"thunar", folder.string()}, timeout);
     if (client.exitCode != 0) return std::nullopt;
-    const std::string expected = folder.string() + " - Thunar";
+    const std::string expected = titleOf(folder);
     return waitForWindow(
         [&](std::uint32_t window) {
             if (std::find(before.begin(), before.end(), window) != before.end()) return false;
@@ -478,10 +478,6 @@ bool Desktop::closeWindow(std::uint32_t window, milliseconds timeout) {
 
 void Desktop::closeThunarWindows() {
     for (std::uint32_t window : thunarWindows()) closeWindow(window, milliseconds(3000));
-}
-
-void Desktop::moveMouse(int x, int y) {
-    if (x_) x_->moveTo(x, y);
 }
 
 void Desktop::click(int x, int y, int button) {

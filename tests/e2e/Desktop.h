@@ -1,19 +1,13 @@
 #pragma once
 
-// The end-to-end desktop: a private X server (Xvfb), a private D-Bus session
-// bus with the accessibility bus, a window manager, xfconf and Thunar, all in
-// a temporary HOME so that the user's settings are never touched, plus the
-// helpers the tests need to look at windows and drive them.
-//
+// The end-to-end desktop: a private X server (Xvfb), D-Bus session bus with
+// the accessibility bus, a window manager, xfconf and Thunar, in a temporary
+// HOME, plus the helpers the tests need to look at windows and drive them.
 // Every process is started without a shell and remembered by pid; stop()
-// (and the destructor) stops them all, and a reaper process does the same if
-// the test process dies without stopping them. Works without a prior X
-// session, without input, as root.
-//
-// One desktop per test process: Desktop::shared() creates it on first use,
-// and the end-to-end main stops it when the tests are over. While it runs,
-// this process's DISPLAY, DBUS_SESSION_BUS_ADDRESS, HOME and XDG_* point at it,
-// so code under test talks to it as it would to a real session.
+// stops them all, and a reaper process does the same if the test process
+// dies first. One desktop per test process (Desktop::shared()); while it
+// runs, this process's DISPLAY, DBUS_SESSION_BUS_ADDRESS, HOME and XDG_*
+// point at it, so code under test talks to it as to a real session.
 
 #include <sys/types.h>
 #include <chrono>
@@ -34,16 +28,10 @@ class XTestClient;
 using std::chrono::milliseconds;
 
 struct DesktopOptions {
-    // "openbox", "xfwm4", or "" for no window manager.
-    std::string windowManager = "openbox";
-    // Start `thunar --daemon` (its windows open with openThunarWindow).
+    std::string windowManager = "openbox";  // or "xfwm4"
+    // Start `thunar --daemon` (its windows open with openThunarWindow), with
+    // the full path in its windows' titles.
     bool startThunar = true;
-    // Set xfconf thunar /misc-full-path-in-window-title before Thunar starts.
-    bool fullPathInTitle = true;
-    // Logs of the desktop's programs and screenshots; the build's e2e output
-    // folder when empty.
-    std::filesystem::path outputDir;
-    milliseconds startTimeout{20000};
 };
 
 struct WindowGeometry {
@@ -55,72 +43,57 @@ using RunResult = subprocess::RunResult;
 
 class Desktop {
 public:
-    // Starts everything; throws std::runtime_error naming the step that failed
-    // (after stopping what had started).
+    // Throws std::runtime_error naming the step that failed (after stopping what had started).
     explicit Desktop(DesktopOptions options = {});
     ~Desktop();
     Desktop(const Desktop&) = delete;
     Desktop& operator=(const Desktop&) = delete;
 
-    // Stops every process of the desktop, restores this process's
-    // environment and removes the temporary folder. Idempotent.
+    // Stops every process, restores this process's environment and removes the temporary folder.
     void stop();
-    // Runs before stop() stops anything (last added first): for code under
-    // test that must let go of the desktop first.
+    // Runs before stop() stops anything (last added first).
     void atStop(std::function<void()> action) { atStop_.push_back(std::move(action)); }
 
-    // The desktop of this test process, started on first use; throws when it
-    // cannot start (and again on each later call).
+    // The desktop of this test process, started on first use; throws when it cannot start.
     static Desktop& shared();
     static Desktop* sharedIfRunning();
     static void stopShared();
 
     const std::string& display() const { return display_; }
-    const std::string& sessionBusAddress() const { return busAddress_; }
     const std::filesystem::path& root() const { return root_; }
     std::filesystem::path home() const { return root_ / "home"; }
-    // A folder for the tests' files, inside the temporary root.
-    std::filesystem::path dataDir() const { return root_ / "data"; }
+    std::filesystem::path dataDir() const { return root_ / "data"; }  // for the tests' files
     const std::filesystem::path& outputDir() const { return outputDir_; }
     pid_t thunarPid() const { return thunarPid_; }
-    // The desktop's own X connection (for looking and XTEST input; one thread).
-    XTestClient& x() { return *x_; }
+    XTestClient& x() { return *x_; }  // the desktop's own X connection (one thread)
 
     // ---- Processes (no shell; argv goes to the program as it is)
 
-    // Starts a program that the desktop stops at the end; its output goes to
-    // <outputDir>/<logName>.log. `environment` changes the desktop's for it:
-    // "NAME=value" sets a variable, "NAME" removes it. Throws when it cannot start.
+    // Starts a program that the desktop stops at the end, its output in
+    // <outputDir>/<logName>.log; `environment`: "NAME=value" sets, "NAME" removes.
     pid_t spawn(const std::vector<std::string>& argv, const std::string& logName,
                 const std::optional<std::filesystem::path>& workingDirectory = std::nullopt,
                 const std::vector<std::string>& environment = {});
     // Runs a program to its end, at most for `timeout`.
     RunResult run(const std::vector<std::string>& argv, milliseconds timeout = milliseconds(10000));
-    // SIGTERM, then SIGKILL after `grace`; for processes of this desktop.
-    void stopProcess(pid_t pid, milliseconds grace = milliseconds(2000));
-    // SIGSTOP / SIGCONT, to make a program hang and recover.
-    bool suspend(pid_t pid);
-    bool resume(pid_t pid);
-    // Starts Thunar again after a test stopped it.
+    void stopProcess(pid_t pid, milliseconds grace = milliseconds(2000));  // SIGTERM, SIGKILL after `grace`
+    bool suspend(pid_t pid);  // SIGSTOP
+    bool resume(pid_t pid);   // SIGCONT
     void restartThunar();
-    // Ends Thunar (SIGTERM, or SIGKILL as a crash would) and waits until its
-    // D-Bus name is free; its windows go with it.
+    // Ends Thunar (SIGTERM, or SIGKILL as a crash would) and waits until its D-Bus name is free.
     void stopThunar(bool crash = false);
-    // Starts Thunar as a daemon, or as a program showing `folder` (as a user
-    // who opens it does), and waits until it holds its D-Bus name.
+    // Starts Thunar as a daemon, or showing `folder` as a user opens it, and
+    // waits until it holds its D-Bus name.
     void startThunar(const std::optional<std::filesystem::path>& folder = std::nullopt);
 
     // ---- Windows
 
-    // Managed client windows (_NET_CLIENT_LIST).
-    std::vector<std::uint32_t> clientWindows();
+    std::vector<std::uint32_t> clientWindows();  // _NET_CLIENT_LIST
     std::vector<std::uint32_t> thunarWindows();
-    // Opens a Thunar window on the folder (`thunar FOLDER`) and waits for the
-    // new window that shows it; nothing when none came in time.
+    // `thunar FOLDER`, and the new window that shows it; nothing when none came in time.
     std::optional<std::uint32_t> openThunarWindow(const std::filesystem::path& folder,
                                                   milliseconds timeout = milliseconds(10000));
-    // The first client window for which the predicate holds, polled until the
-    // time-out.
+    // The first client window for which the predicate holds, polled until the time-out.
     std::optional<std::uint32_t> waitForWindow(const std::function<bool(std::uint32_t)>& predicate,
                                                milliseconds timeout);
     bool waitForWindowGone(std::uint32_t window, milliseconds timeout);
@@ -134,15 +107,12 @@ public:
     bool activate(std::uint32_t window, milliseconds timeout = milliseconds(3000));
     // Asks the window manager to close the window and waits until it is gone.
     bool closeWindow(std::uint32_t window, milliseconds timeout = milliseconds(5000));
-    // Closes every Thunar window (between tests).
     void closeThunarWindows();
 
-    // ---- Input through XTEST (raw events, as a user's devices make them)
+    // ---- Input through XTEST, as a user's devices make it
 
-    void moveMouse(int x, int y);
     void click(int x, int y, int button = 1);
-    // A key combination in xdotool's notation ("ctrl+l", "Return", "F5").
-    bool key(const std::string& combination);
+    bool key(const std::string& combination);  // xdotool's notation ("ctrl+l", "Return")
     bool type(const std::string& text);
 
     // ---- Evidence and settings
@@ -151,14 +121,13 @@ public:
     bool setXfconf(const std::string& channel, const std::string& property, const std::string& type,
                    const std::string& value);
     std::optional<std::string> xfconf(const std::string& channel, const std::string& property);
-    // Whether a D-Bus name has an owner on the session bus.
     bool nameHasOwner(const std::string& name);
 
 private:
     void start();
     void startReaper();
     void startXvfb();
-    void startSessionBus();
+    std::string startSessionBus();  // its address
     void startAccessibilityBus();
     void startWindowManager();
     void configureThunar();
@@ -176,7 +145,6 @@ private:
     std::filesystem::path outputDir_;
     std::string marker_;
     std::string display_;
-    std::string busAddress_;
     pid_t reaperPid_ = -1;
     int reaperPipe_ = -1;
     pid_t thunarPid_ = -1;
@@ -189,5 +157,13 @@ private:
 
 // Polls the condition every `interval` until it holds or the time-out passes.
 bool waitUntil(const std::function<bool()>& condition, milliseconds timeout, milliseconds interval = milliseconds(10));
+
+// Thunar's title of a window on the folder (with the full path in titles).
+inline std::string titleOf(const std::filesystem::path& folder) { return folder.string() + " - Thunar"; }
+
+using Clock = std::chrono::steady_clock;
+inline long long millisecondsSince(Clock::time_point start) {
+    return std::chrono::duration_cast<milliseconds>(Clock::now() - start).count();
+}
 
 }  // namespace jorvane::e2e

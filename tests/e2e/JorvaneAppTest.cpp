@@ -8,12 +8,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <memory>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "JorvaneTest.h"
+#include "ProcessSweep.h"
 
 namespace jorvane::e2e {
 namespace {
@@ -27,7 +24,8 @@ protected:
         if (!startError().empty()) return;
         Desktop& d = desktop();
         demo_ = d.dataDir() / "demo";
-        for (const char* folder : {"Projects", "Projects/Drafts", "Music"}) fs::create_directories(demo_ / folder);
+        for (const char* folder : {"Projects", "Projects/Drafts", "Music", "Rows/One", "Rows/Two"})
+            fs::create_directories(demo_ / folder);
         for (const char* file : {"alpha.txt", "beta.txt", "gamma.txt", "delta.log", "Projects/readme.txt"})
             std::ofstream(demo_ / file) << file << "\n";
         // Selections can be read in the Details view only.
@@ -41,51 +39,23 @@ protected:
         JorvaneTest::SetUp();
         if (HasFatalFailure()) return;
         // A fresh window on the demo folder for every test.
-        if (driver().bar()) {
-            driver().key("Escape");
-            driver().key("Escape");
-        }
+        closeBar();
         desktop().closeThunarWindows();
         window_ = openWindow(demo_);
         ASSERT_NE(window_, 0u);
     }
 
-    // Opens a Thunar window on the folder and brings it to the front, its keys held by the tap.
-    std::uint32_t openWindow(const fs::path& folder) {
-        const std::optional<std::uint32_t> window = desktop().openThunarWindow(folder);
-        if (!window) {
-            ADD_FAILURE() << "no Thunar window on " << folder;
-            return 0;
-        }
-        bringToFront(*window);
-        return *window;
+    void TearDown() override {
+        // The hidden-files toggle leaves a Thunar that the program started: the desktop's comes back.
+        Desktop* d = Desktop::sharedIfRunning();
+        if (!d || processAlive(d->thunarPid())) return;
+        for (std::uint32_t window : d->thunarWindows())
+            if (const std::optional<pid_t> pid = d->windowPid(window)) d->stopProcess(*pid);
+        d->restartThunar();
     }
 
-    std::string titleOf(const fs::path& folder) const { return folder.string() + " - Thunar"; }
-
-    // A click on the middle of the window's title opens its bar.
     void openBarByTitleClick(std::uint32_t window) {
-        const std::optional<std::pair<int, int>> point = driver().titlePoint(window);
-        ASSERT_TRUE(point) << "the window has no title bar";
-        driver().clickAt(point->first, point->second);
-        ASSERT_TRUE(driver().waitForFocusedBar(kWait)) << "no focused bar after a click on the title";
-    }
-
-    void openBarByHotKey() {
-        ASSERT_TRUE(driver().hotKey());
-        ASSERT_TRUE(driver().waitForFocusedBar(kWait)) << "no focused bar after Ctrl+G";
-    }
-
-    void expectSelection(std::uint32_t window, const std::vector<std::string>& names) {
-        std::optional<std::vector<std::string>> selected;
-        const bool seen = waitUntil(
-            [&] {
-                selected = driver().thunarSelection(window);
-                return selected && *selected == names;
-            },
-            kWait, milliseconds(50));
-        EXPECT_TRUE(seen) << "Thunar's selection: "
-                          << (selected ? ::testing::PrintToString(*selected) : std::string("(unreadable)"));
+        ASSERT_TRUE(clickTitle(window)) << "no focused bar after a click on the title";
     }
 
     static inline fs::path demo_;
@@ -175,6 +145,37 @@ TEST_F(JorvaneApp, CtrlGInThunarOpensTheBarInEveryReleaseOrderAndThunarNeverSees
 // Chords that are not the hot key are Thunar's, in every release order: a
 // plain letter starts Thunar's type-ahead, and the G of other Ctrl and Alt
 // chords reaches its window.
+// On Dvorak the G is another key: the tap follows the new keyboard mapping,
+// and the key that was G is Thunar's again.
+TEST_F(JorvaneApp, CtrlGOpensTheBarAfterTheKeyboardLayoutChanges) {
+    driver().moveTo(2, 2);
+    const std::optional<std::uint8_t> usG = driver().keycodeOf("g");
+    ASSERT_TRUE(usG);
+    const auto layout = [](const std::vector<std::string>& names) {
+        std::vector<std::string> argv = {"setxkbmap", "-display", desktop().display()};
+        argv.insert(argv.end(), names.begin(), names.end());
+        return desktop().run(argv).exitCode == 0;
+    };
+    ASSERT_TRUE(layout({"us", "dvorak"}));
+    const std::optional<std::uint8_t> dvorakG = driver().keycodeOf("g");
+    EXPECT_TRUE(dvorakG && dvorakG != usG);
+    const bool grabbed = driver().waitForGrab(window_, "g", kWait);
+    driver().watchKeys(window_);
+    const bool opened = openBarByHotKey();
+    const std::vector<JorvaneDriver::SeenKey> seenWithG = driver().seenKeys();
+    closeBar();
+    bringToFront(window_, false);
+    driver().watchKeys(window_);
+    const std::vector<JorvaneDriver::KeyStep> oldG = {{"Control_L"}, {"i"}, {"i", false}, {"Control_L", false}};
+    const bool pressed = driver().keySteps(oldG, milliseconds(80));  // "i" is on the US G key
+    const std::vector<JorvaneDriver::SeenKey> seenWithOldG = driver().seenKeys();
+    ASSERT_TRUE(layout({"us"}));
+    EXPECT_TRUE(grabbed) << "the tap did not grab Ctrl+G on its new key";
+    EXPECT_TRUE(opened) << "Ctrl+G opened no bar on Dvorak";
+    EXPECT_FALSE(dvorakG && sawKey(seenWithG, *dvorakG, true)) << "Thunar saw the G";
+    EXPECT_TRUE(pressed && usG && sawKey(seenWithOldG, *usG, true)) << "the old G key is still taken";
+}
+
 TEST_F(JorvaneApp, ChordsThatAreNotTheHotKeyReachThunarInEveryReleaseOrder) {
     driver().moveTo(2, 2);
     const std::optional<std::uint8_t> g = driver().keycodeOf("g");
@@ -243,13 +244,13 @@ TEST_F(JorvaneApp, ReturnOnAPatternSelectsEveryMatch) {
 }
 
 TEST_F(JorvaneApp, EscapeClosesTheListThenTheBarAndThunarGetsTheKeyboardBack) {
-    openBarByHotKey();
+    ASSERT_TRUE(openBarByHotKey()) << "no focused bar after Ctrl+G";
     ASSERT_TRUE(driver().waitForFieldText(demo_.string(), kWait));
     ASSERT_TRUE(driver().key("Tab"));
-    ASSERT_TRUE(waitUntil([&] { return driver().completionListShown(); }, kWait)) << "Tab shows the list";
+    ASSERT_TRUE(waitUntil([&] { return driver().completionList().has_value(); }, kWait)) << "Tab shows the list";
 
     ASSERT_TRUE(driver().key("Escape"));
-    EXPECT_TRUE(waitUntil([&] { return !driver().completionListShown(); }, kWait))
+    EXPECT_TRUE(waitUntil([&] { return !driver().completionList(); }, kWait))
         << "the first Escape closes the list";
     EXPECT_TRUE(driver().bar()) << "... and leaves the bar";
 
@@ -259,11 +260,51 @@ TEST_F(JorvaneApp, EscapeClosesTheListThenTheBarAndThunarGetsTheKeyboardBack) {
         << "the keyboard goes back to the Thunar window";
 }
 
+TEST_F(JorvaneApp, AClickOnARowOfTheListChoosesItAndTheBarKeepsTheKeyboard) {
+    openBarByTitleClick(window_);
+    // The completed "One/" deleted, Tab shows the list rather than taking it.
+    ASSERT_TRUE(driver().type((demo_ / "Rows").string() + "/"));
+    ASSERT_TRUE(driver().waitForInlineCompletion(kWait));
+    ASSERT_TRUE(driver().key("BackSpace"));
+    ASSERT_TRUE(driver().waitForFieldText((demo_ / "Rows").string() + "/", kWait));
+    ASSERT_TRUE(driver().key("Tab"));
+    std::optional<WindowGeometry> list;
+    ASSERT_TRUE(waitUntil([&] { return (list = driver().completionList()).has_value(); }, kWait)) << "no list";
+
+    driver().clickAt(list->x + 30, list->y + list->height / 4);  // the first of its two rows
+    EXPECT_TRUE(waitUntil(
+        [&] {
+            const std::string title = desktop().title(window_);
+            return title == titleOf(demo_ / "Rows/One") || title == titleOf(demo_ / "Rows/Two");
+        },
+        kWait))
+        << desktop().title(window_);
+    EXPECT_TRUE(driver().barHasFocus()) << "the list took the keyboard from the bar";
+}
+
+TEST_F(JorvaneApp, TheContextMenuLeavesTheKeyboardWithTheBarAndAClickIntoThunarClosesIt) {
+    openBarByTitleClick(window_);
+    const std::optional<BarWindow> bar = driver().bar();
+    ASSERT_TRUE(bar);
+    desktop().click(bar->geometry.x + 60, bar->geometry.y + bar->geometry.height / 2, 3);
+    ASSERT_TRUE(waitUntil([&] { return driver().bar(true) && driver().keyboardGrabbed(); }, kWait)) << "no menu";
+    ASSERT_TRUE(driver().key("Escape"));
+    EXPECT_TRUE(waitUntil([&] { return !driver().bar(true); }, kWait)) << "the menu stayed";
+    EXPECT_TRUE(driver().waitForFocusedBar(kWait)) << "the bar lost the keyboard to its menu";
+    EXPECT_TRUE(driver().waitForFieldText(demo_.string(), kWait)) << "the menu's Escape is the menu's";
+
+    const std::optional<WindowGeometry> client = desktop().geometry(window_);
+    ASSERT_TRUE(client);
+    driver().clickAt(client->x + client->width / 2, client->y + client->height / 2);
+    EXPECT_TRUE(driver().waitForBarHidden(kWait)) << "a bar that lost the keyboard stays";
+    EXPECT_TRUE(waitUntil([&] { return driver().focusIsIn(window_); }, kWait));
+}
+
 TEST_F(JorvaneApp, UpGoesToTheParentFolder) {
     desktop().closeThunarWindows();
     window_ = openWindow(demo_ / "Projects" / "Drafts");
     ASSERT_NE(window_, 0u);
-    openBarByHotKey();
+    ASSERT_TRUE(openBarByHotKey()) << "no focused bar after Ctrl+G";
     ASSERT_TRUE(driver().waitForFieldText((demo_ / "Projects" / "Drafts").string(), kWait));
 
     ASSERT_TRUE(driver().key("Up"));
@@ -274,8 +315,19 @@ TEST_F(JorvaneApp, UpGoesToTheParentFolder) {
     EXPECT_TRUE(desktop().waitForTitle(window_, titleOf(demo_), kWait)) << desktop().title(window_);
 }
 
+TEST_F(JorvaneApp, CtrlWInTheBarClosesItsThunarWindowOnly) {
+    const std::uint32_t second = openWindow(demo_ / "Music");
+    ASSERT_NE(second, 0u);
+    ASSERT_TRUE(openBarByHotKey()) << "no focused bar after Ctrl+G";
+    ASSERT_TRUE(driver().waitForFieldText((demo_ / "Music").string(), kWait));
+    ASSERT_TRUE(driver().key("w", {"Control_L"}));
+    EXPECT_TRUE(desktop().waitForWindowGone(second, kWait)) << "its window stays";
+    EXPECT_TRUE(driver().waitForBarHidden(kWait));
+    EXPECT_EQ(desktop().thunarWindows(), std::vector<std::uint32_t>{window_}) << "only its window closes";
+}
+
 TEST_F(JorvaneApp, ClosingTheThunarWindowRemovesItsBar) {
-    openBarByHotKey();
+    ASSERT_TRUE(openBarByHotKey()) << "no focused bar after Ctrl+G";
     ASSERT_TRUE(driver().waitForLog("bar made for window " + hex(window_), kWait));
 
     ASSERT_TRUE(desktop().closeWindow(window_));
@@ -294,11 +346,10 @@ TEST_F(JorvaneApp, MinimisingTheWindowHidesTheBarAndRestoringDoesNotBringItBack)
     ASSERT_TRUE(waitUntil([&] { return driver().titlePoint(window_).has_value(); }, kWait));
     EXPECT_FALSE(driver().bar());
     ASSERT_TRUE(waitUntil([&] { return driver().focusIsIn(window_); }, kWait));
-    openBarByHotKey();
+    ASSERT_TRUE(openBarByHotKey()) << "no focused bar after Ctrl+G";
 }
 
-// Last: it replaces the desktop's Thunar.
-TEST_F(JorvaneApp, ZAfterThunarIsKilledAndStartedAgainTheHotKeyWorksAgain) {
+TEST_F(JorvaneApp, AfterThunarIsKilledAndStartedAgainTheHotKeyWorksAgain) {
     const std::optional<pid_t> before = desktop().windowPid(window_);
     desktop().closeThunarWindows();
     desktop().restartThunar();
@@ -306,21 +357,27 @@ TEST_F(JorvaneApp, ZAfterThunarIsKilledAndStartedAgainTheHotKeyWorksAgain) {
     ASSERT_NE(window_, 0u);
     ASSERT_NE(desktop().windowPid(window_), before) << "a new Thunar process";
 
-    openBarByHotKey();
+    ASSERT_TRUE(openBarByHotKey()) << "no focused bar after Ctrl+G";
     EXPECT_TRUE(driver().waitForFieldText(demo_.string(), kWait));
     ASSERT_TRUE(driver().key("a", {"Control_L"}));
     ASSERT_TRUE(driver().type("bet"));
     expectSelection(window_, {"beta.txt"});
 }
 
-// Very last: Thunar ends up as a process the program started.
-TEST_F(JorvaneApp, ZZHiddenFilesToggleRestartsThunarOnItsFoldersInFront) {
+TEST_F(JorvaneApp, HiddenFilesToggleRestartsThunarOnItsFoldersInFront) {
     const std::optional<pid_t> before = desktop().windowPid(window_);
     ASSERT_TRUE(before);
     const std::string shown = desktop().xfconf("thunar", "/last-show-hidden").value_or("false");
-    openBarByHotKey();
+    ASSERT_TRUE(openBarByHotKey()) << "no focused bar after Ctrl+G";
 
-    ASSERT_TRUE(driver().key("period", {"Control_L", "Shift_L"}));
+    // On a German keyboard Shift+. types ":"; the shortcut is still Ctrl+Shift+. (the X key names it).
+    const auto layout = [](const char* name) {
+        return desktop().run({"setxkbmap", "-display", desktop().display(), name}).exitCode == 0;
+    };
+    ASSERT_TRUE(layout("de"));
+    const bool pressed = driver().key("period", {"Control_L", "Shift_L"});
+    ASSERT_TRUE(layout("us"));
+    ASSERT_TRUE(pressed);
     // Thunar quits, and a new one opens the same folder and comes to the front.
     const std::optional<std::uint32_t> reopened = desktop().waitForWindow(
         [&](std::uint32_t window) {

@@ -9,7 +9,6 @@
 #include <sys/wait.h>
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -53,10 +52,8 @@ struct JorvaneDriver::Atspi {
     thunar::ThunarAtspi thunar;
     bool ready = false;
 
+    // libatspi keeps using the context for the process's life: it is never freed.
     Atspi() { ready = thunar.initialise(context, 1000); }
-    ~Atspi() {
-        // libatspi keeps using the context it was given for the process's life.
-    }
     Atspi(const Atspi&) = delete;
     Atspi& operator=(const Atspi&) = delete;
 
@@ -158,13 +155,15 @@ JorvaneDriver::~JorvaneDriver() {
 
 // ---- the program
 
-fs::path JorvaneDriver::logFile() const { return desktop_.outputDir() / "jorvane.log"; }
+namespace {
+fs::path logFile(const Desktop& desktop) { return desktop.outputDir() / "jorvane.log"; }
+}  // namespace
 
 bool JorvaneDriver::start(const Options& options, milliseconds timeout) {
     stop();
     why_.clear();
     std::error_code error;
-    fs::remove(logFile(), error);
+    fs::remove(logFile(desktop_), error);
     if (!options.home) {
         // The desktop's home has seen the welcome: the launch goes straight on.
         settings::UserDefaults defaults(std::make_unique<settings::FileDefaultsStorage>());
@@ -229,7 +228,7 @@ void JorvaneDriver::stop() {
 }
 
 std::string JorvaneDriver::log() const {
-    std::ifstream in(logFile());
+    std::ifstream in(logFile(desktop_));
     std::stringstream text;
     text << in.rdbuf();
     return text.str();
@@ -256,15 +255,29 @@ std::vector<std::uint32_t> JorvaneDriver::shownWindows(bool lists) {
     return shown;
 }
 
-std::optional<BarWindow> JorvaneDriver::bar() {
+// The bar is one line high; a menu is taller.
+std::optional<BarWindow> JorvaneDriver::bar(bool menu) {
     for (std::uint32_t window : shownWindows(false)) {
         if (!x_->isOverrideRedirect(window)) continue;
-        if (std::optional<WindowGeometry> geometry = x_->geometry(window)) return BarWindow{window, *geometry};
+        const std::optional<WindowGeometry> geometry = x_->geometry(window);
+        if (geometry && (geometry->height > 60) == menu) return BarWindow{window, *geometry};
     }
     return std::nullopt;
 }
 
-bool JorvaneDriver::completionListShown() { return !shownWindows(true).empty(); }
+std::optional<WindowGeometry> JorvaneDriver::completionList() {
+    const std::vector<std::uint32_t> lists = shownWindows(true);
+    return lists.empty() ? std::nullopt : x_->geometry(lists.front());
+}
+
+bool JorvaneDriver::keyboardGrabbed() {
+    xcb_connection_t* c = x_->connection();
+    Reply<xcb_grab_keyboard_reply_t> reply(xcb_grab_keyboard_reply(
+        c, xcb_grab_keyboard(c, 0, x_->root(), XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC), nullptr));
+    if (reply && reply->status == XCB_GRAB_STATUS_SUCCESS) xcb_ungrab_keyboard(c, XCB_CURRENT_TIME);
+    x_->sync();
+    return reply && reply->status == XCB_GRAB_STATUS_ALREADY_GRABBED;
+}
 
 std::uint32_t JorvaneDriver::inputFocus() { return x_->inputFocus(); }
 
@@ -376,7 +389,6 @@ void JorvaneDriver::watchKeys(std::uint32_t window) {
         const std::vector<xcb_window_t> children = x_->children(next);
         pending.insert(pending.end(), children.begin(), children.end());
     }
-    watched_ = window;
     x_->sync();
     seenKeys();  // drop what came before
 }

@@ -1,19 +1,11 @@
 #pragma once
 
 // Drives the built jorvane program on the end-to-end desktop and looks at
-// what it does from outside, as a user's desktop would see it:
-//  - the program: started by pid with its log in the output folder, stopped
-//    with SIGTERM;
-//  - its bar: the program's viewable override-redirect window (the
-//    completion list is the one of type TOOLTIP), its geometry, and whether
-//    it holds the X input focus;
-//  - input: XTEST motion, clicks and keys with the modifiers pressed and
-//    released in the order a person does (the hot key acts on its release);
-//  - the bar's text and selection through the accessibility bus (Qt's bridge,
-//    switched on by QT_LINUX_ACCESSIBILITY_ALWAYS_ON for the tests), and
-//    Thunar's selected items through its Details view.
-//
-// libatspi is not thread-safe: use one driver from one thread.
+// what it does from outside: the program by pid with its log; its bar (its
+// viewable override-redirect window; the list is the one of type TOOLTIP)
+// and the X focus; XTEST input; the bar's text and selection through the
+// accessibility bus (Qt's bridge, switched on for the tests) and Thunar's
+// selected items through its Details view. One thread only (libatspi).
 
 #include <sys/types.h>
 #include <chrono>
@@ -51,20 +43,17 @@ struct FieldText {
     std::string problem;
 };
 
-// A key event to inject: keysym names as X spells them ("Control_L", "g").
+// Keys are keysym names as X spells them ("Control_L", "g").
 class JorvaneDriver {
 public:
     struct Options {
         // Qt's accessibility bridge, so that the bar's text can be read.
         bool accessible = true;
         std::string logLevel = "info";
-        // A home folder of its own (HOME and XDG_CONFIG_HOME below it) where
-        // the program starts as on a new machine. Without one it runs in the
-        // desktop's home, which is marked as past its first launch so that
-        // no welcome holds the launch up.
+        // A home folder of its own, where the program starts as on a new
+        // machine; else the desktop's, marked as past its first launch.
         std::optional<std::filesystem::path> home;
-        // Wait until the launch sequence is done (false: return once it has
-        // started, for a launch that waits on an alert).
+        // Wait until the launch is done (false: for a launch that waits on an alert).
         bool waitUntilRunning = true;
         // Another copy of the program than the build's (an installed one).
         std::optional<std::filesystem::path> program;
@@ -78,25 +67,24 @@ public:
     JorvaneDriver& operator=(const JorvaneDriver&) = delete;
 
     // ---- the program
-    // Starts jorvane and waits until its launch sequence is done; false
-    // (with the reason in why()) when it does not get there in time.
+    // Starts jorvane and waits until its launch is done; false (why()) when it does not in time.
     bool start(const Options& options, milliseconds timeout = milliseconds(15000));
     // SIGTERM, and SIGKILL when it does not end in time.
     void stop();
     pid_t pid() const { return pid_; }
     bool running() const;
     const std::string& why() const { return why_; }
-    std::filesystem::path logFile() const;
     std::string log() const;
     bool waitForLog(const std::string& text, milliseconds timeout);
-    // Starts the program once more beside the running one, with the same
-    // options, and waits for it to end; its exit code (nothing when it did
-    // not end in time).
+    // Starts the program once more beside the running one and waits for its
+    // exit code (nothing when it did not end in time).
     std::optional<int> startAgain(const Options& options, milliseconds timeout = milliseconds(10000));
 
     // ---- its windows
-    std::optional<BarWindow> bar();
-    bool completionListShown();
+    std::optional<BarWindow> bar(bool menu = false);  // `menu`: its context menu instead
+    std::optional<WindowGeometry> completionList();
+    // Whether a client (a menu) holds the keyboard, so that keys go to it.
+    bool keyboardGrabbed();
     std::uint32_t inputFocus();
     // The focus is on the window or one of its children.
     bool focusIsIn(std::uint32_t window);
@@ -106,29 +94,24 @@ public:
     bool waitForBarHidden(milliseconds timeout);
 
     // ---- Thunar's windows
-    // The frame's extents around a client (_NET_FRAME_EXTENTS).
-    struct Extents {
+    struct Extents {  // _NET_FRAME_EXTENTS
         int left = 0, right = 0, top = 0, bottom = 0;
     };
     Extents frameExtents(std::uint32_t client);
     // The middle of the window's title bar, in root coordinates.
     std::optional<std::pair<int, int>> titlePoint(std::uint32_t client);
-    // Whether another client holds a passive grab of Ctrl+key (Ctrl+Shift+key) on the window
-    // (the tap's; a grab of ours then fails with BadAccess).
+    // Whether another client (the tap) holds a grab of Ctrl+key (Ctrl+Shift+key) on the window.
     bool keyGrabbedByOthers(std::uint32_t window, const std::string& keysym, bool withShift = false);
     bool waitForGrab(std::uint32_t window, const std::string& keysym, milliseconds timeout, bool withShift = false);
-    // Asks the window manager to iconify the window (WM_CHANGE_STATE).
     void minimise(std::uint32_t client);
 
     // ---- input (XTEST)
     void moveTo(int x, int y);
     void clickAt(int x, int y);
-    // Presses the modifiers in order, the key, then releases the key and the
-    // modifiers in reverse order.
+    // The modifiers pressed in order, the key, then released in reverse order.
     bool key(const std::string& keysym, const std::vector<std::string>& modifiers = {});
     bool hotKey() { return key("g", {"Control_L"}); }
-    // Presses (true) and releases (false) keys in the given order, `pace`
-    // apart, as a hand rolls a chord; a key held longer repeats.
+    // Presses and releases in the given order, `pace` apart, as a hand rolls a chord.
     struct KeyStep {
         std::string keysym;
         bool press = true;
@@ -136,8 +119,7 @@ public:
     bool keySteps(const std::vector<KeyStep>& steps, milliseconds pace);
     bool type(const std::string& text);
 
-    // Reports the key events that reach the window or its children from now
-    // on (a selection of XInput 2 key events beside the owner's).
+    // From now on, the key events that reach the window or its children (XInput 2, beside the owner).
     void watchKeys(std::uint32_t window);
     struct SeenKey {
         bool press = false;
@@ -147,30 +129,24 @@ public:
     std::optional<std::uint8_t> keycodeOf(const std::string& keysym);
 
     // ---- through the accessibility bus
-    // The program's alerts: an element (window, label, button, check box)
-    // whose accessible name is exactly `name`.
+    // An element of the program (window, label, button, check box) named exactly `name`.
     bool waitForElement(const std::string& name, milliseconds timeout);
-    // Performs the element's first action (a button's press, a check box's
-    // toggle); false when there is no such element.
+    // The element's first action (a button's press); false when there is no such element.
     bool pressElement(const std::string& name);
     // Whether the named element is checked; nothing when there is none.
     std::optional<bool> elementChecked(const std::string& name);
     std::optional<FieldText> fieldText();
     bool waitForFieldText(const std::string& text, milliseconds timeout);
-    // Until the field shows an inline completion after typed text (a
-    // selection that does not start at its beginning): completions arrive
-    // from a worker, a moment after the key.
+    // Until the field shows an inline completion (a selection that does not start at its beginning).
     bool waitForInlineCompletion(milliseconds timeout);
-    // Thunar's selected items in the window (its Details view); nothing when
-    // they cannot be read.
+    // Thunar's selected items in the window (its Details view); nothing when unreadable.
     std::optional<std::vector<std::string>> thunarSelection(std::uint32_t client);
 
     struct Atspi;
 
 private:
     std::vector<std::uint32_t> shownWindows(bool lists);
-    // Set up on first use; nullptr when it is not there (or, `ofProgram`,
-    // when the program does not run).
+    // Set up on first use; nullptr when not there (or, `ofProgram`, when the program does not run).
     Atspi* accessibility(bool ofProgram = true);
     pid_t spawnProgram(const Options& options, const std::string& logName);
     std::vector<std::string> overrides(const Options& options) const;
@@ -179,7 +155,6 @@ private:
     pid_t pid_ = -1;
     std::string why_;
     std::unique_ptr<XTestClient> x_;  // a connection of its own: it listens for keys
-    std::uint32_t watched_ = 0;
     std::unique_ptr<Atspi> atspi_;
 };
 

@@ -103,6 +103,13 @@ protected:
     void startAndAccept(JorvaneDriver& driver, bool boxOffered) {
         ASSERT_TRUE(driver.start(options_)) << driver.why();
         ASSERT_TRUE(driver.waitForElement("Welcome to Jorvane!", kWait)) << "no welcome; the log:\n" << driver.log();
+        EXPECT_TRUE(waitUntil(
+            [&] {
+                const std::uint32_t front = desktop().activeWindow();
+                return front && desktop().windowPid(front) == driver.pid() && driver.focusIsIn(front);
+            },
+            kWait))
+            << "the welcome is not in front with the keyboard";
         EXPECT_EQ(driver.elementChecked(kMoveBox).has_value(), boxOffered);
         if (boxOffered) {
             EXPECT_EQ(driver.elementChecked(kMoveBox), true) << "offered, ticked";

@@ -66,10 +66,7 @@ protected:
             return;
         }
         bringToFront(window_);
-        const std::optional<std::pair<int, int>> title = driver().titlePoint(window_);
-        ASSERT_TRUE(title) << "the window has no title bar";
-        driver().clickAt(title->first, title->second);
-        ASSERT_TRUE(driver().waitForFocusedBar(kWait)) << "no bar after a click on the title";
+        ASSERT_TRUE(clickTitle(window_)) << "no bar after a click on the title";
     }
 
     // Types the text into the bar and presses the key (once the inline
@@ -164,7 +161,7 @@ INSTANTIATE_TEST_SUITE_P(
         NameRow{"Backticks", std::string("`touch ") + kMarker + "`"}, NameRow{"Backslashes", "back\\slash \\n \\\\ \\"},
         NameRow{"ShellOperators", std::string("a; touch ") + kMarker + " | b & c > " + kMarker},
         NameRow{"Variables", "$HOME ${PATH} ~ %s %n"}, NameRow{"ALeadingDashLikeAnOption", "-rf"},
-        NameRow{"ALeadingDoubleDashLikeAnOption", "--help"},
+        NameRow{"ALeadingDoubleDashLikeAnOption", "--help"}, NameRow{"ANameEndingLikeATitle", "docs - Thunar"},
         NameRow{"LettersBeyondAscii", "naïve Ünïcødé 日本語", false}, NameRow{"ALineBreak", "two\nlines", false},
         NameRow{"BytesThatAreNotUtf8", "caf\xe9", false},
         NameRow{"EverythingAtOnce",

@@ -13,7 +13,6 @@
 #include <string>
 
 #include "JorvaneTest.h"
-#include "XTestClient.h"
 
 namespace jorvane::e2e {
 namespace {
@@ -63,17 +62,6 @@ protected:
         return window;
     }
 
-    // Whether a menu is open: a mapped override-redirect window other than
-    // the bar, taller than a line.
-    static bool menuShownBeside(std::uint32_t bar) {
-        XTestClient& x = desktop().x();
-        for (const xcb_window_t w : x.children(x.root())) {
-            const WindowGeometry shape = x.geometry(w).value_or(WindowGeometry{});
-            if (w != bar && x.isViewable(w) && x.isOverrideRedirect(w) && shape.height > 60) return true;
-        }
-        return false;
-    }
-
     static inline fs::path folder_;
 };
 
@@ -83,12 +71,11 @@ TEST_F(JorvanePreferences, ANewHotKeyRecordedInThePreferencesIsKeptAndOpensTheBa
 
     // The bar's context menu ends with "Jorvane Preferences…": Up from no
     // entry chooses the last one.
-    ASSERT_TRUE(driver().hotKey());
-    ASSERT_TRUE(driver().waitForFocusedBar(kWait)) << "no bar after Ctrl+G";
+    ASSERT_TRUE(openBarByHotKey()) << "no bar after Ctrl+G";
     const std::optional<BarWindow> bar = driver().bar();
     ASSERT_TRUE(bar);
     desktop().click(bar->geometry.x + bar->geometry.width / 2, bar->geometry.y + bar->geometry.height / 2, 3);
-    ASSERT_TRUE(waitUntil([&] { return menuShownBeside(bar->window); }, kWait)) << "no context menu";
+    ASSERT_TRUE(waitUntil([&] { return driver().bar(true).has_value(); }, kWait)) << "no context menu";
     ASSERT_TRUE(driver().key("Up"));
     ASSERT_TRUE(driver().key("Return"));
 
@@ -124,10 +111,7 @@ TEST_F(JorvanePreferences, ANewHotKeyRecordedInThePreferencesIsKeptAndOpensTheBa
     EXPECT_EQ(settings->value("hotkey_flags", -1), 0x120000) << "Ctrl (Command) and Shift";
 
     // The new combination opens the bar over Thunar at once.
-    if (driver().bar()) {
-        driver().key("Escape");
-        driver().key("Escape");
-    }
+    closeBar();
     ASSERT_TRUE(driver().waitForBarHidden(kWait));
     // The tap takes the new combination a moment after the settings change.
     ASSERT_TRUE(driver().waitForGrab(thunar, "j", kWait, true)) << "the tap never grabbed Ctrl+Shift+J";

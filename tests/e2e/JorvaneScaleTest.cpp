@@ -55,19 +55,16 @@ TEST_P(JorvaneScale, theBarLandsOnTheTitleAndWorks) {
     JorvaneDriver::Options options;
     if (*GetParam().qtScaleFactor) options.environment = {std::string("QT_SCALE_FACTOR=") + GetParam().qtScaleFactor};
     ASSERT_TRUE(driver().start(options)) << driver().why();
-    const std::optional<std::uint32_t> window = desktop().openThunarWindow(folder_);
-    ASSERT_TRUE(window);
-    bringToFront(*window);
-
-    const std::optional<std::pair<int, int>> title = driver().titlePoint(*window);
+    const std::uint32_t window = openWindow(folder_);
+    ASSERT_NE(window, 0u);
+    const std::optional<std::pair<int, int>> title = driver().titlePoint(window);
     ASSERT_TRUE(title);
-    driver().clickAt(title->first, title->second);
-    ASSERT_TRUE(driver().waitForFocusedBar(kWait)) << driver().log();
+    ASSERT_TRUE(clickTitle(window)) << driver().log();
     const std::optional<BarWindow> bar = driver().bar();
     ASSERT_TRUE(bar);
-    const std::optional<WindowGeometry> client = desktop().geometry(*window);
+    const std::optional<WindowGeometry> client = desktop().geometry(window);
     ASSERT_TRUE(client);
-    const int frameTop = client->y - driver().frameExtents(*window).top;
+    const int frameTop = client->y - driver().frameExtents(window).top;
     const WindowGeometry& shown = bar->geometry;
     EXPECT_LE(std::abs(shown.y - frameTop), 2) << "bar at y " << shown.y << ", frame at " << frameTop;
     EXPECT_TRUE(shown.x <= title->first && title->first < shown.x + static_cast<int>(shown.width) &&
@@ -77,9 +74,7 @@ TEST_P(JorvaneScale, theBarLandsOnTheTitleAndWorks) {
 
     desktop().screenshot(desktop().outputDir() / (std::string("bar-") + GetParam().name + ".png"));
 
-    ASSERT_TRUE(driver().type((folder_ / "Inside").string()));
-    ASSERT_TRUE(driver().key("Return"));
-    EXPECT_TRUE(desktop().waitForTitle(*window, (folder_ / "Inside").string() + " - Thunar", kWait));
+    EXPECT_TRUE(enter(window, (folder_ / "Inside").string(), folder_ / "Inside"));
     desktop().closeThunarWindows();
 }
 

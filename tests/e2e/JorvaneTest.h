@@ -2,11 +2,13 @@
 
 // The base of the whole-program suites: one jorvane per suite on the shared
 // desktop, started by the suite once it has its folders and a Thunar window,
-// stopped with the suite's Thunar windows at its end.
+// stopped with the suite's Thunar windows at its end; and the steps every
+// suite takes as a user would (a window in front, its bar opened, a path entered).
 
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "DesktopTest.h"
 #include "JorvaneDriver.h"
@@ -55,6 +57,52 @@ protected:
         // follows, and the tap's key grab fires only with the focus inside.
         EXPECT_TRUE(waitUntil([&] { return driver().focusIsIn(window); }, kWait))
             << "the focus is on " << hex(driver().inputFocus()) << ", not in " << hex(window);
+    }
+
+    // A new Thunar window on the folder, in front with its keys held by the tap; 0 when none came.
+    static std::uint32_t openWindow(const std::filesystem::path& folder) {
+        const std::optional<std::uint32_t> window = desktop().openThunarWindow(folder);
+        if (!window) {
+            ADD_FAILURE() << "no Thunar window on " << folder;
+            return 0;
+        }
+        bringToFront(*window);
+        return *window;
+    }
+
+    // A click on the middle of the window's title; true once it opened a focused bar.
+    static bool clickTitle(std::uint32_t window) {
+        const std::optional<std::pair<int, int>> point = driver().titlePoint(window);
+        if (!point) return false;
+        driver().clickAt(point->first, point->second);
+        return driver().waitForFocusedBar(kWait);
+    }
+
+    static bool openBarByHotKey() { return driver().hotKey() && driver().waitForFocusedBar(kWait); }
+
+    // Replaces the open bar's text and presses Return; true once the window's title names `shown`.
+    static bool enter(std::uint32_t window, const std::string& text, const std::filesystem::path& shown) {
+        return driver().key("a", {"Control_L"}) && driver().type(text) && driver().key("Return") &&
+               desktop().waitForTitle(window, titleOf(shown), kWait);
+    }
+
+    static void closeBar() {
+        if (!driver().bar()) return;
+        driver().key("Escape");
+        driver().key("Escape");
+    }
+
+    // Thunar's selection in the window (read in its Details view) becomes `names`.
+    static void expectSelection(std::uint32_t window, const std::vector<std::string>& names) {
+        std::optional<std::vector<std::string>> selected;
+        const bool seen = waitUntil(
+            [&] {
+                selected = driver().thunarSelection(window);
+                return selected && *selected == names;
+            },
+            kWait, milliseconds(50));
+        EXPECT_TRUE(seen) << "Thunar's selection: "
+                          << (selected ? ::testing::PrintToString(*selected) : std::string("(unreadable)"));
     }
 
     static inline std::unique_ptr<JorvaneDriver> driver_;

@@ -24,16 +24,7 @@ protected:
 
     static bool openBarOf(std::uint32_t window) {
         bringToFront(window);
-        const std::optional<std::pair<int, int>> point = driver().titlePoint(window);
-        if (!point) return false;
-        driver().clickAt(point->first, point->second);
-        return driver().waitForFocusedBar(kWait);
-    }
-    // Replaces the bar's text and enters it; true once the window's title
-    // names `shown`.
-    static bool enter(std::uint32_t window, const std::string& text, const fs::path& shown) {
-        return driver().key("a", {"Control_L"}) && driver().type(text) && driver().key("Return") &&
-               desktop().waitForTitle(window, shown.string() + " - Thunar", kWait);
+        return clickTitle(window);
     }
 
     static inline fs::path root_;
@@ -51,7 +42,7 @@ TEST_F(JorvaneVisitedFolders, TwoWordsOfAFolderVisitedBeforeGoBackThere) {
     ASSERT_TRUE(driver().key("Escape"));
     bringToFront(*window);
     ASSERT_TRUE(driver().key("Up", {"Alt_L"}));
-    ASSERT_TRUE(desktop().waitForTitle(*window, (root_ / "Projects/2026").string() + " - Thunar", kWait));
+    ASSERT_TRUE(desktop().waitForTitle(*window, titleOf(root_ / "Projects/2026"), kWait));
 
     // Back in a fourth folder, words of a visited path and Return.
     ASSERT_TRUE(openBarOf(*window));

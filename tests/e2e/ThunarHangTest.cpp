@@ -50,7 +50,7 @@ TEST_F(ThunarHang, AStoppedThunarGetsNothingWithinTheBoundAndRecovers) {
     // Thunar works through what it missed; the catalogue serves it again.
     EXPECT_TRUE(waitUntil([&] { return call("finder_set_path", {target.string()}) == ""; }, milliseconds(15000),
                           milliseconds(200)));
-    EXPECT_EQ(desktop().title(window), titleFor(target));
+    EXPECT_EQ(desktop().title(window), titleOf(target));
 }
 
 TEST_F(ThunarHang, WithoutThunarEveryHandlerAnswersNothingAtOnce) {

@@ -18,7 +18,6 @@
 namespace jorvane::e2e {
 
 namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
 
 inline ThunarHandlerCatalogue& sharedCatalogue() {
     static std::unique_ptr<ThunarHandlerCatalogue> catalogue;
@@ -78,14 +77,7 @@ protected:
         return catalogue().call(name, params);
     }
 
-    static std::string titleFor(const fs::path& path) { return path.string() + " - Thunar"; }
-
     fs::path dir_;
 };
-
-// Milliseconds since `start`.
-inline long long millisecondsSince(Clock::time_point start) {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
-}
 
 }  // namespace jorvane::e2e

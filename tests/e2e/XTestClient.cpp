@@ -124,17 +124,6 @@ xcb_window_t XTestClient::parent(xcb_window_t window) {
     return tree ? tree->parent : XCB_NONE;
 }
 
-xcb_window_t XTestClient::topLevelOf(xcb_window_t window) {
-    for (xcb_window_t up = parent(window); up != root_ && up != XCB_NONE; up = parent(window)) window = up;
-    return window;
-}
-
-int XTestClient::stackingIndex(xcb_window_t topLevel) {
-    const std::vector<xcb_window_t> stack = children(root_);
-    const auto it = std::find(stack.begin(), stack.end(), topLevel);
-    return it == stack.end() ? -1 : static_cast<int>(it - stack.begin());
-}
-
 bool XTestClient::isOverrideRedirect(xcb_window_t window) {
     Reply<xcb_get_window_attributes_reply_t> a(
         xcb_get_window_attributes_reply(c_, xcb_get_window_attributes(c_, window), nullptr));

@@ -1,10 +1,9 @@
 #pragma once
 
-// A connection of a test's own to the X server: it reads windows as other
-// clients see them (properties, geometry, the tree, the focus), makes plain
-// windows with the class, owner pid and title a test chooses, asks the window
-// manager for things (activate, iconify, close), and injects input with
-// XTEST, as a user's devices make it. Windows it made go with it.
+// A test's own connection to the X server: it reads windows as other clients
+// see them, makes plain windows with the class, owner pid and title a test
+// chooses (they go with it), asks the window manager for things, and injects
+// input with XTEST, as a user's devices make it.
 
 #include <xcb/xcb.h>
 
@@ -65,10 +64,6 @@ public:
     std::optional<WindowGeometry> frameGeometry(xcb_window_t window);
     std::vector<xcb_window_t> children(xcb_window_t window);
     xcb_window_t parent(xcb_window_t window);
-    // The root's child that holds the window (its frame, for a managed one).
-    xcb_window_t topLevelOf(xcb_window_t window);
-    // Position in the root's stacking order, bottom first; -1 when absent.
-    int stackingIndex(xcb_window_t topLevel);
     bool isOverrideRedirect(xcb_window_t window);
     bool isViewable(xcb_window_t window);
     xcb_window_t inputFocus();

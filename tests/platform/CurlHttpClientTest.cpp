@@ -6,11 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <fstream>
 #include <memory>
@@ -19,28 +14,15 @@
 #include <vector>
 
 #include "fakes/TestSupport.h"
+#include "platform/linux/Subprocess.h"
 #include "util/Diagnostics.h"
-
-extern char** environ;
 
 namespace jorvane {
 namespace {
 
 using namespace std::chrono_literals;
 
-pid_t start(const std::vector<std::string>& argv) {
-    std::vector<char*> args;
-    for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-    args.push_back(nullptr);
-    pid_t pid = 0;
-    return ::posix_spawnp(&pid, args[0], nullptr, nullptr, args.data(), environ) == 0 ? pid : -1;
-}
-
-bool run(const std::vector<std::string>& argv) {
-    const pid_t pid = start(argv);
-    int status = 0;
-    return pid > 0 && ::waitpid(pid, &status, 0) == pid && WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
+bool run(const std::vector<std::string>& argv) { return subprocess::run(argv, 30s).exitCode == 0; }
 
 // A certificate authority and a server certificate for 127.0.0.1, plus a
 // second authority that signed nothing here.
@@ -66,8 +48,9 @@ protected:
         dir_ = std::make_unique<test::TempDir>();
         makeCertificates(dir_->str());
         const std::string portFile = dir_->str() + "/port";
-        server_ = start({"python3", JORVANE_SOURCE_DIR "/tests/platform/data/https_feed_server.py",
-                         dir_->str() + "/server.pem", dir_->str() + "/server.key", portFile});
+        server_ = subprocess::spawn({"python3", JORVANE_SOURCE_DIR "/tests/platform/data/https_feed_server.py",
+                                     dir_->str() + "/server.pem", dir_->str() + "/server.key", portFile})
+                      .value_or(-1);
         ASSERT_GT(server_, 0);
         const auto giveUp = std::chrono::steady_clock::now() + 20s;
         while (port_ == 0 && std::chrono::steady_clock::now() < giveUp) {
@@ -77,10 +60,7 @@ protected:
         ASSERT_NE(port_, 0) << "the test server did not start";
     }
     static void TearDownTestSuite() {
-        if (server_ > 0) {
-            ::kill(server_, SIGTERM);
-            ::waitpid(server_, nullptr, 0);
-        }
+        if (server_ > 0) subprocess::stop(server_, 2000ms);
         server_ = -1;
         port_ = 0;
         dir_.reset();

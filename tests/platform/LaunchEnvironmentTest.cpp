@@ -62,13 +62,6 @@ INSTANTIATE_TEST_SUITE_P(
         DisplayRow{"an_unreachable_display_is_named", {":42", std::nullopt, "x11"}, false, "\":42\""}),
     [](const ::testing::TestParamInfo<DisplayRow>& row) { return std::string(row.param.name); });
 
-// ---- resources
-
-TEST(ResourceDirectory, LiesInShareBesideTheProgramsBinFolder) {
-    EXPECT_EQ(resourceDirectoryFor("/usr/local/bin/jorvane"), std::filesystem::path("/usr/local/share/jorvane"));
-    EXPECT_EQ(resourceDirectoryFor("/work/build/bin/jorvane"), std::filesystem::path("/work/build/share/jorvane"));
-}
-
 // ---- the log's thresholds
 
 struct LogRow {

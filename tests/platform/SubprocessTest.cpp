@@ -1,6 +1,6 @@
 // Starting programs without a shell: output capture, exit codes, the time-out
-// that stops a whole process group, and the spawn options (environment,
-// working directory, log file, stdin and descriptor 3).
+// that stops a whole process group. (The spawn options, environment, log
+// file, stdin and descriptor 3, start every end-to-end desktop.)
 #include "platform/linux/Subprocess.h"
 
 #include <gtest/gtest.h>
@@ -10,25 +10,13 @@
 
 #include <cerrno>
 #include <fstream>
-#include <sstream>
 #include <thread>
 
-#include "fakes/TestSupport.h"
 
 namespace jorvane {
 namespace {
 
 using namespace std::chrono_literals;
-
-using jorvane::test::readFile;
-
-std::string readAll(int fd) {
-    std::string out;
-    char buffer[256];
-    for (ssize_t n; (n = ::read(fd, buffer, sizeof buffer)) > 0;) out.append(buffer, static_cast<std::size_t>(n));
-    ::close(fd);
-    return out;
-}
 
 // Gone or a zombie waiting for init: no longer running.
 bool stillRunning(int pid) {
@@ -74,40 +62,6 @@ TEST(Subprocess, OutputIsKeptUpToTheLimit) {
     const subprocess::RunResult result = subprocess::run({"head", "-c", "100000", "/dev/zero"}, 10s, options);
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(result.output.size(), 10u);
-}
-
-TEST(Subprocess, SpawnGivesTheEnvironmentFolderLogAndDescriptorThree) {
-    test::TempDir dir;
-    const std::optional<subprocess::Pipe> pipe = subprocess::openPipe();
-    ASSERT_TRUE(pipe);
-    subprocess::SpawnOptions options;
-    options.environment = std::vector<std::string>{"ONLY=yes", "PATH=/usr/bin:/bin"};
-    options.workingDirectory = dir.path();
-    options.outputFile = dir.path() / "log";
-    options.descriptor3 = pipe->writeEnd;
-    const std::optional<int> pid =
-        subprocess::spawn({"sh", "-c", "pwd; echo \"$ONLY $HOME\"; echo three >&3"}, options);
-    ::close(pipe->writeEnd);
-    ASSERT_TRUE(pid);
-    EXPECT_EQ(subprocess::waitFor(*pid, 10s), 0);
-    EXPECT_EQ(readFile(dir.path() / "log"), dir.str() + "\nyes \n");
-    EXPECT_EQ(readAll(pipe->readEnd), "three\n");
-}
-
-TEST(Subprocess, SpawnReadsStdinFromTheGivenDescriptor) {
-    test::TempDir dir;
-    const std::optional<subprocess::Pipe> pipe = subprocess::openPipe();
-    ASSERT_TRUE(pipe);
-    subprocess::SpawnOptions options;
-    options.input = pipe->readEnd;
-    options.outputFile = dir.path() / "log";
-    const std::optional<int> pid = subprocess::spawn({"cat"}, options);
-    ::close(pipe->readEnd);
-    ASSERT_TRUE(pid);
-    ASSERT_EQ(::write(pipe->writeEnd, "hello", 5), 5);
-    ::close(pipe->writeEnd);
-    EXPECT_EQ(subprocess::waitFor(*pid, 10s), 0);
-    EXPECT_EQ(readFile(dir.path() / "log"), "hello");
 }
 
 TEST(Subprocess, WaitingOnARunningChildGivesNothingAndStopEndsAndReapsIt) {

@@ -192,60 +192,52 @@ TEST(X11Keys, modifierBitsComeFromTheServersMapNotFromFixedMods) {
 
 // ---- Whole key events.
 
-TEST(X11Keys, shiftedDigitIsStillTheDigitWithShift) {
-    const Keymap keymap("us");
-    const std::optional<TapEvent> event = keymap.keys()->keyEvent(keymap.key("AE01"), 0x01, true, false, {3, 4});
-    ASSERT_TRUE(event);
-    EXPECT_EQ(event->type, kEventKeyDown);
-    EXPECT_EQ(event->keyCode, kKey1);
-    EXPECT_EQ(event->flags, kModifierShift);
+struct EventRow {
+    const char* name;
+    const char* layout;
+    const char* keyName;  // nullptr: a key code beyond the keymap
+    std::uint16_t state;
+    bool press, repeat;
+    std::optional<EventType> type;  // nothing: no event
+    KeyCode code;
+    Modifiers flags;
+    bool autorepeat;
+};
+
+class KeyEvents : public testing::TestWithParam<EventRow> {};
+
+TEST_P(KeyEvents, carryTheirTypeCodeAndFlags) {
+    const EventRow& row = GetParam();
+    const Keymap keymap(row.layout);
+    const std::optional<TapEvent> event =
+        keymap.keys()->keyEvent(row.keyName ? keymap.key(row.keyName) : 255, row.state, row.press, row.repeat, {3, 4});
+    ASSERT_EQ(event.has_value(), row.type.has_value());
+    if (!event) return;
+    EXPECT_EQ(event->type, *row.type);
+    EXPECT_EQ(event->keyCode, row.code);
+    EXPECT_EQ(event->flags, row.flags);
+    EXPECT_EQ(event->autorepeat, row.autorepeat);
     EXPECT_EQ(event->location, (Point{3, 4}));
 }
 
-TEST(X11Keys, arrowsCarryTheKeypadAndFunctionBits) {
-    const Keymap keymap("us");
-    const std::optional<TapEvent> event = keymap.keys()->keyEvent(keymap.key("UP"), 0x04, false, false, {});
-    ASSERT_TRUE(event);
-    EXPECT_EQ(event->type, kEventKeyUp);
-    EXPECT_EQ(event->flags, kModifierCommand | kModifierNumericPad | kModifierFunction);
-    EXPECT_EQ(event->flags & kShortcutModifierMask, kModifierCommand);
-}
+constexpr Modifiers kArrowBits = kModifierNumericPad | kModifierFunction;
 
-TEST(X11Keys, autorepeatIsOnlyEverAPress) {
-    const Keymap keymap("us");
-    const auto keys = keymap.keys();
-    EXPECT_TRUE(keys->keyEvent(keymap.key("AC05"), 0, true, true, {})->autorepeat);
-    EXPECT_FALSE(keys->keyEvent(keymap.key("AC05"), 0, false, true, {})->autorepeat);
-}
-
-TEST(X11Keys, modifierKeysChangeFlagsWithTheStateAfterTheChange) {
-    const Keymap keymap("us");
-    const auto keys = keymap.keys();
-    const std::optional<TapEvent> press = keys->keyEvent(keymap.key("LCTL"), 0x01, true, false, {});
-    ASSERT_TRUE(press);
-    EXPECT_EQ(press->type, kEventFlagsChanged);
-    EXPECT_EQ(press->keyCode, kKeyCommand);
-    EXPECT_EQ(press->flags, kModifierCommand | kModifierShift);
-    const std::optional<TapEvent> release = keys->keyEvent(keymap.key("LCTL"), 0x05, false, false, {});
-    ASSERT_TRUE(release);
-    EXPECT_EQ(release->flags, kModifierShift);
-    // Caps Lock toggles on its press.
-    EXPECT_EQ(keys->keyEvent(keymap.key("CAPS"), 0, true, false, {})->flags, kModifierCapsLock);
-    EXPECT_EQ(keys->keyEvent(keymap.key("CAPS"), 0x02, true, false, {})->flags, 0u);
-}
-
-TEST(X11Keys, theGroupInTheStateChoosesTheLayout) {
-    const Keymap keymap("us,de");
-    const auto keys = keymap.keys();
-    EXPECT_EQ(keys->keyEvent(keymap.key("AD06"), 0x0000, true, false, {})->keyCode, kKeyY);
-    EXPECT_EQ(keys->keyEvent(keymap.key("AD06"), 0x2000, true, false, {})->keyCode, kKeyZ);
-}
-
-TEST(X11Keys, keysWithoutACodeGiveNoEvent) {
-    const Keymap keymap("de");
-    EXPECT_FALSE(keymap.keys()->keyEvent(keymap.key("RALT"), 0, true, false, {}));
-    EXPECT_FALSE(keymap.keys()->keyEvent(255, 0, true, false, {}));
-}
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Layouts, KeyEvents, testing::Values(
+    EventRow{"AShiftedDigitIsStillTheDigitWithShift", "us", "AE01", 0x01, true, false, kEventKeyDown, kKey1, kModifierShift, false},
+    EventRow{"ArrowsCarryTheKeypadAndFunctionBits", "us", "UP", 0x04, false, false, kEventKeyUp, kKeyUpArrow, kModifierCommand | kArrowBits, false},
+    EventRow{"ARepeatedPressIsFlagged", "us", "AC05", 0, true, true, kEventKeyDown, kKeyG, 0, true},
+    EventRow{"AReleaseIsNeverARepeat", "us", "AC05", 0, false, true, kEventKeyUp, kKeyG, 0, false},
+    EventRow{"CtrlPressedChangesTheFlagsToTheStateAfterIt", "us", "LCTL", 0x01, true, false, kEventFlagsChanged, kKeyCommand, kModifierCommand | kModifierShift, false},
+    EventRow{"CtrlReleasedChangesTheFlagsToTheStateAfterIt", "us", "LCTL", 0x05, false, false, kEventFlagsChanged, kKeyCommand, kModifierShift, false},
+    EventRow{"CapsLockTogglesOnOnItsPress", "us", "CAPS", 0, true, false, kEventFlagsChanged, kKeyCapsLock, kModifierCapsLock, false},
+    EventRow{"CapsLockTogglesOffOnItsPress", "us", "CAPS", 0x02, true, false, kEventFlagsChanged, kKeyCapsLock, 0, false},
+    EventRow{"TheFirstGroupIsTheFirstLayout", "us,de", "AD06", 0x0000, true, false, kEventKeyDown, kKeyY, 0, false},
+    EventRow{"TheGroupInTheStateChoosesTheLayout", "us,de", "AD06", 0x2000, true, false, kEventKeyDown, kKeyZ, 0, false},
+    EventRow{"AltGrHasNoEvent", "de", "RALT", 0, true, false, std::nullopt, 0, 0, false},
+    EventRow{"AKeyBeyondTheKeymapHasNoEvent", "de", nullptr, 0, true, false, std::nullopt, 0, 0, false}),
+    [](const testing::TestParamInfo<EventRow>& row) { return std::string(row.param.name); });
+// clang-format on
 
 TEST(X11Keys, keysymsWithoutAUSKeyHaveNoCode) {
     // ß has no upper case keysym: the lookup must not rely on one.

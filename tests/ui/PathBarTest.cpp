@@ -1,14 +1,11 @@
 // The address bar's Qt views on the offscreen platform, with the controller
 // replaced by a recorder of the events the widgets report: the order of the
-// key stations, inline completion, frames in the core's coordinates, the
-// spinner's timer, the completion list, focus and the context menu.
+// key stations, inline completion, the animated frame, the spinner's timer,
+// the completion list and focus. (The bar's place, a click on a list row
+// and the context menu are the whole-program tests', on X.)
 #include <gtest/gtest.h>
 
 #include <QApplication>
-#include <QContextMenuEvent>
-#include <QListView>
-#include <QMenu>
-#include <QScrollBar>
 #include <QTest>
 
 #include <cstdio>
@@ -151,13 +148,6 @@ INSTANTIATE_TEST_SUITE_P(PathBar, KeyStations, ::testing::Values(
     [](const auto& row) { return std::string(row.param.name); });
 // clang-format on
 
-TEST_F(PathBarTest, aKeyTheControllerDeclinesStillEditsTheText) {
-    showBar();
-    views().field->setStringValue("abc");
-    QTest::keyClick(&field(), Qt::Key_A, Qt::ControlModifier);
-    EXPECT_EQ(field().selectedText(), QStringLiteral("abc")) << "Ctrl+A reached the line edit";
-}
-
 // ---- inline completion
 
 TEST_F(PathBarTest, typingAppendsTheCompletionsTailSelected) {
@@ -181,34 +171,46 @@ TEST_F(PathBarTest, typingAppendsTheCompletionsTailSelected) {
     EXPECT_EQ(field().text(), QStringLiteral("/usr"));
 }
 
-TEST_F(PathBarTest, aCompletionInAnotherCaseReplacesTheTypedText) {
+struct CompletionCase {
+    const char* name;
+    const char* before;
+    int cursor;  // -1: at the end
+    const char* completion;
+    const char* typed;
+    const char* text;
+    const char* selected;
+    std::vector<std::string> log;  // empty: not looked at
+};
+
+std::ostream& operator<<(std::ostream& out, const CompletionCase& c) { return out << c.name; }
+
+class InlineCompletion : public PathBarTest, public ::testing::WithParamInterface<CompletionCase> {};
+
+TEST_P(InlineCompletion, leavesThisTextAndSelection) {
+    const CompletionCase& c = GetParam();
     showBar();
-    completion_ = "/usr/";
-    type(QStringLiteral("/US"));
-    EXPECT_EQ(field().text(), QStringLiteral("/usr/"));
-    EXPECT_EQ(field().selectedText(), QStringLiteral("r/"));
+    views().field->setStringValue(c.before);
+    if (c.cursor >= 0) field().setCursorPosition(c.cursor);
+    completion_ = c.completion;
+    type(QString::fromUtf8(c.typed));
+    EXPECT_EQ(field().text().toStdString(), c.text);
+    EXPECT_EQ(field().selectedText().toStdString(), c.selected);
+    if (!c.log.empty()) {
+        EXPECT_EQ(log_, c.log);
+    }
 }
 
-TEST_F(PathBarTest, aCompletionThatDoesNotExtendTheTextChangesNothing) {
-    showBar();
-    completion_ = "/var/";
-    type(QStringLiteral("/us"));
-    EXPECT_EQ(field().text(), QStringLiteral("/us"));
-    completion_ = "/us";
-    type(QStringLiteral("r"));
-    EXPECT_EQ(field().text(), QStringLiteral("/usr"));
-    EXPECT_FALSE(field().hasSelectedText());
-}
-
-TEST_F(PathBarTest, typingInsideTheTextAsksForNoCompletion) {
-    showBar();
-    views().field->setStringValue("/usr");
-    field().setCursorPosition(1);
-    completion_ = "/usr/share/";
-    type(QStringLiteral("x"));
-    EXPECT_EQ((std::vector<std::string>{"key 7 0x0", "changed"}), log_);
-    EXPECT_EQ(field().text(), QStringLiteral("/xusr"));
-}
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(PathBar, InlineCompletion, ::testing::Values(
+    CompletionCase{"A_completion_in_another_case_replaces_the_typed_text", "/U", -1, "/usr/", "S", "/usr/", "r/", {}},
+    CompletionCase{"A_completion_that_does_not_extend_the_text_changes_nothing", "/u", -1, "/var/", "s", "/us", "",
+                   {"key 1 0x0", "changed", "complete /us"}},
+    CompletionCase{"A_completion_equal_to_the_text_selects_nothing", "/us", -1, "/us", "r", "/usr", "",
+                   {"key 15 0x0", "changed", "complete /usr"}},
+    CompletionCase{"Typing_inside_the_text_asks_for_no_completion", "/usr", 1, "/usr/share/", "x", "/xusr", "",
+                   {"key 7 0x0", "changed"}}),
+    [](const auto& row) { return std::string(row.param.name); });
+// clang-format on
 
 TEST_F(PathBarTest, textSetByTheControllerIsNotAnEdit) {
     views().field->setStringValue("/tmp/");
@@ -234,23 +236,6 @@ TEST_F(PathBarTest, namesThatAreNotUtf8ReachTheCoreAsTheSameBytes) {
 }
 
 // ---- frames
-
-TEST_F(PathBarTest, framesAreFlippedWithTheFirstScreensHeight) {
-    const double height = firstScreenHeight();
-    ASSERT_GT(height, 0);
-    views().panel->setFrame({{100, height - 80}, {300, 24}}, true, false);
-    EXPECT_EQ(bar().window()->geometry(), QRect(100, 56, 300, 24)) << "top edge 56 px below the screen's top";
-    EXPECT_EQ(views().panel->frame(), (Rect{{100, height - 80}, {300, 24}}));
-
-    // The field, in the panel's content coordinates (origin bottom left).
-    EXPECT_EQ(views().field->frame(), (Rect{{5, 2}, {290, 20}}));
-    EXPECT_EQ(bar().field()->geometry(), QRect(5, 2, 290, 20));
-
-    // The spinner where the controller puts it: 50 from the right edge.
-    views().spinner->setFrameOrigin({250, 4});
-    EXPECT_EQ(bar().spinner()->pos(), QPoint(250, 4));
-    EXPECT_EQ(views().spinner->frameOrigin(), (Point{250, 4}));
-}
 
 TEST_F(PathBarTest, anAnimatedResizeEndsExactlyOnTheFrame) {
     showBar();
@@ -314,25 +299,6 @@ TEST_F(PathBarTest, theListShowsTheCandidatesAndTheControllerDrivesItsSelection)
         << "an escaped byte shows as U+FFFD";
 }
 
-TEST_F(PathBarTest, aClickOnARowSelectsItAndChoosesIt) {
-    showBar();
-    CompletionsListView& list = *views().completions;
-    list.setContent({"/tmp/a/", "/tmp/bb/", "/tmp/ccc"});
-    list.setFrame({{55, 200}, {390, 51}}, true);
-    list.raise();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(bar().popup()));
-    EXPECT_EQ(bar().popup()->geometry(), QRect(55, static_cast<int>(firstScreenHeight()) - 251, 390, 51));
-
-    QListView& view = *bar().popup()->listView();
-    const QRect row = view.visualRect(view.model()->index(2, 0));
-    EXPECT_EQ(row.height(), 17);
-    EXPECT_EQ(row.bottom(), 50) << "three rows fill the list exactly";
-    EXPECT_FALSE(view.verticalScrollBar()->isVisible());
-    QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, row.center());
-    EXPECT_EQ(log_, (std::vector<std::string>{"chosen 2"}));
-    EXPECT_TRUE(bar().window()->isActiveWindow()) << "the list never takes the keyboard";
-}
-
 TEST_F(PathBarTest, theArrowAtTheFieldsRightEndReportsAClick) {
     showBar();
     QTest::mouseClick(&field(), Qt::LeftButton, {}, field().arrowRect().center());
@@ -371,38 +337,6 @@ TEST_F(PathBarTest, theViewsGoingAwayCloseTheWindowsAndSilenceTheEvents) {
     EXPECT_TRUE(qt_.bar.expired());
     QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_TRUE(window.isNull());
-}
-
-// ---- context menu
-
-TEST_F(PathBarTest, theContextMenuEndsWithTheProgramsOwnItem) {
-    bool preferences = false;
-    qt_.events->menuForEvent = [&](std::vector<MenuItem> inherited) {
-        inherited.push_back(MenuItem::separatorItem());
-        MenuItem item;
-        item.title = "Jorvane Preferences\xE2\x80\xA6";
-        item.image = MenuItem::Image::applicationIcon;
-        item.imageSize = {14, 14};
-        item.action = [&] { preferences = true; };
-        inherited.push_back(std::move(item));
-        return inherited;
-    };
-    showBar();
-    views().field->setStringValue("/tmp");
-    QContextMenuEvent event(QContextMenuEvent::Mouse, QPoint(30, 10), field().mapToGlobal(QPoint(30, 10)));
-    QApplication::sendEvent(&field(), &event);
-    auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
-    ASSERT_NE(menu, nullptr);
-    const QList<QAction*> actions = menu->actions();
-    ASSERT_GE(actions.size(), 3);
-    EXPECT_TRUE(actions.front()->text().contains(QStringLiteral("Undo"))) << "the field's own items come first";
-    EXPECT_TRUE(actions[actions.size() - 2]->isSeparator());
-    QAction* last = actions.back();
-    EXPECT_EQ(last->text(), QString::fromUtf8("Jorvane Preferences\xE2\x80\xA6"));
-    EXPECT_EQ(last->icon().availableSizes(), (QList<QSize>{QSize(14, 14)}));
-    last->trigger();
-    EXPECT_TRUE(preferences);
-    menu->close();
 }
 
 }  // namespace

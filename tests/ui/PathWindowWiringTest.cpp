@@ -1,15 +1,13 @@
 // The real PathWindowController over the Qt views (offscreen), its file
-// manager and application faked: placement over the title bar in Qt's
-// coordinates, keys typed into the line edit reaching the controller, inline
-// completion and the list on a real folder.
+// manager and application faked: the list on a real folder, driven with
+// keys and the mouse. (The bar's place, inline completion and Ctrl+W are the
+// whole-program tests'.)
 #include <gtest/gtest.h>
 
 #include <QApplication>
-#include <QFontMetricsF>
 #include <QListView>
 #include <QTest>
 
-#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -98,40 +96,6 @@ protected:
     std::weak_ptr<PathBar> bar_;
     std::unique_ptr<PathWindowController> controller_;
 };
-
-TEST_F(PathWindowWiring, theBarLiesOnTheTitleBandOnePixelAboveTheWindow) {
-    show();
-    const QRect geometry = bar().window()->geometry();
-    // As wide as the text needs, within a third of the window and the window
-    // less 160; centred over it.
-    const double textWidth = QFontMetricsF(QApplication::font()).horizontalAdvance(field().text());
-    const int width = std::clamp(static_cast<int>(textWidth + 150), 200, 440);
-    EXPECT_EQ(geometry.width(), width);
-    EXPECT_EQ(geometry.x(), 100 + 300 - width / 2);
-    EXPECT_EQ(geometry.y(), 49);
-    EXPECT_EQ(geometry.height(), PathBarWindow::kHeight);
-    EXPECT_EQ(field().text().toStdString(), tmp_.str());
-}
-
-TEST_F(PathWindowWiring, ctrlWClosesTheWindowWithoutTouchingTheText) {
-    show();
-    const QString before = field().text();
-    QTest::keyClick(&field(), Qt::Key_W, Qt::ControlModifier);
-    bridge_.waitUntilIdle();
-    EXPECT_FALSE(bar().window()->isVisible());
-    EXPECT_EQ(handlerNames().back(), "close_finder_win");
-    EXPECT_EQ(field().text(), before);
-}
-
-TEST_F(PathWindowWiring, typingANameCompletesItInlineAndRevealsIt) {
-    show();
-    controller_->setPath("");
-    QTest::keyClicks(&field(), QStringLiteral("nou"));
-    EXPECT_EQ(field().text(), QStringLiteral("nougat.txt"));
-    EXPECT_EQ(field().selectedText(), QStringLiteral("gat.txt"));
-    bridge_.waitUntilIdle();
-    EXPECT_EQ(handlerNames().back(), "finder_reveal_in_current");
-}
 
 TEST_F(PathWindowWiring, tabOpensTheListUnderTheFieldAndReturnTakesTheChosenRow) {
     show();

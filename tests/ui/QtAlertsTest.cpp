@@ -82,16 +82,6 @@ TEST(QtAlerts, escapeAnswersTheCancelButtonOnly) {
     EXPECT_EQ(without->escapeButton(), nullptr) << "the user has to choose";
 }
 
-TEST(QtAlerts, runModalReturnsTheChosenButtonsAnswer) {
-    QtAlerts alerts;
-    QTimer::singleShot(0, [] {
-        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-        ASSERT_NE(box, nullptr);
-        buttonTitled(*box, "Later")->click();
-    });
-    EXPECT_EQ(alerts.runModal({"Update available", "Version 2 is out.", {"Install", "Later"}}), kAlertSecondButton);
-}
-
 TEST(QtAlerts, aCheckBoxShowsItsTitleAndStateAndTheAnswerReportsItAsLeft) {
     AlertSpec alert{"Welcome", "", {"Start", "Quit"}};
     EXPECT_EQ(boxFor(alert)->checkBox(), nullptr);
