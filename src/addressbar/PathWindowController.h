@@ -99,6 +99,8 @@ public:
     // The list offers at most this many visited folders, under this title.
     static constexpr std::size_t kMaxVisitedRows = 5;
     static constexpr const char* kVisitedTitle = "Visited folders";
+    // Above the folder's names that only resemble the text.
+    static constexpr const char* kSimilarTitle = "Similar names";
     // Shown in the bar when a navigation got no answer, even after a retry.
     static constexpr const char* kNoAnswerMessage = "Thunar did not answer";
     // Shown in the list while its folder gives nothing, and in the bar when a
@@ -233,7 +235,8 @@ public:
     const std::vector<std::string>& listRows() const { return listRows_; }
 
     // Text that may name a visited folder by words of its path: not a path
-    // from the root or home, not a server address, not a pattern.
+    // from the root, home or a variable, not quoted, not a server address,
+    // not a pattern.
     static bool mayNameVisitedFolder(std::string_view text);
 
 private:
@@ -269,6 +272,8 @@ private:
     Screens& screens_;
     PathWindowDelegate& delegate_;
     PathFieldEditor pathFieldEditor_;
+    // Before engine_, which takes the completion options.
+    places::PlaceLookups placeLookups_;
     CompletionEngine engine_;
     std::optional<std::string> fileManagerLocation_;
     BarImage currentImage_;

@@ -50,7 +50,7 @@ void PathWindowController::completionAnswerChanged() {
     const bool complete = engine_.progress() == CompletionEngine::Progress::complete;
     if (views_.completions->isVisible()) refreshCompletionList();
     if (inlineText_ && engine_.answeredText() == *inlineText_ && !candidates.empty() &&
-        candidates.front().find_first_of("*?") == std::string::npos) {
+        !engine_.candidatesAreSimilarNames() && candidates.front().find_first_of("*?") == std::string::npos) {
         views_.field->completeInline(*inlineText_, candidates.front());
         if (const std::optional<std::string> name = engine_.nextRevealName()) bridge_.revealInCurrentAsync(*name);
     }
@@ -106,8 +106,10 @@ void PathWindowController::refreshCompletionList() {
     }
     collectListRows();
     views_.completions->setContent(listRows_);
-    views_.completions->setGroupTitle(visitedStart_ < listRows_.size() ? visitedStart_ : CompletionsListView::noGroup,
-                                      kVisitedTitle);
+    std::vector<CompletionsListView::Group> groups;
+    if (visitedStart_ > 0 && engine_.candidatesAreSimilarNames()) groups.push_back({0, kSimilarTitle});
+    if (visitedStart_ < listRows_.size()) groups.push_back({visitedStart_, kVisitedTitle});
+    views_.completions->setGroups(groups);
     views_.completions->setNote(completionNote());
     if (visible && !listRows_.empty()) {
         const auto found = chosen ? std::find(listRows_.begin(), listRows_.end(), *chosen) : listRows_.end();
