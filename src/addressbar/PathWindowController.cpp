@@ -567,11 +567,22 @@ std::optional<std::string> PathWindowController::visitedFolderFor(const std::str
 
 void PathWindowController::showFolder(const std::string& path) {
     startSpinnerTimer();
-    bridge_.showFolderAsync(path, [weak = std::weak_ptr(self_), path](Navigated outcome) {
+    bridge_.goToAsync(path, [weak = std::weak_ptr(self_), path](const FileManagerCommands::Arrival& arrival) {
         const auto self = weak.lock();
         if (!self) return;
-        if (outcome == Navigated::answered) (*self)->noteVisit(path);
-        (*self)->navigationFinished(outcome);
+        PathWindowController& bar = **self;
+        if (!arrival.choices.empty()) {
+            // Several paths on disk name it in another case: the user picks.
+            if (!bar.closed_ && bar.views_.panel->isVisible() && bar.views_.field->stringValue() == path)
+                bar.offerChoices(arrival.choices);
+        } else if (arrival.path != path) {
+            // Typed in another case: the field shows the real path, unless
+            // the user has typed something else meanwhile.
+            if (bar.views_.field->stringValue() == path) bar.views_.field->setStringValue(arrival.path);
+            if (bar.fileManagerLocation_ == path) bar.fileManagerLocation_ = arrival.path;
+        }
+        if (arrival.outcome == Navigated::answered && arrival.choices.empty()) bar.noteVisit(arrival.path);
+        bar.navigationFinished(arrival.outcome);
     });
 }
 

@@ -241,6 +241,10 @@ public:
 
 private:
     void completionAnswerChanged();
+    // Opens the list with these paths alone, the first chosen.
+    void offerChoices(const std::vector<std::string>& choices);
+    // Places the list under the field, its first row chosen, and shows it.
+    void placeList(bool withNote);
     // The list's rows for the current candidates and typed text.
     void collectListRows();
     // Hands the rows and the note to the list.

@@ -124,10 +124,22 @@ void PathWindowController::showPopup() {
     // The list shows what was just computed, with its first row chosen: a
     // visible list always has a choice for Return.
     refreshCompletionList();
-    if (!listRows_.empty()) views_.completions->selectRow(0);
+    placeList(!completionNote().empty());
+}
 
+void PathWindowController::offerChoices(const std::vector<std::string>& choices) {
+    listRows_ = choices;
+    visitedStart_ = listRows_.size();
+    views_.completions->setContent(listRows_);
+    views_.completions->setGroups({});
+    views_.completions->setNote({});
+    placeList(false);
+}
+
+void PathWindowController::placeList(bool withNote) {
+    if (!listRows_.empty()) views_.completions->selectRow(0);
     const Rect panelFrame = views_.panel->frame();
-    const std::size_t noteRows = completionNote().empty() ? 0 : 1;
+    const std::size_t noteRows = withNote ? 1 : 0;
     const std::size_t rows = std::min(listRows_.size() + noteRows, kMaxPopupRows);
     const double height =
         rows == 0 ? kEmptyPopupHeight : std::trunc(static_cast<double>(rows) * views_.completions->rowHeight());

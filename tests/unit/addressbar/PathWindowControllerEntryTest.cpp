@@ -96,6 +96,8 @@ const EnterRow kEnterRows[] = {
      {"finder_reveal [{T}/notes.txt]"}, "{T}/notes.txt", "{T}/notes.txt"},
     {"a quoted name is a name in the folder", "\"notes.txt\"", "{T}", none, {"finder_reveal [{T}/notes.txt]"},
      "{T}", "{T}/notes.txt"},
+    {"a folder typed in another case is the folder on disk", "{T}/DOCS/SUB", "/elsewhere", none,
+     {"finder_set_path [{T}/docs/sub]"}, "{T}/docs/sub", "{T}/docs/sub"},
     {"a home folder pattern selects in the home folder", "~/*.log", "/elsewhere", none,
      {"finder_select2 [{T}] [/a.log|!|/bb.log]"}, "{T}", "~/*.log"},
     {"a relative name with the folder unknown asks for it", "docs", none, "{T}",
@@ -114,6 +116,18 @@ const EnterRow kEnterRows[] = {
 };
 // clang-format on
 INSTANTIATE_TEST_SUITE_P(PathWindowController, PathEditorEnter, testing::ValuesIn(kEnterRows), SentenceName{});
+
+TEST_F(PathWindowControllerTest, APathThatSeveralFoldersNameInAnotherCaseOpensTheListWithThem) {
+    tmp_.dir("DOCS");
+    views_.panel().setVisible(true);
+    views_.field().type(tmp_.str() + "/Docs");
+    bar().pathEditorEnter();
+    settle();
+    EXPECT_THAT(handlerCalls(), testing::IsEmpty());
+    EXPECT_TRUE(views_.completions().isVisible());
+    EXPECT_THAT(bar().listRows(), testing::UnorderedElementsAre(tmp_.str() + "/docs", tmp_.str() + "/DOCS"));
+    EXPECT_EQ(views_.completions().selectedRow(), 0);
+}
 
 TEST_F(PathWindowControllerTest, EnteringEndsByPlacingThePanelForTheNewText) {
     bar().setFileManagerLocation("/");
