@@ -1,6 +1,7 @@
 #include "addressbar/CompletionEngine.h"
 
 #include "addressbar/NameFilter.h"
+#include "places/FuzzyMatch.h"
 #include "util/Dispatch.h"
 #include "util/Paths.h"
 
@@ -59,15 +60,16 @@ struct Answer {
     std::vector<std::string> candidates;
     CompletionEngine::Progress progress = CompletionEngine::Progress::complete;
     bool unreadable = false;
+    bool similar = false;
 };
 
 }  // namespace
 
 struct CompletionEngine::Request {
-    std::string text;      // as typed
-    std::string expanded;  // tilde expanded; a pattern offers it as a candidate
-    std::string base;      // the folder, ending in "/"
-    std::string prefix;    // the last component: what names must match
+    std::string text;       // as typed
+    std::string base;       // the folder, ending in "/"
+    std::string shownBase;  // what candidates begin with: "" for names in the file manager's folder
+    std::string prefix;     // the last component: what names must match
     bool absolute = false;
     std::shared_ptr<FolderLoad> load;
     std::atomic<bool> cancelled{false};
@@ -88,6 +90,35 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kFreeOnWorkerAbove = 4096;
 
+// Names of the request's folder that hold the typed letters in order, best
+// first, for a text that begins no name: a typo, or a few letters of the
+// name's words ("rprt" finds "Reports/"). Hidden names only for text that
+// begins with ".".
+std::vector<std::string> similarNames(const CompletionEngine::Request& request) {
+    std::vector<std::shared_ptr<const DirectoryListing>> batches;
+    {
+        std::lock_guard lock(request.load->mutex);
+        batches = request.load->batches;
+    }
+    const bool hidden = request.prefix.starts_with('.');
+    std::vector<std::string> names;
+    std::vector<bool> folders;
+    for (const auto& batch : batches) {
+        for (std::size_t i = 0; i < batch->size(); ++i) {
+            const std::string_view name = batch->name(i);
+            if (!hidden && name.starts_with('.')) continue;
+            names.emplace_back(name);
+            folders.push_back(batch->type(i) == DT_DIR);
+        }
+    }
+    std::vector<std::string> similar;
+    for (const places::FuzzyHit& hit :
+         places::rankFuzzy(names, request.prefix, CompletionEngine::kMaxSimilarNames)) {
+        similar.push_back(request.shownBase + names[hit.index] + (folders[hit.index] ? "/" : ""));
+    }
+    return similar;
+}
+
 // The worker's part of one request: filters the folder's batches as they
 // arrive and hands over the grown answer now and then, the final one always.
 void runRequest(const std::shared_ptr<CompletionEngine::Request>& request, const CompletionEngine::Options& options,
@@ -99,19 +130,24 @@ void runRequest(const std::shared_ptr<CompletionEngine::Request>& request, const
     std::vector<std::string> found;
     // A pattern is offered as a candidate of its own (Return selects all its
     // matches); it takes part in the sort like the others.
-    if (filter.hasWildcard()) found.push_back(request->expanded);
-    const std::string& base = request->base;
+    if (filter.hasWildcard()) found.push_back(request->shownBase + request->prefix);
+    const std::string& base = request->shownBase;
 
     const auto publish = [&](CompletionEngine::Progress progress, bool unreadable, bool final) {
         Answer answer;
         if (unreadable) {
-            if (filter.hasWildcard()) answer.candidates.push_back(request->expanded);
+            if (filter.hasWildcard()) answer.candidates.push_back(request->shownBase + request->prefix);
         } else if (final) {
             answer.candidates = std::move(found);
         } else {
             answer.candidates = found;
         }
-        sortByLength(answer.candidates);
+        if (final && answer.candidates.empty() && !unreadable && !request->prefix.empty()) {
+            // Ranked by likeness, not by length.
+            answer.candidates = similarNames(*request);
+            answer.similar = !answer.candidates.empty();
+        }
+        if (!answer.similar) sortByLength(answer.candidates);
         answer.progress = progress;
         answer.unreadable = unreadable;
         bool queueDelivery = false;
@@ -170,8 +206,8 @@ void runRequest(const std::shared_ptr<CompletionEngine::Request>& request, const
                 const unsigned char type = batch->type(i);
                 if (type != DirectoryListing::lookupFailed) isDirectory = type == DT_DIR;
                 std::string& candidate = found.emplace_back();
-                candidate.reserve((request->absolute ? base.size() : 0) + name.size() + 1);
-                if (request->absolute) candidate.append(base);
+                candidate.reserve(base.size() + name.size() + 1);
+                candidate.append(base);
                 candidate.append(name);
                 if (isDirectory) candidate.push_back('/');
             }
@@ -248,6 +284,7 @@ void CompletionEngine::clear() {
     load_.reset();
     currentCompletions_.clear();
     answeredText_.clear();
+    similarOnly_ = false;
     progress_ = Progress::complete;
     folderUnreadable_ = false;
     currentCompletionsDirectoryPath_.reset();
@@ -287,17 +324,28 @@ void CompletionEngine::updateCompletions(std::string_view text, const std::optio
     if (text.empty()) {
         currentCompletions_.clear();
         answeredText_.clear();
+        similarOnly_ = false;
         progress_ = Progress::complete;
+        return;
+    }
+
+    const places::Place place = places::interpretPlaceText(text, options_.placeLookups, places::PlaceUse::completion);
+    if (place.kind != places::Place::Kind::path) {
+        // A server address, or text that names no place: nothing to list.
+        cancelRequest();
+        currentCompletions_.clear();
+        answeredText_ = std::string(text);
+        answeredAbsolute_ = true;
+        similarOnly_ = false;
+        progress_ = Progress::complete;
+        folderUnreadable_ = false;
+        if (hooks_.noteNumberOfItemsChanged) hooks_.noteNumberOfItemsChanged();
         return;
     }
 
     auto request = std::make_shared<Request>();
     request->text = std::string(text);
-    // Tilde expansion drops a trailing "/", which says "list this folder".
-    const bool endsWithSlash = text.back() == '/';
-    request->expanded = paths::stringByExpandingTildeInPath(text);
-    std::string& expanded = request->expanded;
-    if (endsWithSlash && (expanded.empty() || expanded.back() != '/')) expanded.push_back('/');
+    const std::string& expanded = place.text;
     request->absolute = !expanded.empty() && expanded.front() == '/';
 
     // Relative text is one name in the file manager's folder, slashes and
@@ -326,6 +374,14 @@ void CompletionEngine::updateCompletions(std::string_view text, const std::optio
     request->load = loadFor(directory);
     request->base = directory;
     if (request->base.empty() || request->base.back() != '/') request->base.push_back('/');
+    if (request->absolute) {
+        // "~/Doc" completes to "~/Documents/", "/tmp/x" to "/tmp/xyz".
+        const std::size_t slash = text.rfind('/');
+        const bool writtenOtherwise = text.front() == '~' || text.front() == '$';
+        request->shownBase = writtenOtherwise && slash != std::string_view::npos
+                                 ? std::string(text.substr(0, slash + 1))
+                                 : request->base;
+    }
 
     request_ = request;
     std::optional<std::size_t> batchesSoFar;
@@ -352,8 +408,10 @@ void CompletionEngine::updateCompletions(std::string_view text, const std::optio
         // Nothing known yet: the pattern itself, or nothing, while the folder
         // is read.
         currentCompletions_.clear();
-        if (NameFilter(request->prefix).hasWildcard()) currentCompletions_.push_back(expanded);
+        if (NameFilter(request->prefix).hasWildcard()) currentCompletions_.push_back(request->shownBase + request->prefix);
         answeredText_ = request->text;
+        answeredAbsolute_ = request->absolute;
+        similarOnly_ = false;
         progress_ = Progress::reading;
         folderUnreadable_ = false;
     }
@@ -374,6 +432,8 @@ bool CompletionEngine::takeAnswer() {
     if (old.size() > kFreeOnWorkerAbove)
         dispatch::globalQueue().async([old = std::move(old)]() mutable { old.clear(); });
     answeredText_ = request_->text;
+    answeredAbsolute_ = request_->absolute;
+    similarOnly_ = answer->similar;
     progress_ = answer->progress;
     folderUnreadable_ = answer->unreadable;
     return true;
@@ -431,7 +491,7 @@ CompletionEngine::Completion CompletionEngine::completedString(
     if (hasWildcard(s)) return result;  // patterns are never completed inline
     updateCompletions(s, fileManagerLocation, fetchFileManagerLocation);
     publishContent();
-    if (currentCompletions_.empty()) return result;
+    if (currentCompletions_.empty() || similarOnly_) return result;
     result.completion = currentCompletions_.front();
     result.revealName = nextRevealName();
     return result;
@@ -442,7 +502,7 @@ std::optional<std::string> CompletionEngine::nextRevealName() {
     // candidate however long the user types on, and only once the whole
     // folder has been considered: a first match of part of it may not last.
     if (currentCompletions_.empty() || progress_ != Progress::complete || answeredText_.empty() ||
-        answeredText_.front() == '/' || hasWildcard(answeredText_))
+        answeredAbsolute_ || similarOnly_ || hasWildcard(answeredText_))
         return std::nullopt;
     if (searchModeLastRevealedText_ == currentCompletions_.front()) return std::nullopt;
     searchModeLastRevealedText_ = currentCompletions_.front();

@@ -4,10 +4,20 @@
 // PathWindowController holds one engine and answers its combo box's data
 // source calls through it.
 //
-// A candidate is an absolute path when the typed text is absolute or begins
-// with "~", and a bare name relative to the file manager's folder otherwise;
-// directories (and links to them) end with "/". Shorter candidates come
-// first.
+// The typed text is read as a place first (places/PlaceText: "~", "~user",
+// "$VAR", a file:// URI, "." and ".."); a server address or text that names
+// no place completes nothing. A candidate is a path when the text names an
+// absolute one, and a bare name relative to the file manager's folder
+// otherwise. Text that names its folder another way ("~/Doc", "$HOME/Doc")
+// keeps that way in its candidates ("~/Documents/"), so that inline
+// completion extends what was typed. Directories (and links to them) end
+// with "/". Shorter candidates come first.
+//
+// When no name begins with the text (and it is no pattern), the candidates
+// are instead the folder's names most like it, best first (places/FuzzyMatch:
+// its letters in order, at word starts), at most kMaxSimilarNames of them:
+// candidatesAreSimilarNames() says so, and they are never completed inline
+// nor revealed as the user types.
 //
 // Threads. The main thread never touches the file system here: the folder is
 // read, and the names filtered, on worker threads. A text is answered from
@@ -36,12 +46,14 @@
 
 #include "addressbar/FolderSource.h"
 #include "addressbar/PathWindowViews.h"
+#include "places/PlaceText.h"
 
 namespace jorvane {
 
 class CompletionEngine {
 public:
     static constexpr std::size_t notFound = static_cast<std::size_t>(-1);
+    static constexpr std::size_t kMaxSimilarNames = 50;
 
     struct Options {
         // How long the main thread waits for a text's answer before it goes
@@ -58,6 +70,8 @@ public:
         std::chrono::nanoseconds stallAfter = std::chrono::seconds(2);
         // Where folders are read; the real file system when null.
         std::shared_ptr<FolderSource> source;
+        // Home folders and environment variables named in the text.
+        places::PlaceLookups placeLookups = places::systemPlaceLookups();
     };
 
     // What the controller does when the candidates change; any may be empty.
@@ -133,6 +147,11 @@ public:
     const std::vector<std::string>& currentCompletions() const { return currentCompletions_; }
     // The text the current candidates answer (uncompleted, as typed).
     const std::string& answeredText() const { return answeredText_; }
+    // Whether that text names a path of its own (not a name in the file
+    // manager's folder).
+    bool answeredAbsolute() const { return answeredAbsolute_; }
+    // Whether the candidates only resemble the text: no name begins with it.
+    bool candidatesAreSimilarNames() const { return similarOnly_; }
     Progress progress() const { return progress_; }
     // Whether the cached folder could not be read (missing, not a folder, no
     // permission, failed part-way).
@@ -169,6 +188,8 @@ private:
     Options options_;
     std::vector<std::string> currentCompletions_;
     std::string answeredText_;
+    bool answeredAbsolute_ = false;
+    bool similarOnly_ = false;
     Progress progress_ = Progress::complete;
     bool folderUnreadable_ = false;
     std::shared_ptr<FolderLoad> load_;

@@ -72,6 +72,7 @@ PathWindowController::PathWindowController(ElementRef windowElement, PathWindowV
       screens_(dependencies.screens),
       delegate_(dependencies.delegate),
       pathFieldEditor_(dependencies.delegate),
+      placeLookups_(dependencies.completion.placeLookups),
       engine_(CompletionEngine::Hooks{[field = views_.field.get()] { field->noteNumberOfItemsChanged(); },
                                       [this](const std::vector<std::string>&) { refreshCompletionList(); },
                                       [this] { completionAnswerChanged(); }},
@@ -443,46 +444,51 @@ void PathWindowController::pathEditorEnter() {
     moveCaretToEnd();
     const std::string text = views_.field->stringValue();
     std::optional<std::string> shown = text;
+    // "~/Documents", "$HOME/x", a file:// URI or a path in quotes goes where
+    // it names; text that names no place is taken as it stands.
+    const places::Place place = places::interpretPlaceText(text, placeLookups_);
+    const std::string target = place.kind == places::Place::Kind::invalid ? text : place.text;
 
-    if (isMountURL(text)) {
-        mount(text);
-    } else if (text.empty()) {
+    if (isMountURL(target)) {
+        mount(target);
+    } else if (target.empty()) {
         // Shows the window's folder again and puts it back into the field.
         shown = fileManagerLocation();
         if (shown) showFolder(*shown);
         fileManagerLocation_ = shown;
-    } else if (text.front() == '/' && !hasWildcard(text)) {
+    } else if (target.front() == '/' && !hasWildcard(target)) {
         // A folder is shown, anything else revealed in its folder.
-        showFolder(text);
-        fileManagerLocation_ = text;
+        showFolder(target);
+        fileManagerLocation_ = target;
+        shown = target;
     } else if (const std::optional<std::string> visited = visitedFolderFor(text)) {
         // Words of a visited folder's path that name nothing here.
         showFolder(*visited);
         fileManagerLocation_ = *visited;
         shown = *visited;
-    } else if (!hasWildcard(text)) {
-        // A name in the window's folder, "~" included as it stands.
+    } else if (!hasWildcard(target)) {
+        // A name in the window's folder.
         if (const std::optional<std::string>& base = fileManagerLocation()) {
-            const std::string path = paths::stringByAppendingPathComponent(*base, text);
+            const std::string path = paths::stringByAppendingPathComponent(*base, target);
             // The field shows a folder with its "/" when completion knows
             // it is one; the navigation looks for itself, off this thread.
             const std::vector<std::string>& known = engine_.currentCompletions();
             const bool knownFolder =
-                !text.ends_with('/') && std::find(known.begin(), known.end(), text + "/") != known.end();
+                !target.ends_with('/') && std::find(known.begin(), known.end(), target + "/") != known.end();
             reveal(path);
             shown = knownFolder ? path + "/" : path;
         }
     } else {
         // A pattern: select everything it matches, in its own folder when it
         // names one.
-        if (paths::isAbsolutePath(text)) fileManagerLocation_ = paths::stringByDeletingLastPathComponent(text);
-        updateCompletions(text);
+        if (paths::isAbsolutePath(target)) fileManagerLocation_ = paths::stringByDeletingLastPathComponent(target);
+        updateCompletions(target);
         if (engine_.progress() == CompletionEngine::Progress::complete) {
-            selectPatternMatches(text);
+            selectPatternMatches(target);
         } else {
             // The folder is still being read: the matches are selected when
             // they are all known.
-            pendingPattern_ = text;
+            pendingPattern_ = target;
             startSpinnerTimer();
         }
     }
@@ -542,8 +548,8 @@ void PathWindowController::noteVisit(const std::string& folder) {
 }
 
 bool PathWindowController::mayNameVisitedFolder(std::string_view text) {
-    return !text.empty() && text.front() != '/' && text.front() != '~' && text.find("://") == std::string_view::npos &&
-           !hasWildcard(text);
+    return !text.empty() && std::string_view("/~$'\"").find(text.front()) == std::string_view::npos &&
+           text.find("://") == std::string_view::npos && !hasWildcard(text);
 }
 
 std::optional<std::string> PathWindowController::visitedFolderFor(const std::string& text) {
@@ -551,7 +557,8 @@ std::optional<std::string> PathWindowController::visitedFolderFor(const std::str
     // Only once the folder's own answer for the text is known to be empty:
     // a name here always wins.
     updateCompletions(text);
-    if (engine_.progress() != CompletionEngine::Progress::complete || !engine_.currentCompletions().empty())
+    if (engine_.progress() != CompletionEngine::Progress::complete ||
+        (!engine_.currentCompletions().empty() && !engine_.candidatesAreSimilarNames()))
         return std::nullopt;
     std::vector<std::string> best = visitedFolders_->matching(text, 1);
     if (best.empty()) return std::nullopt;
@@ -560,11 +567,22 @@ std::optional<std::string> PathWindowController::visitedFolderFor(const std::str
 
 void PathWindowController::showFolder(const std::string& path) {
     startSpinnerTimer();
-    bridge_.showFolderAsync(path, [weak = std::weak_ptr(self_), path](Navigated outcome) {
+    bridge_.goToAsync(path, [weak = std::weak_ptr(self_), path](const FileManagerCommands::Arrival& arrival) {
         const auto self = weak.lock();
         if (!self) return;
-        if (outcome == Navigated::answered) (*self)->noteVisit(path);
-        (*self)->navigationFinished(outcome);
+        PathWindowController& bar = **self;
+        if (!arrival.choices.empty()) {
+            // Several paths on disk name it in another case: the user picks.
+            if (!bar.closed_ && bar.views_.panel->isVisible() && bar.views_.field->stringValue() == path)
+                bar.offerChoices(arrival.choices);
+        } else if (arrival.path != path) {
+            // Typed in another case: the field shows the real path, unless
+            // the user has typed something else meanwhile.
+            if (bar.views_.field->stringValue() == path) bar.views_.field->setStringValue(arrival.path);
+            if (bar.fileManagerLocation_ == path) bar.fileManagerLocation_ = arrival.path;
+        }
+        if (arrival.outcome == Navigated::answered && arrival.choices.empty()) bar.noteVisit(arrival.path);
+        bar.navigationFinished(arrival.outcome);
     });
 }
 

@@ -99,6 +99,8 @@ public:
     // The list offers at most this many visited folders, under this title.
     static constexpr std::size_t kMaxVisitedRows = 5;
     static constexpr const char* kVisitedTitle = "Visited folders";
+    // Above the folder's names that only resemble the text.
+    static constexpr const char* kSimilarTitle = "Similar names";
     // Shown in the bar when a navigation got no answer, even after a retry.
     static constexpr const char* kNoAnswerMessage = "Thunar did not answer";
     // Shown in the list while its folder gives nothing, and in the bar when a
@@ -233,11 +235,16 @@ public:
     const std::vector<std::string>& listRows() const { return listRows_; }
 
     // Text that may name a visited folder by words of its path: not a path
-    // from the root or home, not a server address, not a pattern.
+    // from the root, home or a variable, not quoted, not a server address,
+    // not a pattern.
     static bool mayNameVisitedFolder(std::string_view text);
 
 private:
     void completionAnswerChanged();
+    // Opens the list with these paths alone, the first chosen.
+    void offerChoices(const std::vector<std::string>& choices);
+    // Places the list under the field, its first row chosen, and shows it.
+    void placeList(bool withNote);
     // The list's rows for the current candidates and typed text.
     void collectListRows();
     // Hands the rows and the note to the list.
@@ -269,6 +276,8 @@ private:
     Screens& screens_;
     PathWindowDelegate& delegate_;
     PathFieldEditor pathFieldEditor_;
+    // Before engine_, which takes the completion options.
+    places::PlaceLookups placeLookups_;
     CompletionEngine engine_;
     std::optional<std::string> fileManagerLocation_;
     BarImage currentImage_;

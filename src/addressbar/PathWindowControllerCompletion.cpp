@@ -50,7 +50,7 @@ void PathWindowController::completionAnswerChanged() {
     const bool complete = engine_.progress() == CompletionEngine::Progress::complete;
     if (views_.completions->isVisible()) refreshCompletionList();
     if (inlineText_ && engine_.answeredText() == *inlineText_ && !candidates.empty() &&
-        candidates.front().find_first_of("*?") == std::string::npos) {
+        !engine_.candidatesAreSimilarNames() && candidates.front().find_first_of("*?") == std::string::npos) {
         views_.field->completeInline(*inlineText_, candidates.front());
         if (const std::optional<std::string> name = engine_.nextRevealName()) bridge_.revealInCurrentAsync(*name);
     }
@@ -106,8 +106,10 @@ void PathWindowController::refreshCompletionList() {
     }
     collectListRows();
     views_.completions->setContent(listRows_);
-    views_.completions->setGroupTitle(visitedStart_ < listRows_.size() ? visitedStart_ : CompletionsListView::noGroup,
-                                      kVisitedTitle);
+    std::vector<CompletionsListView::Group> groups;
+    if (visitedStart_ > 0 && engine_.candidatesAreSimilarNames()) groups.push_back({0, kSimilarTitle});
+    if (visitedStart_ < listRows_.size()) groups.push_back({visitedStart_, kVisitedTitle});
+    views_.completions->setGroups(groups);
     views_.completions->setNote(completionNote());
     if (visible && !listRows_.empty()) {
         const auto found = chosen ? std::find(listRows_.begin(), listRows_.end(), *chosen) : listRows_.end();
@@ -122,10 +124,22 @@ void PathWindowController::showPopup() {
     // The list shows what was just computed, with its first row chosen: a
     // visible list always has a choice for Return.
     refreshCompletionList();
-    if (!listRows_.empty()) views_.completions->selectRow(0);
+    placeList(!completionNote().empty());
+}
 
+void PathWindowController::offerChoices(const std::vector<std::string>& choices) {
+    listRows_ = choices;
+    visitedStart_ = listRows_.size();
+    views_.completions->setContent(listRows_);
+    views_.completions->setGroups({});
+    views_.completions->setNote({});
+    placeList(false);
+}
+
+void PathWindowController::placeList(bool withNote) {
+    if (!listRows_.empty()) views_.completions->selectRow(0);
     const Rect panelFrame = views_.panel->frame();
-    const std::size_t noteRows = completionNote().empty() ? 0 : 1;
+    const std::size_t noteRows = withNote ? 1 : 0;
     const std::size_t rows = std::min(listRows_.size() + noteRows, kMaxPopupRows);
     const double height =
         rows == 0 ? kEmptyPopupHeight : std::trunc(static_cast<double>(rows) * views_.completions->rowHeight());

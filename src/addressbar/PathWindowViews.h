@@ -131,13 +131,19 @@ public:
     virtual void showActive() = 0;
     virtual void hide() = 0;
     virtual void close() = 0;
-    static constexpr std::size_t noGroup = static_cast<std::size_t>(-1);
+    // The rows from `firstRow` up to the next group form a group under
+    // `title` (names that only resemble the text, the visited folders after
+    // the folder's candidates).
+    struct Group {
+        std::size_t firstRow;
+        std::string title;
+        bool operator==(const Group&) const = default;
+    };
 
     virtual void setContent(const std::vector<std::string>& candidates) = 0;
-    // The rows from `firstRow` on form a group of their own under `title`
-    // (the visited folders after the folder's candidates); noGroup shows
-    // none. Rows keep their numbers: the title is not a row.
-    virtual void setGroupTitle(std::size_t firstRow, const std::string& title) = 0;
+    // The groups, by first row; rows keep their numbers: a title is not a
+    // row. Empty shows none.
+    virtual void setGroups(const std::vector<Group>& groups) = 0;
     // A last row that is not a candidate and cannot be chosen ("Reading
     // folder…", how many more match); empty text shows no such row.
     virtual void setNote(const std::string& text) = 0;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <mutex>
 
+#include "filemanager/PathsInAnyCase.h"
 #include "util/FileSystemProbe.h"
 
 namespace jorvane {
@@ -114,20 +115,42 @@ std::optional<bool> isDirectory(const FileManagerCommands::Core& core, const std
 }  // namespace
 
 void FileManagerCommands::showFolderAsync(std::string path, NavigatedBlock finishedBlock) {
+    goToAsync(std::move(path), [finished = std::move(finishedBlock)](const Arrival& arrival) {
+        if (finished) finished(arrival.outcome);
+    });
+}
+
+void FileManagerCommands::goToAsync(std::string path, ArrivedBlock finishedBlock) {
     const std::uint64_t number = ++core_->navigations;
     showFolderQueue_.cancelAllOperations();
     showFolderQueue_.addOperation([core = core_, number, path = std::move(path), finished = std::move(finishedBlock)] {
+        Arrival arrival{Navigated::answered, path, {}};
         // A file opens rather than shows in the file manager's location,
         // so only a directory is navigated to; everything else, missing
         // paths included, is revealed in its folder.
-        const std::optional<bool> directory = isDirectory(*core, path, number);
+        std::optional<bool> directory = isDirectory(*core, path, number);
+        if (directory == false && !core->options.isDirectory) {
+            // Not there as typed: perhaps in another case.
+            const auto replaced = [&core, number] { return core->navigations.load() != number; };
+            const std::optional<std::vector<std::string>> found = FileSystemProbe::ask<std::vector<std::string>>(
+                path, [path] { return pathsInAnyCase(path, kMaxCaseChoices); }, core->options.folderAnswerLimit,
+                replaced);
+            if (found && found->size() == 1) {
+                arrival.path = found->front();
+                directory = isDirectory(*core, arrival.path, number);
+            } else if (found && found->size() > 1) {
+                arrival.choices = *found;
+            }
+        }
         // A newer navigation replaced this one before the file manager heard of it.
         if (core->navigations.load() != number) return;
         // The caller's spinner waits for this, so it comes in every other case.
-        const Navigated outcome = !directory
-                                      ? Navigated::folderSilent
-                                      : navigate(core, *directory ? handlers::showFolder : handlers::reveal, path);
-        if (finished) dispatch::performOnMainThread([finished, outcome] { finished(outcome); });
+        if (!directory) {
+            arrival.outcome = Navigated::folderSilent;
+        } else if (arrival.choices.empty()) {
+            arrival.outcome = navigate(core, *directory ? handlers::showFolder : handlers::reveal, arrival.path);
+        }
+        if (finished) dispatch::performOnMainThread([finished, arrival = std::move(arrival)] { finished(arrival); });
     });
 }
 

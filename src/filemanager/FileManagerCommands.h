@@ -112,6 +112,22 @@ public:
     // more. Then `finishedBlock` runs on the main queue with the outcome,
     // unless a newer navigation replaced this one.
     void showFolderAsync(std::string path, NavigatedBlock finishedBlock);
+    // Where such a navigation went.
+    struct Arrival {
+        Navigated outcome = Navigated::answered;
+        // The path navigated to: the one asked for, or the one path on disk
+        // that it names in another case ("/USR/share/DOC" for
+        // "/usr/share/doc").
+        std::string path;
+        // Several paths on disk name it in another case: none was shown,
+        // the file manager was not asked, and these are the choices.
+        std::vector<std::string> choices;
+    };
+    using ArrivedBlock = std::function<void(const Arrival& arrival)>;
+    // showFolderAsync that also finds a path typed in the wrong case.
+    void goToAsync(std::string path, ArrivedBlock finishedBlock);
+    // At most this many paths in another case are offered.
+    static constexpr std::size_t kMaxCaseChoices = 20;
     // "finder_reveal" [path] on the same queue and terms; a path naming a
     // directory (links followed) gets a trailing "/" first. The block also
     // gets the path as revealed.

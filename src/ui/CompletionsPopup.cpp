@@ -19,10 +19,7 @@ public:
 
     using QStringListModel::QStringListModel;
     void setNoteRow(bool present) { noteRow_ = present; }
-    void setGroup(int firstRow, const QString& title) {
-        groupStart_ = firstRow;
-        groupTitle_ = title;
-    }
+    void setGroups(const QHash<int, QString>& titles) { groupTitles_ = titles; }
     bool isNote(const QModelIndex& index) const { return noteRow_ && index.row() == rowCount() - 1; }
     Qt::ItemFlags flags(const QModelIndex& index) const override {
         return isNote(index) ? Qt::ItemIsEnabled : QStringListModel::flags(index);
@@ -36,14 +33,13 @@ public:
                 return font;
             }
         }
-        if (role == GroupTitleRole) return index.row() == groupStart_ && !isNote(index) ? groupTitle_ : QString();
+        if (role == GroupTitleRole) return isNote(index) ? QString() : groupTitles_.value(index.row());
         return QStringListModel::data(index, role);
     }
 
 private:
     bool noteRow_ = false;
-    int groupStart_ = -1;
-    QString groupTitle_;
+    QHash<int, QString> groupTitles_;
 };
 
 namespace {
@@ -140,8 +136,8 @@ void CompletionsPopup::setNote(const QString& note) {
     }
 }
 
-void CompletionsPopup::setGroupTitle(int firstRow, const QString& title) {
-    model_->setGroup(firstRow, title);
+void CompletionsPopup::setGroupTitles(const QHash<int, QString>& titles) {
+    model_->setGroups(titles);
     list_->viewport()->update();
 }
 

@@ -5,6 +5,7 @@
 // the bar keeps it, and the bar's controller moves the list's selection. A
 // click on a row selects it and reports rowChosen().
 
+#include <QHash>
 #include <QWidget>
 
 #include <string>
@@ -31,7 +32,8 @@ public:
     const QString& note() const { return note_; }
     // The rows from `firstRow` on form a group: its first row shows `title`
     // at its right and a line above it; -1 for no group.
-    void setGroupTitle(int firstRow, const QString& title);
+    // The title of each group, by its first row.
+    void setGroupTitles(const QHash<int, QString>& titles);
     // Candidate rows, the note not counted.
     int rowCount() const;
     int selectedRow() const;

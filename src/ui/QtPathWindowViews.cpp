@@ -120,8 +120,10 @@ public:
     void close() override { popup()->hide(); }
     void setContent(const std::vector<std::string>& candidates) override { popup()->setContent(candidates); }
     void setNote(const std::string& text) override { popup()->setNote(fromBytes(text)); }
-    void setGroupTitle(std::size_t firstRow, const std::string& title) override {
-        popup()->setGroupTitle(firstRow == noGroup ? -1 : static_cast<int>(firstRow), QString::fromStdString(title));
+    void setGroups(const std::vector<Group>& groups) override {
+        QHash<int, QString> titles;
+        for (const Group& group : groups) titles.insert(static_cast<int>(group.firstRow), QString::fromStdString(group.title));
+        popup()->setGroupTitles(titles);
     }
     double rowHeight() const override { return CompletionsPopup::kRowHeight * bar_->ratio(); }
     int selectedRow() const override { return popup()->selectedRow(); }

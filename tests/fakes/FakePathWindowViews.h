@@ -155,10 +155,7 @@ public:
     // New content drops the selection, as a table reloading does.
     void setContent(const std::vector<std::string>& candidates) override;
     void setNote(const std::string& text) override { note_ = text; }
-    void setGroupTitle(std::size_t firstRow, const std::string& title) override {
-        groupStart_ = firstRow;
-        groupTitle_ = firstRow == noGroup ? std::string() : title;
-    }
+    void setGroups(const std::vector<Group>& groups) override { groups_ = groups; }
     double rowHeight() const override { return rowHeight_; }
     int selectedRow() const override { return selectedRow_; }
     // Rows outside the content are ignored (but recorded).
@@ -174,8 +171,7 @@ public:
     void setContentSilently(std::vector<std::string> content) { content_ = std::move(content); }
     const std::vector<std::string>& content() const { return content_; }
     const std::string& note() const { return note_; }
-    std::size_t groupStart() const { return groupStart_; }
-    const std::string& groupTitle() const { return groupTitle_; }
+    const std::vector<Group>& groups() const { return groups_; }
     Rect frame() const { return frame_; }
     bool isClosed() const { return closed_; }
 
@@ -186,8 +182,7 @@ private:
     Rect frame_;
     std::vector<std::string> content_;
     std::string note_;
-    std::size_t groupStart_ = noGroup;
-    std::string groupTitle_;
+    std::vector<Group> groups_;
     double rowHeight_ = 17;
     int selectedRow_ = -1;
 };

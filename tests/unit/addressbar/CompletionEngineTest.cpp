@@ -127,11 +127,47 @@ TEST_F(CompletionEngineTest, RootGivesFullPathsOfOneComponentShortestFirst) {
     EXPECT_TRUE(std::is_sorted(got.begin(), got.end(), [](auto& a, auto& b) { return a.size() < b.size(); }));
 }
 
-TEST_F(CompletionEngineTest, TildeGivesAbsoluteCandidatesUnderHome) {
+// A folder written with "~" or a variable keeps that way in its candidates,
+// so that inline completion extends the typed text; other ways of writing a
+// path complete as the path they name.
+TEST_F(CompletionEngineTest, APathWrittenAnotherWayCompletesThePathItNames) {
     const jorvane::test::ScopedEnv home("HOME", tmp_.str());
-    EXPECT_EQ(complete("~/Doc"), t(Strings{"{T}/Documents/"}));
-    EXPECT_EQ(complete("~/Documents/"), t(Strings{"{T}/Documents/Subfolder/"}));
+    const jorvane::test::ScopedEnv docs("JORVANE_TEST_DOCS", tmp_.str() + "/Documents");
+    location_ = "/elsewhere";
+    EXPECT_EQ(complete("~/Doc"), Strings{"~/Documents/"});
+    EXPECT_EQ(complete("~/Documents/"), Strings{"~/Documents/Subfolder/"});
     EXPECT_EQ(engine_.currentCompletionsDirectoryPath(), t("{T}/Documents"));
+    EXPECT_EQ(complete("~/*.md"), (Strings{"~/*.md", "~/Notes.md"}));
+    EXPECT_EQ(complete("$JORVANE_TEST_DOCS/Sub"), Strings{"$JORVANE_TEST_DOCS/Subfolder/"});
+    EXPECT_EQ(complete("${JORVANE_TEST_DOCS}/Sub"), Strings{"${JORVANE_TEST_DOCS}/Subfolder/"});
+    EXPECT_EQ(complete("file://{T}/Doc"), t(Strings{"{T}/Documents/"}));
+    EXPECT_EQ(complete("{T}/gone/../Doc"), t(Strings{"{T}/Documents/"}));
+    EXPECT_EQ(complete("sftp://host/Doc"), Strings{});
+    // Search as you type is for names in the window's folder only.
+    EXPECT_EQ(engine_.completedString("~/Doc", location_, fetch_).revealName, std::nullopt);
+    EXPECT_EQ(engine_.completedString("Doc", tmp_.str(), fetch_).revealName, std::optional<std::string>("Documents/"));
+}
+
+TEST_F(CompletionEngineTest, TextThatBeginsNoNameOffersTheNamesMostLikeItBestFirst) {
+    tmp_.file("Meeting-Notes.txt");
+    tmp_.file("driver-parts");
+    location_ = tmp_.str();
+    EXPECT_EQ(complete("mtg notes"), Strings{"Meeting-Notes.txt"});
+    EXPECT_TRUE(engine_.candidatesAreSimilarNames());
+    EXPECT_EQ(complete("dcmnts").front(), "Documents/");
+    EXPECT_EQ(complete("{T}/Dcmnts").front(), t("{T}/Documents/"));
+    const CompletionEngine::Completion similar = engine_.completedString("drvprts", location_, fetch_);
+    EXPECT_EQ(engine_.currentCompletions(), Strings{"driver-parts"});
+    EXPECT_EQ(similar.completion, std::nullopt);
+    EXPECT_EQ(similar.revealName, std::nullopt);
+    // Hidden names only for text that begins with ".".
+    EXPECT_EQ(complete("hddn"), Strings{});
+    EXPECT_EQ(complete(".hddn"), Strings{".hidden"});
+    // A prefix that matches, and a pattern, are what they were.
+    EXPECT_EQ(complete("Docu"), Strings{"Documents/"});
+    EXPECT_FALSE(engine_.candidatesAreSimilarNames());
+    EXPECT_EQ(complete("*.zip"), Strings{"*.zip"});
+    EXPECT_FALSE(engine_.candidatesAreSimilarNames());
 }
 
 TEST_F(CompletionEngineTest, UnknownLocationIsFetchedAndTheTextAloneIsCompletedInTheWorkingDirectory) {
@@ -150,7 +186,7 @@ TEST_F(CompletionEngineTest, UnknownLocationIsFetchedAndTheTextAloneIsCompletedI
 }
 
 TEST_F(CompletionEngineTest, FolderIsReadOnceUntilTheDirectoryPartChanges) {
-    EXPECT_EQ(complete("{T}/ne"), Strings{});
+    EXPECT_EQ(complete("{T}/new"), Strings{});
     tmp_.file("new.txt");
     EXPECT_EQ(complete("{T}/new"), Strings{});
     complete("{T}/abc/");

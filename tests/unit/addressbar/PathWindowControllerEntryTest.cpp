@@ -3,6 +3,7 @@
 // file-manager actions.
 
 #include "PathWindowControllerFixture.h"
+#include "unit/ScopedEnv.h"
 
 #include <gmock/gmock.h>
 
@@ -31,6 +32,7 @@ class PathEditorEnter : public PathWindowControllerTable<EnterRow> {};
 
 TEST_P(PathEditorEnter, Row) {
     const EnterRow& row = GetParam();
+    const ScopedEnv home("HOME", t("{T}"));
     if (row.locationAnswer) catalogue_->answer(handlers::getPath, t(*row.locationAnswer));
     if (row.location) bar().setFileManagerLocation(t(*row.location));
     views_.completions().setVisible(true);
@@ -82,8 +84,22 @@ const EnterRow kEnterRows[] = {
      "{T}/notes.txt"},
     {"a relative path joins without a doubled slash", "docs/sub", "{T}/", none, {"finder_reveal [{T}/docs/sub/]"},
      "{T}/", "{T}/docs/sub/"},
-    {"a tilde name is joined to the folder as it stands", "~/docs", "{T}", none, {"finder_reveal [{T}/~/docs]"},
-     "{T}", "{T}/~/docs"},
+    {"a home folder path is shown", "~/docs", "/elsewhere", none, {"finder_set_path [{T}/docs]"}, "{T}/docs",
+     "{T}/docs"},
+    {"a variable in a path is expanded", "$HOME/notes.txt", "/elsewhere", none, {"finder_reveal [{T}/notes.txt]"},
+     "{T}/notes.txt", "{T}/notes.txt"},
+    {"a file URI pasted from a browser is its path", "file://{T}/d%6Fcs", "/elsewhere", none,
+     {"finder_set_path [{T}/docs]"}, "{T}/docs", "{T}/docs"},
+    {"a path in quotes pasted from a terminal is the path", "'{T}/docs'", "/elsewhere", none,
+     {"finder_set_path [{T}/docs]"}, "{T}/docs", "{T}/docs"},
+    {"dot-dot components are followed", "{T}/docs/../notes.txt", "/elsewhere", none,
+     {"finder_reveal [{T}/notes.txt]"}, "{T}/notes.txt", "{T}/notes.txt"},
+    {"a quoted name is a name in the folder", "\"notes.txt\"", "{T}", none, {"finder_reveal [{T}/notes.txt]"},
+     "{T}", "{T}/notes.txt"},
+    {"a folder typed in another case is the folder on disk", "{T}/DOCS/SUB", "/elsewhere", none,
+     {"finder_set_path [{T}/docs/sub]"}, "{T}/docs/sub", "{T}/docs/sub"},
+    {"a home folder pattern selects in the home folder", "~/*.log", "/elsewhere", none,
+     {"finder_select2 [{T}] [/a.log|!|/bb.log]"}, "{T}", "~/*.log"},
     {"a relative name with the folder unknown asks for it", "docs", none, "{T}",
      {"finder_get_path", "finder_reveal [{T}/docs/]"}, "{T}", "{T}/docs/"},
     {"a relative name with no folder at all does nothing", "docs", none, none, {"finder_get_path"}, none, "docs"},
@@ -100,6 +116,18 @@ const EnterRow kEnterRows[] = {
 };
 // clang-format on
 INSTANTIATE_TEST_SUITE_P(PathWindowController, PathEditorEnter, testing::ValuesIn(kEnterRows), SentenceName{});
+
+TEST_F(PathWindowControllerTest, APathThatSeveralFoldersNameInAnotherCaseOpensTheListWithThem) {
+    tmp_.dir("DOCS");
+    views_.panel().setVisible(true);
+    views_.field().type(tmp_.str() + "/Docs");
+    bar().pathEditorEnter();
+    settle();
+    EXPECT_THAT(handlerCalls(), testing::IsEmpty());
+    EXPECT_TRUE(views_.completions().isVisible());
+    EXPECT_THAT(bar().listRows(), testing::UnorderedElementsAre(tmp_.str() + "/docs", tmp_.str() + "/DOCS"));
+    EXPECT_EQ(views_.completions().selectedRow(), 0);
+}
 
 TEST_F(PathWindowControllerTest, EnteringEndsByPlacingThePanelForTheNewText) {
     bar().setFileManagerLocation("/");

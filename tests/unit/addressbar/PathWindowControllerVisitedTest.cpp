@@ -1,6 +1,7 @@
 // Visited folders in the bar: the folders the bar learns of are counted, the
 // list offers the ones whose path holds the typed words, and Return on such
-// words goes to the best one when the window's folder has no such name.
+// words goes to the best one when the window's folder has no such name. Names
+// of the folder that only resemble the text come first, marked as such.
 
 #include "PathWindowControllerFixture.h"
 
@@ -48,20 +49,20 @@ TEST_F(VisitedFoldersInTheBar, TheListOffersMatchingVisitedFoldersAfterTheFolder
     views_.field().type("proj rep");
     bar().showPopup();
     EXPECT_THAT(bar().listRows(), ElementsAre(place("Projects/2026/Reports") + "/"));
-    EXPECT_EQ(views_.completions().groupStart(), 0u);
-    EXPECT_EQ(views_.completions().groupTitle(), "Visited folders");
+    using Group = CompletionsListView::Group;
+    EXPECT_THAT(views_.completions().groups(), ElementsAre(Group{0, "Visited folders"}));
     EXPECT_EQ(views_.completions().selectedRow(), 0);
 
     views_.field().type("doc");
     bar().showPopup();
     EXPECT_THAT(bar().listRows(), ElementsAre("docs/", place("Projects/docs-archive") + "/"));
-    EXPECT_EQ(views_.completions().groupStart(), 1u);
+    EXPECT_THAT(views_.completions().groups(), ElementsAre(Group{1, "Visited folders"}));
 
     // Paths, server addresses and patterns are what they say.
     for (const char* text : {"/usr", "~/Pro", "sftp://host/Projects", "*rep*"}) {
         views_.field().type(text);
         bar().showPopup();
-        EXPECT_EQ(views_.completions().groupStart(), CompletionsListView::noGroup) << text;
+        EXPECT_THAT(views_.completions().groups(), testing::IsEmpty()) << text;
     }
 }
 
@@ -78,6 +79,26 @@ TEST_F(VisitedFoldersInTheBar, ReturnOnWordsGoesToTheBestVisitedFolderUnlessTheF
     bar().pathEditorEnter();
     settle();
     EXPECT_THAT(handlerCalls(), Contains("finder_reveal [" + tmp_.str() + "/docs/]"));
+}
+
+TEST_F(VisitedFoldersInTheBar, NamesThatOnlyResembleTheTextAreMarkedAndNeverChangeWhatReturnDoes) {
+    tmp_.file("project-report.txt");
+    views_.field().type("proj rep");
+    bar().showPopup();
+    using Group = CompletionsListView::Group;
+    EXPECT_THAT(bar().listRows(), ElementsAre("project-report.txt", place("Projects/2026/Reports") + "/"));
+    EXPECT_THAT(views_.completions().groups(), ElementsAre(Group{0, "Similar names"}, Group{1, "Visited folders"}));
+    EXPECT_EQ(bar().completedString("proj rep"), std::nullopt);
+    bar().pathEditorEnter();
+    settle();
+    EXPECT_THAT(handlerCalls(), Contains("finder_set_path [" + place("Projects/2026/Reports") + "]"));
+
+    catalogue_->clearCalls();
+    bar().setFileManagerLocation(tmp_.str());
+    views_.field().type("dcs");
+    bar().pathEditorEnter();
+    settle();
+    EXPECT_THAT(handlerCalls(), ElementsAre("finder_reveal [" + tmp_.str() + "/dcs]"));
 }
 
 TEST_F(VisitedFoldersInTheBar, TheWindowsFolderAndEveryFolderTheBarGoesToAreCounted) {
