@@ -27,4 +27,10 @@ private:
 // The file's bytes; empty when it cannot be read.
 std::string readFile(const std::filesystem::path& file);
 
+inline std::string replaceAll(std::string text, const std::string& from, const std::string& to) {
+    for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+        text.replace(at, from.size(), to);
+    return text;
+}
+
 }  // namespace jorvane::test

@@ -25,6 +25,7 @@
 #include "fakes/FakeWindowObserver.h"
 #include "fakes/FakeWorkspaceObserver.h"
 #include "fakes/MemoryDefaults.h"
+#include "fakes/VirtualTime.h"
 #include "filemanager/FileManagerCommands.h"
 #include "settings/UserDefaults.h"
 #include "unit/TableSupport.h"
@@ -45,7 +46,6 @@ public:
     JorvaneAppFixture() {
         dispatch::mainQueue().bindToCurrentThread();
         dispatch::mainQueue().drain();
-        dispatch::setTimeSource(&time_);
         application_ = ax_->addApplication(kPid);
         window_ = ax_->addWindow(application_, "me - Thunar", kWindowFrame);
         title_ = ax_->addStaticText(window_, "me - Thunar", kTitleFrame);
@@ -60,7 +60,6 @@ public:
         delegate_.reset();
         dispatch::mainQueue().drain();
         bridge_.waitUntilIdle();
-        dispatch::setTimeSource(nullptr);
     }
 
     JorvaneApp& delegate() {
@@ -116,7 +115,7 @@ public:
     }
 
     void advance(double seconds) {
-        time_.advance(dispatch::seconds(seconds));
+        time_.clock.advance(dispatch::seconds(seconds));
         settle();
     }
 
@@ -144,7 +143,7 @@ public:
 
     bool barVisible(std::size_t index = 0) const { return views_.at(index)->panel().isVisible(); }
 
-    dispatch::ManualTimeSource time_;
+    VirtualTime time_;
     std::shared_ptr<EventLog> log_ = std::make_shared<EventLog>();
     std::shared_ptr<FakeAccessibility> ax_ = std::make_shared<FakeAccessibility>();
     ScopedAccessibility installed_{ax_};

@@ -1,6 +1,7 @@
 #include "settings/UserDefaults.h"
 
 #include "fakes/MemoryDefaults.h"
+#include "fakes/VirtualTime.h"
 
 #include <gtest/gtest.h>
 
@@ -15,16 +16,14 @@ namespace {
 
 class UserDefaultsTest : public ::testing::Test {
 protected:
-    UserDefaultsTest() { jorvane::dispatch::setTimeSource(&clock_); }
-    ~UserDefaultsTest() override { jorvane::dispatch::setTimeSource(nullptr); }
-
     std::unique_ptr<UserDefaults> open(Dictionary stored = {}) {
         store_ = std::make_shared<MemoryStore>(std::move(stored));
         return jorvane::test::makeMemoryDefaults(store_,
                                                  [this](const std::string& line) { warnings_.push_back(line); });
     }
 
-    ManualTimeSource clock_;
+    jorvane::test::VirtualTime time_;
+    ManualTimeSource& clock_ = time_.clock;
     std::shared_ptr<MemoryStore> store_;
     std::vector<std::string> warnings_;
 };
