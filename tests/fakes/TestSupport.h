@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace jorvane::test {
 
@@ -23,6 +24,9 @@ public:
 private:
     std::filesystem::path path_;
 };
+
+// The names in a folder, sorted; none when it cannot be listed.
+std::vector<std::string> filesIn(const std::filesystem::path& folder);
 
 // The file's bytes; empty when it cannot be read.
 std::string readFile(const std::filesystem::path& file);

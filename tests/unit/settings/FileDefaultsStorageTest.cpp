@@ -24,14 +24,8 @@ namespace fs = std::filesystem;
 namespace {
 
 using jorvane::test::ScopedEnv;
+using jorvane::test::filesIn;
 using jorvane::test::readFile;
-
-std::vector<std::string> filesIn(const fs::path& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
 
 class FileDefaultsTest : public ::testing::Test {
 protected:

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 
 #include "fakes/TestSupport.h"
 #include "unit/ScopedEnv.h"
@@ -16,13 +15,7 @@ namespace fs = std::filesystem;
 class LoginItems : public testing::Test {
 protected:
     fs::path autostart() const { return home_.path() / "autostart"; }
-    std::vector<std::string> files() const {
-        std::vector<std::string> names;
-        if (!fs::exists(autostart())) return names;
-        for (const auto& entry : fs::directory_iterator(autostart())) names.push_back(entry.path().filename().string());
-        std::sort(names.begin(), names.end());
-        return names;
-    }
+    std::vector<std::string> files() const { return test::filesIn(autostart()); }
     std::string read(const std::string& name) const { return test::readFile(autostart() / name); }
     void write(const std::string& name, const std::string& text) const { home_.file("autostart/" + name, text); }
 

@@ -127,17 +127,3 @@ TEST_F(UserDefaultsTest, LoadWarningsOfTheStorageReachTheCaller) {
     defaults->reload();
     EXPECT_EQ(warnings_, std::vector<std::string>{"settings.json was set aside"});
 }
-
-TEST(StandardUserDefaults, ScopedInMemoryDomainIsInstalledAndRemoved) {
-    UserDefaults* before = &standardUserDefaults();
-    {
-        jorvane::test::ScopedStandardDefaults scoped;
-        EXPECT_EQ(&standardUserDefaults(), &scoped.defaults());
-        EXPECT_EQ(standardUserDefaults().integerForKey(keys::hotkeyKeycode), 5);
-        standardUserDefaults().setBool(true, keys::inactiveShortcuts);
-        EXPECT_EQ(scoped.store().values().at("inactive_shortcuts"), true);
-    }
-    EXPECT_EQ(&standardUserDefaults(), before);
-    // The fallback domain has nothing registered.
-    EXPECT_FALSE(standardUserDefaults().boolForKey(keys::activateByHotkey));
-}

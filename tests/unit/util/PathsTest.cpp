@@ -15,7 +15,6 @@ using namespace jorvane;
 
 namespace {
 
-// Sets $HOME for one test and puts the previous value back afterwards.
 using HomeGuard = test::ScopedEnv;
 
 struct StringCase {
@@ -30,8 +29,6 @@ class WithHome : public testing::TestWithParam<StringCase> {
 protected:
     HomeGuard home_{"HOME", "/home/ann"};
 };
-
-// ------------------------------------------------------------------ standardizing
 
 class Standardizing : public WithHome {};
 
@@ -58,15 +55,6 @@ INSTANTIATE_TEST_SUITE_P(
                     StringCase{"ThreeDotsAreAName", "/a/.../b", "/a/.../b"},
                     StringCase{"HiddenNamesAreNames", "/a/.hidden/.", "/a/.hidden"}),
     rowName);
-
-TEST(Paths, StandardizingAnAbsolutePathTwiceChangesNothing) {
-    for (const char* p : {"/a/../../b/./c//", "/./..", "/x/y/z/../../..", "//a//b//"}) {
-        const std::string once = paths::stringByStandardizingPath(p);
-        EXPECT_EQ(paths::stringByStandardizingPath(once), once) << p;
-    }
-}
-
-// ------------------------------------------------------------------ tilde expansion
 
 class ExpandingTilde : public WithHome {};
 
@@ -114,8 +102,6 @@ TEST(Paths, AUserNameHoldingANulByteIsUnknown) {
     EXPECT_EQ(paths::stringByExpandingTildeInPath(withNul), withNul);
 }
 
-// ------------------------------------------------------------------ components
-
 struct ComponentsCase {
     const char* name;
     const char* path;
@@ -125,14 +111,6 @@ struct ComponentsCase {
 class Components : public testing::TestWithParam<ComponentsCase> {};
 
 TEST_P(Components, SplitsThePath) { EXPECT_EQ(paths::pathComponents(GetParam().path), GetParam().components); }
-
-TEST_P(Components, JoiningThemGivesThePathWithSlashesFolded) {
-    std::string folded;
-    for (const char c : std::string(GetParam().path)) {
-        if (!(c == '/' && !folded.empty() && folded.back() == '/')) folded += c;
-    }
-    EXPECT_EQ(paths::pathWithComponents(paths::pathComponents(GetParam().path)), folded);
-}
 
 INSTANTIATE_TEST_SUITE_P(
     Paths, Components,
@@ -172,8 +150,6 @@ INSTANTIATE_TEST_SUITE_P(
         JoinCase{"SlashesAtTheSeamsAreFolded", {"a/", "/b"}, "a/b"}, JoinCase{"TheRootAloneIsTheRoot", {"/"}, "/"},
         JoinCase{"TwoSlashesAreTheRoot", {"/", "/"}, "/"}, JoinCase{"NoComponentsIsEmpty", {}, ""}),
     [](const testing::TestParamInfo<JoinCase>& row) { return std::string(row.param.name); });
-
-// ------------------------------------------------------------------ appending and deleting
 
 struct AppendCase {
     const char* name;
@@ -230,15 +206,6 @@ INSTANTIATE_TEST_SUITE_P(Paths, LastComponent,
                                          StringCase{"OfTheRoot", "/", "/"}, StringCase{"OfSlashesOnly", "///", "/"},
                                          StringCase{"OfABareName", "a", "a"}, StringCase{"OfNothing", "", ""}),
                          rowName);
-
-TEST(Paths, DeletingAndAppendingTheLastComponentGivesThePathBack) {
-    for (const char* p : {"/a/b", "/a/b/", "/a", "/", "a", "a/b/", "//x//y//"}) {
-        EXPECT_EQ(paths::stringByAppendingPathComponent(paths::stringByDeletingLastPathComponent(p),
-                                                        paths::lastPathComponent(p)),
-                  paths::stringByAppendingPathComponent(p, ""))
-            << p;
-    }
-}
 
 TEST(Paths, AbsolutePathsBeginWithSlashOrTilde) {
     EXPECT_TRUE(paths::isAbsolutePath("/"));
