@@ -40,17 +40,12 @@ public:
     FakeAccessibility();
     ~FakeAccessibility() override;
 
-    // ---- building the tree
-    // "AXRole" "AXApplication", "AXTitle" name, empty "AXWindows" and
-    // "AXChildren". The name is also the window list's owner name.
+    // ---- building the tree: nodes with the attributes the real tree has
+    // ("AXRole", "AXTitle", "AXParent", "AXChildren", "AXWindows", "AXWindow",
+    // "AXPosition", "AXSize"); a new window is in front of every window.
     ElementNode addApplication(std::int32_t pid, std::string name = "Thunar");
-    // "AXRole" "AXWindow", "AXTitle", "AXPosition", "AXSize", "AXParent" the
-    // application, empty "AXChildren"; appended to the application's
-    // "AXWindows" and "AXChildren"; on screen, in front of every window.
     ElementNode addWindow(ElementNode application, std::string title, Rect frame);
-    // A child of `parent` (or a free element when parent is no node): "AXRole",
-    // "AXParent", "AXWindow" when a window is among its ancestors, "AXChildren",
-    // and the frame when given; appended to the parent's "AXChildren".
+    // A child of `parent`, or a free element when parent is no node.
     ElementNode addElement(ElementNode parent, std::string role, std::optional<Rect> frame = std::nullopt);
     // An "AXStaticText" child whose "AXValue" is the text.
     ElementNode addStaticText(ElementNode parent, std::string text, Rect frame);
