@@ -27,12 +27,7 @@ public:
     std::vector<std::string> entries() const;
     // The entries that begin with `prefix`, in order.
     std::vector<std::string> entriesStartingWith(std::string_view prefix) const;
-    // Position of the first entry equal to `entry` at or after `from`, or
-    // npos.
-    std::size_t indexOf(std::string_view entry, std::size_t from = 0) const;
     void clear();
-
-    static constexpr std::size_t npos = static_cast<std::size_t>(-1);
 
 private:
     mutable std::mutex mutex_;

@@ -179,18 +179,6 @@ const ParentRow kParentRows[] = {
 // clang-format on
 INSTANTIATE_TEST_SUITE_P(PathWindowController, NavigateToParentDirectory, testing::ValuesIn(kParentRows), SentenceName{});
 
-TEST_F(PathWindowControllerTest, UpOnTheRootShowsTheSearchImageBeforeTheFolderComesBack) {
-    bar().setFileManagerLocation(t("{T}"));
-    views_.field().type("/");
-    bar().navigateToParentDirectory();
-    settle();
-    const std::size_t cleared = log_->indexOf("field.setStringValue ");
-    const std::size_t searchImage = log_->indexOf("field.setImage search");
-    ASSERT_NE(searchImage, EventLog::npos);
-    EXPECT_LT(cleared, searchImage);
-    EXPECT_LT(searchImage, log_->indexOf("field.setStringValue " + t("{T}")));
-}
-
 TEST_F(PathWindowControllerTest, APatternWithMoreMatchesThanThunarCanSelectSelectsTheFirstAndSaysSoOnceSelected) {
     const std::size_t count = PathWindowController::kMaxSelectedNames + 3;
     for (std::size_t i = 0; i < count; ++i) tmp_.file("many/f" + std::to_string(i) + ".log");

@@ -118,15 +118,6 @@ const ShortcutRow kShortcutRows[] = {
 // clang-format on
 INSTANTIATE_TEST_SUITE_P(PathWindowController, HandleKeyDown, testing::ValuesIn(kShortcutRows), SentenceName{});
 
-TEST_F(PathWindowControllerTest, ShiftFReopensTheBarEmptyWithTheSearchImage) {
-    catalogue_->answer(handlers::getPath, "/x");
-    bar().show();
-    bar().handleKeyDown({kKeyF, kCmd | kShift, "f"});
-    EXPECT_EQ(views_.field().stringValue(), "");
-    EXPECT_EQ(views_.field().image(), BarImage::search());
-    EXPECT_TRUE(views_.panel().isVisible());
-}
-
 TEST_F(PathWindowControllerTest, TheHotKeyIsReadAtEveryPress) {
     EXPECT_TRUE(bar().handleKeyDown({kKeyG, kCmd, "g"}));
     defaults_->setInteger(kKeyJ, settings::keys::hotkeyKeycode);

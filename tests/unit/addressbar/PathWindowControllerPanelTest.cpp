@@ -96,19 +96,6 @@ const GeometryRow kGeometryRows[] = {
 // clang-format on
 INSTANTIATE_TEST_SUITE_P(PathWindowController, UpdateSize, testing::ValuesIn(kGeometryRows), SentenceName{});
 
-TEST_F(PathWindowControllerTest, TypingOnlyWidensTheOpenBarUntilItIsShownAgain) {
-    bar().show();
-    views_.field().type(std::string(40, 'x'));
-    bar().updateSize();
-    EXPECT_EQ(views_.panel().frame().size.width, 430);
-    views_.field().type("x");
-    bar().updateSize();
-    EXPECT_EQ(views_.panel().frame().size.width, 430);
-    bar().hide();
-    bar().show();
-    EXPECT_EQ(views_.panel().frame().size.width, 200);
-}
-
 // ---- show
 
 struct ShowRow {
