@@ -72,13 +72,15 @@ protected:
         mainQueue().drain();
     }
 
+    // An updater checking every three hours.
     AppcastUpdater& make(const std::shared_ptr<ScriptedFeed>& server, const std::string& current,
-                         double timeout = 5.0) {
-        updater_ = std::make_unique<AppcastUpdater>(server, AppcastUpdater::Options{server->url(), current, timeout},
-                                                    [this](const UpdateOffer& offer) {
-                                                        EXPECT_TRUE(mainQueue().isMainThread());
-                                                        offers_.push_back(offer);
-                                                    });
+                         double timeout = 5.0, Queue& background = globalQueue(), std::optional<std::string> url = {}) {
+        auto offer = [this](const UpdateOffer& o) {
+            EXPECT_TRUE(mainQueue().isMainThread());
+            offers_.push_back(o);
+        };
+        updater_ = std::make_unique<AppcastUpdater>(
+            server, AppcastUpdater::Options{url.value_or(server->url()), current, timeout}, offer, background);
         updater_->setUpdateCheckInterval(10800.0);
         return *updater_;
     }
@@ -158,10 +160,7 @@ TEST_F(AppcastUpdaterTest, AServerThatNeverAnswersTimesOutWithoutAnOffer) {
 
 TEST_F(AppcastUpdaterTest, ANewCheckIsNotStartedWhileOneIsRunning) {
     CountingQueue background;
-    updater_ = std::make_unique<AppcastUpdater>(
-        std::make_shared<ScriptedFeed>(std::nullopt), AppcastUpdater::Options{"http://127.0.0.1:1/f", "1", 1.0},
-        [this](const UpdateOffer& o) { offers_.push_back(o); }, background);
-    updater_->setUpdateCheckInterval(10800.0);
+    make(std::make_shared<ScriptedFeed>(std::nullopt), "1", 1.0, background);
     updater_->checkForUpdatesInBackground();
     updater_->checkForUpdatesInBackground();
     EXPECT_EQ(background.tasks, 1);
@@ -172,10 +171,7 @@ TEST_F(AppcastUpdaterTest, ANewCheckIsNotStartedWhileOneIsRunning) {
 TEST_F(AppcastUpdaterTest, AnEmptyFeedUrlMeansNoCheckAndNoNetwork) {
     auto http = std::make_shared<ScriptedFeed>(std::nullopt);
     CountingQueue background;
-    updater_ = std::make_unique<AppcastUpdater>(
-        http, AppcastUpdater::Options{"", "1", 1.0}, [this](const UpdateOffer& o) { offers_.push_back(o); },
-        background);
-    updater_->setUpdateCheckInterval(10800.0);
+    make(http, "1", 1.0, background, "");
     updater_->checkForUpdatesInBackground();
     pass(100000s);
     EXPECT_EQ(background.tasks, 0);
@@ -200,11 +196,7 @@ TEST_F(AppcastUpdaterTest, DestroyingTheUpdaterDuringAFetchDropsItsResult) {
     server->setSilent(true);
     {
         GlobalQueue background(1);
-        updater_ = std::make_unique<AppcastUpdater>(
-            server, AppcastUpdater::Options{server->url(), "1", 0.3},
-            [this](const UpdateOffer& o) { offers_.push_back(o); }, background);
-        updater_->setUpdateCheckInterval(10800.0);
-        updater_->checkForUpdatesInBackground();
+        make(server, "1", 0.3, background).checkForUpdatesInBackground();
         updater_.reset();
         EXPECT_EQ(clock_.scheduledCount(), 0u);
     }  // waits for the fetch to time out

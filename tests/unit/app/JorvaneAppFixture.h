@@ -75,34 +75,24 @@ public:
     }
 
     JorvaneApp::Ports ports() {
-        return {*defaults_,
-                accessibility_,
-                tap_,
-                workspace_,
-                alerts_,
-                application_port_,
-                environment_,
-                fileManager_,
-                updater_,
-                bridge_,
-                [this](ElementRef window, PathWindowDelegate& delegate) {
-                    auto views = std::make_unique<FakePathWindowViews>(log_);
-                    views->panel().setFrameSilently({{0, 0}, {0, 22}});
-                    auto controller = std::make_unique<PathWindowController>(
-                        std::move(window), views->take(),
-                        PathWindowController::Dependencies{bridge_, *defaults_, workspaceFiles_, screens_, delegate});
-                    views_.push_back(std::move(views));
-                    return controller;
-                },
-                [this] {
-                    log_->add("welcome");
-                    return welcomeGoesOn_;
-                },
-                {},
-                {},
-                PlatformNames{},
-                JORVANE_RESOURCE_DIR "/DefaultPreferences.json",
-                "1.2.3"};
+        auto makeBar = [this](ElementRef window, PathWindowDelegate& delegate) {
+            auto views = std::make_unique<FakePathWindowViews>(log_);
+            views->panel().setFrameSilently({{0, 0}, {0, 22}});
+            auto controller = std::make_unique<PathWindowController>(
+                std::move(window), views->take(),
+                PathWindowController::Dependencies{bridge_, *defaults_, workspaceFiles_, screens_, delegate});
+            views_.push_back(std::move(views));
+            return controller;
+        };
+        auto welcome = [this] {
+            log_->add("welcome");
+            return welcomeGoesOn_;
+        };
+        // clang-format off
+        return {*defaults_, accessibility_, tap_, workspace_, alerts_, application_port_, environment_, fileManager_,
+                updater_, bridge_, makeBar, welcome, {}, {}, PlatformNames{},
+                JORVANE_RESOURCE_DIR "/DefaultPreferences.json", "1.2.3"};
+        // clang-format on
     }
 
     // Runs what the delegate queued, on the main queue and in the background,
