@@ -283,7 +283,8 @@ TEST_F(PathWindowControllerTest, SearchAsYouTypeRevealsEachFirstCandidateOnce) {
     // Each keystroke, with the file manager keeping up.
     using Typed = std::pair<std::string, std::optional<std::string>>;
     for (const auto& [typed, completed] : std::vector<Typed>{
-             {"do", "docs/"}, {"doc", "docs/"}, {"no", "notes.txt"}, {"*.log", std::nullopt}, {t("{T}/d"), t("{T}/docs/")}}) {
+             {"do", "docs/"}, {"doc", "docs/"}, {"no", "notes.txt"}, {"*.log", std::nullopt},
+             {t("{T}/d"), t("{T}/docs/")}}) {
         EXPECT_EQ(bar().completedString(typed), completed) << typed;
         settle();
     }

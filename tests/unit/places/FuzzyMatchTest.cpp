@@ -94,7 +94,8 @@ TEST_P(FuzzyPositions, AreTheByteOffsetsOfTheBestMatch) {
 // clang-format off
 INSTANTIATE_TEST_SUITE_P(FuzzyMatch, FuzzyPositions, testing::Values(
     PositionRow{"initial letters", "rprt", "Reports/", {0, 2, 4, 5}},
-    PositionRow{"the word after the separator rather than the first letters", "notes", "Meeting-Notes.txt", {8, 9, 10, 11, 12}},
+    PositionRow{"the word after the separator rather than the first letters", "notes", "Meeting-Notes.txt",
+                {8, 9, 10, 11, 12}},
     PositionRow{"multibyte characters count their first byte", "üb", "Tür-Übersicht", {5, 7}},
     PositionRow{"no match", "xyz", "Reports", {}}),
     SentenceName{});

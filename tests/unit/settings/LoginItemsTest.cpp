@@ -133,8 +133,10 @@ TEST_P(EntryText, namesTheProgramItStarts) {
 // clang-format off
 INSTANTIATE_TEST_SUITE_P(Entries, EntryText, testing::Values(
     EntryRow{"PlainExec", "[Desktop Entry]\nExec=/opt/j --tray %U\n", "/opt/j"},
-    EntryRow{"CarriageReturnsAndTrailingBlanksAreTrimmed", "[Desktop Entry]\r\nExec=/opt/crlf \t\r\nHidden=false\r\n", "/opt/crlf"},
-    EntryRow{"BlanksAroundTheGroupTheKeyAndTheValueAreTrimmed", "# by hand\n  [Desktop Entry]\n\t Exec =  /opt/x\n", "/opt/x"},
+    EntryRow{"CarriageReturnsAndTrailingBlanksAreTrimmed",
+             "[Desktop Entry]\r\nExec=/opt/crlf \t\r\nHidden=false\r\n", "/opt/crlf"},
+    EntryRow{"BlanksAroundTheGroupTheKeyAndTheValueAreTrimmed",
+             "# by hand\n  [Desktop Entry]\n\t Exec =  /opt/x\n", "/opt/x"},
     EntryRow{"AnEscapedSpaceInTheValueIsASpace", "[Desktop Entry]\nExec=\"/opt/a\\sb\"\n", "/opt/a b"},
     EntryRow{"AQuotedProgramIsUnquoted", "[Desktop Entry]\nExec=\"/opt/q r\" %U\n", "/opt/q r"},
     EntryRow{"TheLastExecWins", "[Desktop Entry]\nExec=/opt/a\nExec=/opt/b\n", "/opt/b"},

@@ -35,7 +35,8 @@ INSTANTIATE_TEST_SUITE_P(Keys, KeyCodeName, testing::Values(
     NameRow{"DownArrowIsDown", 125, "Down"}, NameRow{"EndIsEnd", 119, "End"}, NameRow{"HomeIsHome", 115, "Home"},
     NameRow{"EscapeIsEsc", 53, "Esc"}, NameRow{"PageDownIsPageDown", 121, "Page Down"},
     NameRow{"PageUpIsPageUp", 116, "Page Up"}, NameRow{"ReturnIsEnter", 36, "Enter"},
-    NameRow{"KeypadEnterIsPadEnter", 76, "Pad Enter"}, NameRow{"TabIsTab", 48, "Tab"}, NameRow{"HelpIsInsert", 114, "Insert"},
+    NameRow{"KeypadEnterIsPadEnter", 76, "Pad Enter"}, NameRow{"TabIsTab", 48, "Tab"},
+    NameRow{"HelpIsInsert", 114, "Insert"},
     NameRow{"GIsTheLayoutsCapitalG", 5, "G"}, NameRow{"DigitOneIsOne", 18, "1"}, NameRow{"EqualsIsEquals", 24, "="},
     NameRow{"ModifierKeyTypesNothingAndHasAnEmptyName", 55, ""}, NameRow{"NoKeyHasNoName", -1, std::nullopt},
     NameRow{"ValueIsReadAsSixteenBitsSo65535IsNoKey", 65535, std::nullopt},
@@ -168,7 +169,8 @@ TEST_P(MaskConversion, goesBothWays) {
 
 // clang-format off
 INSTANTIATE_TEST_SUITE_P(Bits, MaskConversion, testing::Values(
-    ConversionRow{"Shift", 0x20000, 0x200}, ConversionRow{"Control", 0x40000, 0x1000}, ConversionRow{"Option", 0x80000, 0x800},
+    ConversionRow{"Shift", 0x20000, 0x200}, ConversionRow{"Control", 0x40000, 0x1000},
+    ConversionRow{"Option", 0x80000, 0x800},
     ConversionRow{"Command", 0x100000, 0x100}, ConversionRow{"FunctionIsCopied", 0x800000, 0x800000},
     ConversionRow{"AllTogether", 0x9E0000, 0x801B00}, ConversionRow{"Nothing", 0, 0}),
     [](const testing::TestParamInfo<ConversionRow>& row) { return std::string(row.param.name); });
