@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "fakes/VirtualTime.h"
+
 #include <atomic>
 #include <chrono>
 #include <mutex>
@@ -56,40 +58,29 @@ std::string feedWith(const std::string& version, const std::string& shortVersion
            "\"/></item></channel></rss>";
 }
 
-// A queue that only counts what it is given: proves that nothing went to the
-// network side.
+// A queue that only counts what it is given: nothing reaches the network side.
 struct CountingQueue final : Queue {
     int tasks = 0;
     void async(Task) override { ++tasks; }
 };
 
-struct CountingClient final : HttpClient {
-    std::atomic<int> calls{0};
-    std::optional<std::string> get(const std::string&, double) override {
-        ++calls;
-        return std::nullopt;
-    }
-};
-
 class AppcastUpdaterTest : public testing::Test {
 protected:
-    AppcastUpdaterTest() {
-        mainQueue().bindToCurrentThread();
-        setTimeSource(&clock_);
-    }
+    AppcastUpdaterTest() { mainQueue().bindToCurrentThread(); }
     ~AppcastUpdaterTest() override {
         updater_.reset();
         mainQueue().drain();
-        setTimeSource(nullptr);
     }
 
+    // An updater checking every three hours.
     AppcastUpdater& make(const std::shared_ptr<ScriptedFeed>& server, const std::string& current,
-                         double timeout = 5.0) {
-        updater_ = std::make_unique<AppcastUpdater>(server, AppcastUpdater::Options{server->url(), current, timeout},
-                                                    [this](const UpdateOffer& offer) {
-                                                        EXPECT_TRUE(mainQueue().isMainThread());
-                                                        offers_.push_back(offer);
-                                                    });
+                         double timeout = 5.0, Queue& background = globalQueue(), std::optional<std::string> url = {}) {
+        auto offer = [this](const UpdateOffer& o) {
+            EXPECT_TRUE(mainQueue().isMainThread());
+            offers_.push_back(o);
+        };
+        updater_ = std::make_unique<AppcastUpdater>(
+            server, AppcastUpdater::Options{url.value_or(server->url()), current, timeout}, offer, background);
         updater_->setUpdateCheckInterval(10800.0);
         return *updater_;
     }
@@ -97,12 +88,10 @@ protected:
     bool waitForChecks(std::size_t n) {
         return mainQueue().runUntil([&] { return updater_->completedCheckCount() >= n; }, 10s);
     }
-    void pass(Duration by) {
-        clock_.advance(by);
-        mainQueue().drain();
-    }
+    void pass(Duration by) { time_.pass(by); }
 
-    ManualTimeSource clock_;
+    test::VirtualTime time_;
+    ManualTimeSource& clock_ = time_.clock;
     std::unique_ptr<AppcastUpdater> updater_;
     std::vector<UpdateOffer> offers_;
 };
@@ -171,10 +160,7 @@ TEST_F(AppcastUpdaterTest, AServerThatNeverAnswersTimesOutWithoutAnOffer) {
 
 TEST_F(AppcastUpdaterTest, ANewCheckIsNotStartedWhileOneIsRunning) {
     CountingQueue background;
-    updater_ = std::make_unique<AppcastUpdater>(
-        std::make_shared<CountingClient>(), AppcastUpdater::Options{"http://127.0.0.1:1/f", "1", 1.0},
-        [this](const UpdateOffer& o) { offers_.push_back(o); }, background);
-    updater_->setUpdateCheckInterval(10800.0);
+    make(std::make_shared<ScriptedFeed>(std::nullopt), "1", 1.0, background);
     updater_->checkForUpdatesInBackground();
     updater_->checkForUpdatesInBackground();
     EXPECT_EQ(background.tasks, 1);
@@ -183,16 +169,13 @@ TEST_F(AppcastUpdaterTest, ANewCheckIsNotStartedWhileOneIsRunning) {
 }
 
 TEST_F(AppcastUpdaterTest, AnEmptyFeedUrlMeansNoCheckAndNoNetwork) {
-    auto http = std::make_shared<CountingClient>();
+    auto http = std::make_shared<ScriptedFeed>(std::nullopt);
     CountingQueue background;
-    updater_ = std::make_unique<AppcastUpdater>(
-        http, AppcastUpdater::Options{"", "1", 1.0}, [this](const UpdateOffer& o) { offers_.push_back(o); },
-        background);
-    updater_->setUpdateCheckInterval(10800.0);
+    make(http, "1", 1.0, background, "");
     updater_->checkForUpdatesInBackground();
     pass(100000s);
     EXPECT_EQ(background.tasks, 0);
-    EXPECT_EQ(http->calls, 0);
+    EXPECT_EQ(http->requests(), 0);
     EXPECT_FALSE(updater_->isCheckScheduled());
     EXPECT_EQ(clock_.scheduledCount(), 0u);
 }
@@ -213,11 +196,7 @@ TEST_F(AppcastUpdaterTest, DestroyingTheUpdaterDuringAFetchDropsItsResult) {
     server->setSilent(true);
     {
         GlobalQueue background(1);
-        updater_ = std::make_unique<AppcastUpdater>(
-            server, AppcastUpdater::Options{server->url(), "1", 0.3},
-            [this](const UpdateOffer& o) { offers_.push_back(o); }, background);
-        updater_->setUpdateCheckInterval(10800.0);
-        updater_->checkForUpdatesInBackground();
+        make(server, "1", 0.3, background).checkForUpdatesInBackground();
         updater_.reset();
         EXPECT_EQ(clock_.scheduledCount(), 0u);
     }  // waits for the fetch to time out

@@ -1,5 +1,5 @@
-// Connecting to a server through the bridge: the mount queue, its report on
-// the main queue, replacement and cancellation.
+// Connecting to a server through the bridge: replacement and cancellation
+// (what a mount reports is the bar's table).
 
 #include "filemanager/FileManagerCommands.h"
 
@@ -17,7 +17,6 @@
 
 using namespace std::chrono_literals;
 using namespace jorvane;
-using jorvane::dispatch::isMainThread;
 using jorvane::dispatch::mainQueue;
 using jorvane::test::FakeHandlerCatalogue;
 
@@ -35,49 +34,11 @@ struct Bridge {
 
 struct Report {
     int count = 0;
-    bool onMainThread = false;
-    std::optional<std::string> failure;
 };
 
 FileManagerCommands::FailureBlock into(Report& report) {
-    return [&report](std::optional<std::string> failure) {
-        ++report.count;
-        report.onMainThread = isMainThread();
-        report.failure = std::move(failure);
-    };
+    return [&report](std::optional<std::string>) { ++report.count; };
 }
-
-struct ReportRow {
-    const char* name;
-    std::optional<std::string> answer;
-    std::string failure;
-    std::optional<std::string> reported;
-};
-
-class MountReport : public testing::TestWithParam<ReportRow> {};
-
-TEST_P(MountReport, Row) {
-    Bridge b;
-    b.catalogue->answer(handlers::mount, GetParam().answer);
-    b.catalogue->failWith(handlers::mount, GetParam().failure);
-    Report report;
-    b.wrapper.mountAsync("ftp://127.0.0.1:2121/", into(report));
-    ASSERT_TRUE(mainQueue().runUntil([&] { return report.count > 0; }, 10s));
-    EXPECT_TRUE(report.onMainThread);
-    EXPECT_EQ(report.failure, GetParam().reported);
-    ASSERT_EQ(b.catalogue->calls().size(), 1u);
-    EXPECT_FALSE(b.catalogue->calls().front().onMainThread);
-    EXPECT_EQ(b.catalogue->calls().front().params, std::vector<std::string>{"ftp://127.0.0.1:2121/"});
-}
-
-const ReportRow kReportRows[] = {
-    {"success", "", "", std::nullopt},
-    {"failure_with_the_catalogue_s_reason", std::nullopt, "Could not connect to 127.0.0.1: Connection refused",
-     "Could not connect to 127.0.0.1: Connection refused"},
-    {"failure_without_a_reason", std::nullopt, "", "The server could not be connected"},
-};
-INSTANTIATE_TEST_SUITE_P(FileManagerCommands, MountReport, testing::ValuesIn(kReportRows),
-                         [](const auto& row) { return std::string(row.param.name); });
 
 TEST(FileManagerCommands, ANewMountReplacesTheWaitingOneAndCancelGivesUpTheRunningOne) {
     Bridge b;

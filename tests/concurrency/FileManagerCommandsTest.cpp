@@ -3,16 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <condition_variable>
 #include <filesystem>
 #include <functional>
 #include <mutex>
-#include <optional>
-#include <ostream>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "fakes/FakeHandlerCatalogue.h"
 #include "fakes/TestSupport.h"
@@ -52,19 +46,13 @@ struct Completion {
     std::optional<std::string> path;
 };
 
-TEST(FileManagerCommands, PassesParametersInOrderAndAnswersTheHandlersResult) {
+TEST(FileManagerCommands, PassesParametersInOrderLowerCasesTheNameAndAnswersTheHandlersResult) {
     Bridge b;
     b.catalogue->answer("finder_select2", "done");
-    EXPECT_EQ(b.wrapper.call("finder_select2", {"/tmp", "a|!|b"}), "done");
+    EXPECT_EQ(b.wrapper.call("Finder_Select2", {"/tmp", "a|!|b"}), "done");
     EXPECT_EQ(b.wrapper.call("reload"), std::nullopt);
     EXPECT_THAT(b.catalogue->calls(),
                 ElementsAre(Call{"finder_select2", {"/tmp", "a|!|b"}, true}, Call{"reload", {}, true}));
-}
-
-TEST(FileManagerCommands, LowerCasesTheHandlerName) {
-    Bridge b;
-    b.wrapper.call("Finder_GET_Path");
-    EXPECT_THAT(b.catalogue->callNames(), ElementsAre("finder_get_path"));
 }
 
 TEST(FileManagerCommands, WithoutACatalogueEveryCallAnswersNothing) {
@@ -87,8 +75,6 @@ TEST(FileManagerCommands, SharedInstanceUsesTheInstalledCatalogue) {
     EXPECT_EQ(FileManagerCommands::shared().call("finder_get_path"), std::nullopt);
 }
 
-// ---------------------------------------------------------------- set path
-
 struct SetPathRow {
     std::string name;
     std::function<std::string(const test::TempDir&)> make;
@@ -103,38 +89,29 @@ TEST_P(ShowFolder, ChoosesTheHandlerByWhatThePathIs) {
     test::TempDir tmp;
     const std::string path = GetParam().make(tmp);
     Bridge b;
-    bool finished = false;
-    bool finishedOnMain = false;
-    b.wrapper.showFolderAsync(path, [&](Navigated) {
-        finished = true;
-        finishedOnMain = isMainThread();
-    });
-    ASSERT_TRUE(mainQueue().runUntil([&] { return finished; }, 10s));
-    EXPECT_TRUE(finishedOnMain);
+    std::optional<bool> finishedOnMain;
+    b.wrapper.showFolderAsync(path, [&](Navigated) { finishedOnMain = isMainThread(); });
+    ASSERT_TRUE(mainQueue().runUntil([&] { return finishedOnMain.has_value(); }, 10s));
+    EXPECT_TRUE(*finishedOnMain);
     ASSERT_EQ(b.catalogue->callCount(), 1u);
     EXPECT_EQ(b.catalogue->calls()[0].name, GetParam().handler);
     EXPECT_THAT(b.catalogue->calls()[0].params, ElementsAre(path));
     EXPECT_FALSE(b.catalogue->calls()[0].onMainThread);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    FileManagerCommands, ShowFolder,
-    ::testing::Values(
-        SetPathRow{"ADirectoryIsShown", [](const test::TempDir& tmp) { return tmp.dir("docs").string(); },
-                   handlers::showFolder},
-        SetPathRow{"ALinkToADirectoryIsShown",
-                   [](const test::TempDir& tmp) { return tmp.symlink("link", tmp.dir("docs").string()).string(); },
-                   handlers::showFolder},
-        SetPathRow{"AFileIsRevealed", [](const test::TempDir& tmp) { return tmp.file("notes.txt").string(); },
-                   handlers::reveal},
-        SetPathRow{"AMissingPathIsRevealed", [](const test::TempDir& tmp) { return (tmp.path() / "gone").string(); },
-                   handlers::reveal},
-        SetPathRow{
-            "ALinkToNothingIsRevealed",
-            [](const test::TempDir& tmp) { return tmp.symlink("dangling", (tmp.path() / "gone").string()).string(); },
-            handlers::reveal},
-        SetPathRow{"AnEmptyPathIsRevealed", [](const test::TempDir&) { return std::string(); }, handlers::reveal}),
+using Tmp = const test::TempDir&;
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(FileManagerCommands, ShowFolder, ::testing::Values(
+    SetPathRow{"ADirectoryIsShown", [](Tmp tmp) { return tmp.dir("docs").string(); }, handlers::showFolder},
+    SetPathRow{"ALinkToADirectoryIsShown", [](Tmp tmp) { return tmp.symlink("l", tmp.dir("docs").string()).string(); },
+               handlers::showFolder},
+    SetPathRow{"AFileIsRevealed", [](Tmp tmp) { return tmp.file("notes.txt").string(); }, handlers::reveal},
+    SetPathRow{"AMissingPathIsRevealed", [](Tmp tmp) { return (tmp.path() / "gone").string(); }, handlers::reveal},
+    SetPathRow{"ALinkToNothingIsRevealed", [](Tmp tmp) { return tmp.symlink("l", tmp.str() + "/gone").string(); },
+               handlers::reveal},
+    SetPathRow{"AnEmptyPathIsRevealed", [](Tmp) { return std::string(); }, handlers::reveal}),
     [](const auto& row) { return row.param.name; });
+// clang-format on
 
 TEST(FileManagerCommands, FinishedBlockRunsEvenWhenTheHandlerFails) {
     Bridge b;
@@ -261,8 +238,6 @@ TEST(FileManagerCommands, APathTheFileSystemDoesNotAnswerForHoldsUpNoNavigationA
     wrapper.waitUntilIdle();
 }
 
-// ---------------------------------------------------------------- get path
-
 TEST(FileManagerCommands, QuickGetPathRequestsWhileOneRunsKeepTheFirstAndTheLast) {
     Bridge b;
     b.catalogue->hold("finder_get_path");
@@ -288,8 +263,6 @@ TEST(FileManagerCommands, QuickGetPathRequestsWhileOneRunsKeepTheFirstAndTheLast
     EXPECT_TRUE(first.onMainThread);
     EXPECT_TRUE(third.onMainThread);
 }
-
-// ------------------------------------------------------------ open terminal
 
 TEST(FileManagerCommands, OpenTerminalRunsOffTheMainThread) {
     Bridge b;

@@ -31,7 +31,6 @@ struct FakeAccessibility::World {
         std::int32_t pid = 0;     // applications
         std::string appName;      // applications
         bool isApplication = false;
-        bool onScreen = true;  // windows
     };
     // A window of ours, or another program's window when `window` is no node.
     struct StackEntry {
@@ -52,7 +51,6 @@ struct FakeAccessibility::World {
     ElementNode systemWide;
     Point mouse;
     std::map<std::string, std::size_t, std::less<>> reads;
-    std::size_t elementAtPositionCount = 0;
 
     // All below: with the mutex held.
     Node* find(ElementNode n) {
@@ -118,7 +116,7 @@ struct FakeAccessibility::World {
                 continue;
             }
             Node* window = find(entry.window);
-            if (!window || window->destroyed || !window->onScreen) continue;
+            if (!window || window->destroyed) continue;
             const std::optional<Rect> f = frame(entry.window);
             if (f && f->containsPoint(p)) return deepestAt(entry.window, p, 0);
         }
@@ -192,11 +190,6 @@ FakeAccessibility::FakeAccessibility() : world_(std::make_shared<World>()) {
 
 FakeAccessibility::~FakeAccessibility() = default;
 
-ElementNode FakeAccessibility::systemWide() const {
-    std::lock_guard lock(world_->mutex);
-    return world_->systemWide;
-}
-
 ElementNode FakeAccessibility::addApplication(std::int32_t pid, std::string name) {
     std::lock_guard lock(world_->mutex);
     if (world_->applications.count(pid))
@@ -212,12 +205,6 @@ ElementNode FakeAccessibility::addApplication(std::int32_t pid, std::string name
     node.attributes.insert_or_assign(std::string(kChildren), std::vector<ElementNode>{});
     world_->applications[pid] = app;
     return app;
-}
-
-ElementNode FakeAccessibility::application(std::int32_t pid) const {
-    std::lock_guard lock(world_->mutex);
-    auto it = world_->applications.find(pid);
-    return it == world_->applications.end() ? ElementNode{} : it->second;
 }
 
 ElementNode FakeAccessibility::addWindow(ElementNode application, std::string title, Rect frame) {
@@ -284,15 +271,6 @@ void FakeAccessibility::removeAttribute(ElementNode node, std::string_view attri
     if (auto it = attributes.find(attribute); it != attributes.end()) attributes.erase(it);
 }
 
-std::optional<FakeAttributeValue> FakeAccessibility::attribute(ElementNode node, std::string_view attribute) const {
-    std::lock_guard lock(world_->mutex);
-    const World::Node* n = world_->find(node);
-    if (!n) return std::nullopt;
-    auto it = n->attributes.find(attribute);
-    if (it == n->attributes.end()) return std::nullopt;
-    return it->second;
-}
-
 void FakeAccessibility::setFrame(ElementNode node, Rect frame) {
     std::lock_guard lock(world_->mutex);
     auto& attributes = world_->get(node, "setFrame").attributes;
@@ -320,12 +298,6 @@ void FakeAccessibility::destroy(ElementNode node) {
     std::erase_if(world_->applications, [node](const auto& entry) { return entry.second == node; });
 }
 
-bool FakeAccessibility::isDestroyed(ElementNode node) const {
-    std::lock_guard lock(world_->mutex);
-    const World::Node* n = world_->find(node);
-    return n && n->destroyed;
-}
-
 void FakeAccessibility::setMouseLocation(Point location) {
     std::lock_guard lock(world_->mutex);
     world_->mouse = location;
@@ -338,11 +310,6 @@ void FakeAccessibility::raise(ElementNode window) {
         std::find_if(stack.begin(), stack.end(), [window](const World::StackEntry& e) { return e.window == window; });
     if (it == stack.end()) throw std::invalid_argument("FakeAccessibility::raise: not a window");
     std::rotate(stack.begin(), it, it + 1);
-}
-
-void FakeAccessibility::setOnScreen(ElementNode window, bool onScreen) {
-    std::lock_guard lock(world_->mutex);
-    world_->get(window, "setOnScreen").onScreen = onScreen;
 }
 
 void FakeAccessibility::addForeignWindow(WindowInfo info) {
@@ -358,11 +325,6 @@ void FakeAccessibility::setWindowList(std::optional<std::vector<WindowInfo>> lis
 void FakeAccessibility::placeElement(Rect area, ElementNode node) {
     std::lock_guard lock(world_->mutex);
     world_->placements.push_back({area, node});
-}
-
-void FakeAccessibility::clearPlacements() {
-    std::lock_guard lock(world_->mutex);
-    world_->placements.clear();
 }
 
 void FakeAccessibility::setFocusedWindow(ElementNode window) {
@@ -394,26 +356,21 @@ std::size_t FakeAccessibility::readCount(std::string_view attribute) const {
     return it == world_->reads.end() ? 0 : it->second;
 }
 
-std::size_t FakeAccessibility::elementAtPositionCount() const {
+ElementRef FakeAccessibility::systemWideElement() {
     std::lock_guard lock(world_->mutex);
-    return world_->elementAtPositionCount;
+    return makeElement(world_, world_->systemWide);
 }
 
-void FakeAccessibility::resetCounts() {
+ElementRef FakeAccessibility::applicationElement(std::int32_t pid) {
     std::lock_guard lock(world_->mutex);
-    world_->reads.clear();
-    world_->elementAtPositionCount = 0;
+    auto it = world_->applications.find(pid);
+    return it == world_->applications.end() ? nullptr : makeElement(world_, it->second);
 }
-
-ElementRef FakeAccessibility::systemWideElement() { return element(systemWide()); }
-
-ElementRef FakeAccessibility::applicationElement(std::int32_t pid) { return element(application(pid)); }
 
 ElementRef FakeAccessibility::elementAtPosition(float x, float y) {
     ElementNode hit;
     {
         std::lock_guard lock(world_->mutex);
-        ++world_->elementAtPositionCount;
         hit = world_->hitTest(Point{x, y});
     }
     return element(hit);
@@ -429,7 +386,7 @@ std::vector<WindowInfo> FakeAccessibility::windowList() {
             continue;
         }
         World::Node* window = world_->find(entry.window);
-        if (!window || window->destroyed || !window->onScreen) continue;
+        if (!window || window->destroyed) continue;
         WindowInfo info;
         if (World::Node* app = world_->find(window->application)) {
             info.ownerName = app->appName;

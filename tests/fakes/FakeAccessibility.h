@@ -1,30 +1,12 @@
 #pragma once
 
 // An accessibility interface for tests: a tree of nodes with free-form
-// attributes, built by the test, plus the screen around it (a window stack
-// that yields the window list, the element at a position, the mouse).
-//
-//     auto ax = std::make_shared<test::FakeAccessibility>();
-//     ElementNode thunar = ax->addApplication(4242);
-//     ElementNode win = ax->addWindow(thunar, "/home/me - Thunar", {{100, 50}, {800, 600}});
-//     ElementNode title = ax->addStaticText(win, "/home/me - Thunar", {{400, 55}, {160, 18}});
-//     ax->setMouseLocation({410, 60});
-//     test::ScopedAccessibility installed(ax);            // WindowLookup now asks it
-//     EXPECT_EQ(ax->nodeOf(WindowLookup::windowUnderMouse()), win);
-//
-// Every query returns a new element object; two objects of the same node are
-// isEqual. A destroyed node's elements answer nothing. Thread-safe.
-//
+// attributes built by the test, plus the screen around it (a window stack
+// that yields the window list and the element at a position, the mouse).
 // Element at a position: the latest placeElement() area containing it wins;
-// otherwise the window stack is searched front to back: another program's
-// window (addForeignWindow) there means nothing of ours; an on-screen
-// window whose frame contains the point gives its deepest descendant that
-// contains it (later children lie above earlier ones; elements without a
-// frame are neither hit nor searched).
-//
-// Window list: unless replaced with setWindowList(), the window stack front
-// to back, on-screen windows only, each with its application's name and pid,
-// its current "AXTitle" and its frame rounded to whole points.
+// otherwise the stack front to back: a foreign window there means nothing of
+// ours, a window whose frame contains the point gives its deepest descendant
+// containing it. Every query returns a new element object. Thread-safe.
 
 #include <cstddef>
 #include <cstdint>
@@ -58,20 +40,12 @@ public:
     FakeAccessibility();
     ~FakeAccessibility() override;
 
-    // ---- building the tree
-    // The system-wide element; its "AXFocusedApplication" is set by setFocusedWindow().
-    ElementNode systemWide() const;
-    // "AXRole" "AXApplication", "AXTitle" name, empty "AXWindows" and
-    // "AXChildren". The name is also the window list's owner name.
+    // ---- building the tree: nodes with the attributes the real tree has
+    // ("AXRole", "AXTitle", "AXParent", "AXChildren", "AXWindows", "AXWindow",
+    // "AXPosition", "AXSize"); a new window is in front of every window.
     ElementNode addApplication(std::int32_t pid, std::string name = "Thunar");
-    ElementNode application(std::int32_t pid) const;
-    // "AXRole" "AXWindow", "AXTitle", "AXPosition", "AXSize", "AXParent" the
-    // application, empty "AXChildren"; appended to the application's
-    // "AXWindows" and "AXChildren"; on screen, in front of every window.
     ElementNode addWindow(ElementNode application, std::string title, Rect frame);
-    // A child of `parent` (or a free element when parent is no node): "AXRole",
-    // "AXParent", "AXWindow" when a window is among its ancestors, "AXChildren",
-    // and the frame when given; appended to the parent's "AXChildren".
+    // A child of `parent`, or a free element when parent is no node.
     ElementNode addElement(ElementNode parent, std::string role, std::optional<Rect> frame = std::nullopt);
     // An "AXStaticText" child whose "AXValue" is the text.
     ElementNode addStaticText(ElementNode parent, std::string text, Rect frame);
@@ -81,21 +55,17 @@ public:
 
     void setAttribute(ElementNode node, std::string attribute, FakeAttributeValue value);
     void removeAttribute(ElementNode node, std::string_view attribute);
-    std::optional<FakeAttributeValue> attribute(ElementNode node, std::string_view attribute) const;
     // "AXPosition" and "AXSize".
     void setFrame(ElementNode node, Rect frame);
     void setTitle(ElementNode node, std::string title);
     // The node goes away: its elements answer nothing, it leaves its parent's
     // "AXChildren" and "AXWindows", the window stack and the placements.
     void destroy(ElementNode node);
-    bool isDestroyed(ElementNode node) const;
 
     // ---- the screen
     void setMouseLocation(Point location);
     // Moves a window to the front of the stack.
     void raise(ElementNode window);
-    // Off screen (minimised, hidden): out of the window list and hit tests.
-    void setOnScreen(ElementNode window, bool onScreen);
     // Another program's window, in front of every window so far. Owner "Dock"
     // plays a panel.
     void addForeignWindow(WindowInfo info);
@@ -104,7 +74,6 @@ public:
     // Whatever lies in `area` is `node` (no node: nothing at all), above
     // everything placed before and above the window stack.
     void placeElement(Rect area, ElementNode node);
-    void clearPlacements();
     // The system-wide "AXFocusedApplication" becomes the window's application
     // and the application's "AXFocusedWindow" the window; no node clears both.
     void setFocusedWindow(ElementNode window);
@@ -115,8 +84,6 @@ public:
     ElementNode nodeOf(const ElementRef& element) const;
     // Attribute reads so far, by attribute name (missing ones included).
     std::size_t readCount(std::string_view attribute) const;
-    std::size_t elementAtPositionCount() const;
-    void resetCounts();
 
     // ---- AccessibilityAPI
     ElementRef systemWideElement() override;

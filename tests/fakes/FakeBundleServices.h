@@ -49,7 +49,6 @@ public:
     std::vector<std::string> runningExecutables() override { return running_; }
     CommandRun runCommand(const std::vector<std::string>& argv, bool asAdministrator) override {
         log_->add((asAdministrator ? "admin " : "run ") + argv.front());
-        lastCommand_ = argv;
         if (asAdministrator && !adminAnswers_.empty()) {
             const CommandRun scripted = adminAnswers_.front();
             adminAnswers_.pop_front();
@@ -72,7 +71,6 @@ public:
     void makeUnwritable(const std::string& path) { unwritable_.insert(path); }
     // The next administrator's command ends like this instead of running.
     void answerAdmin(CommandRun run) { adminAnswers_.push_back(run); }
-    const std::vector<std::string>& lastCommand() const { return lastCommand_; }
 
 private:
     std::shared_ptr<EventLog> log_;
@@ -80,7 +78,6 @@ private:
     std::vector<std::string> running_;
     std::set<std::string> unwritable_;
     std::deque<CommandRun> adminAnswers_;
-    std::vector<std::string> lastCommand_;
 };
 
 }  // namespace jorvane::test

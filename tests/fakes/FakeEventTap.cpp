@@ -84,7 +84,6 @@ void FakeEventTap::setSwallowableKeys(std::vector<KeyCombo> keys) {
 bool FakeEventTap::post(const TapEvent& event) {
     log_->add("tap.post " + describe(event));
     std::lock_guard lock(mutex_);
-    posted_.push_back(event);
     return true;
 }
 
@@ -132,11 +131,6 @@ std::vector<EventTap::KeyCombo> FakeEventTap::swallowableKeys() const {
 std::size_t FakeEventTap::swallowableKeysCalls() const {
     std::lock_guard lock(mutex_);
     return keysCalls_;
-}
-
-std::vector<TapEvent> FakeEventTap::posted() const {
-    std::lock_guard lock(mutex_);
-    return posted_;
 }
 
 std::string FakeEventTap::describe(const TapEvent& event) {

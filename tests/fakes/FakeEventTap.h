@@ -4,12 +4,6 @@
 // enabling, the keys it may have to swallow, posted events) into an
 // EventLog, and lets the test push events through the installed callback
 // and read the decision.
-//
-//     test::FakeEventTap tap(log);
-//     delegate.installEventTap();
-//     EXPECT_EQ(tap.push(TapEvent::keyboardEvent(kKeyG, true, kModifierCommand)),
-//               EventTap::Decision::Swallow);
-//
 // push() calls the callback on the calling thread, whatever keys were
 // declared swallowable (the X11 tap would only show those; tests check the
 // declared list separately). Log entries: "tap.install <pid>",
@@ -54,7 +48,6 @@ public:
     std::vector<std::int32_t> installs() const;
     std::vector<KeyCombo> swallowableKeys() const;
     std::size_t swallowableKeysCalls() const;
-    std::vector<TapEvent> posted() const;
 
     // "leftDown 300,200 click 1 flags 0x100000"; key events "keyDown 5 flags 0x100000".
     static std::string describe(const TapEvent& event);
@@ -71,7 +64,6 @@ private:
     std::vector<std::int32_t> installs_;
     std::vector<KeyCombo> keys_;
     std::size_t keysCalls_ = 0;
-    std::vector<TapEvent> posted_;
 };
 
 }  // namespace jorvane::test

@@ -93,29 +93,9 @@ void FakeHandlerCatalogue::releaseAll() {
     changed_.notify_all();
 }
 
-void FakeHandlerCatalogue::delay(std::string_view name, std::chrono::milliseconds by) {
-    std::lock_guard lock(mutex_);
-    script(name).delay = by;
-}
-
 std::vector<FakeHandlerCatalogue::Call> FakeHandlerCatalogue::calls() const {
     std::lock_guard lock(mutex_);
     return calls_;
-}
-
-std::vector<FakeHandlerCatalogue::Call> FakeHandlerCatalogue::calls(std::string_view name) const {
-    std::lock_guard lock(mutex_);
-    std::vector<Call> out;
-    std::copy_if(calls_.begin(), calls_.end(), std::back_inserter(out),
-                 [name](const Call& c) { return c.name == name; });
-    return out;
-}
-
-std::vector<std::string> FakeHandlerCatalogue::callNames() const {
-    std::lock_guard lock(mutex_);
-    std::vector<std::string> out;
-    for (const Call& c : calls_) out.push_back(c.name);
-    return out;
 }
 
 std::size_t FakeHandlerCatalogue::callCount() const {
@@ -174,12 +154,6 @@ std::optional<std::string> FakeHandlerCatalogue::call(std::string_view name, con
         changed_.notify_all();
         changed_.wait(lock, [s] { return !s->held; });
         --s->waiting;
-    }
-    if (s->delay.count() > 0) {
-        const auto by = s->delay;
-        lock.unlock();
-        std::this_thread::sleep_for(by);
-        lock.lock();
     }
 
     std::optional<std::string> result;

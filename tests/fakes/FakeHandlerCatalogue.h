@@ -2,14 +2,8 @@
 
 // A handler catalogue for tests: records every call (name, parameters, whether
 // it came on the main thread), answers what the test scripted per handler,
-// and can hold calls until released or slow them down, to test the rules of
-// the queues that call it. Thread-safe.
-//
-//     auto catalogue = std::make_shared<test::FakeHandlerCatalogue>();
-//     catalogue->answer(handlers::getPath, "/home/me");
-//     test::ScopedSharedCatalogue installed(catalogue);   // shared() now calls it
-//     ...
-//     EXPECT_THAT(catalogue->callNames(), ElementsAre("is_finder_win", "finder_get_path"));
+// and can hold calls until released, to test the rules of the queues that
+// call it. Thread-safe.
 
 #include <chrono>
 #include <condition_variable>
@@ -60,13 +54,9 @@ public:
     // Ends the hold: waiting and later calls go.
     void release(std::string_view name);
     void releaseAll();
-    // Later calls of the handler take this long (real time) before answering.
-    void delay(std::string_view name, std::chrono::milliseconds by);
 
     // ---- what was asked
     std::vector<Call> calls() const;
-    std::vector<Call> calls(std::string_view name) const;
-    std::vector<std::string> callNames() const;
     std::size_t callCount() const;
     std::size_t callCount(std::string_view name) const;
     std::optional<Call> lastCall(std::string_view name) const;
@@ -93,7 +83,6 @@ private:
         Handler handler;
         bool held = false;
         std::size_t waiting = 0;
-        std::chrono::milliseconds delay{0};
         std::string failure;
         std::size_t cancels = 0;
     };

@@ -29,7 +29,6 @@ public:
     // ---- test side
     void setHasLayout(bool has) { hasLayout_ = has; }
     void setKey(KeyCode code, Key key) { keys_[code] = std::move(key); }
-    // The layout has no key for the code: translation fails.
 
 private:
     bool hasLayout_ = true;

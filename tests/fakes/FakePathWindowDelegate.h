@@ -21,27 +21,18 @@ public:
     explicit FakePathWindowDelegate(std::shared_ptr<EventLog> log = std::make_shared<EventLog>())
         : log_(std::move(log)) {}
 
-    void show() override { record("delegate.show", showCount_); }
-    void toggleShowHidden() override { record("delegate.finderToggleShowHidden", toggleShowHiddenCount_); }
-    void openPreferences() override { record("delegate.openPreferences", openPreferencesCount_); }
-    void about() override { record("delegate.about", aboutCount_); }
-
-    int showCount() const { return showCount_; }
-    int toggleShowHiddenCount() const { return toggleShowHiddenCount_; }
+    void show() override { log_->add("delegate.show"); }
+    void toggleShowHidden() override { log_->add("delegate.finderToggleShowHidden"); }
+    void openPreferences() override {
+        ++openPreferencesCount_;
+        log_->add("delegate.openPreferences");
+    }
+    void about() override { log_->add("delegate.about"); }
     int openPreferencesCount() const { return openPreferencesCount_; }
-    int aboutCount() const { return aboutCount_; }
 
 private:
-    void record(const char* entry, int& count) {
-        ++count;
-        log_->add(entry);
-    }
-
     std::shared_ptr<EventLog> log_;
-    int showCount_ = 0;
-    int toggleShowHiddenCount_ = 0;
     int openPreferencesCount_ = 0;
-    int aboutCount_ = 0;
 };
 
 class FakeWorkspace final : public Workspace {
@@ -49,19 +40,12 @@ public:
     explicit FakeWorkspace(std::shared_ptr<EventLog> log = std::make_shared<EventLog>()) : log_(std::move(log)) {}
 
     bool openFile(const std::string& path) override {
-        opened_.push_back(path);
         log_->add("workspace.openFile " + path);
-        return answer_;
+        return true;
     }
-
-    const std::vector<std::string>& openedFiles() const { return opened_; }
-    // What openFile answers (true by default).
-    void setAnswer(bool answer) { answer_ = answer; }
 
 private:
     std::shared_ptr<EventLog> log_;
-    std::vector<std::string> opened_;
-    bool answer_ = true;
 };
 
 class FakeScreens final : public Screens {

@@ -34,13 +34,6 @@ std::vector<std::string> EventLog::entriesStartingWith(std::string_view prefix) 
     return matching;
 }
 
-std::size_t EventLog::indexOf(std::string_view entry, std::size_t from) const {
-    std::lock_guard lock(mutex_);
-    for (std::size_t i = from; i < entries_.size(); ++i)
-        if (entries_[i] == entry) return i;
-    return npos;
-}
-
 void EventLog::clear() {
     std::lock_guard lock(mutex_);
     entries_.clear();

@@ -1,15 +1,7 @@
 #pragma once
 
 // Recording fakes of the address bar's views, for tests of the bar and of
-// whatever drives bars (the registry, the event tap):
-//
-//     test::FakePathWindowViews fakes;             // one bar's views, one log
-//     fakes.completions().setRowHeight(17);
-//     PathWindowController bar(window, fakes.take(), deps);
-//     bar.show();
-//     EXPECT_TRUE(fakes.panel().isVisible());
-//     EXPECT_THAT(fakes.log().entries(), Contains("panel.hide"));
-//
+// whatever drives bars (the registry, the event tap).
 // Every call the controller makes is appended to a shared EventLog as
 // "<view>.<method>[ <argument>]", so tests can check the order of what
 // happened across views (and, by adding their own entries, across ports).
@@ -35,12 +27,7 @@ public:
     std::vector<std::string> entries() const;
     // The entries that begin with `prefix`, in order.
     std::vector<std::string> entriesStartingWith(std::string_view prefix) const;
-    // Position of the first entry equal to `entry` at or after `from`, or
-    // npos.
-    std::size_t indexOf(std::string_view entry, std::size_t from = 0) const;
     void clear();
-
-    static constexpr std::size_t npos = static_cast<std::size_t>(-1);
 
 private:
     mutable std::mutex mutex_;

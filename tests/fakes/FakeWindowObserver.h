@@ -3,13 +3,7 @@
 // Accessibility observers for tests. ObservableAccessibility wraps any
 // accessibility interface (usually a FakeAccessibility) and hands out
 // FakeWindowObservers, which record what they were asked to watch and let the
-// test tell about notifications:
-//
-//     auto ax = std::make_shared<test::FakeAccessibility>();
-//     test::ObservableAccessibility accessibility(ax, log);
-//     ... the code under test calls accessibility.createObserver(pid, callback) ...
-//     accessibility.observer()->notify(ax->element(window), WindowNotification::ElementDestroyed);
-//
+// test tell about notifications.
 // notify() reaches the callback only when the notification was added for an
 // element equal to the one given or to its "AXParent" (its application), as
 // a real observer's would; post() reaches it regardless. The callback is

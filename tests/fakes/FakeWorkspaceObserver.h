@@ -26,7 +26,6 @@ public:
     }
 
     // ---- test side
-    bool isSubscribed() const { return static_cast<bool>(callback_); }
     void post(const WorkspaceNotification& notification) {
         if (callback_) callback_(notification);
     }

@@ -18,15 +18,14 @@ class GatedFolderSource final : public FolderSource {
 public:
     explicit GatedFolderSource(std::vector<std::vector<std::string>> batches) : batches_(std::move(batches)) {}
 
-    bool read(const std::string& path, const BatchSink& sink) override {
+    bool read(const std::string&, const BatchSink& sink) override {
         std::unique_lock lock(mutex_);
-        reads_.push_back(path);
         for (const std::vector<std::string>& names : batches_) {
             changed_.wait(lock, [&] { return released_ > 0 || closing_; });
             if (closing_) return false;
             --released_;
             lock.unlock();
-            const bool wanted = sink(listingOf(names));
+            const bool wanted = sink(DirectoryListing::fromNames(names, DT_REG));
             lock.lock();
             if (!wanted) {
                 ++stopped_;
@@ -54,14 +53,9 @@ public:
     }
 
 private:
-    static DirectoryListing listingOf(const std::vector<std::string>& names) {
-        return DirectoryListing::fromNames(names, DT_REG);
-    }
-
     std::mutex mutex_;
     std::condition_variable changed_;
     std::vector<std::vector<std::string>> batches_;
-    std::vector<std::string> reads_;
     int released_ = 0;
     int stopped_ = 0;
     bool closing_ = false;

@@ -64,21 +64,10 @@ std::unique_ptr<settings::UserDefaults> makeMemoryDefaults(std::shared_ptr<Memor
 }
 
 ScopedStandardDefaults::ScopedStandardDefaults()
-    : store_(std::make_shared<MemoryStore>()),
-      warnings_(std::make_shared<std::vector<std::string>>()),
-      warningsMutex_(std::make_shared<std::mutex>()) {
-    defaults_ = makeMemoryDefaults(store_, [warnings = warnings_, mutex = warningsMutex_](const std::string& line) {
-        std::lock_guard lock(*mutex);
-        warnings->push_back(line);
-    });
+    : store_(std::make_shared<MemoryStore>()), defaults_(makeMemoryDefaults(store_, [](const std::string&) {})) {
     settings::setStandardUserDefaults(defaults_.get());
 }
 
 ScopedStandardDefaults::~ScopedStandardDefaults() { settings::setStandardUserDefaults(nullptr); }
-
-std::vector<std::string> ScopedStandardDefaults::warnings() const {
-    std::lock_guard lock(*warningsMutex_);
-    return *warnings_;
-}
 
 }  // namespace jorvane::test

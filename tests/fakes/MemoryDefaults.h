@@ -1,15 +1,7 @@
 #pragma once
 
-// An in-memory defaults domain for tests of any subsystem:
-//
-//     auto defaults = test::makeMemoryDefaults();          // shipped values registered
-//     defaults->setInteger(0x120000, settings::keys::hotkeyFlags);
-//
-// or, for code that reads settings::standardUserDefaults():
-//
-//     test::ScopedStandardDefaults scoped;
-//     scoped.defaults().setBool(true, settings::keys::inactiveShortcuts);
-//
+// An in-memory defaults domain for tests of any subsystem (makeMemoryDefaults,
+// or ScopedStandardDefaults for code that reads standardUserDefaults()).
 // A MemoryStore plays the file: the test reads what was saved, edits it as
 // another process would, or makes saves fail.
 
@@ -71,7 +63,7 @@ std::unique_ptr<settings::UserDefaults> makeMemoryDefaults(std::shared_ptr<Memor
                                                            settings::Warn warn = {});
 
 // Installs an in-memory domain as settings::standardUserDefaults() for the
-// lifetime of the object; warnings are collected in warnings().
+// lifetime of the object.
 class ScopedStandardDefaults {
 public:
     ScopedStandardDefaults();
@@ -81,12 +73,9 @@ public:
 
     settings::UserDefaults& defaults() { return *defaults_; }
     MemoryStore& store() { return *store_; }
-    std::vector<std::string> warnings() const;
 
 private:
     std::shared_ptr<MemoryStore> store_;
-    std::shared_ptr<std::vector<std::string>> warnings_;
-    std::shared_ptr<std::mutex> warningsMutex_;
     std::unique_ptr<settings::UserDefaults> defaults_;
 };
 

@@ -1,5 +1,6 @@
 #include "fakes/TestSupport.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -42,6 +43,15 @@ std::filesystem::path TempDir::symlink(const std::string& relative, const std::s
     std::filesystem::create_directories(p.parent_path());
     std::filesystem::create_symlink(target, p);
     return p;
+}
+
+std::vector<std::string> filesIn(const std::filesystem::path& folder) {
+    std::vector<std::string> names;
+    std::error_code ec;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, ec))
+        names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 std::string readFile(const std::filesystem::path& file) {

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace jorvane::test {
 
@@ -24,7 +25,16 @@ private:
     std::filesystem::path path_;
 };
 
+// The names in a folder, sorted; none when it cannot be listed.
+std::vector<std::string> filesIn(const std::filesystem::path& folder);
+
 // The file's bytes; empty when it cannot be read.
 std::string readFile(const std::filesystem::path& file);
+
+inline std::string replaceAll(std::string text, const std::string& from, const std::string& to) {
+    for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+        text.replace(at, from.size(), to);
+    return text;
+}
 
 }  // namespace jorvane::test

@@ -231,14 +231,6 @@ TEST(WindowLookup, WindowWithoutChildrenAttributeHasNoTitleElement) {
 
 // ------------------------------------------------------------------- frames
 
-TEST(WindowLookup, FrameIsReadFromPositionAndSize) {
-    Screen s;
-    const ElementNode win = s.ax->addWindow(s.app, "docs", {{12.5, 40}, {640, 480}});
-    Rect frame;
-    EXPECT_TRUE(WindowLookup::getWindowFrame(s.ax->element(win), frame));
-    EXPECT_EQ(frame, (Rect{{12.5, 40}, {640, 480}}));
-}
-
 TEST(WindowLookup, AFrameWithoutItsSizeOrPositionFailsAfterWritingWhatItRead) {
     Screen s;
     const ElementNode win = s.ax->addWindow(s.app, "docs", {{12, 40}, {640, 480}});

@@ -24,18 +24,13 @@
 #include "fakes/FakePathWindowViews.h"
 #include "fakes/MemoryDefaults.h"
 #include "fakes/TestSupport.h"
+#include "fakes/VirtualTime.h"
 #include "filemanager/FileManagerCommands.h"
 #include "places/VisitedFolders.h"
 #include "unit/TableSupport.h"
 #include "util/Dispatch.h"
 
 namespace jorvane::test {
-
-inline std::string replaceAll(std::string text, const std::string& from, const std::string& to) {
-    for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
-        text.replace(at, from.size(), to);
-    return text;
-}
 
 class PathWindowControllerFixture {
 public:
@@ -47,7 +42,6 @@ public:
     PathWindowControllerFixture() {
         dispatch::mainQueue().bindToCurrentThread();
         dispatch::mainQueue().drain();
-        dispatch::setTimeSource(&time_);
         application_ = ax_->addApplication(4242);
         window_ = ax_->addWindow(application_, "folder - Thunar", kWindowFrame);
         title_ = ax_->addStaticText(window_, "folder - Thunar", kTitleFrame);
@@ -74,7 +68,6 @@ public:
         bridge_.waitUntilIdle();
         controller_.reset();
         dispatch::mainQueue().drain();
-        dispatch::setTimeSource(nullptr);
     }
 
     PathWindowController& bar() {
@@ -100,10 +93,7 @@ public:
         dispatch::mainQueue().drain();
     }
 
-    void advance(double seconds) {
-        time_.advance(dispatch::seconds(seconds));
-        dispatch::mainQueue().drain();
-    }
+    void advance(double seconds) { time_.pass(dispatch::seconds(seconds)); }
 
     std::string t(const std::string& text) const { return replaceAll(text, "{T}", tmp_.str()); }
     std::vector<std::string> t(const std::vector<std::string>& texts) const {
@@ -163,7 +153,7 @@ public:
 
     CompletionEngine::Options completion_ = completionOptions();
     places::VisitedFolders* visited_ = nullptr;
-    dispatch::ManualTimeSource time_;
+    VirtualTime time_;
     std::shared_ptr<EventLog> log_ = std::make_shared<EventLog>();
     std::shared_ptr<FakeAccessibility> ax_ = std::make_shared<FakeAccessibility>();
     ElementNode application_, window_, title_;

@@ -118,15 +118,6 @@ const ShortcutRow kShortcutRows[] = {
 // clang-format on
 INSTANTIATE_TEST_SUITE_P(PathWindowController, HandleKeyDown, testing::ValuesIn(kShortcutRows), SentenceName{});
 
-TEST_F(PathWindowControllerTest, ShiftFReopensTheBarEmptyWithTheSearchImage) {
-    catalogue_->answer(handlers::getPath, "/x");
-    bar().show();
-    bar().handleKeyDown({kKeyF, kCmd | kShift, "f"});
-    EXPECT_EQ(views_.field().stringValue(), "");
-    EXPECT_EQ(views_.field().image(), BarImage::search());
-    EXPECT_TRUE(views_.panel().isVisible());
-}
-
 TEST_F(PathWindowControllerTest, TheHotKeyIsReadAtEveryPress) {
     EXPECT_TRUE(bar().handleKeyDown({kKeyG, kCmd, "g"}));
     defaults_->setInteger(kKeyJ, settings::keys::hotkeyKeycode);
@@ -149,23 +140,19 @@ TEST_P(FieldEditorKeyDown, Row) {
     EXPECT_EQ(PathFieldEditor::keyDown({GetParam().key, GetParam().flags, {}}), GetParam().consumed);
 }
 
+// clang-format off
 const FilterRow kFilterRows[] = {
-    {"Ctrl W is swallowed", kKeyW, kCmd, true},
-    {"Ctrl N is swallowed", kKeyN, kCmd, true},
-    {"Ctrl T is swallowed", kKeyT, kCmd, true},
-    {"Ctrl R is swallowed", kKeyR, kCmd, true},
-    {"Ctrl 1 is swallowed", kKey1, kCmd, true},
-    {"Ctrl 2 is swallowed", kKey2, kCmd, true},
-    {"Ctrl 3 is swallowed", kKey3, kCmd, true},
-    {"Ctrl 4 is swallowed", kKey4, kCmd, true},
+    {"Ctrl W is swallowed", kKeyW, kCmd, true}, {"Ctrl N is swallowed", kKeyN, kCmd, true},
+    {"Ctrl T is swallowed", kKeyT, kCmd, true}, {"Ctrl R is swallowed", kKeyR, kCmd, true},
+    {"Ctrl 1 is swallowed", kKey1, kCmd, true}, {"Ctrl 2 is swallowed", kKey2, kCmd, true},
+    {"Ctrl 3 is swallowed", kKey3, kCmd, true}, {"Ctrl 4 is swallowed", kKey4, kCmd, true},
     {"Ctrl W with Caps Lock is swallowed", kKeyW, kCmd | kModifierCapsLock, true},
     {"Ctrl Alt W goes on to the text", kKeyW, kCmd | kOpt, false},
-    {"Ctrl Shift 1 goes on to the text", kKey1, kCmd | kShift, false},
-    {"W alone goes on to the text", kKeyW, 0, false},
-    {"Ctrl A goes on to the text", kKeyA, kCmd, false},
-    {"Ctrl O goes on to the text", kKeyO, kCmd, false},
+    {"Ctrl Shift 1 goes on to the text", kKey1, kCmd | kShift, false}, {"W alone goes on to the text", kKeyW, 0, false},
+    {"Ctrl A goes on to the text", kKeyA, kCmd, false}, {"Ctrl O goes on to the text", kKeyO, kCmd, false},
     {"Ctrl 5 goes on to the text", kKey5, kCmd, false},
 };
+// clang-format on
 INSTANTIATE_TEST_SUITE_P(PathFieldEditor, FieldEditorKeyDown, testing::ValuesIn(kFilterRows), SentenceName{});
 
 TEST_F(PathWindowControllerTest, TheContextMenuEndsWithThePreferences) {
@@ -228,13 +215,21 @@ constexpr TextRange kCaretInside{1, 0};
 constexpr TextRange kCaretAtStart{0, 0};
 constexpr TextRange kCompletionSelected{9, 4};
 
+// The text replaced and entered: set, the list closed, the caret placed, shown.
+std::vector<std::string> replacedBy(const std::string& to) {
+    return {"field.setStringValue " + to, "list.hide", "field.setSelectedRange", "field.setStringValue " + to};
+}
+// Entering the text: the list closed, the caret after the text, the text shown.
+std::vector<std::string> enters(const std::string& text) {
+    return {"list.hide", "field.setSelectedRange", "field.setStringValue " + text};
+}
+
 // The candidates of "{T}/nine/" are {T}/nine/file1 ... file9; of "{T}/c" just {T}/c.txt.
 // clang-format off
 const CommandRow kCommandRows[] = {
     {"Down in the open list scrolls to and selects the next row", TextCommand::moveDown, true, 0, "{T}/nine/",
      kCaretInside, "x", "{T}", true, {"list.scrollRowToVisible 1", "list.selectRow 1"}},
-    {"Down on the last row keeps it", TextCommand::moveDown, true, 8, "{T}/nine/", kCaretInside, "x", "{T}", true,
-     {}},
+    {"Down on the last row keeps it", TextCommand::moveDown, true, 8, "{T}/nine/", kCaretInside, "x", "{T}", true, {}},
     {"Down in the open list with no row selects the first without scrolling", TextCommand::moveDown, true, -1,
      "{T}/nine/", kCaretInside, "x", "{T}", true, {"list.selectRow 0"}},
     {"Down in an open empty list does nothing", TextCommand::moveDown, true, -1, "", kCaretInside, "x", "{T}", true,
@@ -249,35 +244,30 @@ const CommandRow kCommandRows[] = {
     {"Up on the first row closes the list", TextCommand::moveUp, true, 0, "{T}/nine/", kCaretInside, "x", "{T}", true,
      {"list.hide"}},
     {"Up in the open list with no row goes to the parent folder", TextCommand::moveUp, true, -1, "{T}/nine/",
-     kCaretInside, "{T}/docs/sub", "{T}", true,
-     {"field.setStringValue {T}/docs/", "list.hide", "field.setSelectedRange", "field.setStringValue {T}/docs/"}},
+     kCaretInside, "{T}/docs/sub", "{T}", true, replacedBy("{T}/docs/")},
     {"Up with the list hidden goes to the parent folder", TextCommand::moveUp, false, -1, "", kCaretInside,
-     "{T}/docs/sub/", "{T}", true,
-     {"field.setStringValue {T}/docs/", "list.hide", "field.setSelectedRange", "field.setStringValue {T}/docs/"}},
+     "{T}/docs/sub/", "{T}", true, replacedBy("{T}/docs/")},
     {"Return in the open list enters the selected candidate", TextCommand::insertNewline, true, 1, "{T}/three/",
-     kCaretInside, "x", "{T}", true,
-     {"field.setStringValue {T}/three/bb", "list.hide", "field.setSelectedRange",
-      "field.setStringValue {T}/three/bb"}},
-    {"Return in the open list with no row enters the text as typed", TextCommand::insertNewline, true, -1,
-     "{T}/nine/", kCaretInside, "x", "{T}", true, {"list.hide", "field.setSelectedRange", "field.setStringValue {T}/x"}},
+     kCaretInside, "x", "{T}", true, replacedBy("{T}/three/bb")},
+    {"Return in the open list with no row enters the text as typed", TextCommand::insertNewline, true, -1, "{T}/nine/",
+     kCaretInside, "x", "{T}", true, enters("{T}/x")},
     {"Return in an open empty list enters the text as typed", TextCommand::insertNewline, true, -1, "", kCaretInside,
-     "{T}/docs", "{T}", true, {"list.hide", "field.setSelectedRange", "field.setStringValue {T}/docs"}},
+     "{T}/docs", "{T}", true, enters("{T}/docs")},
     {"Return over an inline completion enters it", TextCommand::insertNewline, false, -1, "", kCompletionSelected,
-     "{T}/docs/", "{T}/docs/", true, {"list.hide", "field.setSelectedRange", "field.setStringValue {T}/docs/"}},
+     "{T}/docs/", "{T}/docs/", true, enters("{T}/docs/")},
     {"Return on the folder already shown hides the bar and shows it again", TextCommand::insertNewline, false, -1, "",
      kCaretInside, "{T}/docs", "{T}/docs", true,
      {"panel.hide", "list.hide", "list.hide", "field.setSelectedRange", "field.setStringValue {T}/docs"}},
     {"Return on a new folder keeps the bar open", TextCommand::insertNewline, false, -1, "", kCaretInside, "{T}/docs",
-     "{T}", true, {"list.hide", "field.setSelectedRange", "field.setStringValue {T}/docs"}},
+     "{T}", true, enters("{T}/docs")},
     {"Return on a pattern selects its matches and keeps the bar open", TextCommand::insertNewline, false, -1, "",
      kCaretInside, "*.log", "{T}", true,
-     {"list.hide", "field.setSelectedRange", "call finder_select2 [{T}] [a.log|!|bb.log]",
-      "field.setStringValue *.log"}},
+     {"list.hide", "field.setSelectedRange", "call finder_select2 [{T}] [a.log|!|bb.log]", "field.setStringValue *.log"}},
     {"Return on a pattern equal to the stored folder still keeps the bar open", TextCommand::insertNewline, false, -1,
      "", kCaretInside, "*.log", "*.log", true,
      {"list.hide", "field.setSelectedRange", "call finder_select2 [*.log] []", "field.setStringValue *.log"}},
-    {"Tab over an inline completion enters it", TextCommand::insertTab, false, -1, "", kCompletionSelected,
-     "{T}/docs/", "{T}", true, {"list.hide", "field.setSelectedRange", "field.setStringValue {T}/docs/"}},
+    {"Tab over an inline completion enters it", TextCommand::insertTab, false, -1, "", kCompletionSelected, "{T}/docs/",
+     "{T}", true, enters("{T}/docs/")},
     {"Tab with the list hidden opens it on its first row", TextCommand::insertTab, false, -1, "", kCaretInside, "{T}/c",
      "{T}", true, {"list.selectRow 0", "list.raise"}},
     {"Tab in the open list moves down", TextCommand::insertTab, true, 0, "{T}/nine/", kCaretInside, "x", "{T}", true,
@@ -285,17 +275,15 @@ const CommandRow kCommandRows[] = {
     {"Shift Tab on the first row closes the list", TextCommand::insertBacktab, true, 0, "{T}/nine/", kCaretInside, "x",
      "{T}", true, {"list.hide"}},
     {"Shift Tab with the list hidden goes to the parent folder", TextCommand::insertBacktab, false, -1, "",
-     kCaretInside, "{T}/docs", "{T}", true,
-     {"field.setStringValue {T}/", "list.hide", "field.setSelectedRange", "field.setStringValue {T}/"}},
+     kCaretInside, "{T}/docs", "{T}", true, replacedBy("{T}/")},
     {"Ctrl Up goes to the parent folder even in the open list", TextCommand::moveToBeginningOfDocument, true, 2,
-     "{T}/nine/", kCaretInside, "{T}/docs", "{T}", true,
-     {"field.setStringValue {T}/", "list.hide", "field.setSelectedRange", "field.setStringValue {T}/"}},
+     "{T}/nine/", kCaretInside, "{T}/docs", "{T}", true, replacedBy("{T}/")},
     {"Ctrl Down opens the item in the field", TextCommand::moveToEndOfDocument, false, -1, "", kCaretInside,
      "{T}/notes.txt", "{T}", true, {"workspace.openFile {T}/notes.txt"}},
-    {"Escape closes the open list and keeps the bar", TextCommand::cancelOperation, true, 0, "{T}/nine/",
-     kCaretInside, "x", "{T}", true, {"list.hide"}},
-    {"Escape with the list hidden hides the bar", TextCommand::cancelOperation, false, -1, "", kCaretInside, "x",
-     "{T}", true, {"panel.hide", "list.hide"}},
+    {"Escape closes the open list and keeps the bar", TextCommand::cancelOperation, true, 0, "{T}/nine/", kCaretInside,
+     "x", "{T}", true, {"list.hide"}},
+    {"Escape with the list hidden hides the bar", TextCommand::cancelOperation, false, -1, "", kCaretInside, "x", "{T}",
+     true, {"panel.hide", "list.hide"}},
     {"any other command is left to the field", TextCommand::other, true, 0, "{T}/nine/", kCaretInside, "x", "{T}",
      false, {}},
 };

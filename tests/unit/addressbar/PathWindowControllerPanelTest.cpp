@@ -78,8 +78,6 @@ const GeometryRow kGeometryRows[] = {
      Rect{{225, kY}, {350, kPanelHeight}}},
     {"a window narrower than 240 points takes the upper bound even when negative", {{100, 50}, {150, 300}}, 0, 0,
      false, 0, kOneScreen, Rect{{180, kY}, {-10, kPanelHeight}}},
-    {"a window 200 points wide takes its upper bound of 40", {{100, 50}, {200, 300}}, 0, 0, false, 0, kOneScreen,
-     Rect{{180, kY}, {40, kPanelHeight}}},
     {"a visible panel wider than its text keeps its width", kWindow, 120, 0, true, 400, kOneScreen,
      Rect{{200, kY}, {400, kPanelHeight}}},
     {"a visible panel narrower than its text grows", kWindow, 120, 200, true, 210, kOneScreen,
@@ -97,29 +95,6 @@ const GeometryRow kGeometryRows[] = {
 };
 // clang-format on
 INSTANTIATE_TEST_SUITE_P(PathWindowController, UpdateSize, testing::ValuesIn(kGeometryRows), SentenceName{});
-
-TEST_F(PathWindowControllerTest, FramesThatCannotBeReadPlaceThePanelFromZeros) {
-    ax_->removeAttribute(window_, "AXPosition");
-    ax_->removeAttribute(title_, "AXSize");
-    bar().updateSize();
-    ASSERT_EQ(views_.panel().frameChanges().size(), 1u);
-    // m = 0 + 50 for the title, M = 0 - 160: the upper bound wins; the window
-    // counts as 0 x 0 at 0,0.
-    EXPECT_EQ(describe(views_.panel().frameChanges().front().frame), describe({{80, 879}, {-160, kPanelHeight}}));
-}
-
-TEST_F(PathWindowControllerTest, TypingOnlyWidensTheOpenBarUntilItIsShownAgain) {
-    bar().show();
-    views_.field().type(std::string(40, 'x'));
-    bar().updateSize();
-    EXPECT_EQ(views_.panel().frame().size.width, 430);
-    views_.field().type("x");
-    bar().updateSize();
-    EXPECT_EQ(views_.panel().frame().size.width, 430);
-    bar().hide();
-    bar().show();
-    EXPECT_EQ(views_.panel().frame().size.width, 200);
-}
 
 // ---- show
 
@@ -218,9 +193,11 @@ const IsFolderWindowRow kIsFolderWindowRows[] = {
 };
 INSTANTIATE_TEST_SUITE_P(PathWindowController, IsFolderWindow, testing::ValuesIn(kIsFolderWindowRows), SentenceName{});
 
-// ---- spinner
-
-TEST_F(PathWindowControllerTest, TheSpinnerShowsAfterTheDelayAndReArmingPostponesIt) {
+TEST_F(PathWindowControllerTest, TheSpinnerShowsAfterTheDelayReArmingPostponesItAndStoppingDropsIt) {
+    bar().startSpinnerTimer();
+    bar().stopSpinner();
+    advance(1);
+    EXPECT_TRUE(views_.spinner().isHidden());
     bar().startSpinnerTimer();
     advance(0.2);
     bar().startSpinnerTimer();
@@ -235,27 +212,14 @@ TEST_F(PathWindowControllerTest, TheSpinnerShowsAfterTheDelayAndReArmingPostpone
     EXPECT_TRUE(views_.spinner().isAnimating());  // hidden, not stopped
 }
 
-TEST_F(PathWindowControllerTest, StoppingTheSpinnerDropsAPendingShowing) {
-    bar().startSpinnerTimer();
-    bar().stopSpinner();
-    advance(1);
-    EXPECT_TRUE(views_.spinner().isHidden());
-}
-
-// ---- hiding and closing
-
 TEST_F(PathWindowControllerTest, HidingAndLosingKeyStatusOrderOutThePanelAndTheList) {
-    bar().show();
-    bar().popupButtonClicked();
-    bar().hide();
-    EXPECT_FALSE(views_.panel().isVisible());
-    EXPECT_FALSE(views_.completions().isVisible());
-
-    bar().show();
-    bar().popupButtonClicked();
-    bar().focusLost();
-    EXPECT_FALSE(views_.panel().isVisible());
-    EXPECT_FALSE(views_.completions().isVisible());
+    for (void (PathWindowController::*away)() : {&PathWindowController::hide, &PathWindowController::focusLost}) {
+        bar().show();
+        bar().popupButtonClicked();
+        (bar().*away)();
+        EXPECT_FALSE(views_.panel().isVisible());
+        EXPECT_FALSE(views_.completions().isVisible());
+    }
 }
 
 TEST_F(PathWindowControllerTest, ClosingDropsTheCompletionData) {
@@ -482,20 +446,15 @@ TEST_F(PathWindowControllerTest, TheListHoldsAFewHundredRowsAndSaysHowManyMoreMa
 }
 
 TEST_F(PathWindowControllerTest, AClickWithNoRowOrNoCandidatesChangesNothing) {
-    views_.field().type(t("{T}/three/"));
-    bar().showPopup();
-    views_.completions().setSelectedRowSilently(-1);
-    log_->clear();
-    bar().completionChosen();
-    EXPECT_TRUE(log_->entries().empty());
-
-    views_.field().type(t("{T}/empty/"));
-    bar().showPopup();
-    views_.completions().setSelectedRowSilently(0);
-    log_->clear();
-    bar().completionChosen();
-    settle();
-    EXPECT_TRUE(log_->entries().empty());
+    for (const char* folder : {"{T}/three/", "{T}/empty/"}) {
+        views_.field().type(t(folder));
+        bar().showPopup();
+        views_.completions().setSelectedRowSilently(std::string(folder) == "{T}/empty/" ? 0 : -1);
+        log_->clear();
+        bar().completionChosen();
+        settle();
+        EXPECT_TRUE(log_->entries().empty());
+    }
     EXPECT_TRUE(catalogue_->calls().empty());
 }
 

@@ -13,18 +13,14 @@
 #include "fakes/FakeApplication.h"
 #include "fakes/FakeURLOpener.h"
 #include "fakes/TestSupport.h"
+#include "unit/TableSupport.h"
 
 namespace jorvane {
 namespace {
 
 namespace fs = std::filesystem;
 
-struct RowName {
-    template <typename Row>
-    std::string operator()(const testing::TestParamInfo<Row>& row) const {
-        return row.param.name;
-    }
-};
+using test::SentenceName;
 
 class AboutFixture {
 protected:
@@ -97,7 +93,7 @@ INSTANTIATE_TEST_SUITE_P(Answers, UninstallAnswer,
                                          AnswerRow{"UninstallAlone", kAlertSecondButton, false, true},
                                          AnswerRow{"CancelLeavesEverything", kAlertThirdButton, false, false},
                                          AnswerRow{"ClosingTheAlertCancels", 0, false, false}),
-                         RowName());
+                         SentenceName{});
 
 TEST_F(About, FilesThatCannotBeDeletedStillQuit) {
     AboutWindowController about = make();

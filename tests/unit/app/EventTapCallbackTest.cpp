@@ -189,6 +189,8 @@ const TapRow kRows[] = {
     {"a click 21 points left of the title text does nothing", nullptr, {upAt(319)}, {P}, {}},
     {"a click 9 points right of the title text opens the bar", nullptr, {upAt(469)}, {P}, kClicked},
     {"a click 10 points right of the title text does nothing", nullptr, {upAt(470)}, {P}, {}},
+    {"a click on the title text's top edge opens the bar", nullptr, {upAt(400, 53)}, {P}, kClicked},
+    {"a click just under the title text does nothing", nullptr, {upAt(400, 69)}, {P}, {}},
     {"a click below the title does nothing", nullptr, {upAt(400, 200)}, {P}, {}},
     {"a click outside every window does nothing", nullptr, {upAt(900, 700)}, {P}, {}},
     {"a command click on the title does nothing", nullptr, {upAt(400, 60, kCmd)}, {P}, {}},

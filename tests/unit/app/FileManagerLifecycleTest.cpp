@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "fakes/VirtualTime.h"
 #include "unit/TableSupport.h"
 #include "util/Dispatch.h"
 
@@ -30,13 +31,7 @@ struct LifecycleRow {
 
 class Lifecycle : public testing::TestWithParam<LifecycleRow> {
 protected:
-    Lifecycle() { dispatch::setTimeSource(&time_); }
-    ~Lifecycle() override {
-        owner_.reset();
-        dispatch::setTimeSource(nullptr);
-    }
-
-    dispatch::ManualTimeSource time_;
+    test::VirtualTime time_;
     std::set<std::int32_t> alive_;
     std::vector<std::string> calls_;
     std::unique_ptr<FileManagerLifecycle> owner_ = std::make_unique<FileManagerLifecycle>(FileManagerLifecycle::Hooks{
@@ -64,7 +59,7 @@ TEST_P(Lifecycle, Row) {
                 owner_->ended(step.pid);
                 break;
             case Step::waits:
-                time_.advance(FileManagerLifecycle::kEndCheckDelay + std::chrono::seconds(1));
+                time_.clock.advance(FileManagerLifecycle::kEndCheckDelay + std::chrono::seconds(1));
                 dispatch::mainQueue().drain();
                 break;
         }

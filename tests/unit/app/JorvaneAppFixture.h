@@ -25,6 +25,7 @@
 #include "fakes/FakeWindowObserver.h"
 #include "fakes/FakeWorkspaceObserver.h"
 #include "fakes/MemoryDefaults.h"
+#include "fakes/VirtualTime.h"
 #include "filemanager/FileManagerCommands.h"
 #include "settings/UserDefaults.h"
 #include "unit/TableSupport.h"
@@ -45,7 +46,6 @@ public:
     JorvaneAppFixture() {
         dispatch::mainQueue().bindToCurrentThread();
         dispatch::mainQueue().drain();
-        dispatch::setTimeSource(&time_);
         application_ = ax_->addApplication(kPid);
         window_ = ax_->addWindow(application_, "me - Thunar", kWindowFrame);
         title_ = ax_->addStaticText(window_, "me - Thunar", kTitleFrame);
@@ -60,7 +60,6 @@ public:
         delegate_.reset();
         dispatch::mainQueue().drain();
         bridge_.waitUntilIdle();
-        dispatch::setTimeSource(nullptr);
     }
 
     JorvaneApp& delegate() {
@@ -76,34 +75,24 @@ public:
     }
 
     JorvaneApp::Ports ports() {
-        return {*defaults_,
-                accessibility_,
-                tap_,
-                workspace_,
-                alerts_,
-                application_port_,
-                environment_,
-                fileManager_,
-                updater_,
-                bridge_,
-                [this](ElementRef window, PathWindowDelegate& delegate) {
-                    auto views = std::make_unique<FakePathWindowViews>(log_);
-                    views->panel().setFrameSilently({{0, 0}, {0, 22}});
-                    auto controller = std::make_unique<PathWindowController>(
-                        std::move(window), views->take(),
-                        PathWindowController::Dependencies{bridge_, *defaults_, workspaceFiles_, screens_, delegate});
-                    views_.push_back(std::move(views));
-                    return controller;
-                },
-                [this] {
-                    log_->add("welcome");
-                    return welcomeGoesOn_;
-                },
-                {},
-                {},
-                PlatformNames{},
-                JORVANE_RESOURCE_DIR "/DefaultPreferences.json",
-                "1.2.3"};
+        auto makeBar = [this](ElementRef window, PathWindowDelegate& delegate) {
+            auto views = std::make_unique<FakePathWindowViews>(log_);
+            views->panel().setFrameSilently({{0, 0}, {0, 22}});
+            auto controller = std::make_unique<PathWindowController>(
+                std::move(window), views->take(),
+                PathWindowController::Dependencies{bridge_, *defaults_, workspaceFiles_, screens_, delegate});
+            views_.push_back(std::move(views));
+            return controller;
+        };
+        auto welcome = [this] {
+            log_->add("welcome");
+            return welcomeGoesOn_;
+        };
+        // clang-format off
+        return {*defaults_, accessibility_, tap_, workspace_, alerts_, application_port_, environment_, fileManager_,
+                updater_, bridge_, makeBar, welcome, {}, {}, PlatformNames{},
+                JORVANE_RESOURCE_DIR "/DefaultPreferences.json", "1.2.3"};
+        // clang-format on
     }
 
     // Runs what the delegate queued, on the main queue and in the background,
@@ -116,7 +105,7 @@ public:
     }
 
     void advance(double seconds) {
-        time_.advance(dispatch::seconds(seconds));
+        time_.clock.advance(dispatch::seconds(seconds));
         settle();
     }
 
@@ -144,7 +133,7 @@ public:
 
     bool barVisible(std::size_t index = 0) const { return views_.at(index)->panel().isVisible(); }
 
-    dispatch::ManualTimeSource time_;
+    VirtualTime time_;
     std::shared_ptr<EventLog> log_ = std::make_shared<EventLog>();
     std::shared_ptr<FakeAccessibility> ax_ = std::make_shared<FakeAccessibility>();
     ScopedAccessibility installed_{ax_};

@@ -15,21 +15,29 @@ using appcore::PrintTo;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
+// clang-format off
 const std::vector<std::string> kUntilSessionCheck = {"updater.setUpdateCheckInterval 10800",
-                                                     "updater.checkForUpdatesInBackground", "workspace.setCallback",
-                                                     "environment.missingRequirements"};
+    "updater.checkForUpdatesInBackground", "workspace.setCallback", "environment.missingRequirements"};
 const std::vector<std::string> kStepBack = {"app.activateIgnoringOtherApps", "app.deactivate"};
-const std::vector<std::string> kWatchAndStepBack = std::vector<std::string>{"tap.setEnabled 0",
-                                                                            "tap.uninstall",
-                                                                            "tap.install 4242",
-                                                                            "tap.setSwallowableKeys 5/0x100000",
-                                                                            "observer.create 4242",
-                                                                            "observer.add focused window changed",
-                                                                            "observer.add application deactivated",
-                                                                            "observer.add minimized",
-                                                                            "observer.add title changed"} +
-                                                   kStepBack;
+const std::vector<std::string> kWatchAndStepBack = std::vector<std::string>{"tap.setEnabled 0", "tap.uninstall",
+    "tap.install 4242", "tap.setSwallowableKeys 5/0x100000", "observer.create 4242",
+    "observer.add focused window changed", "observer.add application deactivated", "observer.add minimized",
+    "observer.add title changed"} + kStepBack;
+// clang-format on
 const std::vector<std::string> kFind = {"fm.runningApplicationPid"};
+
+// The log lines of one domain and level for one scope.
+struct LogLines {
+    LogLines(const char* domain, std::int32_t level) {
+        log::setSink([this](log::Stream, std::string_view line) { lines.emplace_back(line); });
+        log::setDomainLevel(domain, level);
+    }
+    ~LogLines() {
+        log::setSink(nullptr);
+        log::clearDomainLevels();
+    }
+    std::vector<std::string> lines;
+};
 
 struct LaunchRow {
     const char* name;
@@ -80,18 +88,16 @@ const LaunchRow kLaunchRows[] = {
 INSTANTIATE_TEST_SUITE_P(Rows, Launch, testing::ValuesIn(kLaunchRows), SentenceName{});
 
 TEST_F(AppDelegateTest, withoutAFileManagerItWaitsAndTheFirstOneThatComesGetsTheTapAndTheObserver) {
-    std::vector<std::string> lines;
-    log::setSink([&](log::Stream, std::string_view line) { lines.emplace_back(line); });
-    log::setDomainLevel("Jorvane", log::Info);
     fileManager_.setPid(0);
-    launched();
-    log::setSink(nullptr);
-    log::clearDomainLevels();
+    {
+        LogLines log("Jorvane", log::Info);
+        launched();
+        ASSERT_EQ(log.lines.size(), 1u);
+        EXPECT_THAT(log.lines[0], HasSubstr("waiting for Thunar"));
+    }
     EXPECT_TRUE(alerts_.shown().empty());
     EXPECT_FALSE(delegate().isTerminating());
     EXPECT_FALSE(tap_.isInstalled());
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_THAT(lines[0], HasSubstr("waiting for Thunar"));
 
     workspace_.launched(77, false, "xterm");
     EXPECT_FALSE(tap_.isInstalled()) << "another program is not the file manager";
@@ -126,18 +132,15 @@ TEST_F(AppDelegateTest, theUpdateCheckRunsAtTheIntervalTheSettingsName) {
 }
 
 TEST_F(AppDelegateTest, aMissingDefaultsResourceIsLoggedAndLaunchGoesOn) {
-    std::vector<std::string> lines;
-    log::setSink([&](log::Stream, std::string_view line) { lines.emplace_back(line); });
-    log::setDomainLevel("JorvaneAppDelegate", log::Error);
     auto ports = this->ports();
     ports.defaultPreferences = "/nonexistent/DefaultPreferences.json";
     delegate_ = std::make_unique<JorvaneApp>(ports);
-    launched();
-    log::setSink(nullptr);
-    log::clearDomainLevels();
-
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_THAT(lines[0], HasSubstr("no defaults registered"));
+    {
+        LogLines log("JorvaneAppDelegate", log::Error);
+        launched();
+        ASSERT_EQ(log.lines.size(), 1u);
+        EXPECT_THAT(log.lines[0], HasSubstr("no defaults registered"));
+    }
     EXPECT_TRUE(tap_.isInstalled());
     EXPECT_FALSE(defaults_->boolForKey(settings::keys::activateByHotkey)) << "every key reads as false or 0";
 }
@@ -204,7 +207,7 @@ TEST_F(AppDelegateTest, aRestartStillWaitingWhenTheDelegateGoesNeverHappens) {
     delegate().toggleShowHidden();
     settle();
     delegate_.reset();
-    EXPECT_EQ(time_.scheduledCount(), 0u);
+    EXPECT_EQ(time_.clock.scheduledCount(), 0u);
     advance(2.0);
     EXPECT_EQ(fileManager_.launchCount(), 0);
 }

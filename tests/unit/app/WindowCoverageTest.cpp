@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "app/ActivationEvents.h"
 #include "app/WindowCoverage.h"
 
 namespace jorvane {
@@ -14,14 +15,7 @@ const Rect kWindow{{100, 100}, {600, 400}};
 
 WindowInfo entry(std::string owner, std::int32_t pid, std::int32_t x, std::int32_t y, std::int32_t width,
                  std::int32_t height) {
-    WindowInfo info;
-    info.ownerName = std::move(owner);
-    info.ownerPid = pid;
-    info.x = x;
-    info.y = y;
-    info.width = width;
-    info.height = height;
-    return info;
+    return WindowInfo{std::move(owner), pid, "", x, y, width, height};
 }
 
 const WindowInfo kFileManagerWindow = entry("Thunar", kFileManager, 100, 100, 600, 400);
@@ -53,6 +47,12 @@ INSTANTIATE_TEST_SUITE_P(
                     {entry("Jorvane", kSelf, 200, 99, 400, 24)},
                     false}),
     [](const ::testing::TestParamInfo<CoverageRow>& row) { return std::string(row.param.name); });
+
+// The click area over the title: the text's frame, 20 points more to the
+// left (the folder icon) and 30 more in all, as high as the text.
+TEST(TitleMargin, WidensTheTitleTextLeftAndRightOnly) {
+    EXPECT_EQ(activation::widenedTitleFrame({{340, 53}, {120, 16}}), (Rect{{320, 53}, {150, 16}}));
+}
 
 }  // namespace
 }  // namespace jorvane

@@ -42,63 +42,63 @@ protected:
     test::TempDir tmp_;
 };
 
-TEST_F(Links, AFullPathWithoutLinksResolvesToItself) {
-    EXPECT_EQ(links::stringByResolvingSymlinksAndAliases(at("real/file")), at("real/file"));
-    EXPECT_EQ(links::stringByResolvingSymlinksAndAliases(at("real/sub/")), at("real/sub"));
-}
-
-TEST_F(Links, TheRootResolvesToTheRoot) { EXPECT_EQ(links::stringByResolvingSymlinksAndAliases("/"), "/"); }
-
-TEST_F(Links, ARelativePathIsRefused) {
-    EXPECT_EQ(links::stringByResolvingSymlinksAndAliases("Applications"), std::nullopt);
-    EXPECT_EQ(links::stringByResolvingSymlinksAndAliases(""), std::nullopt);
-}
-
-TEST_F(Links, ATildePathIsExpandedBeforeResolving) {
+TEST_F(Links, TheRootResolvesToTheRootAndATildePathIsExpandedFirst) {
+    EXPECT_EQ(links::stringByResolvingSymlinksAndAliases("/"), "/");
     const test::ScopedEnv home("HOME", root());
     EXPECT_EQ(links::stringByResolvingSymlinksAndAliases("~/a/link/b"), at("c/b"));
 }
 
-TEST_F(Links, ARelativeLinkInTheMiddleIsJoinedToItsParentAndStandardized) {
-    EXPECT_EQ(links::stringByResolvingSymlinksAndAliases(at("a/link/b")), at("c/b"));
-    EXPECT_EQ(links::stringByConditionallyResolvingSymlink(at("a/link")), at("c"));
+using Resolve = std::optional<std::string> (*)(const std::string&);
+// The four ways of reading links: every component (R), the path itself if a
+// link, one step (C), the path followed to its end (I), one step or the path
+// as it is (S).
+const Resolve R = [](const std::string& p) { return links::stringByResolvingSymlinksAndAliases(p); };
+const Resolve C = [](const std::string& p) { return links::stringByConditionallyResolvingSymlink(p); };
+const Resolve I = [](const std::string& p) { return links::stringByIterativelyResolvingSymlinkOrAlias(p); };
+const Resolve S = [](const std::string& p) { return links::stringByResolvingSymlink(p); };
+
+struct LinkRow {
+    const char* name;
+    Resolve resolve;
+    const char* path;  // "{T}" stands for the tree
+    std::optional<std::string> expected;
+};
+
+class Resolving : public Links, public testing::WithParamInterface<LinkRow> {};
+
+TEST_P(Resolving, GivesThePathMeant) {
+    const auto inTree = [this](const std::string& text) { return test::replaceAll(text, "{T}", root()); };
+    const std::optional<std::string>& expected = GetParam().expected;
+    EXPECT_EQ(GetParam().resolve(inTree(GetParam().path)), expected ? std::optional(inTree(*expected)) : std::nullopt);
 }
 
-TEST_F(Links, AnAbsoluteTargetIsReturnedAsWrittenAndStillFollowed) {
-    EXPECT_EQ(links::stringByConditionallyResolvingSymlink(at("abs")), root() + "/a/../real");
-    EXPECT_EQ(links::stringByIterativelyResolvingSymlinkOrAlias(at("abs")), root() + "/a/../real");
-    EXPECT_EQ(links::stringByResolvingSymlinksAndAliases(at("abs/file")), root() + "/a/../real/file");
-}
-
-TEST_F(Links, AChainIsFollowedToItsEnd) {
-    EXPECT_EQ(links::stringByIterativelyResolvingSymlinkOrAlias(at("chain1")), at("real/file"));
-    EXPECT_EQ(links::stringByResolvingSymlink(at("chain1")), at("chain2"));
-}
-
-TEST_F(Links, ALinkToAFolderStopsAtTheFolder) {
-    EXPECT_EQ(links::stringByIterativelyResolvingSymlinkOrAlias(at("dirlink")), at("real/sub"));
-    EXPECT_EQ(links::stringByResolvingSymlinksAndAliases(at("dirlink/")), at("real/sub"));
-}
-
-TEST_F(Links, ADanglingLinkInAnyComponentGivesNothing) {
-    EXPECT_EQ(links::stringByIterativelyResolvingSymlinkOrAlias(at("dangling")), std::nullopt);
-    EXPECT_EQ(links::stringByResolvingSymlinksAndAliases(at("dangling")), std::nullopt);
-    EXPECT_EQ(links::stringByResolvingSymlinksAndAliases(at("dangling/x")), std::nullopt);
-    // The link itself can still be read.
-    EXPECT_EQ(links::stringByConditionallyResolvingSymlink(at("dangling")), at("missing"));
-}
-
-TEST_F(Links, AMissingComponentGivesNothing) {
-    EXPECT_EQ(links::stringByResolvingSymlinksAndAliases(at("nothing/here")), std::nullopt);
-    EXPECT_EQ(links::stringByIterativelyResolvingSymlinkOrAlias(at("nothing")), std::nullopt);
-}
-
-TEST_F(Links, AFileIsNoLink) {
-    EXPECT_EQ(links::stringByConditionallyResolvingSymlink(at("real/file")), std::nullopt);
-    EXPECT_EQ(links::stringByConditionallyResolvingSymlink(at("nothing")), std::nullopt);
-    EXPECT_EQ(links::stringByResolvingSymlink(at("real/file")), at("real/file"));
-    EXPECT_EQ(links::stringByResolvingSymlink(at("nothing")), at("nothing"));
-}
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Links, Resolving, testing::Values(
+    LinkRow{"AFullPathWithoutLinksIsItself", R, "{T}/real/file", "{T}/real/file"},
+    LinkRow{"ATrailingSlashGoes", R, "{T}/real/sub/", "{T}/real/sub"},
+    LinkRow{"ARelativePathIsRefused", R, "Applications", std::nullopt},
+    LinkRow{"AnEmptyPathIsRefused", R, "", std::nullopt},
+    LinkRow{"ARelativeLinkInTheMiddleIsJoinedToItsParent", R, "{T}/a/link/b", "{T}/c/b"},
+    LinkRow{"ARelativeLinkIsStandardized", C, "{T}/a/link", "{T}/c"},
+    LinkRow{"AnAbsoluteTargetIsReturnedAsWritten", C, "{T}/abs", "{T}/a/../real"},
+    LinkRow{"AnAbsoluteTargetEndsTheIteration", I, "{T}/abs", "{T}/a/../real"},
+    LinkRow{"AnAbsoluteTargetIsStillFollowed", R, "{T}/abs/file", "{T}/a/../real/file"},
+    LinkRow{"AChainIsFollowedToItsEnd", I, "{T}/chain1", "{T}/real/file"},
+    LinkRow{"OneStepOfAChain", S, "{T}/chain1", "{T}/chain2"},
+    LinkRow{"ALinkToAFolderStopsAtTheFolder", I, "{T}/dirlink", "{T}/real/sub"},
+    LinkRow{"ALinkToAFolderWithASlash", R, "{T}/dirlink/", "{T}/real/sub"},
+    LinkRow{"ADanglingLinkEndsNowhere", I, "{T}/dangling", std::nullopt},
+    LinkRow{"ADanglingLinkResolvesToNothing", R, "{T}/dangling", std::nullopt},
+    LinkRow{"ADanglingLinkInTheMiddleResolvesToNothing", R, "{T}/dangling/x", std::nullopt},
+    LinkRow{"ADanglingLinkCanStillBeRead", C, "{T}/dangling", "{T}/missing"},
+    LinkRow{"AMissingComponentResolvesToNothing", R, "{T}/nothing/here", std::nullopt},
+    LinkRow{"AMissingPathEndsNowhere", I, "{T}/nothing", std::nullopt},
+    LinkRow{"AFileIsNoLink", C, "{T}/real/file", std::nullopt},
+    LinkRow{"AMissingPathIsNoLink", C, "{T}/nothing", std::nullopt},
+    LinkRow{"AFileResolvesToItselfInOneStep", S, "{T}/real/file", "{T}/real/file"},
+    LinkRow{"AMissingPathResolvesToItselfInOneStep", S, "{T}/nothing", "{T}/nothing"}),
+    [](const auto& row) { return std::string(row.param.name); });
+// clang-format on
 
 TEST_F(Links, ALongTargetIsReadWhole) {
     std::string deep = "real";

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
@@ -24,8 +23,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using Outcome = MoveToApplications::Outcome;
-
-using jorvane::test::readFile;
 
 class MoveFixture {
 public:
@@ -76,13 +73,8 @@ class Move : public MoveFixture, public testing::TestWithParam<MoveRow> {
 protected:
     std::vector<std::string> expanded(const std::vector<std::string>& steps) {
         std::vector<std::string> out;
-        for (std::string step : steps) {
-            for (const auto& [token, value] :
-                 {std::pair<std::string, std::string>{"<dest>", destination()}, {"<src>", source_.string()}})
-                if (const std::size_t at = step.find(token); at != std::string::npos)
-                    step.replace(at, token.size(), value);
-            out.push_back(step);
-        }
+        for (const std::string& step : steps)
+            out.push_back(replaceAll(replaceAll(step, "<dest>", destination()), "<src>", source_.string()));
         return out;
     }
 };

@@ -19,8 +19,6 @@ std::vector<std::string> ranked(const std::vector<std::string>& names, const cha
     return out;
 }
 
-// ------------------------------------------------------------------ which names match
-
 struct MatchRow {
     const char* name;
     const char* typed;
@@ -47,8 +45,6 @@ INSTANTIATE_TEST_SUITE_P(
                     MatchRow{"only whitespace matches everything", "  ", "anything", true}),
     SentenceName{});
 
-// ------------------------------------------------------------------ order
-
 struct OrderRow {
     const char* name;
     const char* typed;
@@ -62,23 +58,17 @@ TEST_P(FuzzyOrder, RanksTheNameAPersonAimedAtFirst) {
     EXPECT_EQ(ranked(GetParam().names, GetParam().typed), GetParam().expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    FuzzyMatch, FuzzyOrder,
-    testing::Values(
-        OrderRow{
-            "initial letters beat scattered ones", "rprt", {"driver-parts", "Reports/"}, {"Reports/", "driver-parts"}},
-        OrderRow{"word starts after separators",
-                 "mtg notes",
-                 {"mytagnotes.txt", "Meeting-Notes.txt"},
-                 {"Meeting-Notes.txt", "mytagnotes.txt"}},
-        OrderRow{"camel case humps", "fb", {"fileboard", "FooBar"}, {"FooBar", "fileboard"}},
-        OrderRow{"consecutive letters beat gaps", "note", {"naxoxtxe", "abnote"}, {"abnote", "naxoxtxe"}},
-        OrderRow{"a match at the start beats one inside", "doc", {"my-doc", "doc-old"}, {"doc-old", "my-doc"}},
-        OrderRow{"equal scores go to the shorter name then byte order",
-                 "ab",
-                 {"abcd", "abd", "abc"},
-                 {"abc", "abd", "abcd"}}),
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(FuzzyMatch, FuzzyOrder, testing::Values(
+    OrderRow{"initial letters beat scattered ones", "rprt", {"driver-parts", "Reports/"}, {"Reports/", "driver-parts"}},
+    OrderRow{"word starts after separators", "mtg notes", {"mytagnotes.txt", "Meeting-Notes.txt"},
+             {"Meeting-Notes.txt", "mytagnotes.txt"}},
+    OrderRow{"camel case humps", "fb", {"fileboard", "FooBar"}, {"FooBar", "fileboard"}},
+    OrderRow{"consecutive letters beat gaps", "note", {"naxoxtxe", "abnote"}, {"abnote", "naxoxtxe"}},
+    OrderRow{"a match at the start beats one inside", "doc", {"my-doc", "doc-old"}, {"doc-old", "my-doc"}},
+    OrderRow{"equal scores go to the shorter name then byte order", "ab", {"abcd", "abd", "abc"}, {"abc", "abd", "abcd"}}),
     SentenceName{});
+// clang-format on
 
 TEST(FuzzyMatch, RankingKeepsOnlyTheLimitAndNeverMatchesMissingLetters) {
     const std::vector<std::string> names = {"alpha", "beta", "gamma", "delta", "alphabet"};
@@ -87,8 +77,6 @@ TEST(FuzzyMatch, RankingKeepsOnlyTheLimitAndNeverMatchesMissingLetters) {
     EXPECT_EQ(names[hits[0].index], "alpha");  // at the start, shortest
     EXPECT_TRUE(rankFuzzy(names, "zz", 10).empty());
 }
-
-// ------------------------------------------------------------------ highlighting
 
 struct PositionRow {
     const char* name;
@@ -103,20 +91,15 @@ TEST_P(FuzzyPositions, AreTheByteOffsetsOfTheBestMatch) {
     EXPECT_EQ(FuzzyQuery(GetParam().typed).matchedPositions(GetParam().candidate), GetParam().expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    FuzzyMatch, FuzzyPositions,
-    testing::Values(PositionRow{"initial letters", "rprt", "Reports/", {0, 2, 4, 5}},
-                    PositionRow{"the word after the separator rather than the first letters",
-                                "notes",
-                                "Meeting-Notes.txt",
-                                {8, 9, 10, 11, 12}},
-                    PositionRow{"multibyte characters count their first byte", "üb", "Tür-Übersicht", {5, 7}},
-                    PositionRow{"no match", "xyz", "Reports", {}}),
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(FuzzyMatch, FuzzyPositions, testing::Values(
+    PositionRow{"initial letters", "rprt", "Reports/", {0, 2, 4, 5}},
+    PositionRow{"the word after the separator rather than the first letters", "notes", "Meeting-Notes.txt",
+                {8, 9, 10, 11, 12}},
+    PositionRow{"multibyte characters count their first byte", "üb", "Tür-Übersicht", {5, 7}},
+    PositionRow{"no match", "xyz", "Reports", {}}),
     SentenceName{});
-
-}  // namespace
-
-namespace {
+// clang-format on
 
 // The matcher skips decoding for ASCII queries on the assumption that only
 // these three characters beyond ASCII fold to ASCII letters.
@@ -127,10 +110,7 @@ TEST(FuzzyMatch, OnlyDottedCapitalILongSAndTheKelvinSignFoldToAscii) {
         if (jorvane::paths::foldCharacter(c) < 0x80) foldingToAscii.push_back(c);
     }
     EXPECT_EQ(foldingToAscii, (std::vector<char32_t>{0x130, 0x17F, 0x212A}));
-    EXPECT_TRUE(FuzzyQuery("kasis")
-                    .score("\xE2\x84\xAA"
-                           "a\xC5\xBF\xC4\xB0s")
-                    .has_value());
+    EXPECT_TRUE(FuzzyQuery("kasis").score("\xE2\x84\xAA" "a\xC5\xBF\xC4\xB0s").has_value());
 }
 
 }  // namespace

@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
-
 #include <sys/stat.h>
 
 #include "fakes/TestSupport.h"
@@ -17,14 +14,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
+using jorvane::test::filesIn;
 using jorvane::test::readFile;
-
-std::vector<std::string> filesIn(const fs::path& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
 
 TEST(HistoryFileLocation, FollowsXdgDataHomeThenHome) {
     ScopedEnv home("HOME", "/home/ann");
@@ -87,8 +78,6 @@ TEST(HistoryFile, AFifoInItsPlaceIsLeftAloneWithoutBlockingAndNotWrittenOver) {
     EXPECT_NE(file.save(VisitHistory{}), "");
     EXPECT_TRUE(fs::is_fifo(path));
 }
-
-// ------------------------------------------------------------------ save pace
 
 using jorvane::dispatch::TimePoint;
 using std::chrono::milliseconds;

@@ -3,10 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
-
 #include "fakes/TestSupport.h"
+#include "fakes/VirtualTime.h"
 #include "util/Dispatch.h"
 
 using namespace jorvane;
@@ -22,7 +20,6 @@ protected:
     VisitedFoldersTest() {
         dispatch::mainQueue().bindToCurrentThread();
         dispatch::mainQueue().drain();
-        dispatch::setTimeSource(&time_);
         tmp_.dir("Projects/2026/Reports");
         tmp_.dir("Music");
         tmp_.file("notes.txt");
@@ -30,7 +27,6 @@ protected:
     ~VisitedFoldersTest() override {
         folders_.reset();
         dispatch::mainQueue().drain();
-        dispatch::setTimeSource(nullptr);
     }
 
     VisitedFolders& folders() {
@@ -48,10 +44,7 @@ protected:
     }
     std::string path(const std::string& relative) const { return (tmp_.path() / relative).string(); }
     fs::path file() const { return tmp_.path() / "data" / "history"; }
-    std::string saved() const {
-        std::ifstream in(file(), std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    }
+    std::string saved() const { return test::readFile(file()); }
     void writeHistory(const std::string& text) const { tmp_.file("data/history", text); }
     double scoreOf(const std::string& folder) const {
         const VisitedFolder* found = folders_->history().find(folder);
@@ -59,7 +52,7 @@ protected:
     }
 
     TempDir tmp_;
-    dispatch::ManualTimeSource time_;
+    test::VirtualTime time_;
     UnixSeconds now_ = 1'700'000'000;
     bool remembering_ = true;
     std::vector<std::string> warnings_;
@@ -139,7 +132,7 @@ TEST_F(VisitedFoldersTest, SavesAtMostOnceASecondWhileVisiting) {
     ASSERT_TRUE(dispatch::mainQueue().runUntil([&] { return scoreOf(reports) > 0; }, std::chrono::seconds(10)));
     // Within the second: not yet on disk.
     EXPECT_EQ(saved().find(reports), std::string::npos);
-    time_.advance(std::chrono::seconds(1));
+    time_.clock.advance(std::chrono::seconds(1));
     settle();
     EXPECT_NE(saved().find(reports), std::string::npos) << saved();
 }

@@ -12,6 +12,7 @@
 #include <optional>
 #include <sstream>
 
+#include <pwd.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -23,15 +24,8 @@ namespace fs = std::filesystem;
 namespace {
 
 using jorvane::test::ScopedEnv;
-
+using jorvane::test::filesIn;
 using jorvane::test::readFile;
-
-std::vector<std::string> filesIn(const fs::path& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
 
 class FileDefaultsTest : public ::testing::Test {
 protected:
@@ -61,10 +55,11 @@ TEST(SettingsDirectory, FollowsXdgConfigHomeThenHome) {
         ScopedEnv xdg("XDG_CONFIG_HOME", "relative/conf");  // not absolute: ignored
         EXPECT_EQ(settingsDirectory(), fs::path("/home/ann/.config/jorvane"));
     }
-    {
-        ScopedEnv xdg("XDG_CONFIG_HOME", std::nullopt);
-        EXPECT_EQ(settingsDirectory(), fs::path("/home/ann/.config/jorvane"));
-    }
+    ScopedEnv xdg("XDG_CONFIG_HOME", std::nullopt);
+    EXPECT_EQ(settingsDirectory(), fs::path("/home/ann/.config/jorvane"));
+    // Without HOME the password file names the home folder.
+    ScopedEnv noHome("HOME", std::nullopt);
+    EXPECT_EQ(settingsDirectory(), fs::path(::getpwuid(::getuid())->pw_dir) / ".config" / "jorvane");
 }
 
 TEST_F(FileDefaultsTest, FirstSetCreatesTheFolderAndAReadableFileOfStoredValuesOnly) {
@@ -142,41 +137,50 @@ TEST_F(FileDefaultsTest, WrongTypedValueIsNotCorruption) {
     EXPECT_EQ(filesIn(settingsFile().parent_path()), std::vector<std::string>{"settings.json"});
 }
 
-struct Damage {
-    const char* name;
-    const char* contents;
-    const char* described;
-};
-
-class DamagedSettingsFile : public FileDefaultsTest, public ::testing::WithParamInterface<Damage> {};
-
-TEST_P(DamagedSettingsFile, IsSetAsideIntactAndTheDefaultsAreUsed) {
-    writeSettings(GetParam().contents);
+TEST_F(FileDefaultsTest, ADamagedFileIsSetAsideIntactAndTheDefaultsAreUsed) {
+    const std::string damaged = "{\"hotkey_keycode\": 5,\n  \"hotk";
+    writeSettings(damaged);
     auto defaults = open();
     EXPECT_EQ(defaults->integerForKey(keys::hotkeyKeycode), 5);
     ASSERT_EQ(warnings_.size(), 1u);
-    EXPECT_NE(warnings_[0].find(settingsFile().string() + " " + GetParam().described), std::string::npos)
-        << warnings_[0];
+    EXPECT_NE(warnings_[0].find(settingsFile().string() + " is not valid JSON"), std::string::npos) << warnings_[0];
     EXPECT_NE(warnings_[0].find("set aside as settings.json.corrupt-"), std::string::npos) << warnings_[0];
-
     const auto files = filesIn(settingsFile().parent_path());
     ASSERT_EQ(files.size(), 1u);
-    EXPECT_EQ(readFile(settingsFile().parent_path() / files[0]), GetParam().contents);
-
+    EXPECT_EQ(readFile(settingsFile().parent_path() / files[0]), damaged);
     // Saving now starts a fresh file beside the one set aside.
     defaults->setInteger(7, keys::hotkeyKeycode);
     EXPECT_EQ(filesIn(settingsFile().parent_path()).size(), 2u);
-    EXPECT_EQ(readFile(settingsFile().parent_path() / files[0]), GetParam().contents);
+    EXPECT_EQ(readFile(settingsFile().parent_path() / files[0]), damaged);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Kinds, DamagedSettingsFile,
-    ::testing::Values(Damage{"ThatIsTruncatedJson", "{\"hotkey_keycode\": 5,\n  \"hotk", "is not valid JSON"},
-                      Damage{"ThatIsEmpty", "", "is not valid JSON"},
-                      Damage{"ThatIsNotUtf8", "{\"version\": \"caf\xe9\"}", "is not valid JSON"},
-                      Damage{"WithANumberBeyondADouble", "{\"update_check_interval\": 0.5e3003}", "is not valid JSON"},
-                      Damage{"ThatHoldsAList", "[\"hotkey_keycode\", 5]", "does not hold a JSON object"}),
+struct TextRow {
+    const char* name;
+    std::string text;
+    const char* damage;  // how the warning begins; empty for a settings file
+};
+
+class SettingsFileText : public ::testing::TestWithParam<TextRow> {};
+
+TEST_P(SettingsFileText, IsReadOrNamedDamaged) {
+    const SettingsText read = parseSettingsText(GetParam().text);
+    EXPECT_TRUE(read.damage.starts_with(GetParam().damage)) << read.damage;
+    EXPECT_EQ(read.damage.empty(), std::string_view(GetParam().damage).empty());
+    if (read.damage.empty()) {
+        EXPECT_EQ(settingsText(read.values), GetParam().text);
+    }
+}
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Kinds, SettingsFileText, ::testing::Values(
+    TextRow{"AnObjectIsRead", "{\n    \"a\": [\n        1\n    ],\n    \"b\": \"caf\xc3\xa9\"\n}\n", ""},
+    TextRow{"TruncatedJsonIsDamaged", "{\"hotkey_keycode\": 5,\n  \"hotk", "is not valid JSON ("},
+    TextRow{"EmptyTextIsDamaged", "", "is not valid JSON"},
+    TextRow{"TextThatIsNotUtf8IsDamaged", "{\"version\": \"caf\xe9\"}", "is not valid JSON"},
+    TextRow{"ANumberBeyondADoubleIsDamaged", "{\"update_check_interval\": 0.5e3003}", "is not valid JSON"},
+    TextRow{"AListIsNoSettingsFile", "[\"hotkey_keycode\", 5]", "does not hold a JSON object"}),
     [](const auto& row) { return std::string(row.param.name); });
+// clang-format on
 
 TEST_F(FileDefaultsTest, SecondDamagedFileDoesNotReplaceTheFirstOneSetAside) {
     writeSettings("first {");
@@ -243,6 +247,12 @@ TEST_F(FileDefaultsTest, AFifoOrAHugeFileIsRefusedWithoutBlockingAndLeftAsItIs) 
     ASSERT_FALSE(warnings_.empty());
     EXPECT_NE(warnings_[0].find("too large for a settings file"), std::string::npos) << warnings_[0];
     EXPECT_EQ(fs::file_size(settingsFile()), FileDefaultsStorage::kSizeLimit + 1);
+    // A file of exactly the limit is still read.
+    std::ofstream(settingsFile()) << R"({"hotkey_keycode": 9})"
+                                  << std::string(FileDefaultsStorage::kSizeLimit - 21, ' ');
+    warnings_.clear();
+    EXPECT_EQ(open()->integerForKey(keys::hotkeyKeycode), 9);
+    EXPECT_TRUE(warnings_.empty());
 }
 
 // Two programs saving the same file at once, each changing keys of its own:

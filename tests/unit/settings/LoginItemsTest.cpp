@@ -3,9 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
 
 #include "fakes/TestSupport.h"
 #include "unit/ScopedEnv.h"
@@ -18,13 +15,7 @@ namespace fs = std::filesystem;
 class LoginItems : public testing::Test {
 protected:
     fs::path autostart() const { return home_.path() / "autostart"; }
-    std::vector<std::string> files() const {
-        std::vector<std::string> names;
-        if (!fs::exists(autostart())) return names;
-        for (const auto& entry : fs::directory_iterator(autostart())) names.push_back(entry.path().filename().string());
-        std::sort(names.begin(), names.end());
-        return names;
-    }
+    std::vector<std::string> files() const { return test::filesIn(autostart()); }
     std::string read(const std::string& name) const { return test::readFile(autostart() / name); }
     void write(const std::string& name, const std::string& text) const { home_.file("autostart/" + name, text); }
 
@@ -58,18 +49,15 @@ TEST_F(LoginItems, PathsAreComparedExactly) {
     EXPECT_TRUE(LoginItem::HasLoginItemWithPath("/opt/Jorvane/bin/jorvane"));
 }
 
-TEST_F(LoginItems, PathsWithSpacesAndSpecialCharactersSurviveTheExecQuoting) {
-    const std::vector<std::string> paths = {"/home/me/My Apps/jorvane", "/tmp/a\"b$c`d\\e/jorvane", "/tmp/100%/jorvane",
-                                            "/tmp/tab\there/jorvane"};
+TEST_F(LoginItems, PathsWithSpecialCharactersSurviveTheExecQuotingAndTheValueEscapes) {
+    const std::vector<std::string> paths = {"/home/me/My Apps/jorvane", "/tmp/a\"b$c`d\\e/jorvane"};
     for (const std::string& path : paths) {
         LoginItem::InstallLoginItemWithPath(path);
         EXPECT_TRUE(LoginItem::HasLoginItemWithPath(path)) << path;
     }
-    EXPECT_EQ(files().size(), paths.size());  // jorvane.desktop, jorvane-2.desktop …
     EXPECT_NE(read("jorvane.desktop").find("Exec=\"/home/me/My Apps/jorvane\"\n"), std::string::npos);
     EXPECT_NE(read("jorvane-2.desktop").find("Exec=\"/tmp/a\\\\\"b\\\\$c\\\\`d\\\\\\\\e/jorvane\"\n"),
               std::string::npos);
-    EXPECT_NE(read("jorvane-3.desktop").find("Exec=/tmp/100%%/jorvane\n"), std::string::npos);
     for (const std::string& path : paths) LoginItem::RemoveLoginItemWithPath(path);
     EXPECT_TRUE(files().empty());
 }
@@ -104,29 +92,6 @@ TEST_F(LoginItems, RemovalByFileNameMatchesTheProgramsLastComponent) {
     EXPECT_TRUE(LoginItem::HasLoginItemWithPath("/home/me/bin/jorvane-helper"));
 }
 
-TEST_F(LoginItems, EntriesTheSessionWouldNotStartAreNeitherReportedNorRemoved) {
-    const std::vector<std::pair<std::string, std::string>> entries = {
-        {"hidden.desktop", "[Desktop Entry]\nExec=/opt/j\nHidden=true\n"},
-        {"off.desktop", "[Desktop Entry]\nExec=/opt/j\nX-GNOME-Autostart-enabled=false\n"},
-        {"other-group.desktop", "[Desktop Action x]\nExec=/opt/j\n"},
-        {"open-quote.desktop", "[Desktop Entry]\nExec=\"/opt/j\n"},
-        {"j.txt", "[Desktop Entry]\nExec=/opt/j\n"},
-    };
-    for (const auto& [name, text] : entries) write(name, text);
-    EXPECT_FALSE(LoginItem::HasLoginItemWithPath("/opt/j"));
-    LoginItem::RemoveLoginItemWithPath("/opt/j");
-    EXPECT_EQ(files().size(), entries.size());
-}
-
-TEST_F(LoginItems, EntriesWrittenByHandAreReadLikeTheSessionReadsThem) {
-    write("crlf.desktop", "[Desktop Entry]\r\nExec=/opt/crlf \t\r\nHidden=false\r\n");
-    write("spaced.desktop", "# made by hand\n  [Desktop Entry]\nTerminal=false\n  Exec =  \"/opt/a\\sb\"\n");
-    write("escaped.desktop", "[Desktop Entry]\nExec=\"/opt/q r\" %U\nX-GNOME-Autostart-enabled=true\n");
-    EXPECT_TRUE(LoginItem::HasLoginItemWithPath("/opt/crlf"));
-    EXPECT_TRUE(LoginItem::HasLoginItemWithPath("/opt/a b"));
-    EXPECT_TRUE(LoginItem::HasLoginItemWithPath("/opt/q r"));
-}
-
 TEST_F(LoginItems, TheFileNameKeepsPlainCharactersOnly) {
     LoginItem::InstallLoginItemWithPath("/opt/bin/.my prog_v1.2-x");
     EXPECT_EQ(files(), std::vector<std::string>{"my-prog_v1.2-x.desktop"});
@@ -140,14 +105,77 @@ TEST_F(LoginItems, ANameTakenByAnotherProgramGetsANumberAndNoTemporaryFilesRemai
     EXPECT_EQ(read("jorvane.desktop"), "[Desktop Entry]\nExec=/usr/bin/something-else\n");
 }
 
-TEST_F(LoginItems, WithoutAutostartFolderNothingIsThereAndRemovalIsHarmless) {
+TEST_F(LoginItems, EntriesTheSessionWouldNotStartAreNeitherReportedNorRemovedAndNoFolderIsHarmless) {
     EXPECT_FALSE(LoginItem::HasLoginItemWithPath("/opt/j"));
-    LoginItem::RemoveLoginItemWithPath("/opt/j");
     LoginItem::RemoveLoginItemWithFileName("j");
     EXPECT_FALSE(fs::exists(autostart()));
+    write("hidden.desktop", "[Desktop Entry]\nExec=/opt/j\nHidden=true\n");
+    write("j.txt", "[Desktop Entry]\nExec=/opt/j\n");
+    EXPECT_FALSE(LoginItem::HasLoginItemWithPath("/opt/j"));
+    LoginItem::RemoveLoginItemWithPath("/opt/j");
+    EXPECT_EQ(files().size(), 2u);
 }
 
+// ---- The entry's text, as the session reads it.
+
+struct EntryRow {
+    const char* name;
+    const char* text;
+    std::optional<std::string> program;
+};
+
+class EntryText : public testing::TestWithParam<EntryRow> {};
+
+TEST_P(EntryText, namesTheProgramItStarts) {
+    EXPECT_EQ(LoginItem::programOfEntryText(GetParam().text), GetParam().program);
+}
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Entries, EntryText, testing::Values(
+    EntryRow{"PlainExec", "[Desktop Entry]\nExec=/opt/j --tray %U\n", "/opt/j"},
+    EntryRow{"CarriageReturnsAndTrailingBlanksAreTrimmed",
+             "[Desktop Entry]\r\nExec=/opt/crlf \t\r\nHidden=false\r\n", "/opt/crlf"},
+    EntryRow{"BlanksAroundTheGroupTheKeyAndTheValueAreTrimmed",
+             "# by hand\n  [Desktop Entry]\n\t Exec =  /opt/x\n", "/opt/x"},
+    EntryRow{"AnEscapedSpaceInTheValueIsASpace", "[Desktop Entry]\nExec=\"/opt/a\\sb\"\n", "/opt/a b"},
+    EntryRow{"AQuotedProgramIsUnquoted", "[Desktop Entry]\nExec=\"/opt/q r\" %U\n", "/opt/q r"},
+    EntryRow{"TheLastExecWins", "[Desktop Entry]\nExec=/opt/a\nExec=/opt/b\n", "/opt/b"},
+    EntryRow{"HiddenIsOff", "[Desktop Entry]\nExec=/opt/j\nHidden=true\n", std::nullopt},
+    EntryRow{"AutostartDisabledIsOff", "[Desktop Entry]\nExec=/opt/j\nX-GNOME-Autostart-enabled=false\n", std::nullopt},
+    EntryRow{"AnotherGroupsExecDoesNotCount", "[Desktop Entry]\nName=j\n[Desktop Action x]\nExec=/opt/j\n", std::nullopt},
+    EntryRow{"AnUnclosedQuoteIsUnreadable", "[Desktop Entry]\nExec=\"/opt/j\n", std::nullopt},
+    EntryRow{"AnEmptyExecStartsNothing", "[Desktop Entry]\nExec=\n", std::nullopt},
+    EntryRow{"ACommentedExecDoesNotCount", "[Desktop Entry]\n# Exec=/opt/j\n", std::nullopt}),
+    [](const testing::TestParamInfo<EntryRow>& row) { return std::string(row.param.name); });
+// clang-format on
+
 // ---- The Exec rules on their own.
+
+struct QuoteRow {
+    const char* name;
+    const char* argument;
+    const char* quoted;
+};
+
+class ExecQuoting : public testing::TestWithParam<QuoteRow> {};
+
+TEST_P(ExecQuoting, quotesOnlyWhatNeedsIt) {
+    EXPECT_EQ(LoginItem::quoteExecArgument(GetParam().argument), GetParam().quoted);
+    EXPECT_EQ(LoginItem::splitExecArguments(GetParam().quoted), std::vector<std::string>{GetParam().argument});
+}
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Exec, ExecQuoting, testing::Values(
+    QuoteRow{"APlainPathStaysBare", "/opt/j-1.2_x", "/opt/j-1.2_x"},
+    QuoteRow{"APercentIsDoubledWithoutQuotes", "/100%/j", "/100%%/j"},
+    QuoteRow{"ASpaceIsQuoted", "/My Apps/j", "\"/My Apps/j\""},
+    QuoteRow{"QuotesDollarsBackticksAndBackslashesAreEscaped", "/a\"b$c`d\\e", "\"/a\\\"b\\$c\\`d\\\\e\""},
+    QuoteRow{"ATabIsQuoted", "/t\tb", "\"/t\tb\""},
+    QuoteRow{"ShellCharactersAreQuoted", "/a;b&c|d", "\"/a;b&c|d\""},
+    QuoteRow{"ASingleQuoteIsQuotedNotEscaped", "/it's", "\"/it's\""},
+    QuoteRow{"AnEmptyArgumentIsTwoQuotes", "", "\"\""}),
+    [](const testing::TestParamInfo<QuoteRow>& row) { return std::string(row.param.name); });
+// clang-format on
 
 struct ExecRow {
     const char* name;
@@ -161,15 +189,17 @@ TEST_P(ExecSplitting, readsTheArguments) {
     EXPECT_EQ(LoginItem::splitExecArguments(GetParam().exec), GetParam().arguments);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Exec, ExecSplitting,
-    testing::Values(ExecRow{"PlainWords", "prog  --flag %U", std::vector<std::string>{"prog", "--flag", "%U"}},
-                    ExecRow{"QuotedSpaces", "\"/a b/prog\" x", std::vector<std::string>{"/a b/prog", "x"}},
-                    ExecRow{"EscapesInsideQuotes", R"("a\"b\$c\`d\\e")", std::vector<std::string>{"a\"b$c`d\\e"}},
-                    ExecRow{"DoublePercentIsOnePercent", "\"/100%%\" 5%%", std::vector<std::string>{"/100%", "5%"}},
-                    ExecRow{"EmptyQuotesAreAnEmptyArgument", "prog \"\"", std::vector<std::string>{"prog", ""}},
-                    ExecRow{"UnclosedQuoteIsUnreadable", "\"prog", std::nullopt}),
+using Args = std::vector<std::string>;
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Exec, ExecSplitting, testing::Values(
+    ExecRow{"PlainWords", "prog  --flag %U", Args{"prog", "--flag", "%U"}},
+    ExecRow{"QuotedSpaces", "\"/a b/prog\" x", Args{"/a b/prog", "x"}},
+    ExecRow{"EscapesInsideQuotes", R"("a\"b\$c\`d\\e")", Args{"a\"b$c`d\\e"}},
+    ExecRow{"DoublePercentIsOnePercent", "\"/100%%\" 5%%", Args{"/100%", "5%"}},
+    ExecRow{"EmptyQuotesAreAnEmptyArgument", "prog \"\"", Args{"prog", ""}},
+    ExecRow{"UnclosedQuoteIsUnreadable", "\"prog", std::nullopt}),
     [](const testing::TestParamInfo<ExecRow>& row) { return std::string(row.param.name); });
+// clang-format on
 
 TEST(DesktopValues, EscapesRoundTrip) {
     const std::string value = " lead\\back\nnew\ttab\rret";

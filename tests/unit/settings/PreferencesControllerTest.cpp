@@ -14,6 +14,7 @@
 #include "fakes/FakeSymbolicHotKeys.h"
 #include "fakes/MemoryDefaults.h"
 #include "fakes/TestSupport.h"
+#include "unit/TableSupport.h"
 #include "settings/LoginItems.h"
 #include "settings/UserDefaults.h"
 #include "unit/ScopedEnv.h"
@@ -24,13 +25,7 @@ namespace {
 constexpr Modifiers kCmd = kModifierCommand, kShf = kModifierShift, kOpt = kModifierOption, kCtl = kModifierControl,
                     kFn = kModifierFunction, kCaps = kModifierCapsLock, kPad = kModifierNumericPad;
 
-// Test names from the rows' names.
-struct RowName {
-    template <typename Row>
-    std::string operator()(const testing::TestParamInfo<Row>& row) const {
-        return row.param.name;
-    }
-};
+using test::SentenceName;
 
 // The window: a recorder and a record of the close.
 class FakePane final : public PrefPaneView {
@@ -119,7 +114,7 @@ INSTANTIATE_TEST_SUITE_P(Opening, StoredHotKey,
                                          StoredRow{"AllFourModifiersAndFnSurvive", kCmd | kShf | kOpt | kCtl | kFn,
                                                    kKeyJ, kCmd | kShf | kOpt | kCtl | kFn},
                                          StoredRow{"UnknownHighBitsAreDropped", kShf | 0x40000000, kKeyJ, kShf}),
-                         RowName());
+                         SentenceName{});
 
 class PrefController : public PrefFixture, public testing::Test {};
 
@@ -163,7 +158,7 @@ INSTANTIATE_TEST_SUITE_P(Recording, RecordedHotKey,
                                          RecordRow{"AKeyAloneIsStoredWithFlagsZero", kKeyF6, 0, "\x10", 0},
                                          RecordRow{"CapsLockHeldIsNotStored", kKeyK, kOpt | kCaps, "k", kOpt},
                                          RecordRow{"SuperAltSpace", kKeySpace, kCtl | kOpt, " ", kCtl | kOpt}),
-                         RowName());
+                         SentenceName{});
 
 // ---- The check boxes and the choice.
 
@@ -191,7 +186,7 @@ INSTANTIATE_TEST_SUITE_P(Preferences, CheckBox,
                          testing::Values(BoxRow{"ActivateByHotkey", &settings::keys::activateByHotkey},
                                          BoxRow{"ActivateByTitlebar", &settings::keys::activateByTitlebar},
                                          BoxRow{"InactiveShortcuts", &settings::keys::inactiveShortcuts}),
-                         RowName());
+                         SentenceName{});
 
 TEST_F(PrefController, PathChoiceWritesOneForTheFolderAndZeroForTheSelection) {
     FakePane pane(*defaults_, alerts_);
@@ -208,26 +203,20 @@ TEST_F(PrefController, PathChoiceWritesOneForTheFolderAndZeroForTheSelection) {
 
 // ---- Start at login.
 
-TEST_F(PrefController, AutostartInstallsAndRemovesTheProgramsOwnItem) {
+TEST_F(PrefController, AutostartInstallsAndRemovesTheProgramsOwnItemOnly) {
+    LoginItem::InstallLoginItemWithPath("/usr/bin/other-program");
     FakePane pane(*defaults_, alerts_);
     const auto controller = open(pane);
+    controller->setAutostarts(false);
     EXPECT_FALSE(controller->autostarts());
     controller->setAutostarts(true);
     EXPECT_TRUE(controller->autostarts());
     EXPECT_TRUE(LoginItem::HasLoginItemWithPath(kProgram));
     controller->setAutostarts(false);
     EXPECT_FALSE(controller->autostarts());
+    EXPECT_TRUE(LoginItem::HasLoginItemWithPath("/usr/bin/other-program"));
     for (const auto& [name, value] : store_->values())
         EXPECT_EQ(name.find("autostart"), std::string::npos) << "never kept in the settings";
-}
-
-TEST_F(PrefController, AutostartOffWithoutAnItemIsHarmless) {
-    LoginItem::InstallLoginItemWithPath("/usr/bin/other-program");
-    FakePane pane(*defaults_, alerts_);
-    const auto controller = open(pane);
-    controller->setAutostarts(false);
-    EXPECT_FALSE(controller->autostarts());
-    EXPECT_TRUE(LoginItem::HasLoginItemWithPath("/usr/bin/other-program"));
 }
 
 // ---- Closing.

@@ -1,6 +1,7 @@
 #include "settings/UserDefaults.h"
 
 #include "fakes/MemoryDefaults.h"
+#include "fakes/VirtualTime.h"
 
 #include <gtest/gtest.h>
 
@@ -15,16 +16,14 @@ namespace {
 
 class UserDefaultsTest : public ::testing::Test {
 protected:
-    UserDefaultsTest() { jorvane::dispatch::setTimeSource(&clock_); }
-    ~UserDefaultsTest() override { jorvane::dispatch::setTimeSource(nullptr); }
-
     std::unique_ptr<UserDefaults> open(Dictionary stored = {}) {
         store_ = std::make_shared<MemoryStore>(std::move(stored));
         return jorvane::test::makeMemoryDefaults(store_,
                                                  [this](const std::string& line) { warnings_.push_back(line); });
     }
 
-    ManualTimeSource clock_;
+    jorvane::test::VirtualTime time_;
+    ManualTimeSource& clock_ = time_.clock;
     std::shared_ptr<MemoryStore> store_;
     std::vector<std::string> warnings_;
 };
@@ -127,18 +126,4 @@ TEST_F(UserDefaultsTest, LoadWarningsOfTheStorageReachTheCaller) {
     store_->warnAtNextLoad("settings.json was set aside");
     defaults->reload();
     EXPECT_EQ(warnings_, std::vector<std::string>{"settings.json was set aside"});
-}
-
-TEST(StandardUserDefaults, ScopedInMemoryDomainIsInstalledAndRemoved) {
-    UserDefaults* before = &standardUserDefaults();
-    {
-        jorvane::test::ScopedStandardDefaults scoped;
-        EXPECT_EQ(&standardUserDefaults(), &scoped.defaults());
-        EXPECT_EQ(standardUserDefaults().integerForKey(keys::hotkeyKeycode), 5);
-        standardUserDefaults().setBool(true, keys::inactiveShortcuts);
-        EXPECT_EQ(scoped.store().values().at("inactive_shortcuts"), true);
-    }
-    EXPECT_EQ(&standardUserDefaults(), before);
-    // The fallback domain has nothing registered.
-    EXPECT_FALSE(standardUserDefaults().boolForKey(keys::activateByHotkey));
 }

@@ -12,8 +12,6 @@ namespace {
 
 using test::FakeKeyboardLayout;
 
-// ---- One key code's name.
-
 struct NameRow {
     const char* name;
     std::int64_t value;
@@ -29,27 +27,23 @@ TEST_P(KeyCodeName, isAsListed) {
     EXPECT_EQ(ShortcutKeyNames().transformedValue(GetParam().value), GetParam().expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Keys, KeyCodeName,
-    testing::Values(NameRow{"F1IsTheFirstFunctionKey", 122, "F1"}, NameRow{"F19IsTheLastFunctionKey", 80, "F19"},
-                    NameRow{"Code64IsF17", 64, "F17"}, NameRow{"SpaceIsAWordNotABlank", 49, "Space"},
-                    NameRow{"MacDeleteIsBackspace", 51, "Backspace"}, NameRow{"ForwardDeleteIsDelete", 117, "Delete"},
-                    NameRow{"KeypadClearIsNumLock", 71, "Num Lock"}, NameRow{"LeftArrowIsLeft", 123, "Left"},
-                    NameRow{"RightArrowIsRight", 124, "Right"}, NameRow{"UpArrowIsUp", 126, "Up"},
-                    NameRow{"DownArrowIsDown", 125, "Down"}, NameRow{"EndIsEnd", 119, "End"},
-                    NameRow{"HomeIsHome", 115, "Home"}, NameRow{"EscapeIsEsc", 53, "Esc"},
-                    NameRow{"PageDownIsPageDown", 121, "Page Down"}, NameRow{"PageUpIsPageUp", 116, "Page Up"},
-                    NameRow{"ReturnIsEnter", 36, "Enter"}, NameRow{"KeypadEnterIsPadEnter", 76, "Pad Enter"},
-                    NameRow{"TabIsTab", 48, "Tab"}, NameRow{"HelpIsInsert", 114, "Insert"},
-                    NameRow{"GIsTheLayoutsCapitalG", 5, "G"}, NameRow{"DigitOneIsOne", 18, "1"},
-                    NameRow{"EqualsIsEquals", 24, "="}, NameRow{"KeypadOneIsPadOne", 83, "Pad 1"},
-                    NameRow{"KeypadStarIsPadStar", 67, "Pad *"}, NameRow{"KeypadEqualsIsPadEquals", 81, "Pad ="},
-                    NameRow{"ModifierKeyTypesNothingAndHasAnEmptyName", 55, ""},
-                    NameRow{"NoKeyHasNoName", -1, std::nullopt},
-                    NameRow{"ValueIsReadAsSixteenBitsSo65535IsNoKey", 65535, std::nullopt},
-                    NameRow{"ValueIsReadAsSixteenBitsSoHighBitsAreDropped", 0x10005, "G"},
-                    NameRow{"KeyTheLayoutLacksHasNoName", 90, std::nullopt}),
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Keys, KeyCodeName, testing::Values(
+    NameRow{"SpaceIsAWordNotABlank", 49, "Space"}, NameRow{"MacDeleteIsBackspace", 51, "Backspace"},
+    NameRow{"ForwardDeleteIsDelete", 117, "Delete"}, NameRow{"KeypadClearIsNumLock", 71, "Num Lock"},
+    NameRow{"LeftArrowIsLeft", 123, "Left"}, NameRow{"RightArrowIsRight", 124, "Right"}, NameRow{"UpArrowIsUp", 126, "Up"},
+    NameRow{"DownArrowIsDown", 125, "Down"}, NameRow{"EndIsEnd", 119, "End"}, NameRow{"HomeIsHome", 115, "Home"},
+    NameRow{"EscapeIsEsc", 53, "Esc"}, NameRow{"PageDownIsPageDown", 121, "Page Down"},
+    NameRow{"PageUpIsPageUp", 116, "Page Up"}, NameRow{"ReturnIsEnter", 36, "Enter"},
+    NameRow{"KeypadEnterIsPadEnter", 76, "Pad Enter"}, NameRow{"TabIsTab", 48, "Tab"},
+    NameRow{"HelpIsInsert", 114, "Insert"},
+    NameRow{"GIsTheLayoutsCapitalG", 5, "G"}, NameRow{"DigitOneIsOne", 18, "1"}, NameRow{"EqualsIsEquals", 24, "="},
+    NameRow{"ModifierKeyTypesNothingAndHasAnEmptyName", 55, ""}, NameRow{"NoKeyHasNoName", -1, std::nullopt},
+    NameRow{"ValueIsReadAsSixteenBitsSo65535IsNoKey", 65535, std::nullopt},
+    NameRow{"ValueIsReadAsSixteenBitsSoHighBitsAreDropped", 0x10005, "G"},
+    NameRow{"KeyTheLayoutLacksHasNoName", 90, std::nullopt}),
     [](const testing::TestParamInfo<NameRow>& row) { return std::string(row.param.name); });
+// clang-format on
 
 // Every function key and every key of the numeric keypad, in one list.
 TEST(KeyCodeNames, FunctionAndKeypadKeysAreNamedInOrder) {
@@ -88,8 +82,6 @@ TEST(KeyCodeNameLayout, NamesFollowTheLayoutInUpperCase) {
     EXPECT_EQ(shortcutKeyName(kKeyMinus), "\u1e9e");  // one character, not "SS"
 }
 
-// ---- Reverse lookup.
-
 struct ReverseRow {
     const char* name;
     const char* keyName;
@@ -110,18 +102,14 @@ TEST_P(ReverseLookup, findsTheFirstCode) {
     EXPECT_EQ(ShortcutKeyNames().reverseTransformedValue(GetParam().keyName), GetParam().expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(Names, ReverseLookup,
-                         testing::Values(ReverseRow{"F1Is122", "F1", 122}, ReverseRow{"GIs5", "G", 5},
-                                         ReverseRow{"SpaceIs49", "Space", 49}, ReverseRow{"EscIs53", "Esc", 53},
-                                         ReverseRow{"PadOneIs83", "Pad 1", 83},
-                                         ReverseRow{"TwoCodesNamedAGiveTheLowest", "A", 0},
-                                         ReverseRow{"LowerCaseIsNoName", "g", std::nullopt},
-                                         ReverseRow{"MacSymbolIsNoNameOnLinux", "\u238b", std::nullopt},
-                                         ReverseRow{"NameOnlyAbove127IsNotFound", "\u20ac", std::nullopt},
-                                         ReverseRow{"EmptyNameIsNotFound", "", std::nullopt}),
-                         [](const testing::TestParamInfo<ReverseRow>& row) { return std::string(row.param.name); });
-
-// ---- Combinations in both forms.
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Names, ReverseLookup, testing::Values(
+    ReverseRow{"GIs5", "G", 5}, ReverseRow{"SpaceIs49", "Space", 49}, ReverseRow{"EscIs53", "Esc", 53},
+    ReverseRow{"TwoCodesNamedAGiveTheLowest", "A", 0}, ReverseRow{"LowerCaseIsNoName", "g", std::nullopt},
+    ReverseRow{"MacSymbolIsNoNameOnLinux", "\u238b", std::nullopt},
+    ReverseRow{"NameOnlyAbove127IsNotFound", "\u20ac", std::nullopt}, ReverseRow{"EmptyNameIsNotFound", "", std::nullopt}),
+    [](const testing::TestParamInfo<ReverseRow>& row) { return std::string(row.param.name); });
+// clang-format on
 
 struct ComboRow {
     const char* name;
@@ -147,27 +135,24 @@ TEST_P(ComboNames, inBothOrdersAndBothLayouts) {
 
 constexpr Modifiers kCmd = kModifierCommand, kOpt = kModifierOption, kCtl = kModifierControl, kShf = kModifierShift;
 
-INSTANTIATE_TEST_SUITE_P(
-    Combos, ComboNames,
-    testing::Values(ComboRow{"CtrlGIsTheHotKeyAsLinuxWritesIt", kCmd, 5, "Ctrl+G", "Ctrl + G"},
-                    ComboRow{"GlyphsPutShiftBeforeCtrlWordsPutCtrlFirst", kCmd | kShf, 49, "Shift+Ctrl+Space",
-                             "Ctrl + Shift + Space"},
-                    ComboRow{"AllFourRunSuperAltShiftCtrlAndCtrlAltSuperShift", kCmd | kOpt | kCtl | kShf, 96,
-                             "Super+Alt+Shift+Ctrl+F5", "Ctrl + Alt + Super + Shift + F5"},
-                    ComboRow{"SuperIsTheControlBit", kCtl, 53, "Super+Esc", "Super + Esc"},
-                    ComboRow{"NoModifiersIsTheKeyAlone", 0, 83, "Pad 1", "Pad 1"},
-                    ComboRow{"NoKeyLeavesTheModifiers", kOpt, -1, "Alt+", "Alt + "},
-                    ComboRow{"CapsLockAndKeypadBitsAreNotNamed", kCmd | kModifierCapsLock | kModifierNumericPad, 5,
-                             "Ctrl+G", "Ctrl + G"}),
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Combos, ComboNames, testing::Values(
+    ComboRow{"CtrlGIsTheHotKeyAsLinuxWritesIt", kCmd, 5, "Ctrl+G", "Ctrl + G"},
+    ComboRow{"GlyphsPutShiftBeforeCtrlWordsPutCtrlFirst", kCmd | kShf, 49, "Shift+Ctrl+Space", "Ctrl + Shift + Space"},
+    ComboRow{"AllFourRunSuperAltShiftCtrlAndCtrlAltSuperShift", kCmd | kOpt | kCtl | kShf, 96,
+             "Super+Alt+Shift+Ctrl+F5", "Ctrl + Alt + Super + Shift + F5"},
+    ComboRow{"SuperIsTheControlBit", kCtl, 53, "Super+Esc", "Super + Esc"},
+    ComboRow{"NoModifiersIsTheKeyAlone", 0, 83, "Pad 1", "Pad 1"},
+    ComboRow{"NoKeyLeavesTheModifiers", kOpt, -1, "Alt+", "Alt + "},
+    ComboRow{"CapsLockAndKeypadBitsAreNotNamed", kCmd | kModifierCapsLock | kModifierNumericPad, 5, "Ctrl+G", "Ctrl + G"}),
     [](const testing::TestParamInfo<ComboRow>& row) { return std::string(row.param.name); });
+// clang-format on
 
 TEST(ModifierGlyphs, RecorderFlagsAndModifiersAgree) {
     EXPECT_EQ(recorderModifierGlyphs(kRecorderControl | kRecorderCommand), "Super+Ctrl+");
     EXPECT_EQ(modifierGlyphs(kCtl | kCmd), "Super+Ctrl+");
     EXPECT_EQ(recorderModifierGlyphs(0), "");
 }
-
-// ---- Mask conversions.
 
 struct ConversionRow {
     const char* name;
@@ -182,21 +167,20 @@ TEST_P(MaskConversion, goesBothWays) {
     EXPECT_EQ(modifiersFromRecorderFlags(GetParam().recorderBits), GetParam().modifiers);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Bits, MaskConversion,
-    testing::Values(ConversionRow{"Shift", 0x20000, 0x200}, ConversionRow{"Control", 0x40000, 0x1000},
-                    ConversionRow{"Option", 0x80000, 0x800}, ConversionRow{"Command", 0x100000, 0x100},
-                    ConversionRow{"FunctionIsCopied", 0x800000, 0x800000},
-                    ConversionRow{"AllTogether", 0x9E0000, 0x801B00}, ConversionRow{"Nothing", 0, 0}),
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Bits, MaskConversion, testing::Values(
+    ConversionRow{"Shift", 0x20000, 0x200}, ConversionRow{"Control", 0x40000, 0x1000},
+    ConversionRow{"Option", 0x80000, 0x800},
+    ConversionRow{"Command", 0x100000, 0x100}, ConversionRow{"FunctionIsCopied", 0x800000, 0x800000},
+    ConversionRow{"AllTogether", 0x9E0000, 0x801B00}, ConversionRow{"Nothing", 0, 0}),
     [](const testing::TestParamInfo<ConversionRow>& row) { return std::string(row.param.name); });
+// clang-format on
 
 TEST(MaskConversionDrops, CapsLockAndKeypadBitsFromModifiersAndStrayBitsFromRecorderFlags) {
     EXPECT_EQ(recorderFlagsFromModifiers(kCmd | kModifierCapsLock | kModifierNumericPad | kModifierHelp),
               kRecorderCommand);
     EXPECT_EQ(modifiersFromRecorderFlags(kRecorderShift | 0x400 | 0x1 | 0x80), kShf);
 }
-
-// ---- The character a combination types.
 
 TEST(CharacterForCombo, FollowsShiftAndOptionOnlyAndCapitalises) {
     test::ScopedKeyboardLayout scoped;

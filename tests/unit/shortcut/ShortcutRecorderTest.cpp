@@ -1,7 +1,5 @@
-// The recorder's state machine: starting and ending recording, the cancel
-// keys, key-only combinations, required and allowed flags, refusals, the
-// just-changed mark, autosave and loading, what the view shows, and the
-// control's forwarding.
+// The recorder's state machine: recording, cancel keys, flags, refusals,
+// the just-changed mark, autosave and loading, the view, the control.
 #include "shortcut/ShortcutRecorder.h"
 
 #include <gtest/gtest.h>
@@ -113,85 +111,39 @@ TEST_P(KeyPress, followsTheRules) {
 constexpr Modifiers kAll = ShortcutRecorder::kDefaultAllowedFlags;
 using S = ShortcutRecorderState;
 
-INSTANTIATE_TEST_SUITE_P(
-    Rules, KeyPress,
-    testing::Values(
-        KeyRow{"SpaceWhileIdleStartsRecording", false, false, 0, kAll, false, kSpace, true, S::recording, {}},
-        KeyRow{"OtherKeyWhileIdleIsPassedOn", false, false, 0, kAll, false, kG, false, S::idle, {}},
-        KeyRow{"CtrlGIsRecorded", false, false, 0, kAll, true, key(5, kCmd, "g"), true, S::idle,
-               ShortcutCombo{kCmd, 5}},
-        KeyRow{"BareKeyIsPassedOnWhenKeyOnlyIsOff", false, false, 0, kAll, true, kG, false, S::recording, {}},
-        KeyRow{"BareSpaceWithFocusRestartsRecordingAndIsPassedOn",
-               false,
-               false,
-               0,
-               kAll,
-               true,
-               kSpace,
-               false,
-               S::recording,
-               {}},
-        KeyRow{"BareKeyIsRecordedWhenKeyOnlyIsOn", true, false, 0, kAll, true, kG, true, S::idle, ShortcutCombo{0, 5}},
-        KeyRow{"BareEscapeCancelsWithTheSettingsOfThePreferences",
-               true,
-               false,
-               0,
-               kAll,
-               true,
-               key(53, 0, "\x1b"),
-               true,
-               S::idle,
-               {}},
-        KeyRow{"BareBackspaceCancels", true, false, 0, kAll, true, key(51, 0, "\x08"), true, S::idle, {}},
-        KeyRow{"BareDeleteCancels", true, false, 0, kAll, true, key(117, 0, "\x7f"), true, S::idle, {}},
-        KeyRow{"EscapeWithOnlyFunctionCancels", true, false, 0, kAll, true, key(53, kFn, "\x1b"), true, S::idle, {}},
-        KeyRow{"BareEscapeCancelsWhenKeyOnlyIsOff", false, false, 0, kAll, true, key(53, 0, "\x1b"), true, S::idle, {}},
-        KeyRow{"CtrlEscapeIsRecorded", true, false, 0, kAll, true, key(53, kCmd, "\x1b"), true, S::idle,
-               ShortcutCombo{kCmd, 53}},
-        KeyRow{"BareEscapeIsRecordedWhenEscapeKeysRecord", true, true, 0, kAll, true, key(53, 0, "\x1b"), true, S::idle,
-               ShortcutCombo{0, 53}},
-        KeyRow{"DeadKeyBeepsAndEndsRecording",
-               false,
-               false,
-               0,
-               kAll,
-               true,
-               ShortcutKeyEvent{kKey6, kCmd, "", ""},
-               true,
-               S::idle,
-               {},
-               true},
-        KeyRow{"TakenCombinationShowsTheReasonAndKeepsRecording",
-               false,
-               false,
-               0,
-               kAll,
-               true,
-               key(8, kCmd, "c"),
-               true,
-               S::recording,
-               {},
-               false,
-               true},
-        KeyRow{"RequiredCtrlIsAddedToABareKey", false, false, kCmd, kAll, true, kG, true, S::idle,
-               ShortcutCombo{kCmd, 5}},
-        KeyRow{"ModifierThatIsNotAllowedIsDropped", false, false, 0, kCmd | kShf, true, key(5, kCmd | kOpt, "g"), true,
-               S::idle, ShortcutCombo{kCmd, 5}},
-        KeyRow{"ModifierThatIsNotAllowedLeavesNoValidFlags",
-               false,
-               false,
-               0,
-               kCmd,
-               true,
-               key(5, kOpt, "g"),
-               false,
-               S::recording,
-               {}},
-        KeyRow{"CapsLockAndKeypadBitsAreDropped", false, false, 0, kAll, true,
-               key(5, kCmd | kModifierCapsLock | kModifierNumericPad, "g"), true, S::idle, ShortcutCombo{kCmd, 5}},
-        KeyRow{"FunctionAloneMakesValidFlags", false, false, 0, kAll, true, key(96, kFn, "\xef\x9c\x88"), true, S::idle,
-               ShortcutCombo{kFn, 96}}),
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Rules, KeyPress, testing::Values(
+    KeyRow{"SpaceWhileIdleStartsRecording", false, false, 0, kAll, false, kSpace, true, S::recording, {}},
+    KeyRow{"OtherKeyWhileIdleIsPassedOn", false, false, 0, kAll, false, kG, false, S::idle, {}},
+    KeyRow{"CtrlGIsRecorded", false, false, 0, kAll, true, key(5, kCmd, "g"), true, S::idle, ShortcutCombo{kCmd, 5}},
+    KeyRow{"BareKeyIsPassedOnWhenKeyOnlyIsOff", false, false, 0, kAll, true, kG, false, S::recording, {}},
+    KeyRow{"BareSpaceWithFocusRestartsRecordingAndIsPassedOn", false, false, 0, kAll, true, kSpace, false,
+        S::recording, {}},
+    KeyRow{"BareKeyIsRecordedWhenKeyOnlyIsOn", true, false, 0, kAll, true, kG, true, S::idle, ShortcutCombo{0, 5}},
+    KeyRow{"BareEscapeCancels", true, false, 0, kAll, true, key(53, 0, "\x1b"), true, S::idle, {}},
+    KeyRow{"BareBackspaceCancels", true, false, 0, kAll, true, key(51, 0, "\x08"), true, S::idle, {}},
+    KeyRow{"BareDeleteCancels", true, false, 0, kAll, true, key(117, 0, "\x7f"), true, S::idle, {}},
+    KeyRow{"EscapeWithOnlyFunctionCancels", true, false, 0, kAll, true, key(53, kFn, "\x1b"), true, S::idle, {}},
+    KeyRow{"BareEscapeCancelsWhenKeyOnlyIsOff", false, false, 0, kAll, true, key(53, 0, "\x1b"), true, S::idle, {}},
+    KeyRow{"CtrlEscapeIsRecorded", true, false, 0, kAll, true, key(53, kCmd, "\x1b"), true, S::idle,
+        ShortcutCombo{kCmd, 53}},
+    KeyRow{"BareEscapeIsRecordedWhenEscapeKeysRecord", true, true, 0, kAll, true, key(53, 0, "\x1b"), true, S::idle,
+        ShortcutCombo{0, 53}},
+    KeyRow{"DeadKeyBeepsAndEndsRecording", false, false, 0, kAll, true, ShortcutKeyEvent{kKey6, kCmd, "", ""}, true,
+        S::idle, {}, true},
+    KeyRow{"TakenCombinationShowsTheReasonAndKeepsRecording", false, false, 0, kAll, true, key(8, kCmd, "c"), true,
+        S::recording, {}, false, true},
+    KeyRow{"RequiredCtrlIsAddedToABareKey", false, false, kCmd, kAll, true, kG, true, S::idle, ShortcutCombo{kCmd, 5}},
+    KeyRow{"ModifierThatIsNotAllowedIsDropped", false, false, 0, kCmd | kShf, true, key(5, kCmd | kOpt, "g"), true,
+        S::idle, ShortcutCombo{kCmd, 5}},
+    KeyRow{"ModifierThatIsNotAllowedLeavesNoValidFlags", false, false, 0, kCmd, true, key(5, kOpt, "g"), false,
+        S::recording, {}},
+    KeyRow{"CapsLockAndKeypadBitsAreDropped", false, false, 0, kAll, true,
+        key(5, kCmd | kModifierCapsLock | kModifierNumericPad, "g"), true, S::idle, ShortcutCombo{kCmd, 5}},
+    KeyRow{"FunctionAloneMakesValidFlags", false, false, 0, kAll, true, key(96, kFn, "\xef\x9c\x88"), true, S::idle,
+        ShortcutCombo{kFn, 96}}),
     [](const testing::TestParamInfo<KeyRow>& row) { return std::string(row.param.name); });
+// clang-format on
 
 // ---- The rest of the rules.
 
@@ -230,13 +182,6 @@ TEST_F(Recorder, StartShowsTheRequiredFlagsAndModifierChangesWhileRecording) {
     cell_.flagsChanged(kShf | kModifierCapsLock);
     EXPECT_EQ(cell_.recordingFlags(), kCmd | kShf);
     EXPECT_EQ(cell_.displayText(), "Shift+Ctrl+");
-}
-
-TEST_F(Recorder, WithoutAnimationTheJustChangedMarkEndsWithTheRecording) {
-    record();
-    cell_.performKeyEquivalent(key(5, kCmd, "g"));
-    EXPECT_EQ(cell_.state(), ShortcutRecorderState::idle);
-    EXPECT_FALSE(cell_.isJustChanged());
 }
 
 TEST_F(Recorder, WithAnimationTheJustChangedMarkLastsUntilTheTransitionEnds) {
@@ -296,10 +241,12 @@ TEST_F(Recorder, RecordedComboIsSavedWithItsCharacters) {
                   .get<settings::Dictionary>());
 }
 
-TEST_F(Recorder, WithoutAutosaveNameNothingIsStored) {
+TEST_F(Recorder, WithoutAutosaveNameNothingIsStoredAndWithoutAnimationNoMarkStays) {
     record();
     cell_.performKeyEquivalent(key(5, kCmd, "g"));
     EXPECT_TRUE(defaults_.store().values().empty());
+    EXPECT_EQ(cell_.state(), ShortcutRecorderState::idle);
+    EXPECT_FALSE(cell_.isJustChanged());
 }
 
 struct LoadRow {
@@ -326,24 +273,19 @@ TEST_P(Loading, readsTheStoredCombination) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Stored, Loading,
-    testing::Values(
-        LoadRow{"ModifierFlagsAreTakenAsTheyAre",
-                R"({"keyCode": 5, "modifierFlags": 1048576, "modifiers": 512})",
-                {kCmd, 5},
-                std::nullopt},
-        LoadRow{"RecorderFlagsAreConvertedWhenModifierFlagsAreMissing",
-                R"({"keyCode": 5, "modifiers": 2304})",
-                {kCmd | kOpt, 5},
-                std::nullopt},
-        LoadRow{"FlagsAreFiltered", R"({"keyCode": 5, "modifierFlags": 1114112})", {kCmd, 5}, std::nullopt},
-        LoadRow{"CharactersComeWithTheCombination",
-                R"({"keyCode": 5, "modifierFlags": 1048576, "keyChars": "g", "keyCharsIgnoringModifiers": "g"})",
-                {kCmd, 5},
-                "g"},
-        LoadRow{"NothingStoredReadsAsKeyCodeZeroWithoutFlags", nullptr, {0, 0}, std::nullopt}),
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Stored, Loading, testing::Values(
+    LoadRow{"ModifierFlagsAreTakenAsTheyAre", R"({"keyCode": 5, "modifierFlags": 1048576, "modifiers": 512})",
+        {kCmd, 5}, std::nullopt},
+    LoadRow{"RecorderFlagsAreConvertedWhenModifierFlagsAreMissing", R"({"keyCode": 5, "modifiers": 2304})",
+        {kCmd | kOpt, 5}, std::nullopt},
+    LoadRow{"FlagsAreFiltered", R"({"keyCode": 5, "modifierFlags": 1114112})", {kCmd, 5}, std::nullopt},
+    LoadRow{"CharactersComeWithTheCombination",
+        R"({"keyCode": 5, "modifierFlags": 1048576, "keyChars": "g", "keyCharsIgnoringModifiers": "g"})", {kCmd, 5},
+        "g"},
+    LoadRow{"NothingStoredReadsAsKeyCodeZeroWithoutFlags", nullptr, {0, 0}, std::nullopt}),
     [](const testing::TestParamInfo<LoadRow>& row) { return std::string(row.param.name); });
+// clang-format on
 
 TEST_F(Recorder, NarrowerAllowedFlagsRefilterTheComboAndTellOnlyWhenAKeyIsSet) {
     cell_.setAutosaveName("Activation");
