@@ -245,6 +245,8 @@ private:
     void offerChoices(const std::vector<std::string>& choices);
     // Places the list under the field, its first row chosen, and shows it.
     void placeList(bool withNote);
+    // Where the list goes for its rows (and the note row, if any).
+    Rect listFrame(bool withNote) const;
     // The list's rows for the current candidates and typed text.
     void collectListRows();
     // Hands the rows and the note to the list.
@@ -291,6 +293,8 @@ private:
     // The rows the list holds now, and where its visited folders begin.
     std::vector<std::string> listRows_;
     std::size_t visitedStart_ = 0;
+    // The height the list was given last.
+    double listHeight_ = 0;
     places::VisitedFolders* visitedFolders_;
     std::shared_ptr<DelayedAction> spinnerTimer_;
     // Blocks that come back on the main queue check it: the controller may

@@ -110,7 +110,16 @@ void PathWindowController::refreshCompletionList() {
     if (visitedStart_ > 0 && engine_.candidatesAreSimilarNames()) groups.push_back({0, kSimilarTitle});
     if (visitedStart_ < listRows_.size()) groups.push_back({visitedStart_, kVisitedTitle});
     views_.completions->setGroups(groups);
-    views_.completions->setNote(completionNote());
+    const std::string note = completionNote();
+    views_.completions->setNote(note);
+    if (visible) {
+        // Rows that arrive after the list opened make it grow (or shrink).
+        const Rect frame = listFrame(!note.empty());
+        if (frame.size.height != listHeight_) {
+            views_.completions->setFrame(frame, true);
+            listHeight_ = frame.size.height;
+        }
+    }
     if (visible && !listRows_.empty()) {
         const auto found = chosen ? std::find(listRows_.begin(), listRows_.end(), *chosen) : listRows_.end();
         views_.completions->selectRow(found == listRows_.end() ? 0 : static_cast<int>(found - listRows_.begin()));
@@ -136,8 +145,7 @@ void PathWindowController::offerChoices(const std::vector<std::string>& choices)
     placeList(false);
 }
 
-void PathWindowController::placeList(bool withNote) {
-    if (!listRows_.empty()) views_.completions->selectRow(0);
+Rect PathWindowController::listFrame(bool withNote) const {
     const Rect panelFrame = views_.panel->frame();
     const std::size_t noteRows = withNote ? 1 : 0;
     const std::size_t rows = std::min(listRows_.size() + noteRows, kMaxPopupRows);
@@ -145,9 +153,15 @@ void PathWindowController::placeList(bool withNote) {
         rows == 0 ? kEmptyPopupHeight : std::trunc(static_cast<double>(rows) * views_.completions->rowHeight());
     // Hangs from the field's bottom edge, as wide as the field.
     const Rect fieldFrame = views_.field->frame();
-    const Rect frame{{panelFrame.origin.x + fieldFrame.origin.x, panelFrame.origin.y + fieldFrame.origin.y - height},
-                     {fieldFrame.size.width, height}};
+    return {{panelFrame.origin.x + fieldFrame.origin.x, panelFrame.origin.y + fieldFrame.origin.y - height},
+            {fieldFrame.size.width, height}};
+}
+
+void PathWindowController::placeList(bool withNote) {
+    if (!listRows_.empty()) views_.completions->selectRow(0);
+    const Rect frame = listFrame(withNote);
     views_.completions->setFrame(frame, true);
+    listHeight_ = frame.size.height;
     views_.completions->raise();
     // Looks active, yet the bar keeps the keyboard: the bar's keys move the
     // list's selection.
