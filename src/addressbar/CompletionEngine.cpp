@@ -112,8 +112,7 @@ std::vector<std::string> similarNames(const CompletionEngine::Request& request) 
         }
     }
     std::vector<std::string> similar;
-    for (const places::FuzzyHit& hit :
-         places::rankFuzzy(names, request.prefix, CompletionEngine::kMaxSimilarNames)) {
+    for (const places::FuzzyHit& hit : places::rankFuzzy(names, request.prefix, CompletionEngine::kMaxSimilarNames)) {
         similar.push_back(request.shownBase + names[hit.index] + (folders[hit.index] ? "/" : ""));
     }
     return similar;
@@ -408,7 +407,8 @@ void CompletionEngine::updateCompletions(std::string_view text, const std::optio
         // Nothing known yet: the pattern itself, or nothing, while the folder
         // is read.
         currentCompletions_.clear();
-        if (NameFilter(request->prefix).hasWildcard()) currentCompletions_.push_back(request->shownBase + request->prefix);
+        if (NameFilter(request->prefix).hasWildcard())
+            currentCompletions_.push_back(request->shownBase + request->prefix);
         answeredText_ = request->text;
         answeredAbsolute_ = request->absolute;
         similarOnly_ = false;
@@ -501,8 +501,8 @@ std::optional<std::string> CompletionEngine::nextRevealName() {
     // Typing a name reveals its first match in the file manager, once per
     // candidate however long the user types on, and only once the whole
     // folder has been considered: a first match of part of it may not last.
-    if (currentCompletions_.empty() || progress_ != Progress::complete || answeredText_.empty() ||
-        answeredAbsolute_ || similarOnly_ || hasWildcard(answeredText_))
+    if (currentCompletions_.empty() || progress_ != Progress::complete || answeredText_.empty() || answeredAbsolute_ ||
+        similarOnly_ || hasWildcard(answeredText_))
         return std::nullopt;
     if (searchModeLastRevealedText_ == currentCompletions_.front()) return std::nullopt;
     searchModeLastRevealedText_ = currentCompletions_.front();

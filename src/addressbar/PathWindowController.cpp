@@ -35,6 +35,10 @@ constexpr Modifiers kCommandShift = kModifierCommand | kModifierShift;
 
 bool hasWildcard(std::string_view text) { return text.find_first_of("*?") != std::string_view::npos; }
 
+// Text in which "~" or "$" was read may also be the name of a folder as it
+// stands ("$HOME" is a fine folder name): navigation tries it first.
+bool mayNameALiteralPlace(std::string_view text) { return text.find_first_of("$~") != std::string_view::npos; }
+
 bool isMountURL(std::string_view text) {
     return std::any_of(kMountPrefixes.begin(), kMountPrefixes.end(),
                        [text](std::string_view prefix) { return text.starts_with(prefix); });
@@ -458,7 +462,15 @@ void PathWindowController::pathEditorEnter() {
         fileManagerLocation_ = shown;
     } else if (target.front() == '/' && !hasWildcard(target)) {
         // A folder is shown, anything else revealed in its folder.
-        showFolder(target);
+        std::string asTyped;
+        if (mayNameALiteralPlace(text)) {
+            if (text.front() == '/') {
+                asTyped = text;
+            } else if (fileManagerLocation_) {
+                asTyped = paths::stringByAppendingPathComponent(*fileManagerLocation_, text);
+            }
+        }
+        showFolder(target, asTyped);
         fileManagerLocation_ = target;
         shown = target;
     } else if (const std::optional<std::string> visited = visitedFolderFor(text)) {
@@ -475,7 +487,7 @@ void PathWindowController::pathEditorEnter() {
             const std::vector<std::string>& known = engine_.currentCompletions();
             const bool knownFolder =
                 !target.ends_with('/') && std::find(known.begin(), known.end(), target + "/") != known.end();
-            reveal(path);
+            reveal(path, mayNameALiteralPlace(text) ? paths::stringByAppendingPathComponent(*base, text) : "");
             shown = knownFolder ? path + "/" : path;
         }
     } else {
@@ -565,39 +577,45 @@ std::optional<std::string> PathWindowController::visitedFolderFor(const std::str
     return best.front();
 }
 
-void PathWindowController::showFolder(const std::string& path) {
+void PathWindowController::showFolder(const std::string& path, const std::string& asTyped) {
     startSpinnerTimer();
-    bridge_.goToAsync(path, [weak = std::weak_ptr(self_), path](const FileManagerCommands::Arrival& arrival) {
-        const auto self = weak.lock();
-        if (!self) return;
-        PathWindowController& bar = **self;
-        if (!arrival.choices.empty()) {
-            // Several paths on disk name it in another case: the user picks.
-            if (!bar.closed_ && bar.views_.panel->isVisible() && bar.views_.field->stringValue() == path)
-                bar.offerChoices(arrival.choices);
-        } else if (arrival.path != path) {
-            // Typed in another case: the field shows the real path, unless
-            // the user has typed something else meanwhile.
-            if (bar.views_.field->stringValue() == path) bar.views_.field->setStringValue(arrival.path);
-            if (bar.fileManagerLocation_ == path) bar.fileManagerLocation_ = arrival.path;
-        }
-        if (arrival.outcome == Navigated::answered && arrival.choices.empty()) bar.noteVisit(arrival.path);
-        bar.navigationFinished(arrival.outcome);
-    });
+    bridge_.goToAsync(
+        path,
+        [weak = std::weak_ptr(self_), path](const FileManagerCommands::Arrival& arrival) {
+            const auto self = weak.lock();
+            if (!self) return;
+            PathWindowController& bar = **self;
+            if (!arrival.choices.empty()) {
+                // Several paths on disk name it in another case: the user picks.
+                if (!bar.closed_ && bar.views_.panel->isVisible() && bar.views_.field->stringValue() == path)
+                    bar.offerChoices(arrival.choices);
+            } else if (arrival.path != path) {
+                // Found as typed, or in another case: the field shows it, unless
+                // the user has typed something else meanwhile.
+                if (bar.views_.field->stringValue() == path) bar.views_.field->setStringValue(arrival.path);
+                if (bar.fileManagerLocation_ == path) bar.fileManagerLocation_ = arrival.path;
+            }
+            if (arrival.outcome == Navigated::answered && arrival.choices.empty()) bar.noteVisit(arrival.path);
+            bar.navigationFinished(arrival.outcome);
+        },
+        asTyped);
 }
 
-void PathWindowController::reveal(const std::string& path) {
+void PathWindowController::reveal(const std::string& path, const std::string& asTyped) {
     startSpinnerTimer();
-    bridge_.revealAsync(path, [weak = std::weak_ptr(self_), path](Navigated outcome, const std::string& revealed) {
-        const auto self = weak.lock();
-        if (!self) return;
-        // A folder shows with its "/" once the navigation has looked,
-        // unless the user has typed something else meanwhile.
-        PathFieldView& field = *(*self)->views_.field;
-        if (revealed != path && field.stringValue() == path) field.setStringValue(revealed);
-        if (outcome == Navigated::answered && revealed.ends_with('/')) (*self)->noteVisit(path);
-        (*self)->navigationFinished(outcome);
-    });
+    bridge_.revealAsync(
+        path,
+        [weak = std::weak_ptr(self_), path](Navigated outcome, const std::string& revealed) {
+            const auto self = weak.lock();
+            if (!self) return;
+            // A folder shows with its "/" once the navigation has looked,
+            // unless the user has typed something else meanwhile.
+            PathFieldView& field = *(*self)->views_.field;
+            if (revealed != path && field.stringValue() == path) field.setStringValue(revealed);
+            if (outcome == Navigated::answered && revealed.ends_with('/')) (*self)->noteVisit(path);
+            (*self)->navigationFinished(outcome);
+        },
+        asTyped);
 }
 
 void PathWindowController::mount(const std::string& url) {

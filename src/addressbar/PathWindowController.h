@@ -194,8 +194,10 @@ public:
     bool isSearchString(std::string_view text) const;
     // Shows the folder (or reveals the item) in the background, with the
     // spinner.
-    void showFolder(const std::string& path);
-    void reveal(const std::string& path);
+    // `asTyped`, when given, is the text before "~", "$VAR" or ".." were
+    // read in it: it goes first when it names something on disk.
+    void showFolder(const std::string& path, const std::string& asTyped = {});
+    void reveal(const std::string& path, const std::string& asTyped = {});
     // Connects to the server in the background, with the spinner. Once
     // connected the field shows the folder the window went to; a failure
     // leaves the text in the bar (bringing the bar back if it had gone) with

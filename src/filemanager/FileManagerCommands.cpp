@@ -112,6 +112,15 @@ std::optional<bool> isDirectory(const FileManagerCommands::Core& core, const std
         path, [check = options.isDirectory, path] { return check(path); }, options.folderAnswerLimit, replaced);
 }
 
+// The text as typed, when it differs from the path read from it and names
+// something on disk (asked within the same limit as the folder question).
+std::optional<std::string> existingAsTyped(const FileManagerCommands::Core& core, const std::string& asTyped,
+                                           const std::string& asked) {
+    if (asTyped.empty() || asTyped == asked) return std::nullopt;
+    if (!FileSystemProbe::exists(asTyped, core.options.folderAnswerLimit).value_or(false)) return std::nullopt;
+    return asTyped;
+}
+
 }  // namespace
 
 void FileManagerCommands::showFolderAsync(std::string path, NavigatedBlock finishedBlock) {
@@ -120,10 +129,12 @@ void FileManagerCommands::showFolderAsync(std::string path, NavigatedBlock finis
     });
 }
 
-void FileManagerCommands::goToAsync(std::string path, ArrivedBlock finishedBlock) {
+void FileManagerCommands::goToAsync(std::string asked, ArrivedBlock finishedBlock, std::string asTyped) {
     const std::uint64_t number = ++core_->navigations;
     showFolderQueue_.cancelAllOperations();
-    showFolderQueue_.addOperation([core = core_, number, path = std::move(path), finished = std::move(finishedBlock)] {
+    showFolderQueue_.addOperation([core = core_, number, asked = std::move(asked), asTyped = std::move(asTyped),
+                                   finished = std::move(finishedBlock)] {
+        const std::string path = existingAsTyped(*core, asTyped, asked).value_or(asked);
         Arrival arrival{Navigated::answered, path, {}};
         // A file opens rather than shows in the file manager's location,
         // so only a directory is navigated to; everything else, missing
@@ -154,10 +165,12 @@ void FileManagerCommands::goToAsync(std::string path, ArrivedBlock finishedBlock
     });
 }
 
-void FileManagerCommands::revealAsync(std::string path, RevealedBlock finishedBlock) {
+void FileManagerCommands::revealAsync(std::string asked, RevealedBlock finishedBlock, std::string asTyped) {
     const std::uint64_t number = ++core_->navigations;
     showFolderQueue_.cancelAllOperations();
-    showFolderQueue_.addOperation([core = core_, number, path = std::move(path), finished = std::move(finishedBlock)] {
+    showFolderQueue_.addOperation([core = core_, number, asked = std::move(asked), asTyped = std::move(asTyped),
+                                   finished = std::move(finishedBlock)] {
+        const std::string path = existingAsTyped(*core, asTyped, asked).value_or(asked);
         std::string revealed = path;
         const std::optional<bool> directory = isDirectory(*core, path, number);
         if (core->navigations.load() != number) return;

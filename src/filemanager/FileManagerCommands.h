@@ -124,15 +124,18 @@ public:
         std::vector<std::string> choices;
     };
     using ArrivedBlock = std::function<void(const Arrival& arrival)>;
-    // showFolderAsync that also finds a path typed in the wrong case.
-    void goToAsync(std::string path, ArrivedBlock finishedBlock);
+    // showFolderAsync that also finds a path typed in the wrong case. When
+    // `asTyped` is given (the text before "~", "$VAR" or ".." were read in
+    // it) and names something on disk, it goes first: a folder may well be
+    // called "$HOME".
+    void goToAsync(std::string path, ArrivedBlock finishedBlock, std::string asTyped = {});
     // At most this many paths in another case are offered.
     static constexpr std::size_t kMaxCaseChoices = 20;
     // "finder_reveal" [path] on the same queue and terms; a path naming a
     // directory (links followed) gets a trailing "/" first. The block also
     // gets the path as revealed.
     using RevealedBlock = std::function<void(Navigated outcome, const std::string& revealed)>;
-    void revealAsync(std::string path, RevealedBlock finishedBlock);
+    void revealAsync(std::string path, RevealedBlock finishedBlock, std::string asTyped = {});
     // Any other command, in the order given, on a serial queue of its own;
     // `finishedBlock` (may be empty) as above. Never retried: a command
     // like "close the window" must not happen twice.

@@ -117,6 +117,19 @@ const EnterRow kEnterRows[] = {
 // clang-format on
 INSTANTIATE_TEST_SUITE_P(PathWindowController, PathEditorEnter, testing::ValuesIn(kEnterRows), SentenceName{});
 
+TEST_F(PathWindowControllerTest, AFolderNamedLikeAVariableOrHomeIsTakenAsItStands) {
+    const ScopedEnv home("HOME", t("{T}/docs"));
+    tmp_.dir("$HOME ~");
+    for (const std::string& text : {t("{T}/$HOME ~"), std::string("$HOME ~")}) {
+        bar().setFileManagerLocation(tmp_.str());
+        views_.field().type(text);
+        bar().pathEditorEnter();
+        settle();
+        EXPECT_EQ(handlerCalls().back(), t("finder_set_path [{T}/$HOME ~]")) << text;
+        EXPECT_EQ(views_.field().stringValue(), t("{T}/$HOME ~")) << text;
+    }
+}
+
 TEST_F(PathWindowControllerTest, APathThatSeveralFoldersNameInAnotherCaseOpensTheListWithThem) {
     tmp_.dir("DOCS");
     views_.panel().setVisible(true);
