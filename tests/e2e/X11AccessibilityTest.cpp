@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <iterator>
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -443,11 +444,15 @@ TEST_P(X11AccessibilityTest, AMovedWindowAndAFileManagerLeavingTheFrontAreAnnoun
     dispatch::MainQueue::shared().drain();
     workspace.clear();
     clients_->activate(text);
-    ASSERT_TRUE(waitFor([&] { return !workspace.empty(); }));
+    ASSERT_TRUE(waitFor([&] { return std::count(workspace.begin(), workspace.end(), leftFront) > 0; }));
     dispatch::MainQueue::shared().drain();
     // The window manager passing the front through no window (openbox sets
-    // 0 in between) announces nothing more.
-    EXPECT_EQ(workspace, std::vector<WorkspaceNotification>{leftFront});
+    // 0 in between) announces nothing more. (The editor's own news of the
+    // step before may still come in late.)
+    std::vector<WorkspaceNotification> notAboutTheEditor;
+    std::copy_if(workspace.begin(), workspace.end(), std::back_inserter(notAboutTheEditor),
+                 [&](const WorkspaceNotification& n) { return n.pid != editor; });
+    EXPECT_EQ(notAboutTheEditor, std::vector<WorkspaceNotification>{leftFront});
 }
 
 INSTANTIATE_TEST_SUITE_P(WindowManagers, X11AccessibilityTest,
