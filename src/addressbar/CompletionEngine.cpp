@@ -132,23 +132,7 @@ void runRequest(const std::shared_ptr<CompletionEngine::Request>& request, const
     if (filter.hasWildcard()) found.push_back(request->shownBase + request->prefix);
     const std::string& base = request->shownBase;
 
-    const auto publish = [&](CompletionEngine::Progress progress, bool unreadable, bool final) {
-        Answer answer;
-        if (unreadable) {
-            if (filter.hasWildcard()) answer.candidates.push_back(request->shownBase + request->prefix);
-        } else if (final) {
-            answer.candidates = std::move(found);
-        } else {
-            answer.candidates = found;
-        }
-        if (final && answer.candidates.empty() && !unreadable && !request->prefix.empty()) {
-            // Ranked by likeness, not by length.
-            answer.candidates = similarNames(*request);
-            answer.similar = !answer.candidates.empty();
-        }
-        if (!answer.similar) sortByLength(answer.candidates);
-        answer.progress = progress;
-        answer.unreadable = unreadable;
+    const auto hand = [&](Answer answer, bool final) {
         bool queueDelivery = false;
         {
             std::lock_guard lock(request->mutex);
@@ -158,6 +142,20 @@ void runRequest(const std::shared_ptr<CompletionEngine::Request>& request, const
         }
         request->ready.notify_all();
         if (queueDelivery) dispatch::performOnMainThread([engine, request, deliver] { deliver(engine, request); });
+    };
+    const auto publish = [&](CompletionEngine::Progress progress, bool unreadable, bool final) {
+        Answer answer;
+        if (unreadable) {
+            if (filter.hasWildcard()) answer.candidates.push_back(request->shownBase + request->prefix);
+        } else if (final) {
+            answer.candidates = std::move(found);
+        } else {
+            answer.candidates = found;
+        }
+        sortByLength(answer.candidates);
+        answer.progress = progress;
+        answer.unreadable = unreadable;
+        hand(std::move(answer), final);
     };
 
     // Kept across entries and batches on purpose: an entry whose lookup
@@ -214,7 +212,16 @@ void runRequest(const std::shared_ptr<CompletionEngine::Request>& request, const
         }
         fresh.clear();
         if (finished) {
+            const bool nothingBegins = found.empty() && !request->prefix.empty();
             publish(CompletionEngine::Progress::complete, false, true);
+            // The names most like the text follow the empty answer, ranked by
+            // likeness: a typo never waits for them.
+            if (nothingBegins && !request->cancelled.load()) {
+                Answer similar;
+                similar.candidates = similarNames(*request);
+                similar.similar = true;
+                if (!similar.candidates.empty() && !request->cancelled.load()) hand(std::move(similar), true);
+            }
             return;
         }
         const dispatch::TimePoint now = dispatch::timeSource().now();

@@ -13,11 +13,12 @@
 // completion extends what was typed. Directories (and links to them) end
 // with "/". Shorter candidates come first.
 //
-// When no name begins with the text (and it is no pattern), the candidates
-// are instead the folder's names most like it, best first (places/FuzzyMatch:
-// its letters in order, at word starts), at most kMaxSimilarNames of them:
-// candidatesAreSimilarNames() says so, and they are never completed inline
-// nor revealed as the user types.
+// When no name begins with the text (and it is no pattern), the empty answer
+// is followed by the folder's names most like the text, best first
+// (places/FuzzyMatch: its letters in order, at word starts), at most
+// kMaxSimilarNames of them, as a later answer: candidatesAreSimilarNames()
+// says so, and they are never completed inline nor revealed as the user
+// types.
 //
 // Threads. The main thread never touches the file system here: the folder is
 // read, and the names filtered, on worker threads. A text is answered from

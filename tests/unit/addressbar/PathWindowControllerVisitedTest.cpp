@@ -7,6 +7,9 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
+#include <thread>
+
 namespace jorvane::test {
 namespace {
 
@@ -85,6 +88,11 @@ TEST_F(VisitedFoldersInTheBar, NamesThatOnlyResembleTheTextAreMarkedAndNeverChan
     tmp_.file("project-report.txt");
     views_.field().type("proj rep");
     bar().showPopup();
+    // The similar names follow the folder's empty answer.
+    for (int i = 0; i < 1000 && !bar().completionEngine().candidatesAreSimilarNames(); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        dispatch::mainQueue().drain();
+    }
     using Group = CompletionsListView::Group;
     EXPECT_THAT(bar().listRows(), ElementsAre("project-report.txt", place("Projects/2026/Reports") + "/"));
     EXPECT_THAT(views_.completions().groups(), ElementsAre(Group{0, "Similar names"}, Group{1, "Visited folders"}));
