@@ -470,9 +470,11 @@ void PathWindowController::pathEditorEnter() {
                 asTyped = paths::stringByAppendingPathComponent(*fileManagerLocation_, text);
             }
         }
-        showFolder(target, asTyped);
+        // Until the navigation has looked which of the two is there, the
+        // field shows the text as typed.
+        shown = asTyped.empty() ? target : text;
+        showFolder(target, asTyped, *shown);
         fileManagerLocation_ = target;
-        shown = target;
     } else if (const std::optional<std::string> visited = visitedFolderFor(text)) {
         // Words of a visited folder's path that name nothing here.
         showFolder(*visited);
@@ -577,22 +579,24 @@ std::optional<std::string> PathWindowController::visitedFolderFor(const std::str
     return best.front();
 }
 
-void PathWindowController::showFolder(const std::string& path, const std::string& asTyped) {
+void PathWindowController::showFolder(const std::string& path, const std::string& asTyped,
+                                      std::optional<std::string> fieldText) {
+    if (!fieldText) fieldText = path;
     startSpinnerTimer();
     bridge_.goToAsync(
         path,
-        [weak = std::weak_ptr(self_), path](const FileManagerCommands::Arrival& arrival) {
+        [weak = std::weak_ptr(self_), path, fieldText = *fieldText](const FileManagerCommands::Arrival& arrival) {
             const auto self = weak.lock();
             if (!self) return;
             PathWindowController& bar = **self;
             if (!arrival.choices.empty()) {
                 // Several paths on disk name it in another case: the user picks.
-                if (!bar.closed_ && bar.views_.panel->isVisible() && bar.views_.field->stringValue() == path)
+                if (!bar.closed_ && bar.views_.panel->isVisible() && bar.views_.field->stringValue() == fieldText)
                     bar.offerChoices(arrival.choices);
-            } else if (arrival.path != path) {
+            } else if (arrival.path != fieldText) {
                 // Found as typed, or in another case: the field shows it, unless
                 // the user has typed something else meanwhile.
-                if (bar.views_.field->stringValue() == path) bar.views_.field->setStringValue(arrival.path);
+                if (bar.views_.field->stringValue() == fieldText) bar.views_.field->setStringValue(arrival.path);
                 if (bar.fileManagerLocation_ == path) bar.fileManagerLocation_ = arrival.path;
             }
             if (arrival.outcome == Navigated::answered && arrival.choices.empty()) bar.noteVisit(arrival.path);

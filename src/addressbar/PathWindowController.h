@@ -196,7 +196,10 @@ public:
     // spinner.
     // `asTyped`, when given, is the text before "~", "$VAR" or ".." were
     // read in it: it goes first when it names something on disk.
-    void showFolder(const std::string& path, const std::string& asTyped = {});
+    // The field is brought to the path gone to while it still shows
+    // `fieldText` (the path itself unless given).
+    void showFolder(const std::string& path, const std::string& asTyped = {},
+                    std::optional<std::string> fieldText = std::nullopt);
     void reveal(const std::string& path, const std::string& asTyped = {});
     // Connects to the server in the background, with the spinner. Once
     // connected the field shows the folder the window went to; a failure
