@@ -67,7 +67,6 @@ struct Answer {
 
 struct CompletionEngine::Request {
     std::string text;       // as typed
-    std::string base;       // the folder, ending in "/"
     std::string shownBase;  // what candidates begin with: "" for names in the file manager's folder
     std::string prefix;     // the last component: what names must match
     bool absolute = false;
@@ -378,15 +377,14 @@ void CompletionEngine::updateCompletions(std::string_view text, const std::optio
     // ending in "/" names the same folder as one without).
     while (directory.size() > 1 && directory.back() == '/') directory.pop_back();
     request->load = loadFor(directory);
-    request->base = directory;
-    if (request->base.empty() || request->base.back() != '/') request->base.push_back('/');
     if (request->absolute) {
+        std::string base = directory;
+        if (base.empty() || base.back() != '/') base.push_back('/');
         // "~/Doc" completes to "~/Documents/", "/tmp/x" to "/tmp/xyz".
         const std::size_t slash = text.rfind('/');
         const bool writtenOtherwise = text.front() == '~' || text.front() == '$';
-        request->shownBase = writtenOtherwise && slash != std::string_view::npos
-                                 ? std::string(text.substr(0, slash + 1))
-                                 : request->base;
+        request->shownBase =
+            writtenOtherwise && slash != std::string_view::npos ? std::string(text.substr(0, slash + 1)) : base;
     }
 
     request_ = request;
