@@ -20,6 +20,7 @@ constexpr std::string_view kPosition = "AXPosition";
 constexpr std::string_view kSize = "AXSize";
 constexpr std::string_view kFocusedApplication = "AXFocusedApplication";
 constexpr std::string_view kFocusedWindow = "AXFocusedWindow";
+constexpr std::string_view kTitleBandHeight = "TitleBandHeight";
 // Window-list entries of this owner are panels and docks, never the window
 // the user means.
 constexpr std::string_view kDockOwner = "Dock";
@@ -127,6 +128,12 @@ bool WindowLookup::getWindowFrame(const ElementRef& element, Rect& frame) {
     if (!size) return false;
     frame.size = *size;
     return true;
+}
+
+std::optional<double> WindowLookup::titleBandHeight(const ElementRef& window) {
+    const std::optional<std::int64_t> height = copyAttribute<std::int64_t>(window, kTitleBandHeight);
+    if (!height || *height <= 0) return std::nullopt;
+    return static_cast<double>(*height);
 }
 
 ElementRef WindowLookup::focusedWindow() {

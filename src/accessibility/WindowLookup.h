@@ -34,6 +34,9 @@ public:
     // True when both "AXPosition" and "AXSize" were read. The origin is
     // written as soon as the position is known, even when the size is not.
     static bool getWindowFrame(const ElementRef& element, Rect& frame);
+    // The height of the band the window manager draws above the window's
+    // content (title bar and top border), when the window reports one.
+    static std::optional<double> titleBandHeight(const ElementRef& window);
     // The focused window of the focused application.
     static ElementRef focusedWindow();
 };

@@ -96,7 +96,15 @@ void PathBar::shutDown() {
 
 // ---- the panel
 
-void PathBar::setFrame(const Rect& frame, bool animate) {
+void PathBar::setFrame(const Rect& requested, bool animate) {
+    // Never lower than the field's text needs; the top edge stays.
+    Rect frame = requested;
+    const double least = PathBarWindow::kMinHeight * ratioAt(toQtRect(requested, firstScreenHeight()),
+                                                             currentScreenScales());
+    if (frame.size.height < least) {
+        frame.origin.y -= least - frame.size.height;
+        frame.size.height = least;
+    }
     frame_ = frame;
     if (!window_) return;
     const QRect target = toQtRect(frame, firstScreenHeight());
@@ -163,7 +171,7 @@ double PathBar::ratio() const {
 
 Rect PathBar::fieldFrame() const {
     const double r = ratio();
-    const QRect field = PathBarWindow::fieldRect(rounded(frame_.size.width / r));
+    const QRect field = PathBarWindow::fieldRect(rounded(frame_.size.width / r), rounded(frame_.size.height / r));
     const double height = frame_.size.height / r;
     return Rect{{field.x() * r, (height - field.y() - field.height()) * r}, {field.width() * r, field.height() * r}};
 }

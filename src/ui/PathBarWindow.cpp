@@ -136,12 +136,15 @@ PathBarWindow::PathBarWindow()
     layOut();
 }
 
-QRect PathBarWindow::fieldRect(int width) {
-    return QRect(kMargin, (kHeight - kFieldHeight) / 2, std::max(width - 2 * kMargin, 0), kFieldHeight);
+QRect PathBarWindow::fieldRect(int width, int height) {
+    // A bar lower than its usual height (a thin title band) keeps a point
+    // above and below the field.
+    const int fieldHeight = std::min(kFieldHeight, std::max(height - 2, 0));
+    return QRect(kMargin, (height - fieldHeight) / 2, std::max(width - 2 * kMargin, 0), fieldHeight);
 }
 
 void PathBarWindow::layOut() {
-    field_->setGeometry(fieldRect(width()));
+    field_->setGeometry(fieldRect(width(), height()));
     // Rounded corners without a compositor: the window's shape is cut.
     QPainterPath outline;
     outline.addRoundedRect(QRectF(rect()), kCornerRadius, kCornerRadius);

@@ -64,7 +64,10 @@ private:
 class PathBarWindow final : public QWidget {
     Q_OBJECT
 public:
+    // Its height until it is fitted to a window's title band, and the least
+    // height that still shows the field's text.
     static constexpr int kHeight = 24;
+    static constexpr int kMinHeight = 18;
     static constexpr int kInitialWidth = 400;
     // The spinner's distance from the bar's right edge when nobody placed it.
     static constexpr int kSpinnerInset = 50;
@@ -73,8 +76,8 @@ public:
 
     PathLineEdit* field() const { return field_; }
     BusySpinner* spinner() const { return spinner_; }
-    // The field's geometry in a bar `width` wide.
-    static QRect fieldRect(int width);
+    // The field's geometry in a bar of that size.
+    static QRect fieldRect(int width, int height);
     // Places the parts for the current size (a hidden window hears of its
     // new size only when it shows).
     void layOut();

@@ -30,6 +30,7 @@ constexpr std::string_view kWindows = "AXWindows";
 constexpr std::string_view kChildren = "AXChildren";
 constexpr std::string_view kFocusedApplication = "AXFocusedApplication";
 constexpr std::string_view kFocusedWindow = "AXFocusedWindow";
+constexpr std::string_view kTitleBandHeight = "TitleBandHeight";
 
 // Owner name of panels and docks in the window list.
 constexpr const char* kDockOwner = "Dock";
@@ -300,6 +301,9 @@ std::optional<AttributeValue> X11Accessibility::Session::attribute(const X11Elem
                 if (p) return AttributeValue{p->name};
             } else if (name == kParent) {
                 if (const auto pid = pidOf(*d, id.window)) return AttributeValue{element({Kind::Application, 0, *pid})};
+            } else if (name == kTitleBandHeight) {
+                if (const auto snapshot = readClientSnapshot(*d, id.window))
+                    return AttributeValue{static_cast<std::int64_t>(snapshot->frame.extents.top)};
             }
             return std::nullopt;
 

@@ -17,7 +17,8 @@
 //                 "AXPosition"/"AXSize" (the outer frame: the client's area
 //                 grown by _NET_FRAME_EXTENTS), "AXParent" (its application,
 //                 by _NET_WM_PID), "AXWindow" (itself), "AXChildren" (its
-//                 title text)
+//                 title text), "TitleBandHeight" (the frame's top extent:
+//                 title bar and top border)
 //   title text    "AXRole" "AXStaticText", "AXValue" (the title),
 //                 "AXWindow"/"AXParent" (its window), "AXPosition"/"AXSize"
 //                 (where the window manager drew the title text, below)

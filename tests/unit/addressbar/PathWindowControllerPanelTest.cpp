@@ -96,6 +96,22 @@ const GeometryRow kGeometryRows[] = {
 // clang-format on
 INSTANTIATE_TEST_SUITE_P(PathWindowController, UpdateSize, testing::ValuesIn(kGeometryRows), SentenceName{});
 
+TEST_F(PathWindowControllerTest, ThePanelIsAsHighAsTheWindowManagersTitleBandWhenTheWindowHasOne) {
+    // Band height -> panel height (one point above the window) and spinner y.
+    const std::tuple<std::int64_t, double, double> rows[] = {{20, 21, 3}, {29, 30, 7}, {4, kPanelHeight, 3}};
+    for (const auto& [band, height, spinnerY] : rows) {
+        SCOPED_TRACE(band);
+        ax_->setFrame(window_, kWindow);
+        ax_->setAttribute(window_, "TitleBandHeight", band);
+        screens_.setScreenFrames(kOneScreen);
+        views_.panel().setFrameSilently({{500, 500}, {200, kPanelHeight}});
+        views_.spinner().setFrameOrigin({0, 3});
+        bar().updateSize();
+        EXPECT_EQ(describe(views_.panel().frame()), describe(Rect{{300, 900 - 50 - height + 1}, {200, height}}));
+        EXPECT_EQ(views_.spinner().frameOrigin().y, spinnerY);
+    }
+}
+
 // ---- show
 
 struct ShowRow {
