@@ -189,6 +189,15 @@ void PathWindowController::updateSize() {
 
     frame.size.width = width;
     frame.origin.x = windowFrame.origin.x + windowFrame.size.width / 2 - std::trunc(width / 2);
+    // As high as the window manager's title band, so that the panel neither
+    // covers the window's content nor leaves title text showing below it.
+    Point spinnerOrigin = views_.spinner->frameOrigin();
+    if (const std::optional<double> band = WindowLookup::titleBandHeight(windowElement_);
+        band && *band >= kMinTitleBand && *band + 1 != frame.size.height) {
+        // The spinner stays centred in the new height.
+        spinnerOrigin.y += std::trunc((*band + 1 - frame.size.height) / 2);
+        frame.size.height = *band + 1;
+    }
     // The top edge lies one point above the window's top edge. The flip
     // always uses the first screen, whatever screen the window is on.
     const std::vector<Rect> screens = screens_.screenFrames();
@@ -196,7 +205,6 @@ void PathWindowController::updateSize() {
     frame.origin.y = firstScreenHeight - windowFrame.origin.y - frame.size.height + 1;
     views_.panel->setFrame(frame, true, wasVisible);
 
-    Point spinnerOrigin = views_.spinner->frameOrigin();
     spinnerOrigin.x = width - kSpinnerInset;
     views_.spinner->setFrameOrigin(spinnerOrigin);
 }
@@ -448,12 +456,18 @@ void PathWindowController::pathEditorEnter() {
     moveCaretToEnd();
     const std::string text = views_.field->stringValue();
     std::optional<std::string> shown = text;
+    const std::optional<VisitedSuggestion> suggested = std::exchange(visitedSuggestion_, std::nullopt);
     // "~/Documents", "$HOME/x", a file:// URI or a path in quotes goes where
     // it names; text that names no place is taken as it stands.
     const places::Place place = places::interpretPlaceText(text, placeLookups_);
     const std::string target = place.kind == places::Place::Kind::invalid ? text : place.text;
 
-    if (isMountURL(target)) {
+    if (suggested && suggested->fieldText == text) {
+        // The visited folder that inline completion offered.
+        showFolder(suggested->folder);
+        fileManagerLocation_ = suggested->folder;
+        shown = suggested->folder;
+    } else if (isMountURL(target)) {
         mount(target);
     } else if (target.empty()) {
         // Shows the window's folder again and puts it back into the field.
@@ -568,15 +582,28 @@ bool PathWindowController::mayNameVisitedFolder(std::string_view text) {
 
 std::optional<std::string> PathWindowController::visitedFolderFor(const std::string& text) {
     if (!visitedFolders_ || !mayNameVisitedFolder(text)) return std::nullopt;
+    updateCompletions(text);
+    return bestVisitedFolderNow(text);
+}
+
+std::optional<std::string> PathWindowController::bestVisitedFolderNow(const std::string& text) {
     // Only once the folder's own answer for the text is known to be empty:
     // a name here always wins.
-    updateCompletions(text);
-    if (engine_.progress() != CompletionEngine::Progress::complete ||
+    if (!visitedFolders_ || !mayNameVisitedFolder(text) || engine_.answeredText() != text ||
+        engine_.progress() != CompletionEngine::Progress::complete ||
         (!engine_.currentCompletions().empty() && !engine_.candidatesAreSimilarNames()))
         return std::nullopt;
     std::vector<std::string> best = visitedFolders_->matching(text, 1);
     if (best.empty()) return std::nullopt;
     return best.front();
+}
+
+std::optional<std::string> PathWindowController::visitedSuggestionFor(const std::string& typed) {
+    std::optional<std::string> folder = bestVisitedFolderNow(typed);
+    if (!folder) return std::nullopt;
+    if (!folder->ends_with('/')) *folder += '/';
+    visitedSuggestion_ = VisitedSuggestion{typed + kVisitedInlineJoin + *folder, *folder};
+    return visitedSuggestion_->fieldText;
 }
 
 void PathWindowController::showFolder(const std::string& path, const std::string& asTyped,

@@ -81,6 +81,10 @@ public:
     static constexpr double kTextMargin = 150;
     // The spinner sits this far left of the panel's right edge.
     static constexpr double kSpinnerInset = 50;
+    // The panel covers the window's title band from one point above the
+    // window; a band lower than this (a frame of borders only) leaves the
+    // panel its own height.
+    static constexpr double kMinTitleBand = 12;
     // The panel is at least this much narrower than its window...
     static constexpr double kWindowMargin = 160;
     // ...and at least this much wider than the window's title text.
@@ -99,6 +103,9 @@ public:
     // The list offers at most this many visited folders, under this title.
     static constexpr std::size_t kMaxVisitedRows = 5;
     static constexpr const char* kVisitedTitle = "Visited folders";
+    // Inline completion of words that name nothing in the folder offers the
+    // best visited folder after them: "proj rep — /home/u/Projects/Reports/".
+    static constexpr const char* kVisitedInlineJoin = " \u2014 ";
     // Above the folder's names that only resemble the text.
     static constexpr const char* kSimilarTitle = "Similar names";
     // Shown in the bar when a navigation got no answer, even after a retry.
@@ -268,6 +275,11 @@ private:
     // The best visited folder for a text the window's folder has no
     // candidate for.
     std::optional<std::string> visitedFolderFor(const std::string& text);
+    // The same from the folder's answer as it stands, for inline completion:
+    // the field's text with the folder after the typed words, remembered
+    // for Return.
+    std::optional<std::string> visitedSuggestionFor(const std::string& typed);
+    std::optional<std::string> bestVisitedFolderNow(const std::string& text);
     void hideCompletions();
     void mountFinished(std::uint64_t attempt, std::optional<std::string> failure);
     void cancelMount();
@@ -291,6 +303,13 @@ private:
     // The text the user typed last, while its inline completion may still
     // arrive; nothing after any other change.
     std::optional<std::string> inlineText_;
+    // The visited folder inline completion offered last, with the field's
+    // text that offered it: Return on exactly that text goes there.
+    struct VisitedSuggestion {
+        std::string fieldText;
+        std::string folder;
+    };
+    std::optional<VisitedSuggestion> visitedSuggestion_;
     // A pattern entered while its folder was still being read: its matches
     // are selected once they are all known. Typing, Escape, closing and a
     // folder that stops answering give it up.

@@ -42,6 +42,8 @@ std::optional<std::string> PathWindowController::completedString(std::string_vie
     // Search as you type: the first match is selected in the window, in the
     // background, so that a slow file manager never holds up the typing.
     if (completion.revealName) bridge_.revealInCurrentAsync(*completion.revealName);
+    // Words that name nothing here may name a visited folder.
+    if (!completion.completion) return visitedSuggestionFor(std::string(typed));
     return completion.completion;
 }
 
@@ -53,6 +55,9 @@ void PathWindowController::completionAnswerChanged() {
         !engine_.candidatesAreSimilarNames() && candidates.front().find_first_of("*?") == std::string::npos) {
         views_.field->completeInline(*inlineText_, candidates.front());
         if (const std::optional<std::string> name = engine_.nextRevealName()) bridge_.revealInCurrentAsync(*name);
+    } else if (inlineText_) {
+        if (const std::optional<std::string> suggestion = visitedSuggestionFor(*inlineText_))
+            views_.field->completeInline(*inlineText_, *suggestion);
     }
     if (pendingPattern_ && engine_.answeredText() == *pendingPattern_) {
         if (complete) {

@@ -1,6 +1,7 @@
 // Visited folders in the bar: the folders the bar learns of are counted, the
 // list offers the ones whose path holds the typed words, and Return on such
-// words goes to the best one when the window's folder has no such name. Names
+// words, or on the folder inline completion offered for them, goes to the best
+// one when the window's folder has no such name. Names
 // of the folder that only resemble the text come first, marked as such.
 
 #include "PathWindowControllerFixture.h"
@@ -84,6 +85,32 @@ TEST_F(VisitedFoldersInTheBar, ReturnOnWordsGoesToTheBestVisitedFolderUnlessTheF
     EXPECT_THAT(handlerCalls(), Contains("finder_reveal [" + tmp_.str() + "/docs/]"));
 }
 
+TEST_F(VisitedFoldersInTheBar, InlineCompletionOffersTheBestVisitedFolderAfterWordsThatNameNothingHere) {
+    const std::string reports = place("Projects/2026/Reports") + "/";
+    const std::string offered = "proj rep \u2014 " + reports;
+    views_.field().type("proj rep");
+    EXPECT_EQ(bar().completedString("proj rep"), offered);
+    // A name of the folder wins; a path is completed as a path.
+    EXPECT_EQ(bar().completedString("doc"), "docs/");
+    EXPECT_EQ(bar().completedString("/nowhere-at-all"), std::nullopt);
+
+    // Return on the offered text goes there; the same text typed by hand
+    // after another offer is only text.
+    EXPECT_EQ(bar().completedString("proj rep"), offered);
+    views_.field().type(offered);
+    bar().pathEditorEnter();
+    settle();
+    EXPECT_THAT(handlerCalls(), Contains("finder_set_path [" + reports + "]"));
+    EXPECT_EQ(views_.field().stringValue(), reports);
+
+    catalogue_->clearCalls();
+    bar().setFileManagerLocation(tmp_.str());
+    views_.field().type(offered);
+    bar().pathEditorEnter();
+    settle();
+    EXPECT_THAT(handlerCalls(), testing::Not(Contains("finder_set_path [" + reports + "]")));
+}
+
 TEST_F(VisitedFoldersInTheBar, NamesThatOnlyResembleTheTextAreMarkedAndNeverChangeWhatReturnDoes) {
     tmp_.file("project-report.txt");
     views_.field().type("proj rep");
@@ -96,7 +123,6 @@ TEST_F(VisitedFoldersInTheBar, NamesThatOnlyResembleTheTextAreMarkedAndNeverChan
     using Group = CompletionsListView::Group;
     EXPECT_THAT(bar().listRows(), ElementsAre("project-report.txt", place("Projects/2026/Reports") + "/"));
     EXPECT_THAT(views_.completions().groups(), ElementsAre(Group{0, "Similar names"}, Group{1, "Visited folders"}));
-    EXPECT_EQ(bar().completedString("proj rep"), std::nullopt);
     bar().pathEditorEnter();
     settle();
     EXPECT_THAT(handlerCalls(), Contains("finder_set_path [" + place("Projects/2026/Reports") + "]"));
