@@ -34,6 +34,7 @@
 #include "firstlaunch/Installation.h"
 #include "firstlaunch/MoveToApplications.h"
 #include "firstlaunch/WelcomeAlerts.h"
+#include "places/BookmarkList.h"
 #include "places/VisitedFolders.h"
 #include "platform/linux/CrashReport.h"
 #include "platform/linux/CurlHttpClient.h"
@@ -294,15 +295,17 @@ JorvaneApp::ControllerFactory makeControllerFactory(std::shared_ptr<ThunarHandle
                                                     FileManagerCommands& bridge, settings::UserDefaults& defaults,
                                                     GioWorkspace& files, ui::QtScreens& screens,
                                                     ThunarFileManagerProcess& fileManager,
-                                                    places::VisitedFolders& visitedFolders) {
-    return [catalogue = std::move(catalogue), &bridge, &defaults, &files, &screens, &fileManager, &visitedFolders](
-               ElementRef windowElement, PathWindowDelegate& delegate) {
+                                                    places::VisitedFolders& visitedFolders,
+                                                    places::BookmarkList& bookmarks) {
+    return [catalogue = std::move(catalogue), &bridge, &defaults, &files, &screens, &fileManager, &visitedFolders,
+            &bookmarks](ElementRef windowElement, PathWindowDelegate& delegate) {
         const std::uint32_t window = clientWindowOf(windowElement);
         ui::QtPathWindow qt = ui::makePathWindowViews();
         qt.views.panel = std::make_unique<WiredPanel>(std::move(qt.views.panel), catalogue, window);
         auto controller = std::make_unique<PathWindowController>(
             std::move(windowElement), std::move(qt.views),
-            PathWindowController::Dependencies{bridge, defaults, files, screens, delegate, {}, &visitedFolders});
+            PathWindowController::Dependencies{bridge, defaults, files, screens, delegate, {}, &visitedFolders,
+                                               &bookmarks});
         ui::connectToController(*qt.events, *controller);
         // The bar had the keyboard: it goes back to the Thunar window.
         qt.events->didOrderOut = [&fileManager, window] { fileManager.activateWindow(window); };
@@ -506,6 +509,8 @@ int main(int argc, char** argv) {
         .warn = [](const std::string& warning) { log::inDomain(log::Warn, kLog, "%s", warning.c_str()); },
     });
     visitedFolders.load();
+    // Thunar's bookmarks, offered by name.
+    places::BookmarkList bookmarks;
 
     JorvaneApp* running = nullptr;
     ui::QtApplication application([&running] {
@@ -525,7 +530,7 @@ int main(int argc, char** argv) {
         .updater = updater,
         .bridge = bridge,
         .makeController =
-            makeControllerFactory(catalogue, bridge, defaults, files, screens, fileManager, visitedFolders),
+            makeControllerFactory(catalogue, bridge, defaults, files, screens, fileManager, visitedFolders, bookmarks),
         .firstLaunch = makeFirstLaunch(bundleServices, alerts, application, defaults, installed, ownExecutable),
         .openPreferences = makeOpenPreferences(defaults, alerts, running, ownExecutable, openAbout, visitedFolders),
         .about = openAbout,

@@ -15,6 +15,7 @@
 #include "addressbar/Workspace.h"
 #include "filemanager/FileManagerCommands.h"
 #include "keys/VirtualKeyCodes.h"
+#include "places/BookmarkList.h"
 #include "places/VisitedFolders.h"
 #include "settings/UserDefaults.h"
 #include "util/DelayedAction.h"
@@ -24,11 +25,13 @@ namespace jorvane {
 
 namespace {
 
-// Server addresses that are mounted rather than navigated to: the four the
-// bar has always mounted, and the other kinds the desktop's gvfs connects to.
-// Case matters: "FTP://" and "https://" are names like any other.
-constexpr std::array<std::string_view, 10> kMountPrefixes = {"ftp://", "afp://",  "http://", "smb://",  "sftp://",
-                                                             "ssh://", "ftps://", "dav://",  "davs://", "nfs://"};
+// Locations that are connected to (or, for the trash, recent files and the
+// network, shown) through the file manager rather than navigated to as
+// paths: every kind the desktop's gvfs knows. Case matters: "FTP://" is a
+// name like any other.
+constexpr std::array<std::string_view, 15> kMountPrefixes = {
+    "ftp://",  "afp://",  "http://", "https://", "smb://",   "sftp://",  "ssh://",    "ftps://",
+    "dav://",  "davs://", "nfs://",  "mtp://",   "trash://", "recent://", "network://"};
 
 constexpr Modifiers kCommand = kModifierCommand;
 constexpr Modifiers kCommandShift = kModifierCommand | kModifierShift;
@@ -82,6 +85,7 @@ PathWindowController::PathWindowController(ElementRef windowElement, PathWindowV
                                       [this] { completionAnswerChanged(); }},
               std::move(dependencies.completion)),
       visitedFolders_(dependencies.visitedFolders),
+      bookmarks_(dependencies.bookmarks),
       self_(std::make_shared<PathWindowController*>(this)) {}
 
 PathWindowController::~PathWindowController() {
@@ -102,6 +106,8 @@ void PathWindowController::show(bool fill) {
     updateSize();
     views_.panel->raise();
     views_.panel->focus();
+    // The user may have bookmarked a folder since the bar last opened.
+    if (bookmarks_) bookmarks_->refresh();
 
     // Only this exact answer means "not a browser window"; no answer at all
     // leaves the bar open. The spinner stays armed: it shows in the hidden
@@ -243,7 +249,8 @@ void PathWindowController::fileManagerLocationFetched(std::optional<std::string>
     stopSpinner();
     setFileManagerLocation(path);
     if (path) noteVisit(*path);
-    views_.field->setStringValue(path.value_or(std::string{}));
+    views_.field->setStringValue(path.value_or(locationFallback_));
+    locationFallback_.clear();
     // No folder has no icon of its own: the search image stands in.
     setCurrentImage(path ? BarImage::iconForFile(*path) : BarImage::search());
 }
@@ -392,7 +399,7 @@ bool PathWindowController::handleEditCommand(TextCommand command) {
                 // The chosen candidate; with none (an empty list) the text
                 // as typed.
                 if (row >= 0 && static_cast<std::size_t>(row) < listRows_.size())
-                    views_.field->setStringValue(listRows_[static_cast<std::size_t>(row)]);
+                    views_.field->setStringValue(rowTarget(static_cast<std::size_t>(row)));
                 pathEditorEnter();
             } else if (selection.length != 0) {
                 pathEditorEnter();
@@ -602,7 +609,7 @@ std::optional<std::string> PathWindowController::visitedSuggestionFor(const std:
     std::optional<std::string> folder = bestVisitedFolderNow(typed);
     if (!folder) return std::nullopt;
     if (!folder->ends_with('/')) *folder += '/';
-    visitedSuggestion_ = VisitedSuggestion{typed + kVisitedInlineJoin + *folder, *folder};
+    visitedSuggestion_ = VisitedSuggestion{typed + kFolderAfterText + *folder, *folder};
     return visitedSuggestion_->fieldText;
 }
 
@@ -656,6 +663,7 @@ void PathWindowController::mount(const std::string& url) {
     if (mounting_) bridge_.cancelMount();
     const std::uint64_t attempt = ++mountAttempt_;
     mounting_ = true;
+    mountedUrl_ = url;
     startSpinnerTimer();
     bridge_.mountAsync(url, [weak = std::weak_ptr(self_), attempt](std::optional<std::string> failure) {
         if (const auto self = weak.lock()) (*self)->mountFinished(attempt, std::move(failure));
@@ -667,7 +675,9 @@ void PathWindowController::mountFinished(std::uint64_t attempt, std::optional<st
     if (!mounting_ || attempt != mountAttempt_ || closed_) return;
     mounting_ = false;
     if (!failure) {
-        // The window shows the server's folder now: the field follows it.
+        // The window shows the server's folder now: the field follows it,
+        // and keeps the address for a place that has no path (the trash).
+        locationFallback_ = mountedUrl_;
         fetchFileManagerLocation();
         return;
     }

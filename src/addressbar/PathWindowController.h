@@ -57,6 +57,7 @@ class UserDefaults;
 }
 namespace places {
 class VisitedFolders;
+class BookmarkList;
 }
 
 class PathWindowController {
@@ -73,6 +74,9 @@ public:
         // The folders visited before, offered by a few words of their path;
         // none when null.
         places::VisitedFolders* visitedFolders = nullptr;
+        // The file manager's bookmarks, offered by words of their name; none
+        // when null.
+        places::BookmarkList* bookmarks = nullptr;
     };
 
     // Seconds of work before the spinner shows.
@@ -103,9 +107,14 @@ public:
     // The list offers at most this many visited folders, under this title.
     static constexpr std::size_t kMaxVisitedRows = 5;
     static constexpr const char* kVisitedTitle = "Visited folders";
-    // Inline completion of words that name nothing in the folder offers the
-    // best visited folder after them: "proj rep — /home/u/Projects/Reports/".
-    static constexpr const char* kVisitedInlineJoin = " \u2014 ";
+    // After them, at most this many bookmarks, each as its name and folder.
+    static constexpr std::size_t kMaxBookmarkRows = 5;
+    static constexpr const char* kBookmarksTitle = "Bookmarks";
+    // Between a text and the folder it stands for: inline completion of
+    // words that name nothing in the folder offers the best visited folder
+    // after them ("proj rep — /home/u/Projects/Reports/"), and a bookmark's
+    // row shows its name before its folder.
+    static constexpr const char* kFolderAfterText = " \u2014 ";
     // Above the folder's names that only resemble the text.
     static constexpr const char* kSimilarTitle = "Similar names";
     // Shown in the bar when a navigation got no answer, even after a retry.
@@ -310,6 +319,10 @@ private:
         std::string folder;
     };
     std::optional<VisitedSuggestion> visitedSuggestion_;
+    // The address being connected to, and what the field shows when the
+    // window's place then has no path (the trash, recent files).
+    std::string mountedUrl_;
+    std::string locationFallback_;
     // A pattern entered while its folder was still being read: its matches
     // are selected once they are all known. Typing, Escape, closing and a
     // folder that stops answering give it up.
@@ -317,9 +330,15 @@ private:
     // The rows the list holds now, and where its visited folders begin.
     std::vector<std::string> listRows_;
     std::size_t visitedStart_ = 0;
+    std::size_t bookmarksStart_ = 0;
+    // What choosing each row enters, where that is not the row's text (a
+    // bookmark's row shows its name too).
+    std::vector<std::string> rowTargets_;
+    const std::string& rowTarget(std::size_t row) const;
     // The height the list was given last.
     double listHeight_ = 0;
     places::VisitedFolders* visitedFolders_;
+    places::BookmarkList* bookmarks_;
     std::shared_ptr<DelayedAction> spinnerTimer_;
     // Blocks that come back on the main queue check it: the controller may
     // be gone by then.

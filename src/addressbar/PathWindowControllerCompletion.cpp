@@ -7,6 +7,7 @@
 
 #include "addressbar/PathWindowController.h"
 #include "filemanager/FileManagerCommands.h"
+#include "places/BookmarkList.h"
 #include "places/VisitedFolders.h"
 
 namespace jorvane {
@@ -96,6 +97,22 @@ void PathWindowController::collectListRows() {
         for (std::string& folder : visitedFolders_->matching(typed, kMaxVisitedRows))
             listRows_.push_back(folder.ends_with('/') ? folder : folder + "/");
     }
+    bookmarksStart_ = listRows_.size();
+    rowTargets_.assign(listRows_.size(), std::string{});
+    if (bookmarks_ && mayNameVisitedFolder(typed)) {
+        for (const places::Bookmark& bookmark : bookmarks_->matching(typed, kMaxBookmarkRows)) {
+            std::string folder = bookmark.place.text;
+            if (!folder.ends_with('/')) folder += '/';
+            // A folder the list offers already is not offered twice.
+            if (std::find(listRows_.begin(), listRows_.end(), folder) != listRows_.end()) continue;
+            listRows_.push_back(bookmark.name + kFolderAfterText + folder);
+            rowTargets_.push_back(std::move(folder));
+        }
+    }
+}
+
+const std::string& PathWindowController::rowTarget(std::size_t row) const {
+    return row < rowTargets_.size() && !rowTargets_[row].empty() ? rowTargets_[row] : listRows_[row];
 }
 
 void PathWindowController::refreshCompletionList() {
@@ -113,7 +130,8 @@ void PathWindowController::refreshCompletionList() {
     views_.completions->setContent(listRows_);
     std::vector<CompletionsListView::Group> groups;
     if (visitedStart_ > 0 && engine_.candidatesAreSimilarNames()) groups.push_back({0, kSimilarTitle});
-    if (visitedStart_ < listRows_.size()) groups.push_back({visitedStart_, kVisitedTitle});
+    if (visitedStart_ < bookmarksStart_) groups.push_back({visitedStart_, kVisitedTitle});
+    if (bookmarksStart_ < listRows_.size()) groups.push_back({bookmarksStart_, kBookmarksTitle});
     views_.completions->setGroups(groups);
     const std::string note = completionNote();
     views_.completions->setNote(note);
@@ -143,7 +161,8 @@ void PathWindowController::showPopup() {
 
 void PathWindowController::offerChoices(const std::vector<std::string>& choices) {
     listRows_ = choices;
-    visitedStart_ = listRows_.size();
+    visitedStart_ = bookmarksStart_ = listRows_.size();
+    rowTargets_.clear();
     views_.completions->setContent(listRows_);
     views_.completions->setGroups({});
     views_.completions->setNote({});
@@ -185,7 +204,7 @@ void PathWindowController::popupButtonClicked() {
 void PathWindowController::completionChosen() {
     const int row = views_.completions->selectedRow();
     if (row < 0 || static_cast<std::size_t>(row) >= listRows_.size()) return;
-    views_.field->setStringValue(listRows_[static_cast<std::size_t>(row)]);
+    views_.field->setStringValue(rowTarget(static_cast<std::size_t>(row)));
     pathEditorEnter();
 }
 

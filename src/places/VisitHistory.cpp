@@ -48,6 +48,12 @@ bool matches(std::string_view folded, std::size_t lastComponentStart, const std:
 
 }  // namespace
 
+bool hasWords(std::string_view typed) { return !foldedWords(typed).empty(); }
+
+bool holdsWordsInOrder(std::string_view text, std::string_view typed) {
+    return matches(paths::caseFolded(text), 0, foldedWords(typed));
+}
+
 std::string VisitHistory::normalised(std::string_view folder) {
     if (folder.empty() || folder.front() != '/' || folder.find('\0') != std::string_view::npos) return {};
     return paths::stringByAppendingPathComponent(folder, "");

@@ -38,6 +38,12 @@ struct VisitedFolder {
     bool operator==(const VisitedFolder&) const = default;
 };
 
+// Whether the typed text holds a word at all.
+bool hasWords(std::string_view typed);
+// Whether the typed words appear in `text` in order, ignoring case (the
+// matching above without its rule for the last word).
+bool holdsWordsInOrder(std::string_view text, std::string_view typed);
+
 // One answer of a query: the folder and its weighted score.
 struct RankedFolder {
     std::string path;

@@ -421,8 +421,17 @@ std::optional<std::string> GioServerMount::withoutPassword(const std::string& ur
     return result;
 }
 
-GioServerMount::Outcome GioServerMount::mount(const std::string& url) {
+std::string GioServerMount::asMountable(const std::string& url) {
+    // gvfs reads http(s) addresses as single files; a folder on a web server
+    // is its WebDAV share.
+    if (url.starts_with("http://")) return "dav://" + url.substr(7);
+    if (url.starts_with("https://")) return "davs://" + url.substr(8);
+    return url;
+}
+
+GioServerMount::Outcome GioServerMount::mount(const std::string& address) {
     Outcome outcome;
+    const std::string url = asMountable(address);
     GUri* uri =
         g_uri_parse(url.c_str(), static_cast<GUriFlags>(G_URI_FLAGS_HAS_PASSWORD | G_URI_FLAGS_ENCODED), nullptr);
     if (!uri || !g_uri_get_host(uri) || !*g_uri_get_host(uri)) {

@@ -65,6 +65,9 @@ public:
     // The URL without its password, for logs and texts; nothing when it is
     // not a URL.
     static std::optional<std::string> withoutPassword(const std::string& url);
+    // The address gvfs mounts for `url`: a web address's WebDAV share
+    // (http -> dav, https -> davs), else the address itself.
+    static std::string asMountable(const std::string& url);
 
     struct Attempt;
 

@@ -49,7 +49,14 @@ HandlerReply ThunarHandlerCatalogue::mountServer(const std::vector<std::string>&
         log::inDomain(log::Warn, kLogDomain, "finder_mount: not a server address");
         return {std::nullopt, "Not a server address"};
     }
-    const GioServerMount::Outcome outcome = mounter_->mount(params.front());
+    // The trash, recent files and the network's servers are always there:
+    // the window is asked to show the address itself.
+    const std::string& address = params.front();
+    if (address.starts_with("trash:") || address.starts_with("recent:") || address.starts_with("network:")) {
+        if (worker_->call(kEnterLocationCall, {address}, options_.commandTimeout)) return {std::string(), {}};
+        return {std::nullopt, "Thunar did not show " + address};
+    }
+    const GioServerMount::Outcome outcome = mounter_->mount(address);
     if (!outcome.mounted) return {std::nullopt, outcome.failure};
     // The same window shows the server's folder, through gvfs's local view
     // when there is one (completion then works in it like anywhere else).
@@ -57,8 +64,8 @@ HandlerReply ThunarHandlerCatalogue::mountServer(const std::vector<std::string>&
         const std::string& path = *outcome.localPath;
         if (worker_->call(isDirectory(path) ? "finder_set_path" : "finder_reveal", {path}, options_.commandTimeout))
             return {std::string(), {}};
-    } else if (std::optional<std::string> address = GioServerMount::withoutPassword(params.front())) {
-        if (worker_->call(kEnterLocationCall, {*address}, options_.commandTimeout)) return {std::string(), {}};
+    } else if (std::optional<std::string> shown = GioServerMount::withoutPassword(address)) {
+        if (worker_->call(kEnterLocationCall, {*shown}, options_.commandTimeout)) return {std::string(), {}};
     }
     log::inDomain(log::Warn, kLogDomain, "finder_mount: mounted, but the window did not show it");
     return {std::nullopt, "Connected, but Thunar did not show the folder"};

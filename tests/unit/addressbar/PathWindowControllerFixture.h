@@ -75,7 +75,7 @@ public:
             controller_ = std::make_unique<PathWindowController>(
                 ax_->element(window_), views_.take(),
                 PathWindowController::Dependencies{bridge_, *defaults_, workspace_, screens_, delegate_, completion_,
-                                                   visited_});
+                                                   visited_, bookmarks_});
         return *controller_;
     }
 
@@ -153,6 +153,7 @@ public:
 
     CompletionEngine::Options completion_ = completionOptions();
     places::VisitedFolders* visited_ = nullptr;
+    places::BookmarkList* bookmarks_ = nullptr;
     VirtualTime time_;
     std::shared_ptr<EventLog> log_ = std::make_shared<EventLog>();
     std::shared_ptr<FakeAccessibility> ax_ = std::make_shared<FakeAccessibility>();

@@ -69,6 +69,16 @@ const MountRow kMountRows[] = {
 };
 INSTANTIATE_TEST_SUITE_P(PathWindowController, ServerMountResult, testing::ValuesIn(kMountRows), SentenceName{});
 
+TEST_F(PathWindowControllerTest, APlaceWithoutAPathKeepsItsAddressInTheField) {
+    catalogue_->answer(handlers::mount, std::string());
+    catalogue_->answer(handlers::getPath, std::nullopt);
+    views_.field().type("trash:///");
+    bar().pathEditorEnter();
+    settle();
+    settle();
+    EXPECT_EQ(views_.field().stringValue(), "trash:///");
+}
+
 struct GiveUpRow {
     const char* name;
     // What ends the attempt while the server is being connected.

@@ -5,6 +5,7 @@
 // of the folder that only resemble the text come first, marked as such.
 
 #include "PathWindowControllerFixture.h"
+#include "places/BookmarkList.h"
 
 #include <gmock/gmock.h>
 
@@ -24,6 +25,7 @@ protected:
         history_.dir("Projects/docs-archive");
         history_.dir("Music");
         visited_ = &folders_;
+        bookmarks_ = &bookmarkList_;
         folders_.load();
         visit(place("Projects/2026/Reports"));
         visit(place("Projects/docs-archive"));
@@ -45,6 +47,7 @@ protected:
     }
 
     TempDir history_;
+    places::BookmarkList bookmarkList_{history_.path() / "bookmarks"};
     places::VisitedFolders folders_{
         {.file = history_.path() / "data" / "history", .now = [] { return places::UnixSeconds{1'700'000'000}; }}};
 };
@@ -133,6 +136,31 @@ TEST_F(VisitedFoldersInTheBar, NamesThatOnlyResembleTheTextAreMarkedAndNeverChan
     bar().pathEditorEnter();
     settle();
     EXPECT_THAT(handlerCalls(), ElementsAre("finder_reveal [" + tmp_.str() + "/dcs]"));
+}
+
+TEST_F(VisitedFoldersInTheBar, TheListOffersBookmarksByNameAfterTheVisitedFoldersAndChoosingOneGoesToItsFolder) {
+    const std::string music = place("Music") + "/";
+    history_.file("bookmarks", "file://" + place("Music") + " Tunes\nfile://" + place("Projects/2026/Reports") +
+                                   " Reports\nsftp://host/srv Tunes server\n");
+    bar().show();
+    bookmarkList_.flush();
+    dispatch::mainQueue().drain();
+
+    views_.field().type("tun");
+    bar().showPopup();
+    // Only local folders; a folder the list offers already is not repeated.
+    EXPECT_THAT(bar().listRows(), ElementsAre("Tunes \u2014 " + music));
+    using Group = CompletionsListView::Group;
+    EXPECT_THAT(views_.completions().groups(), ElementsAre(Group{0, "Bookmarks"}));
+    views_.field().type("rep");
+    bar().showPopup();
+    EXPECT_THAT(bar().listRows(), ElementsAre(place("Projects/2026/Reports") + "/"));
+
+    views_.field().type("tun");
+    bar().showPopup();
+    bar().completionChosen();
+    settle();
+    EXPECT_THAT(handlerCalls(), Contains("finder_set_path [" + music + "]"));
 }
 
 TEST_F(VisitedFoldersInTheBar, TheWindowsFolderAndEveryFolderTheBarGoesToAreCounted) {

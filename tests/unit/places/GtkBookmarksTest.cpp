@@ -1,5 +1,9 @@
 #include "places/GtkBookmarks.h"
 
+#include "fakes/TestSupport.h"
+#include "places/BookmarkList.h"
+#include "util/Dispatch.h"
+
 #include <gtest/gtest.h>
 
 #include "unit/ScopedEnv.h"
@@ -38,6 +42,41 @@ TEST(GtkBookmarks, FileFollowsXdgConfigHome) {
     }
     jorvane::test::ScopedEnv xdg("XDG_CONFIG_HOME", std::nullopt);
     EXPECT_EQ(gtkBookmarksFile(), "/home/ann/.config/gtk-3.0/bookmarks");
+}
+
+}  // namespace
+
+namespace {
+
+using jorvane::places::BookmarkList;
+
+std::vector<std::string> namesMatching(BookmarkList& list, std::string_view typed) {
+    list.refresh();
+    list.flush();
+    jorvane::dispatch::mainQueue().drain();
+    std::vector<std::string> names;
+    for (const Bookmark& bookmark : list.matching(typed, 5)) names.push_back(bookmark.name);
+    return names;
+}
+
+TEST(BookmarkList, FollowsTheFileAndMatchesWordsOfNameOrFolderInOrder) {
+    const jorvane::test::TempDir dir;
+    BookmarkList list(dir.path() / "bookmarks");
+    using Names = std::vector<std::string>;
+    EXPECT_EQ(namesMatching(list, "work"), Names{}) << "no file holds no bookmarks";
+
+    dir.file("bookmarks", "file:///home/ann/Projects/2026 Work this year\nfile:///srv/Music Tunes\n"
+                          "sftp://host/work Work server\n");
+    EXPECT_EQ(namesMatching(list, "WORK year"), Names{"Work this year"});
+    EXPECT_EQ(namesMatching(list, "year work"), Names{}) << "words in the order typed";
+    EXPECT_EQ(namesMatching(list, "srv mus"), Names{"Tunes"}) << "words of the folder";
+    EXPECT_EQ(namesMatching(list, "  "), Names{}) << "no words, no bookmarks";
+
+    // A changed file is read again (a size that differs, whatever the clock).
+    dir.file("bookmarks", "file:///home/ann/Projects/2026 Work\n");
+    EXPECT_EQ(namesMatching(list, "work"), Names{"Work"});
+    std::filesystem::remove(dir.path() / "bookmarks");
+    EXPECT_EQ(namesMatching(list, "work"), Names{});
 }
 
 }  // namespace
