@@ -1,10 +1,12 @@
 // Folders visited before, in Thunar or through the bar, are reached again by
-// a few words of their path: the whole program, the real Thunar, the history
-// file in the session's own data folder.
+// a few words of their path, Thunar's bookmarks by their name, and every way
+// a user writes a place goes there: the whole program, the real Thunar, the
+// history file in the session's own data folder.
 
 #include "JorvaneTest.h"
 
 #include <filesystem>
+#include <fstream>
 
 namespace jorvane::e2e {
 namespace {
@@ -54,7 +56,51 @@ TEST_F(JorvaneVisitedFolders, TwoWordsOfAFolderVisitedBeforeGoBackThere) {
     ASSERT_TRUE(enter(*window, root_.string(), root_));
     ASSERT_TRUE(driver().key("a", {"Control_L"}) && driver().type("Live") && driver().key("Return"));
     EXPECT_TRUE(driver().waitForFieldText((root_ / "Live").string() + "/", kWait));
+    // Inline completion offers the best visited folder after the words.
+    ASSERT_TRUE(driver().key("a", {"Control_L"}) && driver().type("2026 rep"));
+    EXPECT_TRUE(driver().waitForFieldText("2026 rep \u2014 " + (root_ / "Projects/2026/Reports").string() + "/", kWait));
+    ASSERT_TRUE(driver().key("Return"));
+    EXPECT_TRUE(desktop().waitForTitle(*window, titleOf(root_ / "Projects/2026/Reports"), kWait));
     ASSERT_TRUE(driver().key("Escape"));
+}
+
+TEST_F(JorvaneVisitedFolders, EveryWayOfWritingAPlaceAndABookmarksNameGoThere) {
+    const fs::path home = desktop().home();
+    const fs::path files = home / "Places/My Files", deep = home / "Places/Deep";
+    fs::create_directories(files);
+    fs::create_directories(deep / "Inner");
+    fs::create_directories(home / ".config/gtk-3.0");
+    std::ofstream(home / ".config/gtk-3.0/bookmarks") << "file://" << (root_ / "Music/Live").string() << " Concerts\n";
+
+    const std::optional<std::uint32_t> window = desktop().openThunarWindow(root_ / "Start");
+    ASSERT_TRUE(window);
+    ASSERT_TRUE(openBarOf(*window));
+    const std::pair<std::string, fs::path> rows[] = {
+        {"~/Places/My Files", files},
+        {"$HOME/Places/Deep", deep},
+        {"'" + files.string() + "'", files},
+        {"${HOME}/Places/Deep/./Inner/..", deep},
+        {"file://" + (home / "Places/My%20Files").string(), files},
+        {(home / "places/deep").string(), deep},  // the wrong case, one folder on disk
+    };
+    for (const auto& [text, shown] : rows) {
+        EXPECT_TRUE(enter(*window, text, shown)) << text << " showed " << desktop().title(*window);
+        if (!driver().bar()) {
+            ASSERT_TRUE(openBarOf(*window));
+        }
+    }
+    // The trash is shown in the same window.
+    EXPECT_TRUE(driver().key("a", {"Control_L"}) && driver().type("trash:///") && driver().key("Return"));
+    EXPECT_TRUE(desktop().waitForTitle(*window, "trash:/// - Thunar", kWait)) << desktop().title(*window);
+
+    // A bookmark's name, chosen in the list.
+    if (!driver().bar()) {
+        ASSERT_TRUE(openBarOf(*window));
+    }
+    ASSERT_TRUE(driver().key("a", {"Control_L"}) && driver().type("concerts") && driver().key("Down"));
+    ASSERT_TRUE(driver().key("Return"));
+    EXPECT_TRUE(desktop().waitForTitle(*window, titleOf(root_ / "Music/Live"), kWait)) << desktop().title(*window);
+    closeBar();
 }
 
 }  // namespace
