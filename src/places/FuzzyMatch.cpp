@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <thread>
 
 #include "util/Paths.h"
 
@@ -20,6 +21,10 @@ constexpr int kHumpBonus = 7;
 constexpr int kConsecutiveBonus = 4;
 constexpr int kFirstCharacterMultiplier = 2;
 constexpr int kNone = std::numeric_limits<int>::min() / 2;
+// Lists longer than this are ranked on several threads, at most this many:
+// starting a thread costs about as much as ranking a few hundred names.
+constexpr std::size_t kSplitAbove = 20000;
+constexpr std::size_t kMaxSlices = 8;
 
 bool isWhitespace(char32_t c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '\v'; }
 
@@ -293,6 +298,33 @@ std::vector<std::size_t> FuzzyQuery::matchedPositions(std::string_view name) con
     return positions;
 }
 
+namespace {
+
+// The best `limit` of names[begin, end) under `better`, the worst in front
+// (a heap).
+template <class Better>
+std::vector<FuzzyHit> bestOf(const FuzzyQuery& query, std::span<const std::string> names, std::size_t begin,
+                             std::size_t end, std::size_t limit, const Better& better) {
+    std::vector<FuzzyHit> kept;
+    kept.reserve(std::min(limit, end - begin));
+    for (std::size_t i = begin; i < end; ++i) {
+        const std::optional<int> score = query.score(names[i]);
+        if (!score) continue;
+        const FuzzyHit hit{i, *score};
+        if (kept.size() < limit) {
+            kept.push_back(hit);
+            std::push_heap(kept.begin(), kept.end(), better);
+        } else if (better(hit, kept.front())) {
+            std::pop_heap(kept.begin(), kept.end(), better);
+            kept.back() = hit;
+            std::push_heap(kept.begin(), kept.end(), better);
+        }
+    }
+    return kept;
+}
+
+}  // namespace
+
 std::vector<FuzzyHit> rankFuzzy(std::span<const std::string> names, std::string_view typed, std::size_t limit) {
     const FuzzyQuery query(typed);
     const auto better = [&](const FuzzyHit& a, const FuzzyHit& b) {
@@ -305,21 +337,30 @@ std::vector<FuzzyHit> rankFuzzy(std::span<const std::string> names, std::string_
     };
     // The best `limit` so far, the worst of them in front: nothing is kept
     // of the many names that match worse.
+    if (limit == 0) return {};
     std::vector<FuzzyHit> kept;
-    if (limit == 0) return kept;
-    kept.reserve(std::min(limit, names.size()));
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        const std::optional<int> score = query.score(names[i]);
-        if (!score) continue;
-        const FuzzyHit hit{i, *score};
-        if (kept.size() < limit) {
-            kept.push_back(hit);
-            std::push_heap(kept.begin(), kept.end(), better);
-        } else if (better(hit, kept.front())) {
-            std::pop_heap(kept.begin(), kept.end(), better);
-            kept.back() = hit;
-            std::push_heap(kept.begin(), kept.end(), better);
+    const unsigned cores = std::thread::hardware_concurrency();
+    if (names.size() < kSplitAbove || cores < 2) {
+        kept = bestOf(query, names, 0, names.size(), limit, better);
+    } else {
+        // A big folder is ranked in slices on every core, as the command-line
+        // finders do; the slices' best are then merged. The order does not
+        // depend on the split: `better` is a total order.
+        const std::size_t slices = std::min<std::size_t>(cores, kMaxSlices);
+        const std::size_t step = (names.size() + slices - 1) / slices;
+        std::vector<std::vector<FuzzyHit>> found(slices);
+        std::vector<std::thread> helpers;
+        for (std::size_t s = 1; s < slices; ++s) {
+            helpers.emplace_back([&, s] {
+                found[s] = bestOf(query, names, s * step, std::min(names.size(), (s + 1) * step), limit, better);
+            });
         }
+        found[0] = bestOf(query, names, 0, std::min(names.size(), step), limit, better);
+        for (std::thread& helper : helpers) helper.join();
+        for (std::vector<FuzzyHit>& slice : found) kept.insert(kept.end(), slice.begin(), slice.end());
+        std::sort(kept.begin(), kept.end(), better);
+        if (kept.size() > limit) kept.resize(limit);
+        return kept;
     }
     std::sort_heap(kept.begin(), kept.end(), better);
     return kept;

@@ -76,6 +76,21 @@ TEST(FuzzyMatch, RankingKeepsOnlyTheLimitAndNeverMatchesMissingLetters) {
     ASSERT_EQ(hits.size(), 2u);
     EXPECT_EQ(names[hits[0].index], "alpha");  // at the start, shortest
     EXPECT_TRUE(rankFuzzy(names, "zz", 10).empty());
+
+    // A folder big enough to be ranked in slices ranks as one list would:
+    // the best from every slice, in order, ties to the shorter name, then
+    // the earlier index.
+    std::vector<std::string> big(60000, "other-file.txt");
+    big[59999] = "Reports";
+    big[30000] = "Reports";
+    big[7] = "my-reports-2026";
+    big[40000] = "Rprt";
+    for (std::size_t i = 100; i < 60000; i += 997) big[i] = "xrxxpxxrxxt.txt";
+    const std::vector<FuzzyHit> ranked = rankFuzzy(big, "rprt", 3);
+    std::vector<std::size_t> indices;
+    for (const FuzzyHit& hit : ranked) indices.push_back(hit.index);
+    EXPECT_EQ(indices, (std::vector<std::size_t>{40000, 30000, 59999}));
+    EXPECT_EQ(rankFuzzy(big, "rprt", 100).size(), 65u);
 }
 
 struct PositionRow {
