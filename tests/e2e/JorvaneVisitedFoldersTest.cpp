@@ -89,9 +89,12 @@ TEST_F(JorvaneVisitedFolders, EveryWayOfWritingAPlaceAndABookmarksNameGoThere) {
             ASSERT_TRUE(openBarOf(*window));
         }
     }
-    // The trash is shown in the same window.
-    EXPECT_TRUE(driver().key("a", {"Control_L"}) && driver().type("trash:///") && driver().key("Return"));
-    EXPECT_TRUE(desktop().waitForTitle(*window, "trash:/// - Thunar", kWait)) << desktop().title(*window);
+    // The trash and recent files are shown in the same window, and the field keeps their address.
+    for (const std::string address : {"trash:///", "recent:///"}) {
+        EXPECT_TRUE(driver().key("a", {"Control_L"}) && driver().type(address) && driver().key("Return"));
+        EXPECT_TRUE(desktop().waitForTitle(*window, address + " - Thunar", kWait)) << desktop().title(*window);
+        EXPECT_TRUE(driver().waitForFieldText(address, kWait)) << address;
+    }
 
     // A bookmark's name, chosen in the list.
     if (!driver().bar()) {

@@ -52,7 +52,7 @@ HandlerReply ThunarHandlerCatalogue::mountServer(const std::vector<std::string>&
     // The trash, recent files and the network's servers are always there:
     // the window is asked to show the address itself.
     const std::string& address = params.front();
-    if (address.starts_with("trash:") || address.starts_with("recent:") || address.starts_with("network:")) {
+    if (isBuiltInLocation(address)) {
         if (worker_->call(kEnterLocationCall, {address}, options_.commandTimeout)) return {std::string(), {}};
         return {std::nullopt, "Thunar did not show " + address};
     }

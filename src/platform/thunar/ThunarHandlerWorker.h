@@ -35,6 +35,11 @@ inline constexpr const char* kLogDomain = "Thunar";
 inline constexpr std::string_view kSelectedItemsCall = "#selected_items";
 // Types a mounted server's address into the front window's location entry.
 inline constexpr std::string_view kEnterLocationCall = "#enter_location";
+// The trash, recent files and the network's servers: places gvfs always has,
+// shown by their address without a mount and without a local path.
+inline bool isBuiltInLocation(std::string_view address) {
+    return address.starts_with("trash:") || address.starts_with("recent:") || address.starts_with("network:");
+}
 inline constexpr std::uint32_t kKeysymL = 0x006c;
 inline constexpr std::uint32_t kKeysymControlL = 0xffe3;
 

@@ -108,7 +108,16 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::enterLocation(Call& c
     if (!useWindow(*window)) return fail(call, "the window cannot be reached through AT-SPI");
     if (!atspi_.hasLocationEntry() && !openLocationEntryWithKeys(*window, call.deadline))
         return fail(call, "the window has no location entry");
-    if (!atspi_.enterLocation(call.params.front())) return fail(call, "the location was not entered");
+    const std::string& address = call.params.front();
+    if (!atspi_.enterLocation(address)) return fail(call, "the location was not entered");
+    // Done once the title names a built-in place, so that the window's
+    // location read right after is the new one.
+    if (isBuiltInLocation(address)) {
+        while (!(refreshTitle(*window) && titleLocation(window->title) == address)) {
+            if (expired(call.deadline)) return fail(call, "the window did not show the place");
+            pause(milliseconds(2));
+        }
+    }
     return std::string();
 }
 
