@@ -77,7 +77,7 @@ bool installed(const std::string& program) {
     return false;
 }
 
-std::string textOf(const ElementRef& e, const char* attribute) {
+std::string textOf(const ElementRef& e, Attribute attribute) {
     return copyAttribute<std::string>(e, attribute).value_or("<none>");
 }
 
@@ -175,10 +175,10 @@ TEST_P(X11AccessibilityTest, TheTitleTextLiesCentredInTheTitleBandAndFollowsTheT
     EXPECT_LT(textFrame(shortOne).size.width * 3, textFrame(longOne).size.width);
 
     const ElementRef title = WindowLookup::titleElementForWindow(ax_->windowElement(shortOne));
-    EXPECT_EQ(textOf(title, "AXRole"), "AXStaticText");
-    EXPECT_EQ(textOf(title, "AXValue"), "ab");
+    EXPECT_EQ(copyAttribute<Role>(title, Attribute::Role), Role::Text);
+    EXPECT_EQ(textOf(title, Attribute::Value), "ab");
     EXPECT_TRUE(
-        sameElement(copyAttribute<ElementRef>(title, "AXWindow").value_or(nullptr), ax_->windowElement(shortOne)));
+        sameElement(copyAttribute<ElementRef>(title, Attribute::Window).value_or(nullptr), ax_->windowElement(shortOne)));
 
     // A new title: the text follows.
     clients_->setTitle(shortOne, "ab, and then a good deal more");
@@ -238,7 +238,7 @@ struct PositionCase {
     // Where, relative to the window's outer frame: dy from its top (a
     // negative one is above the frame).
     double dx, dy;
-    const char* expectedRole;  // nullptr: nothing there
+    std::optional<Role> expectedRole;  // nothing: nothing there
 };
 
 TEST_P(X11AccessibilityTest, TheFrameIsTheClientGrownByTheExtentsAndHoldsTheTitleAtItsTop) {
@@ -252,15 +252,15 @@ TEST_P(X11AccessibilityTest, TheFrameIsTheClientGrownByTheExtentsAndHoldsTheTitl
     EXPECT_EQ(window.size, (Size{client.size.width + expected.left + expected.right,
                                  client.size.height + expected.top + expected.bottom}));
     EXPECT_EQ(window, rectOf(clients_->frameGeometry(w))) << "the window manager's frame window";
-    EXPECT_EQ(textOf(ax_->windowElement(w), "AXTitle"), "positions");
+    EXPECT_EQ(textOf(ax_->windowElement(w), Attribute::Title), "positions");
     const double band = expected.top;
     const PositionCase cases[] = {
-        {"over the title band", window.size.width / 2, band / 2, "AXStaticText"},
-        {"over the title band's left end", 3, band / 2, "AXStaticText"},
-        {"just below the title band", window.size.width / 2, band + 1, "AXWindow"},
-        {"over the body", window.size.width / 2, window.size.height / 2, "AXWindow"},
-        {"above the frame, on the desktop", window.size.width / 2, -20, nullptr},
-        {"right of the frame, on the desktop", window.size.width + 20, band / 2, nullptr},
+        {"over the title band", window.size.width / 2, band / 2, Role::Text},
+        {"over the title band's left end", 3, band / 2, Role::Text},
+        {"just below the title band", window.size.width / 2, band + 1, Role::Window},
+        {"over the body", window.size.width / 2, window.size.height / 2, Role::Window},
+        {"above the frame, on the desktop", window.size.width / 2, -20, std::nullopt},
+        {"right of the frame, on the desktop", window.size.width + 20, band / 2, std::nullopt},
     };
     for (const PositionCase& c : cases) {
         SCOPED_TRACE(c.name);
@@ -271,8 +271,8 @@ TEST_P(X11AccessibilityTest, TheFrameIsTheClientGrownByTheExtentsAndHoldsTheTitl
             continue;
         }
         ASSERT_NE(e, nullptr);
-        EXPECT_EQ(textOf(e, "AXRole"), c.expectedRole);
-        EXPECT_TRUE(sameElement(copyAttribute<ElementRef>(e, "AXWindow").value_or(nullptr), ax_->windowElement(w)));
+        EXPECT_EQ(copyAttribute<Role>(e, Attribute::Role), c.expectedRole);
+        EXPECT_TRUE(sameElement(copyAttribute<ElementRef>(e, Attribute::Window).value_or(nullptr), ax_->windowElement(w)));
     }
 }
 
@@ -291,21 +291,21 @@ TEST_P(X11AccessibilityTest, AnApplicationHasItsNormalWindowsButNotItsDialogsAnd
     clients_->create({.title = "someone else's", .pid = pid + 1, .x = 700, .y = 100});
 
     const ElementRef app = ax_->applicationElement(pid);
-    EXPECT_EQ(textOf(app, "AXRole"), "AXApplication");
-    const auto windows = copyAttribute<std::vector<ElementRef>>(app, "AXWindows").value_or(std::vector<ElementRef>{});
+    EXPECT_EQ(copyAttribute<Role>(app, Attribute::Role), Role::Application);
+    const auto windows = copyAttribute<std::vector<ElementRef>>(app, Attribute::Windows).value_or(std::vector<ElementRef>{});
     ASSERT_EQ(windows.size(), 2u);
     // Front to back: the one mapped last is in front.
     EXPECT_TRUE(sameElement(windows[0], ax_->windowElement(other)));
     EXPECT_TRUE(sameElement(windows[1], ax_->windowElement(main)));
-    EXPECT_TRUE(sameElement(copyAttribute<ElementRef>(windows[0], "AXParent").value_or(nullptr), app));
+    EXPECT_TRUE(sameElement(copyAttribute<ElementRef>(windows[0], Attribute::Parent).value_or(nullptr), app));
 
     clients_->activate(main);
     ASSERT_TRUE(waitUntil([&] { return clients_->activeWindow() == main; }, kWait));
     EXPECT_TRUE(
-        sameElement(copyAttribute<ElementRef>(app, "AXFocusedWindow").value_or(nullptr), ax_->windowElement(main)));
+        sameElement(copyAttribute<ElementRef>(app, Attribute::FocusedWindow).value_or(nullptr), ax_->windowElement(main)));
     EXPECT_TRUE(sameElement(
-        copyAttribute<ElementRef>(ax_->systemWideElement(), "AXFocusedApplication").value_or(nullptr), app));
-    EXPECT_FALSE(copyAttribute<ElementRef>(ax_->applicationElement(pid + 1), "AXFocusedWindow"));
+        copyAttribute<ElementRef>(ax_->systemWideElement(), Attribute::FocusedApplication).value_or(nullptr), app));
+    EXPECT_FALSE(copyAttribute<ElementRef>(ax_->applicationElement(pid + 1), Attribute::FocusedWindow));
 }
 
 // ---- the window list
@@ -368,8 +368,8 @@ TEST_P(X11AccessibilityTest, AWindowThatIsGoneAnswersNothing) {
     Rect r;
     EXPECT_FALSE(WindowLookup::getWindowFrame(window, r));
     EXPECT_FALSE(WindowLookup::getWindowFrame(title, r));
-    EXPECT_FALSE(copyAttribute<std::string>(window, "AXTitle"));
-    EXPECT_FALSE(copyAttribute<ElementRef>(window, "AXParent"));
+    EXPECT_FALSE(copyAttribute<std::string>(window, Attribute::Title));
+    EXPECT_FALSE(copyAttribute<ElementRef>(window, Attribute::Parent));
     EXPECT_EQ(ax_->elementAtPosition(static_cast<float>(centreOf(frame).x), static_cast<float>(centreOf(frame).y)),
               nullptr);
     const auto observer = ax_->createObserver(getpid(), [](const ElementRef&, WindowNotification) {});
@@ -404,7 +404,7 @@ TEST_P(X11AccessibilityTest, QueriesSurviveWindowsComingAndGoingMeanwhile) {
         const ElementRef under = ax_->elementAtPosition(700, 400);
         if (under)
             frameOf(
-                WindowLookup::titleElementForWindow(copyAttribute<ElementRef>(under, "AXWindow").value_or(nullptr)));
+                WindowLookup::titleElementForWindow(copyAttribute<ElementRef>(under, Attribute::Window).value_or(nullptr)));
         ++queries;
     }
     stop = true;
