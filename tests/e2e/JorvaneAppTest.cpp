@@ -349,21 +349,6 @@ TEST_F(JorvaneApp, MinimisingTheWindowHidesTheBarAndRestoringDoesNotBringItBack)
     ASSERT_TRUE(openBarByHotKey()) << "no focused bar after Ctrl+G";
 }
 
-TEST_F(JorvaneApp, AfterThunarIsKilledAndStartedAgainTheHotKeyWorksAgain) {
-    const std::optional<pid_t> before = desktop().windowPid(window_);
-    desktop().closeThunarWindows();
-    desktop().restartThunar();
-    window_ = openWindow(demo_);
-    ASSERT_NE(window_, 0u);
-    ASSERT_NE(desktop().windowPid(window_), before) << "a new Thunar process";
-
-    ASSERT_TRUE(openBarByHotKey()) << "no focused bar after Ctrl+G";
-    EXPECT_TRUE(driver().waitForFieldText(demo_.string(), kWait));
-    ASSERT_TRUE(driver().key("a", {"Control_L"}));
-    ASSERT_TRUE(driver().type("bet"));
-    expectSelection(window_, {"beta.txt"});
-}
-
 TEST_F(JorvaneApp, HiddenFilesToggleRestartsThunarOnItsFoldersInFront) {
     const std::optional<pid_t> before = desktop().windowPid(window_);
     ASSERT_TRUE(before);

@@ -1,8 +1,9 @@
 // The address bar's Qt views on the offscreen platform, with the controller
 // replaced by a recorder of the events the widgets report: the order of the
 // key stations, inline completion, the animated frame, the spinner's timer,
-// the completion list and focus. (The bar's place, a click on a list row
-// and the context menu are the whole-program tests', on X.)
+// the completion list and focus. (The bar's place, typed inline completion,
+// the list under the field, a click on a list row and the context menu are
+// the whole-program tests', on X.)
 #include <gtest/gtest.h>
 
 #include <QApplication>
@@ -149,27 +150,6 @@ INSTANTIATE_TEST_SUITE_P(PathBar, KeyStations, ::testing::Values(
 // clang-format on
 
 // ---- inline completion
-
-TEST_F(PathBarTest, typingAppendsTheCompletionsTailSelected) {
-    showBar();
-    completion_ = "/usr/";
-    type(QStringLiteral("/us"));
-    EXPECT_EQ(field().text(), QStringLiteral("/usr/"));
-    EXPECT_EQ(field().selectedText(), QStringLiteral("r/"));
-    EXPECT_EQ(views().field->selectedRange(), (TextRange{3, 2}));
-
-    // Typing over the selected tail is still typing.
-    log_.clear();
-    type(QStringLiteral("r"));
-    EXPECT_EQ((std::vector<std::string>{"key 15 0x0", "changed", "complete /usr"}), log_);
-    EXPECT_EQ(field().selectedText(), QStringLiteral("/"));
-
-    // Deleting the tail asks for nothing.
-    log_.clear();
-    QTest::keyClick(&field(), Qt::Key_Backspace);
-    EXPECT_EQ((std::vector<std::string>{"key 51 0x0", "changed"}), log_);
-    EXPECT_EQ(field().text(), QStringLiteral("/usr"));
-}
 
 struct CompletionCase {
     const char* name;
