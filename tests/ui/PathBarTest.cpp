@@ -26,20 +26,11 @@
 namespace jorvane::ui {
 namespace {
 
-const char* commandName(TextCommand command) {
-    switch (command) {
-        case TextCommand::moveDown: return "moveDown";
-        case TextCommand::moveUp: return "moveUp";
-        case TextCommand::insertNewline: return "insertNewline";
-        case TextCommand::insertTab: return "insertTab";
-        case TextCommand::insertBacktab: return "insertBacktab";
-        case TextCommand::moveToBeginningOfDocument: return "moveToBeginningOfDocument";
-        case TextCommand::moveToEndOfDocument: return "moveToEndOfDocument";
-        case TextCommand::cancelOperation: return "cancelOperation";
-        case TextCommand::other: return "other";
-    }
-    return "?";
-}
+// TextCommand's values in their order.
+// clang-format off
+constexpr const char* kCommandNames[] = {"moveDown", "moveUp", "insertNewline", "insertTab", "insertBacktab",
+    "moveToBeginningOfDocument", "moveToEndOfDocument", "cancelOperation", "other"};
+// clang-format on
 
 // A stand-in for the controller: logs what the widgets report and answers
 // what the test set.
@@ -56,7 +47,7 @@ protected:
             return handleKeyDownAnswer_;
         };
         events.handleEditCommand = [this](TextCommand command) {
-            log_.push_back(std::string("command ") + commandName(command));
+            log_.push_back(std::string("command ") + kCommandNames[static_cast<int>(command)]);
             return commandAnswer_;
         };
         events.textChanged = [this] { log_.emplace_back("changed"); };
