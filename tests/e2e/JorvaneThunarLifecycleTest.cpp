@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <optional>
 #include <string>
@@ -73,87 +74,62 @@ protected:
     static std::optional<std::uint32_t> windowOnTheFolder() {
         return desktop().waitForWindow([](std::uint32_t w) { return desktop().title(w) == titleOf(folder_); }, kWait);
     }
-    static void ensureThunar() {
-        if (desktop().thunarPid() <= 0) desktop().startThunar();
-    }
 
     static inline fs::path folder_;
 };
 
-// How Thunar comes while the program runs: the window it then opens on the
-// folder (the program's checks follow), and what the row leaves to stop.
-struct ArrivalRow {
-    const char* name;
-    std::optional<std::uint32_t> (*arrive)();
-};
-void PrintTo(const ArrivalRow& row, std::ostream* os) { *os << row.name; }
-
-class ThunarArrivals : public ThunarLifecycle, public ::testing::WithParamInterface<ArrivalRow> {
-public:
-    static std::optional<std::uint32_t> userOpensAFolder() {
-        startProgramWithoutThunar();
-        desktop().startThunar(folder_);  // `thunar DIR`, as a user opens it
-        return windowOnTheFolder();
-    }
-    static std::optional<std::uint32_t> daemonThenAWindow() {
-        startProgramWithoutThunar();
+// Each way Thunar comes while the program runs, and the window it then shows the folder in.
+TEST_F(ThunarLifecycle, TheProgramWorksOnTheWindowOfEveryThunarThatComes) {
+    const auto daemon = [] {
         desktop().startThunar();
         return desktop().openThunarWindow(folder_);
+    };
+    const std::pair<const char*, std::function<std::optional<std::uint32_t>()>> arrivals[] = {
+        {"started before Thunar, then `thunar DIR` as a user opens it",
+         [] {
+             startProgramWithoutThunar();
+             desktop().startThunar(folder_);
+             return windowOnTheFolder();
+         }},
+        {"started before a Thunar daemon", [&] { return startProgramWithoutThunar(), daemon(); }},
+        {"started before Thunar, then D-Bus activates it as exo-open does",
+         [] {
+             startProgramWithoutThunar();
+             const RunResult call =
+                 desktop().run({"gdbus", "call", "--session", "--dest", "org.xfce.FileManager", "--object-path",
+                                "/org/xfce/FileManager", "--method", "org.xfce.FileManager.DisplayFolder",
+                                "file://" + folder_.string(), "", ""},
+                               milliseconds(20000));
+             EXPECT_EQ(call.exitCode, 0) << call.output;
+             return windowOnTheFolder();
+         }},
+        {"Thunar crashed and started again", [&] { return desktop().stopThunar(true), daemon(); }},
+        {"Thunar killed and started again right after", [&] { return desktop().stopThunar(), daemon(); }},
+        {"Thunar quit entirely and started later",
+         [&] {
+             const RunResult quit = desktop().run({"thunar", "-q"});
+             EXPECT_EQ(quit.exitCode, 0) << quit.output;
+             desktop().stopThunar();  // reaps it, or stops it if it did not go
+             EXPECT_TRUE(driver().waitForLog("waiting for Thunar", kWait)) << driver().log();
+             return daemon();
+         }},
+    };
+    for (const auto& [name, arrive] : arrivals) {
+        SCOPED_TRACE(name);
+        const std::optional<std::uint32_t> window = arrive();
+        const pid_t owner = window ? desktop().windowPid(*window).value_or(-1) : -1;
+        EXPECT_EQ(worksOn(window), "");
+        // A Thunar the bus started ends here; one that ended with its last window is reaped.
+        if (owner > 0 && owner != desktop().thunarPid()) desktop().stopProcess(owner);
+        if (!desktop().nameHasOwner("org.xfce.FileManager")) desktop().stopThunar();
+        if (desktop().thunarPid() <= 0) desktop().startThunar();
     }
-    // As exo-open and other programs start the file manager.
-    static std::optional<std::uint32_t> dbusActivates() {
-        startProgramWithoutThunar();
-        const RunResult call = desktop().run(
-            {"gdbus", "call", "--session", "--dest", "org.xfce.FileManager", "--object-path", "/org/xfce/FileManager",
-             "--method", "org.xfce.FileManager.DisplayFolder", "file://" + folder_.string(), "", ""},
-            milliseconds(20000));
-        EXPECT_EQ(call.exitCode, 0) << call.output;
-        return windowOnTheFolder();
-    }
-    static std::optional<std::uint32_t> crashedThenKilled() {
-        ensureThunar();
-        for (const bool crash : {true, false}) {
-            desktop().stopThunar(crash);
-            desktop().startThunar();
-            if (crash) {
-                EXPECT_EQ(worksOn(desktop().openThunarWindow(folder_)), "") << "after the crash";
-            }
-        }
-        return desktop().openThunarWindow(folder_);
-    }
-    static std::optional<std::uint32_t> quitThenStarted() {
-        ensureThunar();
-        const RunResult quit = desktop().run({"thunar", "-q"});
-        EXPECT_EQ(quit.exitCode, 0) << quit.output;
-        desktop().stopThunar();  // reaps it, or stops it if it did not go
-        EXPECT_TRUE(driver().waitForLog("waiting for Thunar", kWait)) << driver().log();
-        desktop().startThunar();
-        return desktop().openThunarWindow(folder_);
-    }
-};
-
-TEST_P(ThunarArrivals, TheProgramWorksOnTheNewThunarsWindow) {
-    const std::optional<std::uint32_t> window = GetParam().arrive();
-    const pid_t owner = window ? desktop().windowPid(*window).value_or(-1) : -1;
-    EXPECT_EQ(worksOn(window), "");
-    // A Thunar the bus started ends with its row; one that ended with its last window is reaped.
-    if (owner > 0 && owner != desktop().thunarPid()) desktop().stopProcess(owner);
-    if (!desktop().nameHasOwner("org.xfce.FileManager")) desktop().stopThunar();
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Lifecycle, ThunarArrivals,
-    ::testing::Values(ArrivalRow{"StartedBeforeThunarThenAUserOpensAFolder", &ThunarArrivals::userOpensAFolder},
-                      ArrivalRow{"StartedBeforeAThunarDaemonThenAWindowOpens", &ThunarArrivals::daemonThenAWindow},
-                      ArrivalRow{"StartedBeforeThunarThenDBusActivatesIt", &ThunarArrivals::dbusActivates},
-                      ArrivalRow{"ThunarCrashedThenKilledAndStartedAgainEachTime", &ThunarArrivals::crashedThenKilled},
-                      ArrivalRow{"ThunarQuitEntirelyAndStartedLater", &ThunarArrivals::quitThenStarted}),
-    [](const auto& row) { return std::string(row.param.name); });
 
 // Another program holding Ctrl+G on the window at the moment the program
 // grabs it does not leave the hot key dead: the grab is tried again.
 TEST_F(ThunarLifecycle, aHotKeyGrabRefusedForAMomentIsTriedAgain) {
-    ensureThunar();
+    if (desktop().thunarPid() <= 0) desktop().startThunar();
     const std::optional<std::uint32_t> window = desktop().openThunarWindow(folder_);
     ASSERT_TRUE(window);
     bringToFront(*window);
