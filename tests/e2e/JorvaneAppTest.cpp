@@ -224,15 +224,6 @@ TEST_F(JorvaneApp, TypingANameCompletesInlineAndSelectsTheItemInThunar) {
     EXPECT_TRUE(driver().barHasFocus());
 }
 
-TEST_F(JorvaneApp, ReturnOnAnAbsoluteFolderShowsItInTheSameWindow) {
-    openBarByTitleClick(window_);
-    ASSERT_TRUE(driver().type((demo_ / "Projects").string()));
-    ASSERT_TRUE(driver().key("Return"));
-
-    EXPECT_TRUE(desktop().waitForTitle(window_, titleOf(demo_ / "Projects"), kWait)) << desktop().title(window_);
-    EXPECT_EQ(desktop().thunarWindows().size(), 1u) << "no new window";
-}
-
 TEST_F(JorvaneApp, ReturnOnAPatternSelectsEveryMatch) {
     openBarByTitleClick(window_);
     ASSERT_TRUE(driver().type("*.txt"));
