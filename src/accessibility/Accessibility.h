@@ -10,7 +10,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -22,10 +21,36 @@ namespace jorvane {
 class Element;
 using ElementRef = std::shared_ptr<const Element>;
 
-// An attribute's value: text ("AXRole", "AXTitle"), a point ("AXPosition"),
-// a size ("AXSize"), one element ("AXWindow", "AXParent", "AXFocusedWindow")
-// or several ("AXChildren", "AXWindows"), a flag or a number.
-using AttributeValue = std::variant<std::string, Point, Size, ElementRef, std::vector<ElementRef>, bool, std::int64_t>;
+// What an element can be asked about.
+enum class Attribute {
+    Role,                // Role: what kind of element it is
+    Title,               // text: a window's title, an application's name
+    Value,               // text: what a text element shows
+    Position,            // Point: the top-left corner of its frame
+    Size,                // Size: its frame's size
+    Parent,              // element: the element that holds it
+    Window,              // element: the window it belongs to (a window: itself)
+    Children,            // elements: the elements it holds
+    Windows,             // elements: an application's windows, front to back
+    FocusedApplication,  // element: the system-wide element's focused application
+    FocusedWindow,       // element: an application's focused window
+    TitleBandHeight,     // number: the band a window manager draws above a window's content
+};
+
+// What kind of user-interface object an element is.
+enum class Role {
+    SystemWide,   // the whole desktop, the root of every query
+    Application,  // one process
+    Window,       // a top-level window
+    Text,         // a piece of text, such as a window's title
+    Group,        // a container without a meaning of its own
+    Button,
+};
+
+// An attribute's value: text, a point, a size, one element or several, a
+// flag, a number or a role.
+using AttributeValue =
+    std::variant<std::string, Point, Size, ElementRef, std::vector<ElementRef>, bool, std::int64_t, Role>;
 
 class Element {
 public:
@@ -35,7 +60,7 @@ public:
     virtual bool isEqual(const Element& other) const = 0;
     // The attribute's value, or nothing when the element has no such
     // attribute, is gone, or cannot be asked.
-    virtual std::optional<AttributeValue> copyAttributeValue(std::string_view attribute) const = 0;
+    virtual std::optional<AttributeValue> copyAttributeValue(Attribute attribute) const = 0;
 };
 
 // Null-safe identity of two elements (two nulls are equal).
@@ -46,7 +71,7 @@ inline bool sameElement(const ElementRef& a, const ElementRef& b) {
 
 // Typed reads of an attribute; nothing when it is missing or of another type.
 template <class T>
-std::optional<T> copyAttribute(const ElementRef& element, std::string_view attribute) {
+std::optional<T> copyAttribute(const ElementRef& element, Attribute attribute) {
     if (!element) return std::nullopt;
     std::optional<AttributeValue> value = element->copyAttributeValue(attribute);
     if (!value) return std::nullopt;
@@ -74,9 +99,8 @@ public:
     virtual std::vector<WindowInfo> windowList() = 0;
     // The mouse's current global position (origin at the top left).
     virtual Point mouseLocation() = 0;
-    // WindowObserverCreate: an observer for the process's elements whose
-    // callbacks arrive on the main queue; null when this interface cannot
-    // observe anything.
+    // An observer for the process's elements whose callbacks arrive on the
+    // main queue; null when this interface cannot observe anything.
     virtual std::unique_ptr<WindowObserver> createObserver(std::int32_t pid, WindowObserver::Callback callback) {
         (void)pid;
         (void)callback;

@@ -9,18 +9,6 @@ namespace jorvane {
 
 namespace {
 
-constexpr std::string_view kWindow = "AXWindow";  // an attribute and a role
-constexpr std::string_view kRole = "AXRole";
-constexpr std::string_view kParent = "AXParent";
-constexpr std::string_view kWindows = "AXWindows";
-constexpr std::string_view kTitle = "AXTitle";
-constexpr std::string_view kChildren = "AXChildren";
-constexpr std::string_view kStaticText = "AXStaticText";
-constexpr std::string_view kPosition = "AXPosition";
-constexpr std::string_view kSize = "AXSize";
-constexpr std::string_view kFocusedApplication = "AXFocusedApplication";
-constexpr std::string_view kFocusedWindow = "AXFocusedWindow";
-constexpr std::string_view kTitleBandHeight = "TitleBandHeight";
 // Window-list entries of this owner are panels and docks, never the window
 // the user means.
 constexpr std::string_view kDockOwner = "Dock";
@@ -31,8 +19,8 @@ constexpr int kMaxParentSteps = 100;
 std::mutex installedMutex;
 std::shared_ptr<AccessibilityAPI> installed;
 
-bool hasRole(const ElementRef& element, std::string_view role) {
-    const std::optional<std::string> value = copyAttribute<std::string>(element, kRole);
+bool hasRole(const ElementRef& element, Role role) {
+    const std::optional<Role> value = copyAttribute<Role>(element, Attribute::Role);
     return value && *value == role;
 }
 
@@ -40,16 +28,16 @@ bool hasRole(const ElementRef& element, std::string_view role) {
 ElementRef windowThroughHierarchy(AccessibilityAPI& api, Point mouse) {
     const ElementRef hit = api.elementAtPosition(static_cast<float>(mouse.x), static_cast<float>(mouse.y));
     if (!hit) return nullptr;
-    ElementRef current = copyAttribute<ElementRef>(hit, kWindow).value_or(nullptr);
+    ElementRef current = copyAttribute<ElementRef>(hit, Attribute::Window).value_or(nullptr);
     if (!current) {
-        // No "AXWindow" attribute: climb until an element is a window.
+        // No window attribute: climb until an element is a window.
         current = hit;
-        for (int step = 0; step < kMaxParentSteps && current && !hasRole(current, kWindow); ++step)
-            current = copyAttribute<ElementRef>(current, kParent).value_or(nullptr);
+        for (int step = 0; step < kMaxParentSteps && current && !hasRole(current, Role::Window); ++step)
+            current = copyAttribute<ElementRef>(current, Attribute::Parent).value_or(nullptr);
     }
-    // Whatever "AXWindow" named, or where the climb stopped, must really be
+    // Whatever the window attribute named, or where the climb stopped, must really be
     // a window.
-    if (!current || !hasRole(current, kWindow)) return nullptr;
+    if (!current || !hasRole(current, Role::Window)) return nullptr;
     return current;
 }
 
@@ -73,10 +61,10 @@ ElementRef windowThroughWindowList(AccessibilityAPI& api, Point mouse) {
 
     const ElementRef application = api.applicationElement(entry->ownerPid);
     const std::optional<std::vector<ElementRef>> windows =
-        copyAttribute<std::vector<ElementRef>>(application, kWindows);
+        copyAttribute<std::vector<ElementRef>>(application, Attribute::Windows);
     if (!windows) return nullptr;
     for (const ElementRef& window : *windows) {
-        const std::optional<std::string> title = copyAttribute<std::string>(window, kTitle);
+        const std::optional<std::string> title = copyAttribute<std::string>(window, Attribute::Title);
         // Not-a-number never equals anything: a window whose position cannot
         // be read never matches. Its size does not matter.
         constexpr double nan = std::numeric_limits<double>::quiet_NaN();
@@ -111,27 +99,27 @@ ElementRef WindowLookup::windowUnderMouse() {
 }
 
 ElementRef WindowLookup::titleElementForWindow(const ElementRef& window) {
-    const std::optional<std::vector<ElementRef>> children = copyAttribute<std::vector<ElementRef>>(window, kChildren);
+    const std::optional<std::vector<ElementRef>> children = copyAttribute<std::vector<ElementRef>>(window, Attribute::Children);
     if (!children) return nullptr;
     ElementRef title;
-    // Not the first match: the title bar's text is the last static text.
+    // Not the first match: the title bar's text is the last text.
     for (const ElementRef& child : *children)
-        if (hasRole(child, kStaticText)) title = child;
+        if (hasRole(child, Role::Text)) title = child;
     return title;
 }
 
 bool WindowLookup::getWindowFrame(const ElementRef& element, Rect& frame) {
-    const std::optional<Point> position = copyAttribute<Point>(element, kPosition);
+    const std::optional<Point> position = copyAttribute<Point>(element, Attribute::Position);
     if (!position) return false;
     frame.origin = *position;
-    const std::optional<Size> size = copyAttribute<Size>(element, kSize);
+    const std::optional<Size> size = copyAttribute<Size>(element, Attribute::Size);
     if (!size) return false;
     frame.size = *size;
     return true;
 }
 
 std::optional<double> WindowLookup::titleBandHeight(const ElementRef& window) {
-    const std::optional<std::int64_t> height = copyAttribute<std::int64_t>(window, kTitleBandHeight);
+    const std::optional<std::int64_t> height = copyAttribute<std::int64_t>(window, Attribute::TitleBandHeight);
     if (!height || *height <= 0) return std::nullopt;
     return static_cast<double>(*height);
 }
@@ -140,8 +128,8 @@ ElementRef WindowLookup::focusedWindow() {
     const std::shared_ptr<AccessibilityAPI> api = accessibility();
     if (!api) return nullptr;
     const ElementRef application =
-        copyAttribute<ElementRef>(api->systemWideElement(), kFocusedApplication).value_or(nullptr);
-    return copyAttribute<ElementRef>(application, kFocusedWindow).value_or(nullptr);
+        copyAttribute<ElementRef>(api->systemWideElement(), Attribute::FocusedApplication).value_or(nullptr);
+    return copyAttribute<ElementRef>(application, Attribute::FocusedWindow).value_or(nullptr);
 }
 
 }  // namespace jorvane

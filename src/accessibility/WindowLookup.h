@@ -29,9 +29,9 @@ public:
     // position and its window or window ancestor, then through the front-most
     // entry of the window list that contains the mouse.
     static ElementRef windowUnderMouse();
-    // The window's last "AXStaticText" child: the title text of its title bar.
+    // The window's last text child: the title text of its title bar.
     static ElementRef titleElementForWindow(const ElementRef& window);
-    // True when both "AXPosition" and "AXSize" were read. The origin is
+    // True when both the position and the size were read. The origin is
     // written as soon as the position is known, even when the size is not.
     static bool getWindowFrame(const ElementRef& element, Rect& frame);
     // The height of the band the window manager draws above the window's

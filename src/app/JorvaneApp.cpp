@@ -27,8 +27,6 @@ namespace {
 
 constexpr const char* kLog = "JorvaneAppDelegate";
 
-constexpr std::string_view kFocusedWindowAttribute = "AXFocusedWindow";
-
 // What the observer is told about the file manager as a whole, and about
 // each window that gets a bar.
 constexpr std::array kApplicationNotifications = {WindowNotification::FocusedWindowChanged,
@@ -212,7 +210,7 @@ PathWindowController* JorvaneApp::barFor(const ElementRef& window, bool create) 
 
 PathWindowController* JorvaneApp::barForFocusedWindow() {
     const ElementRef application = ports_.accessibility.applicationElement(fileManagerPid_);
-    const std::optional<ElementRef> focused = copyAttribute<ElementRef>(application, kFocusedWindowAttribute);
+    const std::optional<ElementRef> focused = copyAttribute<ElementRef>(application, Attribute::FocusedWindow);
     if (!focused || !*focused) return nullptr;
     return barFor(*focused, true);
 }
@@ -272,7 +270,7 @@ void JorvaneApp::onWindowNotification(const ElementRef& element, WindowNotificat
         case WindowNotification::TitleChanged: {
             // A window that went to another folder names it in its title
             // (when the file manager shows whole paths there).
-            const std::optional<std::string> title = copyAttribute<std::string>(element, "AXTitle");
+            const std::optional<std::string> title = copyAttribute<std::string>(element, Attribute::Title);
             if (!title || !ports_.folderShown) return;
             if (const std::optional<std::string> folder = ports_.fileManager.folderOfWindowTitle(*title))
                 ports_.folderShown(*folder);

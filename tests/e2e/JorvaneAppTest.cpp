@@ -224,15 +224,6 @@ TEST_F(JorvaneApp, TypingANameCompletesInlineAndSelectsTheItemInThunar) {
     EXPECT_TRUE(driver().barHasFocus());
 }
 
-TEST_F(JorvaneApp, ReturnOnAnAbsoluteFolderShowsItInTheSameWindow) {
-    openBarByTitleClick(window_);
-    ASSERT_TRUE(driver().type((demo_ / "Projects").string()));
-    ASSERT_TRUE(driver().key("Return"));
-
-    EXPECT_TRUE(desktop().waitForTitle(window_, titleOf(demo_ / "Projects"), kWait)) << desktop().title(window_);
-    EXPECT_EQ(desktop().thunarWindows().size(), 1u) << "no new window";
-}
-
 TEST_F(JorvaneApp, ReturnOnAPatternSelectsEveryMatch) {
     openBarByTitleClick(window_);
     ASSERT_TRUE(driver().type("*.txt"));
@@ -347,21 +338,6 @@ TEST_F(JorvaneApp, MinimisingTheWindowHidesTheBarAndRestoringDoesNotBringItBack)
     EXPECT_FALSE(driver().bar());
     ASSERT_TRUE(waitUntil([&] { return driver().focusIsIn(window_); }, kWait));
     ASSERT_TRUE(openBarByHotKey()) << "no focused bar after Ctrl+G";
-}
-
-TEST_F(JorvaneApp, AfterThunarIsKilledAndStartedAgainTheHotKeyWorksAgain) {
-    const std::optional<pid_t> before = desktop().windowPid(window_);
-    desktop().closeThunarWindows();
-    desktop().restartThunar();
-    window_ = openWindow(demo_);
-    ASSERT_NE(window_, 0u);
-    ASSERT_NE(desktop().windowPid(window_), before) << "a new Thunar process";
-
-    ASSERT_TRUE(openBarByHotKey()) << "no focused bar after Ctrl+G";
-    EXPECT_TRUE(driver().waitForFieldText(demo_.string(), kWait));
-    ASSERT_TRUE(driver().key("a", {"Control_L"}));
-    ASSERT_TRUE(driver().type("bet"));
-    expectSelection(window_, {"beta.txt"});
 }
 
 TEST_F(JorvaneApp, HiddenFilesToggleRestartsThunarOnItsFoldersInFront) {

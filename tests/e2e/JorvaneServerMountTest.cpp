@@ -366,14 +366,5 @@ TEST_F(ThunarSftpMount, AKeyFromTheAgentLogsInAndTheSameWindowShowsTheServersFol
     desktop().run({"gio", "mount", "-u", server + "/"}, milliseconds(5000));
 }
 
-TEST_F(ThunarSftpMount, AnUnknownUserIsRefusedWithAReason) {
-    const std::uint32_t window = openWindow(folder("local"));
-    const HandlerReply reply =
-        catalogue().callWithFailure("finder_mount", {"sftp://no-such-user@127.0.0.1:" + std::to_string(port_) + "/"});
-    EXPECT_EQ(reply.answer, std::nullopt);
-    EXPECT_FALSE(reply.failure.empty());
-    EXPECT_EQ(desktop().title(window), titleOf(folder("local")));
-}
-
 }  // namespace
 }  // namespace jorvane::e2e

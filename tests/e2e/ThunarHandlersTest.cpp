@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 #include <algorithm>
-#include <future>
 
 #include "ThunarTestSupport.h"
 
@@ -168,20 +167,6 @@ TEST_F(ThunarHandlers, TheFrontWindowFollowsThunarsActiveWindowOnly) {
     EXPECT_EQ(call("finder_get_path"), b.string());
     EXPECT_EQ(catalogue().frontWindow(), windowB);
     desktop().stopProcess(other);
-}
-
-TEST_F(ThunarHandlers, CallsFromSeveralThreadsAllGetTheirAnswers) {
-    const fs::path target = folder("threads");
-    file("threads/one.txt");
-    openWindow(target);
-    std::vector<std::future<std::optional<std::string>>> answers;
-    for (int i = 0; i < 8; ++i) {
-        answers.push_back(
-            std::async(std::launch::async, [this, i] { return call(i % 2 ? "finder_get_path" : "is_finder_win"); }));
-    }
-    for (int i = 0; i < 8; ++i)
-        EXPECT_EQ(answers[static_cast<std::size_t>(i)].get(),
-                  i % 2 ? std::optional<std::string>(target.string()) : std::optional<std::string>("YES"));
 }
 
 TEST_F(ThunarHandlers, OpenTerminalStartsATerminalInTheFolder) {

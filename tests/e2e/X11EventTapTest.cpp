@@ -37,7 +37,7 @@ bool eventually(const std::function<bool()>& done) { return e2e::waitUntil(done,
 
 const auto swallowAll = [](const TapEvent&) { return EventTap::Decision::Swallow; };
 
-constexpr xcb_keysym_t kCtrl = 0xffe3;   // Control_L
+constexpr xcb_keysym_t kCtrl = 0xffe3;  // Control_L
 
 // ---------------------------------------------------------------------------
 // A window of a pretend process, on a connection of its own, that records
@@ -89,14 +89,6 @@ public:
             return std::any_of(in.begin(), in.end(),
                                [&](const Input& i) { return i.type == XCB_KEY_PRESS && i.detail == key; });
         });
-    }
-    std::string describe() const {
-        std::string text;
-        for (const Input& i : inputs_) {
-            text += "type " + std::to_string(i.type) + " detail " + std::to_string(i.detail) + " state " +
-                    std::to_string(i.state) + " at " + std::to_string(i.rootX) + "," + std::to_string(i.rootY) + "\n";
-        }
-        return text;
     }
     std::vector<Input> inputs(uint8_t type, uint8_t detail = 0) const {
         std::vector<Input> result = inputs_;
@@ -153,17 +145,6 @@ public:
     void clear() {
         std::lock_guard lock(mutex_);
         events_.clear();
-    }
-    // For failure messages.
-    std::string describe() const {
-        std::string text;
-        for (const TapEvent& e : events()) {
-            text += "type " + std::to_string(e.type) + " key " + std::to_string(e.keyCode) + " flags " +
-                    std::to_string(e.flags) + (e.autorepeat ? " repeat" : "") + " at " +
-                    std::to_string(int(e.location.x)) + "," + std::to_string(int(e.location.y)) + " button " +
-                    std::to_string(e.buttonNumber) + " clicks " + std::to_string(e.clickState) + "\n";
-        }
-        return text;
     }
     static std::size_t countOf(const std::vector<TapEvent>& events, EventType type) {
         return std::size_t(
@@ -290,7 +271,7 @@ TEST_F(X11EventTapTest, aHeldPassedKeyReachesTheWindowRepeatedAndTheTapFlagsTheR
     EXPECT_EQ(window->inputs(XCB_KEY_PRESS, keyOf('k')).size(), downs.size());
 }
 
-TEST_F(X11EventTapTest, clicksOnTheTappedWindowAreReportedWithPlaceTypeButtonAndClickCount) {
+TEST_F(X11EventTapTest, clicksOnTheTappedWindowAreReportedWithPlaceTypeButtonAndClickCountAndOnlyThose) {
     auto window = installTap();
     const auto [x, y] = window->origin();
 
@@ -304,8 +285,7 @@ TEST_F(X11EventTapTest, clicksOnTheTappedWindowAreReportedWithPlaceTypeButtonAnd
     click(x + 100, y - 10);  // the title bar: openbox's frame around our window
 
     const std::vector<TapEvent> events = observed_.events();
-    ASSERT_EQ(events.size(), 12u) << observed_.describe();
-    SCOPED_TRACE(observed_.describe());
+    ASSERT_EQ(events.size(), 12u);
     const auto is = [](const TapEvent& e, EventType type, double ex, double ey, int64_t button, int64_t clicks) {
         return e.type == type && e.location == Point{ex, ey} && e.buttonNumber == button && e.clickState == clicks;
     };
@@ -324,20 +304,14 @@ TEST_F(X11EventTapTest, clicksOnTheTappedWindowAreReportedWithPlaceTypeButtonAnd
     EXPECT_TRUE(window->waitFor([](const std::vector<Input>& in) {
         return std::count_if(in.begin(), in.end(), [](const Input& i) { return i.type == XCB_BUTTON_PRESS; }) == 5;
     })) << "clicks on the client always reach it";
-}
 
-TEST_F(X11EventTapTest, clicksOnOtherProcessesWindowsAndTheDesktopAreNotReported) {
-    auto window = installTap();
+    // Clicks on another program's window and on the bare desktop are not reported.
     RecordingWindow other(display(), kOtherPid, 700, 150, 300, 300);
-    const auto [ox, oy] = other.origin();
-    const auto [x, y] = window->origin();
-
-    click(ox + 10, oy + 10, 1, false);
-    click(1200, 750, 1, false);  // the bare root window
+    click(other.origin().first + 10, other.origin().second + 10, 1, false);
+    click(1200, 750, 1, false);
     click(x + 5, y + 5);
-    const std::vector<TapEvent> events = observed_.events();
-    ASSERT_EQ(events.size(), 2u) << observed_.describe();
-    EXPECT_EQ(events[0].location, (Point{double(x + 5), double(y + 5)}));
+    ASSERT_EQ(observed_.events().size(), 14u);
+    EXPECT_EQ(observed_.events()[12].location, (Point{double(x + 5), double(y + 5)}));
 }
 
 TEST_F(X11EventTapTest, aDragThatStartsOnTheWindowIsReportedUntilItsReleaseOutside) {
@@ -425,9 +399,7 @@ TEST_F(X11EventTapTest, aSyntheticCtrlDoubleClickArrivesAsOneClickThenACtrlDoubl
     ASSERT_TRUE(tap_->post(TapEvent::mouseEvent(kEventLeftMouseUp, at, 1, 2, kModifierCommand)));
     ASSERT_TRUE(window->waitFor([](const std::vector<Input>& in) {
         return std::count_if(in.begin(), in.end(), [](const Input& i) { return i.type == XCB_BUTTON_RELEASE; }) == 2;
-    })) << window->describe()
-        << "tap:\n"
-        << observed_.describe();
+    }));
     const std::vector<Input> presses = window->inputs(XCB_BUTTON_PRESS);
     ASSERT_EQ(presses.size(), 2u);
     EXPECT_FALSE(presses[0].state & XCB_MOD_MASK_CONTROL);

@@ -11,21 +11,13 @@
 namespace jorvane::test {
 
 namespace {
-constexpr std::string_view kRole = "AXRole";
-constexpr std::string_view kWindow = "AXWindow";
-constexpr std::string_view kParent = "AXParent";
-constexpr std::string_view kChildren = "AXChildren";
-constexpr std::string_view kWindows = "AXWindows";
-constexpr std::string_view kTitle = "AXTitle";
-constexpr std::string_view kPosition = "AXPosition";
-constexpr std::string_view kSize = "AXSize";
 // Bounds every walk through a tree the test may have made cyclic.
 constexpr int kMaxDepth = 10000;
 }  // namespace
 
 struct FakeAccessibility::World {
     struct Node {
-        std::map<std::string, FakeAttributeValue, std::less<>> attributes;
+        std::map<Attribute, FakeAttributeValue> attributes;
         bool destroyed = false;
         ElementNode application;  // windows: their application
         std::int32_t pid = 0;     // applications
@@ -50,7 +42,7 @@ struct FakeAccessibility::World {
     std::map<std::int32_t, ElementNode> applications;
     ElementNode systemWide;
     Point mouse;
-    std::map<std::string, std::size_t, std::less<>> reads;
+    std::map<Attribute, std::size_t> reads;
 
     // All below: with the mutex held.
     Node* find(ElementNode n) {
@@ -67,7 +59,7 @@ struct FakeAccessibility::World {
         return ElementNode{static_cast<int>(nodes.size())};
     }
     template <class T>
-    std::optional<T> read(ElementNode n, std::string_view attribute) {
+    std::optional<T> read(ElementNode n, Attribute attribute) {
         Node* node = find(n);
         if (!node || node->destroyed) return std::nullopt;
         auto it = node->attributes.find(attribute);
@@ -76,29 +68,29 @@ struct FakeAccessibility::World {
         return std::nullopt;
     }
     std::optional<Rect> frame(ElementNode n) {
-        std::optional<Point> position = read<Point>(n, kPosition);
-        std::optional<Size> size = read<Size>(n, kSize);
+        std::optional<Point> position = read<Point>(n, Attribute::Position);
+        std::optional<Size> size = read<Size>(n, Attribute::Size);
         if (!position || !size) return std::nullopt;
         return Rect{*position, *size};
     }
-    void appendTo(ElementNode parent, std::string_view attribute, ElementNode child) {
+    void appendTo(ElementNode parent, Attribute attribute, ElementNode child) {
         Node& node = get(parent, "append");
         auto it = node.attributes.find(attribute);
         if (it == node.attributes.end() || !std::holds_alternative<std::vector<ElementNode>>(it->second))
-            it = node.attributes.insert_or_assign(std::string(attribute), std::vector<ElementNode>{}).first;
+            it = node.attributes.insert_or_assign(attribute, std::vector<ElementNode>{}).first;
         std::get<std::vector<ElementNode>>(it->second).push_back(child);
     }
     ElementNode windowAncestor(ElementNode n) {
         for (int depth = 0; n && depth < kMaxDepth; ++depth) {
-            if (read<std::string>(n, kRole) == kWindow) return n;
-            n = read<ElementNode>(n, kParent).value_or(ElementNode{});
+            if (read<Role>(n, Attribute::Role) == Role::Window) return n;
+            n = read<ElementNode>(n, Attribute::Parent).value_or(ElementNode{});
         }
         return ElementNode{};
     }
     ElementNode deepestAt(ElementNode n, Point p, int depth) {
         if (depth > kMaxDepth) return n;
         const std::vector<ElementNode> children =
-            read<std::vector<ElementNode>>(n, kChildren).value_or(std::vector<ElementNode>{});
+            read<std::vector<ElementNode>>(n, Attribute::Children).value_or(std::vector<ElementNode>{});
         for (auto it = children.rbegin(); it != children.rend(); ++it) {
             const std::optional<Rect> f = frame(*it);
             if (f && f->containsPoint(p)) return deepestAt(*it, p, depth + 1);
@@ -136,7 +128,7 @@ public:
         return fake && fake->world_ == world_ && fake->node_ == node_;
     }
 
-    std::optional<AttributeValue> copyAttributeValue(std::string_view attribute) const override;
+    std::optional<AttributeValue> copyAttributeValue(Attribute attribute) const override;
 
     const std::shared_ptr<FakeAccessibility::World>& world() const { return world_; }
     ElementNode node() const { return node_; }
@@ -151,11 +143,9 @@ ElementRef makeElement(const std::shared_ptr<FakeAccessibility::World>& world, E
     return std::make_shared<FakeElement>(world, node);
 }
 
-std::optional<AttributeValue> FakeElement::copyAttributeValue(std::string_view attribute) const {
+std::optional<AttributeValue> FakeElement::copyAttributeValue(Attribute attribute) const {
     std::lock_guard lock(world_->mutex);
-    auto counted = world_->reads.find(attribute);
-    if (counted == world_->reads.end()) counted = world_->reads.emplace(std::string(attribute), 0).first;
-    ++counted->second;
+    ++world_->reads[attribute];
 
     FakeAccessibility::World::Node* node = world_->find(node_);
     if (!node || node->destroyed) return std::nullopt;
@@ -185,7 +175,7 @@ std::optional<AttributeValue> FakeElement::copyAttributeValue(std::string_view a
 FakeAccessibility::FakeAccessibility() : world_(std::make_shared<World>()) {
     std::lock_guard lock(world_->mutex);
     world_->systemWide = world_->add();
-    world_->get(world_->systemWide, "systemWide").attributes.insert_or_assign(std::string(kRole), "AXSystemWide");
+    world_->get(world_->systemWide, "systemWide").attributes.insert_or_assign(Attribute::Role, Role::SystemWide);
 }
 
 FakeAccessibility::~FakeAccessibility() = default;
@@ -199,10 +189,10 @@ ElementNode FakeAccessibility::addApplication(std::int32_t pid, std::string name
     node.isApplication = true;
     node.pid = pid;
     node.appName = name;
-    node.attributes.insert_or_assign(std::string(kRole), "AXApplication");
-    node.attributes.insert_or_assign(std::string(kTitle), std::move(name));
-    node.attributes.insert_or_assign(std::string(kWindows), std::vector<ElementNode>{});
-    node.attributes.insert_or_assign(std::string(kChildren), std::vector<ElementNode>{});
+    node.attributes.insert_or_assign(Attribute::Role, Role::Application);
+    node.attributes.insert_or_assign(Attribute::Title, std::move(name));
+    node.attributes.insert_or_assign(Attribute::Windows, std::vector<ElementNode>{});
+    node.attributes.insert_or_assign(Attribute::Children, std::vector<ElementNode>{});
     world_->applications[pid] = app;
     return app;
 }
@@ -215,71 +205,70 @@ ElementNode FakeAccessibility::addWindow(ElementNode application, std::string ti
     const ElementNode window = world_->add();
     World::Node& node = world_->get(window, "addWindow");
     node.application = application;
-    node.attributes.insert_or_assign(std::string(kRole), std::string(kWindow));
-    node.attributes.insert_or_assign(std::string(kTitle), std::move(title));
-    node.attributes.insert_or_assign(std::string(kPosition), frame.origin);
-    node.attributes.insert_or_assign(std::string(kSize), frame.size);
-    node.attributes.insert_or_assign(std::string(kParent), application);
-    node.attributes.insert_or_assign(std::string(kChildren), std::vector<ElementNode>{});
-    world_->appendTo(application, kWindows, window);
-    world_->appendTo(application, kChildren, window);
+    node.attributes.insert_or_assign(Attribute::Role, Role::Window);
+    node.attributes.insert_or_assign(Attribute::Title, std::move(title));
+    node.attributes.insert_or_assign(Attribute::Position, frame.origin);
+    node.attributes.insert_or_assign(Attribute::Size, frame.size);
+    node.attributes.insert_or_assign(Attribute::Parent, application);
+    node.attributes.insert_or_assign(Attribute::Children, std::vector<ElementNode>{});
+    world_->appendTo(application, Attribute::Windows, window);
+    world_->appendTo(application, Attribute::Children, window);
     world_->stack.insert(world_->stack.begin(), World::StackEntry{window, {}});
     return window;
 }
 
-ElementNode FakeAccessibility::addElement(ElementNode parent, std::string role, std::optional<Rect> frame) {
+ElementNode FakeAccessibility::addElement(ElementNode parent, Role role, std::optional<Rect> frame) {
     std::lock_guard lock(world_->mutex);
     if (parent) world_->get(parent, "addElement");
     const ElementNode element = world_->add();
     const ElementNode window = world_->windowAncestor(parent);
     World::Node& node = world_->get(element, "addElement");
-    node.attributes.insert_or_assign(std::string(kRole), std::move(role));
-    node.attributes.insert_or_assign(std::string(kChildren), std::vector<ElementNode>{});
-    if (parent) node.attributes.insert_or_assign(std::string(kParent), parent);
-    if (window) node.attributes.insert_or_assign(std::string(kWindow), window);
+    node.attributes.insert_or_assign(Attribute::Role, role);
+    node.attributes.insert_or_assign(Attribute::Children, std::vector<ElementNode>{});
+    if (parent) node.attributes.insert_or_assign(Attribute::Parent, parent);
+    if (window) node.attributes.insert_or_assign(Attribute::Window, window);
     if (frame) {
-        node.attributes.insert_or_assign(std::string(kPosition), frame->origin);
-        node.attributes.insert_or_assign(std::string(kSize), frame->size);
+        node.attributes.insert_or_assign(Attribute::Position, frame->origin);
+        node.attributes.insert_or_assign(Attribute::Size, frame->size);
     }
-    if (parent) world_->appendTo(parent, kChildren, element);
+    if (parent) world_->appendTo(parent, Attribute::Children, element);
     return element;
 }
 
 ElementNode FakeAccessibility::addStaticText(ElementNode parent, std::string text, Rect frame) {
-    const ElementNode element = addElement(parent, "AXStaticText", frame);
-    setAttribute(element, "AXValue", std::move(text));
+    const ElementNode element = addElement(parent, Role::Text, frame);
+    setAttribute(element, Attribute::Value, std::move(text));
     return element;
 }
 
-ElementNode FakeAccessibility::addChain(ElementNode top, std::size_t length, std::string role) {
+ElementNode FakeAccessibility::addChain(ElementNode top, std::size_t length, Role role) {
     ElementNode current = top;
     for (std::size_t i = 0; i < length; ++i) {
         current = addElement(current, role);
-        removeAttribute(current, kWindow);
+        removeAttribute(current, Attribute::Window);
     }
     return current;
 }
 
-void FakeAccessibility::setAttribute(ElementNode node, std::string attribute, FakeAttributeValue value) {
+void FakeAccessibility::setAttribute(ElementNode node, Attribute attribute, FakeAttributeValue value) {
     std::lock_guard lock(world_->mutex);
-    world_->get(node, "setAttribute").attributes.insert_or_assign(std::move(attribute), std::move(value));
+    world_->get(node, "setAttribute").attributes.insert_or_assign(attribute, std::move(value));
 }
 
-void FakeAccessibility::removeAttribute(ElementNode node, std::string_view attribute) {
+void FakeAccessibility::removeAttribute(ElementNode node, Attribute attribute) {
     std::lock_guard lock(world_->mutex);
-    auto& attributes = world_->get(node, "removeAttribute").attributes;
-    if (auto it = attributes.find(attribute); it != attributes.end()) attributes.erase(it);
+    world_->get(node, "removeAttribute").attributes.erase(attribute);
 }
 
 void FakeAccessibility::setFrame(ElementNode node, Rect frame) {
     std::lock_guard lock(world_->mutex);
     auto& attributes = world_->get(node, "setFrame").attributes;
-    attributes.insert_or_assign(std::string(kPosition), frame.origin);
-    attributes.insert_or_assign(std::string(kSize), frame.size);
+    attributes.insert_or_assign(Attribute::Position, frame.origin);
+    attributes.insert_or_assign(Attribute::Size, frame.size);
 }
 
 void FakeAccessibility::setTitle(ElementNode node, std::string title) {
-    setAttribute(node, std::string(kTitle), std::move(title));
+    setAttribute(node, Attribute::Title, std::move(title));
 }
 
 void FakeAccessibility::destroy(ElementNode node) {
@@ -287,7 +276,7 @@ void FakeAccessibility::destroy(ElementNode node) {
     World::Node& gone = world_->get(node, "destroy");
     gone.destroyed = true;
     for (World::Node& n : world_->nodes) {
-        for (std::string_view list : {kChildren, kWindows}) {
+        for (Attribute list : {Attribute::Children, Attribute::Windows}) {
             auto it = n.attributes.find(list);
             if (it == n.attributes.end()) continue;
             if (auto* members = std::get_if<std::vector<ElementNode>>(&it->second)) std::erase(*members, node);
@@ -330,16 +319,16 @@ void FakeAccessibility::placeElement(Rect area, ElementNode node) {
 void FakeAccessibility::setFocusedWindow(ElementNode window) {
     std::lock_guard lock(world_->mutex);
     auto& system = world_->get(world_->systemWide, "setFocusedWindow").attributes;
-    if (auto it = system.find("AXFocusedApplication"); it != system.end()) {
+    if (auto it = system.find(Attribute::FocusedApplication); it != system.end()) {
         if (const ElementNode* app = std::get_if<ElementNode>(&it->second))
-            if (World::Node* previous = world_->find(*app)) previous->attributes.erase("AXFocusedWindow");
+            if (World::Node* previous = world_->find(*app)) previous->attributes.erase(Attribute::FocusedWindow);
         system.erase(it);
     }
     if (!window) return;
     World::Node& w = world_->get(window, "setFocusedWindow");
     if (!w.application) throw std::invalid_argument("FakeAccessibility::setFocusedWindow: not a window");
-    system.insert_or_assign("AXFocusedApplication", w.application);
-    world_->get(w.application, "setFocusedWindow").attributes.insert_or_assign("AXFocusedWindow", window);
+    system.insert_or_assign(Attribute::FocusedApplication, w.application);
+    world_->get(w.application, "setFocusedWindow").attributes.insert_or_assign(Attribute::FocusedWindow, window);
 }
 
 ElementRef FakeAccessibility::element(ElementNode node) const { return makeElement(world_, node); }
@@ -350,7 +339,7 @@ ElementNode FakeAccessibility::nodeOf(const ElementRef& element) const {
     return fake->node();
 }
 
-std::size_t FakeAccessibility::readCount(std::string_view attribute) const {
+std::size_t FakeAccessibility::readCount(Attribute attribute) const {
     std::lock_guard lock(world_->mutex);
     auto it = world_->reads.find(attribute);
     return it == world_->reads.end() ? 0 : it->second;
@@ -392,7 +381,7 @@ std::vector<WindowInfo> FakeAccessibility::windowList() {
             info.ownerName = app->appName;
             info.ownerPid = app->pid;
         }
-        info.name = world_->read<std::string>(entry.window, kTitle).value_or("");
+        info.name = world_->read<std::string>(entry.window, Attribute::Title).value_or("");
         if (const std::optional<Rect> f = world_->frame(entry.window)) {
             info.x = static_cast<std::int32_t>(std::lround(f->origin.x));
             info.y = static_cast<std::int32_t>(std::lround(f->origin.y));

@@ -28,12 +28,12 @@ struct ElementNode {
     int id = 0;
     explicit operator bool() const { return id != 0; }
     friend bool operator==(ElementNode, ElementNode) = default;
-    friend std::ostream& operator<<(std::ostream& os, ElementNode n) { return os << "AXNode#" << n.id; }
+    friend std::ostream& operator<<(std::ostream& os, ElementNode n) { return os << "node#" << n.id; }
 };
 
 // An attribute value as the test writes it: elements are named by node.
 using FakeAttributeValue =
-    std::variant<std::string, Point, Size, ElementNode, std::vector<ElementNode>, bool, std::int64_t>;
+    std::variant<std::string, Point, Size, ElementNode, std::vector<ElementNode>, bool, std::int64_t, Role>;
 
 class FakeAccessibility final : public AccessibilityAPI {
 public:
@@ -41,25 +41,25 @@ public:
     ~FakeAccessibility() override;
 
     // ---- building the tree: nodes with the attributes the real tree has
-    // ("AXRole", "AXTitle", "AXParent", "AXChildren", "AXWindows", "AXWindow",
-    // "AXPosition", "AXSize"); a new window is in front of every window.
+    // (role, title, parent, children, windows, window, position, size); a
+    // new window is in front of every window.
     ElementNode addApplication(std::int32_t pid, std::string name = "Thunar");
     ElementNode addWindow(ElementNode application, std::string title, Rect frame);
     // A child of `parent`, or a free element when parent is no node.
-    ElementNode addElement(ElementNode parent, std::string role, std::optional<Rect> frame = std::nullopt);
-    // An "AXStaticText" child whose "AXValue" is the text.
+    ElementNode addElement(ElementNode parent, Role role, std::optional<Rect> frame = std::nullopt);
+    // A text child whose value is the text.
     ElementNode addStaticText(ElementNode parent, std::string text, Rect frame);
     // A chain of `length` elements of the role below `top`, each the parent of
     // the next; returns the deepest (or `top` for length 0).
-    ElementNode addChain(ElementNode top, std::size_t length, std::string role = "AXGroup");
+    ElementNode addChain(ElementNode top, std::size_t length, Role role = Role::Group);
 
-    void setAttribute(ElementNode node, std::string attribute, FakeAttributeValue value);
-    void removeAttribute(ElementNode node, std::string_view attribute);
-    // "AXPosition" and "AXSize".
+    void setAttribute(ElementNode node, Attribute attribute, FakeAttributeValue value);
+    void removeAttribute(ElementNode node, Attribute attribute);
+    // Position and size.
     void setFrame(ElementNode node, Rect frame);
     void setTitle(ElementNode node, std::string title);
     // The node goes away: its elements answer nothing, it leaves its parent's
-    // "AXChildren" and "AXWindows", the window stack and the placements.
+    // children and windows, the window stack and the placements.
     void destroy(ElementNode node);
 
     // ---- the screen
@@ -74,16 +74,16 @@ public:
     // Whatever lies in `area` is `node` (no node: nothing at all), above
     // everything placed before and above the window stack.
     void placeElement(Rect area, ElementNode node);
-    // The system-wide "AXFocusedApplication" becomes the window's application
-    // and the application's "AXFocusedWindow" the window; no node clears both.
+    // The system-wide focused application becomes the window's application
+    // and the application's focused window the window; no node clears both.
     void setFocusedWindow(ElementNode window);
 
     // ---- looking at elements and what was asked
     ElementRef element(ElementNode node) const;
     // The node of one of this fake's elements; no node for null or foreign ones.
     ElementNode nodeOf(const ElementRef& element) const;
-    // Attribute reads so far, by attribute name (missing ones included).
-    std::size_t readCount(std::string_view attribute) const;
+    // Attribute reads so far (of missing ones too).
+    std::size_t readCount(Attribute attribute) const;
 
     // ---- AccessibilityAPI
     ElementRef systemWideElement() override;

@@ -21,7 +21,7 @@ bool FakeWindowObserver::removeNotification(const ElementRef& element, WindowNot
 }
 
 bool FakeWindowObserver::notify(const ElementRef& element, WindowNotification notification) {
-    const ElementRef parent = copyAttribute<ElementRef>(element, "AXParent").value_or(nullptr);
+    const ElementRef parent = copyAttribute<ElementRef>(element, Attribute::Parent).value_or(nullptr);
     bool subscribed = false;
     {
         std::lock_guard lock(mutex_);

@@ -5,7 +5,7 @@
 // FakeWindowObservers, which record what they were asked to watch and let the
 // test tell about notifications.
 // notify() reaches the callback only when the notification was added for an
-// element equal to the one given or to its "AXParent" (its application), as
+// element equal to the one given or to its parent (its application), as
 // a real observer's would; post() reaches it regardless. The callback is
 // called on the calling thread (the real one arrives on the main queue).
 // Log entries: "observer.create <pid>", "observer.add <notification>".

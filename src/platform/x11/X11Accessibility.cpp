@@ -19,27 +19,14 @@ namespace {
 
 using Kind = X11ElementIdentity::Kind;
 
-constexpr std::string_view kRole = "AXRole";
-constexpr std::string_view kTitle = "AXTitle";
-constexpr std::string_view kValue = "AXValue";
-constexpr std::string_view kPosition = "AXPosition";
-constexpr std::string_view kSize = "AXSize";
-constexpr std::string_view kParent = "AXParent";
-constexpr std::string_view kWindow = "AXWindow";
-constexpr std::string_view kWindows = "AXWindows";
-constexpr std::string_view kChildren = "AXChildren";
-constexpr std::string_view kFocusedApplication = "AXFocusedApplication";
-constexpr std::string_view kFocusedWindow = "AXFocusedWindow";
-constexpr std::string_view kTitleBandHeight = "TitleBandHeight";
-
 // Owner name of panels and docks in the window list.
 constexpr const char* kDockOwner = "Dock";
 
 // Title layouts kept at most; one per window is all that is ever used.
 constexpr std::size_t kTitleCacheSize = 64;
 
-// How long one reading of a frame answers the other of "AXPosition" and
-// "AXSize" (see X11Element::frameAttribute).
+// How long one reading of a frame answers the other of its position and size
+// (see X11Element::frameAttribute).
 constexpr std::chrono::milliseconds kFramePairing{100};
 
 std::int32_t whole(double v) { return static_cast<std::int32_t>(std::lround(v)); }
@@ -80,7 +67,7 @@ struct X11Accessibility::Session : std::enable_shared_from_this<Session> {
     }
 
     ElementRef element(const X11ElementIdentity& identity);
-    std::optional<AttributeValue> attribute(const X11ElementIdentity& identity, std::string_view name);
+    std::optional<AttributeValue> attribute(const X11ElementIdentity& identity, Attribute name);
     // The frame of a window or title text element.
     std::optional<Rect> frame(const X11ElementIdentity& identity);
 
@@ -103,16 +90,16 @@ public:
         return x11 && x11->identity_ == identity_;
     }
 
-    std::optional<AttributeValue> copyAttributeValue(std::string_view attribute) const override {
+    std::optional<AttributeValue> copyAttributeValue(Attribute attribute) const override {
         const bool hasFrame = identity_.kind == Kind::Window || identity_.kind == Kind::TitleText;
-        if (hasFrame && (attribute == kPosition || attribute == kSize)) return frameAttribute(attribute == kPosition);
+        if (hasFrame && (attribute == Attribute::Position || attribute == Attribute::Size)) return frameAttribute(attribute == Attribute::Position);
         return session_->attribute(identity_, attribute);
     }
 
     const X11ElementIdentity& identity() const { return identity_; }
 
 private:
-    // Callers read "AXPosition" and "AXSize" one after the other to learn a
+    // Callers read the position and the size one after the other to learn a
     // frame. One reading answers both: the other attribute, asked of the
     // same element right after, takes the rectangle the first one read.
     // That halves the cost and keeps the two halves of one rectangle.
@@ -241,22 +228,22 @@ std::optional<Rect> X11Accessibility::Session::frame(const X11ElementIdentity& i
 }
 
 std::optional<AttributeValue> X11Accessibility::Session::attribute(const X11ElementIdentity& id,
-                                                                   std::string_view name) {
+                                                                   Attribute name) {
     // Answers that need no X request.
-    if (name == kRole) {
+    if (name == Attribute::Role) {
         switch (id.kind) {
-            case Kind::SystemWide: return AttributeValue{std::string("AXSystemWide")};
-            case Kind::Application: return AttributeValue{std::string("AXApplication")};
-            case Kind::Window: return AttributeValue{std::string("AXWindow")};
-            case Kind::TitleText: return AttributeValue{std::string("AXStaticText")};
+            case Kind::SystemWide: return AttributeValue{Role::SystemWide};
+            case Kind::Application: return AttributeValue{Role::Application};
+            case Kind::Window: return AttributeValue{Role::Window};
+            case Kind::TitleText: return AttributeValue{Role::Text};
         }
     }
-    if (id.kind == Kind::Window && name == kWindow) return AttributeValue{element(id)};
-    if (id.kind == Kind::Window && name == kChildren)
+    if (id.kind == Kind::Window && name == Attribute::Window) return AttributeValue{element(id)};
+    if (id.kind == Kind::Window && name == Attribute::Children)
         return AttributeValue{std::vector<ElementRef>{element({Kind::TitleText, id.window, 0})}};
-    if (id.kind == Kind::TitleText && (name == kWindow || name == kParent))
+    if (id.kind == Kind::TitleText && (name == Attribute::Window || name == Attribute::Parent))
         return AttributeValue{element({Kind::Window, id.window, 0})};
-    if (id.kind == Kind::TitleText && name == kChildren) return AttributeValue{std::vector<ElementRef>{}};
+    if (id.kind == Kind::TitleText && name == Attribute::Children) return AttributeValue{std::vector<ElementRef>{}};
 
     std::lock_guard lock(mutex);
     XcbDisplay* d = connected();
@@ -264,7 +251,7 @@ std::optional<AttributeValue> X11Accessibility::Session::attribute(const X11Elem
 
     switch (id.kind) {
         case Kind::SystemWide:
-            if (name == kFocusedApplication) {
+            if (name == Attribute::FocusedApplication) {
                 const auto active = activeWindow(*d);
                 const auto pid = active ? pidOf(*d, *active) : std::nullopt;
                 if (pid) return AttributeValue{element({Kind::Application, 0, *pid})};
@@ -272,7 +259,7 @@ std::optional<AttributeValue> X11Accessibility::Session::attribute(const X11Elem
             return std::nullopt;
 
         case Kind::Application:
-            if (name == kWindows || name == kChildren) {
+            if (name == Attribute::Windows || name == Attribute::Children) {
                 // Front to back. xfwm4 sets the stacking list only once it
                 // has restacked something; the client list (oldest first)
                 // stands in until then.
@@ -289,26 +276,26 @@ std::optional<AttributeValue> X11Accessibility::Session::attribute(const X11Elem
                 }
                 return AttributeValue{std::move(result)};
             }
-            if (name == kFocusedWindow) {
+            if (name == Attribute::FocusedWindow) {
                 const auto active = activeWindow(*d);
                 if (active && pidOf(*d, *active) == id.pid) return AttributeValue{element({Kind::Window, *active, 0})};
             }
             return std::nullopt;
 
         case Kind::Window:
-            if (name == kTitle) {
+            if (name == Attribute::Title) {
                 const auto p = readClientProperties(*d, {id.window}, kClientName).front();
                 if (p) return AttributeValue{p->name};
-            } else if (name == kParent) {
+            } else if (name == Attribute::Parent) {
                 if (const auto pid = pidOf(*d, id.window)) return AttributeValue{element({Kind::Application, 0, *pid})};
-            } else if (name == kTitleBandHeight) {
+            } else if (name == Attribute::TitleBandHeight) {
                 if (const auto snapshot = readClientSnapshot(*d, id.window))
                     return AttributeValue{static_cast<std::int64_t>(snapshot->frame.extents.top)};
             }
             return std::nullopt;
 
         case Kind::TitleText:
-            if (name == kValue) {
+            if (name == Attribute::Value) {
                 const auto p = readClientProperties(*d, {id.window}, kClientName).front();
                 if (p) return AttributeValue{p->name};
             }
@@ -423,7 +410,7 @@ std::vector<WindowInfo> X11Accessibility::windowList() {
         if (e.managed) managed.push_back(e.window);
     }
     const auto properties = readClientProperties(*d, windows);
-    // Bounds as "AXPosition"/"AXSize" give them, so that the two agree.
+    // Bounds as the position and size attributes give them, so that the two agree.
     const auto frames = readClientFrames(*d, managed);
 
     std::vector<WindowInfo> list;

@@ -4,24 +4,22 @@
 // the EWMH properties of client windows. Window managers draw title bars
 // themselves, so the tree is shallow:
 //
-//   system-wide   "AXRole" "AXSystemWide", "AXFocusedApplication" (the
-//                 application of the active window)
-//   application   keyed by pid: "AXRole" "AXApplication", "AXWindows" and
-//                 "AXChildren" (its managed client windows of type NORMAL,
-//                 not transient: dialogs are left out; front to back),
-//                 "AXFocusedWindow" (the active window when it is one of
-//                 the process's)
+//   system-wide   role SystemWide; FocusedApplication (the application of
+//                 the active window)
+//   application   keyed by pid: role Application; Windows and Children (its
+//                 managed client windows of type NORMAL, not transient:
+//                 dialogs are left out; front to back), FocusedWindow (the
+//                 active window when it is one of the process's)
 //   window        keyed by the client window (frame windows belong to the
-//                 window manager and change when it restarts): "AXRole"
-//                 "AXWindow", "AXTitle" (_NET_WM_NAME, else WM_NAME),
-//                 "AXPosition"/"AXSize" (the outer frame: the client's area
-//                 grown by _NET_FRAME_EXTENTS), "AXParent" (its application,
-//                 by _NET_WM_PID), "AXWindow" (itself), "AXChildren" (its
-//                 title text), "TitleBandHeight" (the frame's top extent:
-//                 title bar and top border)
-//   title text    "AXRole" "AXStaticText", "AXValue" (the title),
-//                 "AXWindow"/"AXParent" (its window), "AXPosition"/"AXSize"
-//                 (where the window manager drew the title text, below)
+//                 window manager and change when it restarts): role Window;
+//                 Title (_NET_WM_NAME, else WM_NAME), Position/Size (the
+//                 outer frame: the client's area grown by _NET_FRAME_EXTENTS),
+//                 Parent (its application, by _NET_WM_PID), Window (itself),
+//                 Children (its title text), TitleBandHeight (the frame's
+//                 top extent: title bar and top border)
+//   title text    role Text; Value (the title), Window/Parent (its window),
+//                 Position/Size (where the window manager drew the title
+//                 text, below)
 //
 // The title text's rectangle: the box the window manager draws the title
 // in (see titleTextBox in X11Windows.h), narrowed to the columns that carry

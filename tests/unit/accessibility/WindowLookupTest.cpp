@@ -51,7 +51,7 @@ TEST_P(WindowUnderMouse, FindsTheExpectedWindow) {
 }
 
 // Two full-screen windows: `deep` behind, `front` in front. A chain of
-// `depth` elements hangs below `deep` without "AXWindow"; its deepest
+// `depth` elements hangs below `deep` without a window attribute; its deepest
 // element is under the mouse. Stage 1 must climb to `deep`; when the
 // climb is too long, stage 2 answers with `front`.
 ElementNode climb(Screen& s, std::size_t depth, bool wantDeep) {
@@ -88,15 +88,15 @@ const UnderMouseRow kUnderMouseRows[] = {
     {"ElementWithNoWindowAncestorIsLeftToTheWindowList",
      [](Screen& s) {
          const ElementNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
-         s.underMouse(s.ax->addChain(s.ax->addElement(ElementNode{}, "AXGroup"), 5));
+         s.underMouse(s.ax->addChain(s.ax->addElement(ElementNode{}, Role::Group), 5));
          s.ax->setMouseLocation({10, 10});
          return win;
      }},
     {"WindowAttributeNamingANonWindowIsNotTrusted",
      [](Screen& s) {
          const ElementNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
-         const ElementNode group = s.ax->addElement(win, "AXGroup", Rect{{0, 0}, {500, 500}});
-         s.ax->setAttribute(group, "AXWindow", group);
+         const ElementNode group = s.ax->addElement(win, Role::Group, Rect{{0, 0}, {500, 500}});
+         s.ax->setAttribute(group, Attribute::Window, group);
          s.emptyWindowList();
          s.ax->setMouseLocation({10, 10});
          return ElementNode{};
@@ -131,12 +131,12 @@ const UnderMouseRow kUnderMouseRows[] = {
      [](Screen& s) {
          const ElementNode win = docsFromTheWindowList(s);
          s.ax->setWindowList(std::vector<WindowInfo>{{"Thunar", kPid, "docs", 0, 0, 700, 300}});
-         s.ax->removeAttribute(win, "AXSize");
+         s.ax->removeAttribute(win, Attribute::Size);
          return win;
      }},
     {"WindowWithoutPositionNeverMatches",
      [](Screen& s) {
-         s.ax->removeAttribute(docsFromTheWindowList(s), "AXPosition");
+         s.ax->removeAttribute(docsFromTheWindowList(s), Attribute::Position);
          return ElementNode{};
      }},
     {"TitleMustEqualTheEntrysName",
@@ -164,12 +164,12 @@ INSTANTIATE_TEST_SUITE_P(WindowLookup, WindowUnderMouse, ::testing::ValuesIn(kUn
 
 TEST(WindowLookup, ParentClimbIsBoundedEvenInACycle) {
     Screen s;
-    const ElementNode loop = s.ax->addElement(ElementNode{}, "AXGroup");
-    s.ax->setAttribute(loop, "AXParent", loop);
+    const ElementNode loop = s.ax->addElement(ElementNode{}, Role::Group);
+    s.ax->setAttribute(loop, Attribute::Parent, loop);
     s.underMouse(loop);
     s.emptyWindowList();
     EXPECT_EQ(WindowLookup::windowUnderMouse(), nullptr);
-    EXPECT_LE(s.ax->readCount("AXParent"), 100u);
+    EXPECT_LE(s.ax->readCount(Attribute::Parent), 100u);
 }
 
 TEST(WindowLookup, WithoutAnInterfaceEverythingAnswersNothing) {
@@ -196,7 +196,7 @@ TEST(WindowLookup, FocusedWindowIsTheFocusedApplicationsFocusedWindow) {
 
 struct TitleRow {
     std::string name;
-    std::vector<std::string> childRoles;
+    std::vector<Role> childRoles;
     int expected;  // index into the children, -1 for none
 };
 
@@ -204,11 +204,11 @@ void PrintTo(const TitleRow& row, std::ostream* os) { *os << row.name; }
 
 class TitleElement : public ::testing::TestWithParam<TitleRow> {};
 
-TEST_P(TitleElement, IsTheLastStaticTextChild) {
+TEST_P(TitleElement, IsTheLastTextChild) {
     Screen s;
     const ElementNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
     std::vector<ElementNode> children;
-    for (const std::string& role : GetParam().childRoles)
+    for (Role role : GetParam().childRoles)
         children.push_back(s.ax->addElement(win, role, Rect{{0, 0}, {10, 10}}));
     const ElementNode expected = GetParam().expected < 0 ? ElementNode{} : children[std::size_t(GetParam().expected)];
     EXPECT_EQ(s.ax->nodeOf(WindowLookup::titleElementForWindow(s.ax->element(win))), expected);
@@ -216,16 +216,16 @@ TEST_P(TitleElement, IsTheLastStaticTextChild) {
 
 INSTANTIATE_TEST_SUITE_P(
     WindowLookup, TitleElement,
-    ::testing::Values(TitleRow{"OfTwoStaticTextsTheSecondWins", {"AXStaticText", "AXStaticText"}, 1},
-                      TitleRow{"AButtonAfterTheTextDoesNotCount", {"AXStaticText", "AXButton"}, 0},
-                      TitleRow{"NoStaticTextGivesNone", {"AXButton", "AXGroup"}, -1},
+    ::testing::Values(TitleRow{"OfTwoTextsTheSecondWins", {Role::Text, Role::Text}, 1},
+                      TitleRow{"AButtonAfterTheTextDoesNotCount", {Role::Text, Role::Button}, 0},
+                      TitleRow{"NoTextGivesNone", {Role::Button, Role::Group}, -1},
                       TitleRow{"NoChildrenGiveNone", {}, -1}),
     [](const auto& row) { return row.param.name; });
 
 TEST(WindowLookup, WindowWithoutChildrenAttributeHasNoTitleElement) {
     Screen s;
     const ElementNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
-    s.ax->removeAttribute(win, "AXChildren");
+    s.ax->removeAttribute(win, Attribute::Children);
     EXPECT_EQ(WindowLookup::titleElementForWindow(s.ax->element(win)), nullptr);
 }
 
@@ -235,13 +235,13 @@ TEST(WindowLookup, AFrameWithoutItsSizeOrPositionFailsAfterWritingWhatItRead) {
     Screen s;
     const ElementNode win = s.ax->addWindow(s.app, "docs", {{12, 40}, {640, 480}});
     Rect frame{{-1, -1}, {7, 7}};
-    s.ax->setAttribute(win, "AXPosition", std::string("12,40"));  // mistyped
+    s.ax->setAttribute(win, Attribute::Position, std::string("12,40"));  // mistyped
     EXPECT_FALSE(WindowLookup::getWindowFrame(s.ax->element(win), frame));
-    s.ax->removeAttribute(win, "AXPosition");
+    s.ax->removeAttribute(win, Attribute::Position);
     EXPECT_FALSE(WindowLookup::getWindowFrame(s.ax->element(win), frame));
     EXPECT_EQ(frame, (Rect{{-1, -1}, {7, 7}}));
-    s.ax->setAttribute(win, "AXPosition", Point{12, 40});
-    s.ax->removeAttribute(win, "AXSize");
+    s.ax->setAttribute(win, Attribute::Position, Point{12, 40});
+    s.ax->removeAttribute(win, Attribute::Size);
     EXPECT_FALSE(WindowLookup::getWindowFrame(s.ax->element(win), frame));
     EXPECT_EQ(frame, (Rect{{12, 40}, {7, 7}})) << "the origin is written before the size is read";
 }

@@ -102,7 +102,7 @@ TEST_F(PathWindowControllerTest, ThePanelIsAsHighAsTheWindowManagersTitleBandWhe
     for (const auto& [band, height, spinnerY] : rows) {
         SCOPED_TRACE(band);
         ax_->setFrame(window_, kWindow);
-        ax_->setAttribute(window_, "TitleBandHeight", band);
+        ax_->setAttribute(window_, Attribute::TitleBandHeight, band);
         screens_.setScreenFrames(kOneScreen);
         views_.panel().setFrameSilently({{500, 500}, {200, kPanelHeight}});
         views_.spinner().setFrameOrigin({0, 3});
