@@ -19,6 +19,7 @@
 #include "places/VisitedFolders.h"
 #include "settings/UserDefaults.h"
 #include "util/DelayedAction.h"
+#include "util/Diagnostics.h"
 #include "util/Paths.h"
 
 namespace jorvane {
@@ -113,6 +114,7 @@ void PathWindowController::show(bool fill) {
     // leaves the bar open. The spinner stays armed: it shows in the hidden
     // panel, and the next show hides it again.
     if (bridge_.call(handlers::isFolderWindow) == handlers::notFolderWindow) {
+        log::inDomain(log::Debug, "Bar", "the window is not a folder window: no bar");
         hide();
         return;
     }
@@ -145,7 +147,10 @@ void PathWindowController::hide() {
     hideCompletions();
 }
 
-void PathWindowController::focusLost() { hide(); }
+void PathWindowController::focusLost() {
+    log::inDomain(log::Debug, "Bar", "the bar lost the keyboard: it hides");
+    hide();
+}
 
 void PathWindowController::close() {
     cancelMount();

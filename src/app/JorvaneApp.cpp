@@ -25,7 +25,7 @@ namespace jorvane {
 
 namespace {
 
-constexpr const char* kLog = "JorvaneAppDelegate";
+constexpr const char* kLog = "App";
 
 // What the observer is told about the file manager as a whole, and about
 // each window that gets a bar.
@@ -295,14 +295,23 @@ void JorvaneApp::hideCoveredBars() {
         if (!windows) windows = ports_.accessibility.windowList();
         double band = controller->window().frame().size.height;
         if (band <= 0) band = kDefaultBarHeight;
-        if (isTitleBandCovered(*windows, fileManagerPid_, frame, band)) controller->hide();
+        if (isTitleBandCovered(*windows, fileManagerPid_, frame, band)) {
+            log::inDomain(log::Debug, kLog, "a window covers the title band at %g,%g: its bar hides", frame.origin.x,
+                          frame.origin.y);
+            controller->hide();
+        }
     }
 }
 
-void JorvaneApp::deactivated() { hideAll(); }
+void JorvaneApp::deactivated() {
+    log::inDomain(log::Debug, kLog, "the program lost the front: bars hide");
+    hideAll();
+}
 
 void JorvaneApp::onApplicationLeftFront(const WorkspaceNotification& notification) {
-    if (notification.isFileManager) hideAll();
+    if (!notification.isFileManager) return;
+    log::inDomain(log::Debug, kLog, "the file manager left the front: bars hide");
+    hideAll();
 }
 
 void JorvaneApp::onApplicationLaunched(const WorkspaceNotification& notification) {
@@ -542,7 +551,10 @@ void JorvaneApp::waitUntilIdle() {
 
 void JorvaneApp::show() {
     PathWindowController* controller = barForFocusedWindow();
-    if (!controller) return;
+    if (!controller) {
+        log::inDomain(log::Debug, kLog, "hot key: no focused window of process %d", fileManagerPid_.load());
+        return;
+    }
     controller->show();
     refreshSwallowableKeys(false);
 }

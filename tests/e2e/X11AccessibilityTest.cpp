@@ -13,11 +13,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <functional>
 #include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "XTestClient.h"
@@ -366,6 +368,42 @@ TEST_P(X11AccessibilityTest, AWindowThatIsGoneAnswersNothing) {
     const auto observer = ax_->createObserver(getpid(), [](const ElementRef&, WindowNotification) {});
     ASSERT_NE(observer, nullptr);
     EXPECT_FALSE(observer->addNotification(window, WindowNotification::ElementDestroyed));
+}
+
+TEST_P(X11AccessibilityTest, QueriesSurviveWindowsComingAndGoingMeanwhile) {
+    const xcb_window_t steady = clients_->create({.title = "steady", .x = 100, .y = 100});
+    const Rect steadyFrame = frameOf(ax_->windowElement(steady));
+    // Another connection makes and destroys windows as fast as it can, so
+    // that windows vanish between the requests of one query.
+    std::atomic<bool> stop{false};
+    std::atomic<int> churned{0};
+    std::thread churn([&] {
+        e2e::XTestClient x(display_);
+        xcb_connection_t* c = x.connection();
+        while (!stop) {
+            const xcb_window_t w = xcb_generate_id(c);
+            xcb_create_window(c, XCB_COPY_FROM_PARENT, w, x.root(), 600, 300, 200, 150, 0,
+                              XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
+            x.setTitle(w, "churn");
+            xcb_map_window(c, w);
+            x.sync();
+            x.destroy(w);
+            ++churned;
+        }
+    });
+    int queries = 0;
+    while (churned < 200 && queries < 20000) {
+        for (const WindowInfo& info : ax_->windowList()) EXPECT_GT(info.width, 0) << info.name;
+        const ElementRef under = ax_->elementAtPosition(700, 400);
+        if (under)
+            frameOf(
+                WindowLookup::titleElementForWindow(copyAttribute<ElementRef>(under, Attribute::Window).value_or(nullptr)));
+        ++queries;
+    }
+    stop = true;
+    churn.join();
+    EXPECT_GE(churned, 200);
+    EXPECT_EQ(frameOf(ax_->windowElement(steady)), steadyFrame);
 }
 
 // ---- notices the whole-program tests do not bring about

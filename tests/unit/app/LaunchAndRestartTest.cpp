@@ -136,7 +136,7 @@ TEST_F(AppDelegateTest, aMissingDefaultsResourceIsLoggedAndLaunchGoesOn) {
     ports.defaultPreferences = "/nonexistent/DefaultPreferences.json";
     delegate_ = std::make_unique<JorvaneApp>(ports);
     {
-        LogLines log("JorvaneAppDelegate", log::Error);
+        LogLines log("App", log::Error);
         launched();
         ASSERT_EQ(log.lines.size(), 1u);
         EXPECT_THAT(log.lines[0], HasSubstr("no defaults registered"));
