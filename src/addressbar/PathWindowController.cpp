@@ -705,7 +705,9 @@ void PathWindowController::cancelMount() {
 }
 
 void PathWindowController::navigateToParentDirectory() {
-    const std::string text = views_.field->stringValue();
+    std::string text = views_.field->stringValue();
+    // With a visited folder offered inline, Up goes to that folder's parent.
+    if (visitedSuggestion_ && visitedSuggestion_->fieldText == text) text = visitedSuggestion_->folder;
     std::string parent;
     if (text.empty() || text == "/") {
         // Nothing above: the field empties (showing the search image) and

@@ -112,6 +112,13 @@ TEST_F(VisitedFoldersInTheBar, InlineCompletionOffersTheBestVisitedFolderAfterWo
     bar().pathEditorEnter();
     settle();
     EXPECT_THAT(handlerCalls(), testing::Not(Contains("finder_set_path [" + reports + "]")));
+
+    // Up from the offer goes to the offered folder's parent.
+    EXPECT_EQ(bar().completedString("proj rep"), offered);
+    views_.field().type(offered);
+    bar().navigateToParentDirectory();
+    settle();
+    EXPECT_THAT(handlerCalls(), Contains("finder_set_path [" + place("Projects/2026") + "/]"));
 }
 
 TEST_F(VisitedFoldersInTheBar, NamesThatOnlyResembleTheTextAreMarkedAndNeverChangeWhatReturnDoes) {
