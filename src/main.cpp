@@ -459,6 +459,9 @@ int launchAndRun(JorvaneApp& delegate, ui::QtApplication& application, UnixInsta
 
 }  // namespace
 
+// Every adapter is a local of main(), made in the order the others need them
+// and destroyed in reverse; the steps are named functions above, so what is
+// left here is the list of parts and their wiring, read top to bottom.
 int main(int argc, char** argv) {
     reportCrashes();
     // Read before anything needs a display; the toolkit never sees it.

@@ -353,6 +353,35 @@ ElementRef X11Accessibility::elementAtPosition(float x, float y) {
     return session_->element({band.containsPoint(position) ? Kind::TitleText : Kind::Window, client, 0});
 }
 
+namespace {
+
+// One viewable top-level of the window list, while it is built.
+struct ListedWindow {
+    xcb_window_t window = 0;
+    bool managed = false;
+    Rect bounds;
+};
+
+// The entries at `framed` hold window-manager frames: each becomes the client
+// it frames, or 0 for a window of the window manager's own.
+void replaceFramesByClients(const XcbDisplay& d, const std::vector<xcb_window_t>& clients,
+                            const std::vector<std::size_t>& framed, std::vector<ListedWindow>& entries) {
+    std::vector<xcb_window_t> frames;
+    for (const std::size_t i : framed) frames.push_back(entries[i].window);
+    const auto trees = queryTrees(d, frames);
+    for (std::size_t k = 0; k < framed.size(); ++k) {
+        ListedWindow& e = entries[framed[k]];
+        xcb_window_t client = 0;
+        if (trees[k])
+            for (const xcb_window_t child : trees[k]->children)
+                if (std::find(clients.begin(), clients.end(), child) != clients.end()) client = child;
+        if (client == 0) client = clientOfTopLevel(d, e.window, clients);
+        e.window = client;
+    }
+}
+
+}  // namespace
+
 std::vector<WindowInfo> X11Accessibility::windowList() {
     std::lock_guard lock(session_->mutex);
     XcbDisplay* d = session_->connected();
@@ -365,12 +394,7 @@ std::vector<WindowInfo> X11Accessibility::windowList() {
 
     // Each viewable top-level stands for the client it frames, or for itself
     // when it is a client or an override-redirect window.
-    struct Entry {
-        xcb_window_t window = 0;
-        bool managed = false;
-        Rect bounds;
-    };
-    std::vector<Entry> entries;
+    std::vector<ListedWindow> entries;
     std::vector<std::size_t> framed;  // entries whose client is still to find
     auto isClient = [&clients](xcb_window_t w) {
         return std::find(clients.begin(), clients.end(), w) != clients.end();
@@ -387,25 +411,12 @@ std::vector<WindowInfo> X11Accessibility::windowList() {
             entries.push_back({topLevels[i], true, s->rect});
         }
     }
-    {
-        std::vector<xcb_window_t> frames;
-        for (const std::size_t i : framed) frames.push_back(entries[i].window);
-        const auto trees = queryTrees(*d, frames);
-        for (std::size_t k = 0; k < framed.size(); ++k) {
-            Entry& e = entries[framed[k]];
-            xcb_window_t client = 0;
-            if (trees[k])
-                for (const xcb_window_t child : trees[k]->children)
-                    if (isClient(child)) client = child;
-            if (client == 0) client = clientOfTopLevel(*d, e.window, clients);
-            e.window = client;  // 0: a window of the window manager's own
-        }
-    }
-    std::erase_if(entries, [](const Entry& e) { return e.window == 0; });
+    replaceFramesByClients(*d, clients, framed, entries);
+    std::erase_if(entries, [](const ListedWindow& e) { return e.window == 0; });
 
     std::vector<xcb_window_t> windows;
     std::vector<xcb_window_t> managed;
-    for (const Entry& e : entries) {
+    for (const ListedWindow& e : entries) {
         windows.push_back(e.window);
         if (e.managed) managed.push_back(e.window);
     }
@@ -415,7 +426,7 @@ std::vector<WindowInfo> X11Accessibility::windowList() {
 
     std::vector<WindowInfo> list;
     for (std::size_t i = 0, m = 0; i < entries.size(); ++i) {
-        const Entry& e = entries[i];
+        const ListedWindow& e = entries[i];
         Rect bounds = e.bounds;
         if (e.managed) {
             const auto& frame = frames[m++];
