@@ -244,6 +244,8 @@ TEST_P(X11AccessibilityTest, TheFrameIsTheClientGrownByTheExtentsAndHoldsTheTitl
                                  client.size.height + expected.top + expected.bottom}));
     EXPECT_EQ(window, rectOf(clients_->frameGeometry(w))) << "the window manager's frame window";
     EXPECT_EQ(textOf(ax_->windowElement(w), Attribute::Title), "positions");
+    // The bar is as high as this band: 20 under openbox, 29 under xfwm4.
+    EXPECT_EQ(WindowLookup::titleBandHeight(ax_->windowElement(w)), static_cast<double>(expected.top));
     const double band = expected.top;
     const PositionCase cases[] = {
         {"over the title band", window.size.width / 2, band / 2, Role::Text},
