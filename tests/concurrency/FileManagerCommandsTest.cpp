@@ -61,8 +61,9 @@ TEST(FileManagerCommands, PassesParametersInOrderLowerCasesTheNameAndAnswersTheH
     EXPECT_EQ(b.wrapper.call("reload"), std::nullopt);
     b.wrapper.openTerminal("/home/me");
     ASSERT_TRUE(b.catalogue->waitForCalls("open_terminal", 1));
-    EXPECT_THAT(b.catalogue->calls(), ElementsAre(Call{"finder_select2", {"/tmp", "a|!|b"}, true},
-                                                  Call{"reload", {}, true}, Call{"open_terminal", {"/home/me"}, false}));
+    EXPECT_THAT(b.catalogue->calls(),
+                ElementsAre(Call{"finder_select2", {"/tmp", "a|!|b"}, true}, Call{"reload", {}, true},
+                            Call{"open_terminal", {"/home/me"}, false}));
 }
 
 TEST(FileManagerCommands, WithoutACatalogueEveryCallAnswersNothingAndTheSharedOneUsesTheInstalledOne) {
