@@ -1,5 +1,4 @@
-// The core's key vocabulary: the table that the adapters, the address bar and
-// the shortcut recorder look keys up in.
+// The core's key vocabulary, which the adapters, the address bar and the shortcut recorder look keys up in.
 #include <gtest/gtest.h>
 
 #include <set>
@@ -31,8 +30,7 @@ TEST(VirtualKeyCodes, charactersFindTheirMainKeyInEitherCase) {
     EXPECT_FALSE(virtualKeyForUSCharacter(0));
 }
 
-// The keypad's keys imply the keypad flag, the function keys Fn, the arrows
-// both; the keys that type, the modifiers and the media keys imply nothing.
+// Keypad keys imply the keypad flag, function keys Fn, arrows both; typing, modifier and media keys nothing.
 TEST(VirtualKeyCodes, impliedFlagsFollowTheKindOfKeyAndNeverTouchTheShortcutModifiers) {
     using K = VirtualKeyKind;
     for (const VirtualKey& key : virtualKeyTable()) {

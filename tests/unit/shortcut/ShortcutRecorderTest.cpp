@@ -168,9 +168,13 @@ TEST_F(Recorder, StartShowsTheRequiredFlagsAndModifierChangesWhileRecording) {
     cell_.flagsChanged(kShf | kModifierCapsLock);
     EXPECT_EQ(cell_.recordingFlags(), kCmd | kShf);
     EXPECT_EQ(cell_.displayText(), "Shift+Ctrl+");
+    // Required flags set while recording refilter the held modifiers.
+    view_.heldFlags = kOpt;
+    cell_.setRequiredFlags(kCmd);
+    EXPECT_EQ(cell_.recordingFlags(), kCmd | kOpt);
 }
 
-TEST_F(Recorder, WithAnimationTheJustChangedMarkLastsUntilTheTransitionEnds) {
+TEST_F(Recorder, WithAnimationTheJustChangedMarkLastsUntilTheTransitionEndsAndACancelLeavesNone) {
     cell_.setAnimatesTransitions(true);
     record();
     cell_.performKeyEquivalent(key(5, kCmd, "g"));
@@ -181,10 +185,7 @@ TEST_F(Recorder, WithAnimationTheJustChangedMarkLastsUntilTheTransitionEnds) {
     cell_.transitionFinished();
     EXPECT_EQ(cell_.state(), ShortcutRecorderState::idle);
     EXPECT_FALSE(cell_.isJustChanged());
-}
-
-TEST_F(Recorder, WithAnimationACancelEndsWithoutTheMarkAndNewInputFinishesTheTransition) {
-    cell_.setAnimatesTransitions(true);
+    // A cancel ends without the mark, and new input finishes the transition.
     record();
     cell_.snapBack();
     EXPECT_EQ(cell_.state(), ShortcutRecorderState::ending);
@@ -203,10 +204,19 @@ TEST_F(Recorder, CapturesTheDesktopsShortcutsWhileRecordingOnlyWhenAsked) {
     EXPECT_EQ(view_.captures, (std::vector<bool>{true, false}));
 }
 
-TEST_F(Recorder, SetKeyComboFiltersForgetsTheCharactersAndTellsTheDelegateEvenWithoutChange) {
-    cell_.setAutosaveName("Activation");
+TEST_F(Recorder, ARecordedComboIsSavedWithItsCharactersAndASetOneFilteredWithout) {
     record();
     cell_.performKeyEquivalent(key(5, kCmd, "g"));
+    EXPECT_TRUE(defaults_.store().values().empty()) << "nothing is stored without an autosave name";
+    EXPECT_FALSE(cell_.isJustChanged()) << "nor a mark kept without animation";
+    cell_.setAutosaveName("Activation");
+    record();
+    cell_.performKeyEquivalent(ShortcutKeyEvent{kKey1, kCmd | kShf, "!", "1"});
+    EXPECT_EQ(stored("Activation"),
+              settings::Value::parse(R"({"keyCode": 18, "modifierFlags": 1179648, "modifiers": 768,
+                                         "keyChars": "!", "keyCharsIgnoringModifiers": "1"})")
+                  .get<settings::Dictionary>());
+    // Setting a combination filters it, forgets the characters and tells the delegate even without change.
     delegate_.changes.clear();
     cell_.setKeyCombo(ShortcutCombo{kCmd | kModifierCapsLock, 5});
     cell_.setKeyCombo(ShortcutCombo{kCmd, 5});
@@ -215,24 +225,6 @@ TEST_F(Recorder, SetKeyComboFiltersForgetsTheCharactersAndTellsTheDelegateEvenWi
     EXPECT_EQ(stored("Activation"), settings::Value::parse(R"({"keyCode": 5, "modifierFlags": 1048576,
                                                                 "modifiers": 256})")
                                         .get<settings::Dictionary>());
-}
-
-TEST_F(Recorder, RecordedComboIsSavedWithItsCharacters) {
-    cell_.setAutosaveName("Activation");
-    record();
-    cell_.performKeyEquivalent(ShortcutKeyEvent{kKey1, kCmd | kShf, "!", "1"});
-    EXPECT_EQ(stored("Activation"),
-              settings::Value::parse(R"({"keyCode": 18, "modifierFlags": 1179648, "modifiers": 768,
-                                         "keyChars": "!", "keyCharsIgnoringModifiers": "1"})")
-                  .get<settings::Dictionary>());
-}
-
-TEST_F(Recorder, WithoutAutosaveNameNothingIsStoredAndWithoutAnimationNoMarkStays) {
-    record();
-    cell_.performKeyEquivalent(key(5, kCmd, "g"));
-    EXPECT_TRUE(defaults_.store().values().empty());
-    EXPECT_EQ(cell_.state(), ShortcutRecorderState::idle);
-    EXPECT_FALSE(cell_.isJustChanged());
 }
 
 TEST(Loading, ReadsTheStoredCombination) {
@@ -272,13 +264,6 @@ TEST_F(Recorder, NarrowerAllowedFlagsRefilterTheComboAndTellOnlyWhenAKeyIsSet) {
     cell_.setAllowedFlags(kCmd);
     EXPECT_EQ(cell_.keyCombo(), (ShortcutCombo{0, kNoShortcutKey}));
     EXPECT_TRUE(delegate_.changes.empty());
-}
-
-TEST_F(Recorder, RequiredFlagsWhileRecordingRefilterTheHeldModifiers) {
-    record();
-    view_.heldFlags = kShf;
-    cell_.setRequiredFlags(kCmd);
-    EXPECT_EQ(cell_.recordingFlags(), kCmd | kShf);
 }
 
 TEST_F(Recorder, ViewShowsTextsAndButtonsByState) {
