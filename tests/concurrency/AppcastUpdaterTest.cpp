@@ -68,8 +68,8 @@ public:
     }
 
     // An updater checking every three hours.
-    AppcastUpdater& make(const std::shared_ptr<ScriptedFeed>& server, const std::string& current,
-                         double timeout = 5.0, Queue& background = globalQueue(), std::optional<std::string> url = {}) {
+    AppcastUpdater& make(const std::shared_ptr<ScriptedFeed>& server, const std::string& current, double timeout = 5.0,
+                         Queue& background = globalQueue(), std::optional<std::string> url = {}) {
         auto offer = [this](const UpdateOffer& o) {
             EXPECT_TRUE(mainQueue().isMainThread());
             offers_.push_back(o);
@@ -120,9 +120,9 @@ TEST_F(AppcastUpdaterTest, ANewerVersionIsOfferedOnceAndTheCheckRearmsOnVirtualT
 }
 
 TEST(AppcastUpdater, NothingIsOfferedForTheRunningVersionAMalformedFeedOrAFailedTransfer) {
-    for (const std::optional<std::string>& response : {std::optional(feedWith("120", "1.2")),
-                                                       std::optional<std::string>("<html><body>down</body></html>"),
-                                                       std::optional<std::string>()}) {
+    for (const std::optional<std::string>& response :
+         {std::optional(feedWith("120", "1.2")), std::optional<std::string>("<html><body>down</body></html>"),
+          std::optional<std::string>()}) {
         UpdaterFixture f;
         auto server = std::make_shared<ScriptedFeed>(response);
         auto& updater = f.make(server, "120");

@@ -59,9 +59,9 @@ struct World {
     };
 
     mutable std::mutex mutex;
-    std::vector<Node> nodes;                                  // node id - 1
-    std::vector<StackEntry> stack;                            // front first
-    std::vector<std::pair<Rect, ElementNode>> placements;     // latest last
+    std::vector<Node> nodes;                               // node id - 1
+    std::vector<StackEntry> stack;                         // front first
+    std::vector<std::pair<Rect, ElementNode>> placements;  // latest last
     std::optional<std::vector<WindowInfo>> windowListOverride;
     std::map<std::int32_t, ElementNode> applications;
     ElementNode systemWide;

@@ -33,12 +33,16 @@ public:
         pid_ = 0;
         callback_ = nullptr;
     }
-    bool isInstalled() const override { return locked([&] { return pid_ != 0; }); }
+    bool isInstalled() const override {
+        return locked([&] { return pid_ != 0; });
+    }
     void setEnabled(bool enabled) override {
         log_->add(std::string("tap.setEnabled ") + (enabled ? "1" : "0"));
         setEnabledSilently(enabled);
     }
-    bool isEnabled() const override { return locked([&] { return enabled_; }); }
+    bool isEnabled() const override {
+        return locked([&] { return enabled_; });
+    }
     void setSwallowableKeys(std::vector<KeyCombo> keys) override {
         log_->add("tap.setSwallowableKeys " + describe(keys));
         locked([&] { keys_ = std::move(keys), ++keysCalls_; });
@@ -47,7 +51,9 @@ public:
         log_->add("tap.post " + describe(event));
         return true;
     }
-    Point mouseLocation() override { return locked([&] { return mouse_; }); }
+    Point mouseLocation() override {
+        return locked([&] { return mouse_; });
+    }
 
     // ---- test side
     // The event as the tap would deliver it: notices whenever installed, input only while also enabled;
@@ -63,18 +69,31 @@ public:
         return callback(event);
     }
     // Later installs fail (no tap, the callback is dropped).
-    void failInstalls(bool fail) { locked([&] { failInstalls_ = fail; }); }
-    void setMouseLocation(Point location) { locked([&] { mouse_ = location; }); }
-    void setEnabledSilently(bool enabled) { locked([&] { enabled_ = enabled; }); }
-    std::vector<std::int32_t> installs() const { return locked([&] { return installs_; }); }
-    std::vector<KeyCombo> swallowableKeys() const { return locked([&] { return keys_; }); }
-    std::size_t swallowableKeysCalls() const { return locked([&] { return keysCalls_; }); }
+    void failInstalls(bool fail) {
+        locked([&] { failInstalls_ = fail; });
+    }
+    void setMouseLocation(Point location) {
+        locked([&] { mouse_ = location; });
+    }
+    void setEnabledSilently(bool enabled) {
+        locked([&] { enabled_ = enabled; });
+    }
+    std::vector<std::int32_t> installs() const {
+        return locked([&] { return installs_; });
+    }
+    std::vector<KeyCombo> swallowableKeys() const {
+        return locked([&] { return keys_; });
+    }
+    std::size_t swallowableKeysCalls() const {
+        return locked([&] { return keysCalls_; });
+    }
 
     // "leftDown 300,200 click 1 flags 0x100000"; key events "keyDown 5 flags 0x100000".
     static std::string describe(const TapEvent& event) {
-        static const std::pair<EventType, const char*> names[] = {
-            {kEventLeftMouseDown, "leftDown"}, {kEventLeftMouseUp, "leftUp"}, {kEventKeyDown, "keyDown"},
-            {kEventKeyUp, "keyUp"}};
+        static const std::pair<EventType, const char*> names[] = {{kEventLeftMouseDown, "leftDown"},
+                                                                  {kEventLeftMouseUp, "leftUp"},
+                                                                  {kEventKeyDown, "keyDown"},
+                                                                  {kEventKeyUp, "keyUp"}};
         std::string text = "event";
         for (const auto& [type, name] : names)
             if (type == event.type) text = name;

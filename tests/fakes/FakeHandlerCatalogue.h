@@ -8,10 +8,10 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
-#include <type_traits>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <type_traits>
 
 #include "filemanager/FileManagerCommands.h"
 #include "filemanager/HandlerCatalogue.h"

@@ -290,8 +290,8 @@ TEST(DirectoryListing, ListsEveryNameWithItsTypeButNotTheDotEntriesAndKeepsNames
 TEST(DirectoryListing, GivesNothingForWhatIsNotAListableDirectory) {
     TempDir tmp;
     tmp.file("file");
-    for (const std::string& path : {tmp.str() + "/missing", tmp.str() + "/file", std::string(),
-                                    tmp.str() + std::string(1, '\0') + "x"})
+    for (const std::string& path :
+         {tmp.str() + "/missing", tmp.str() + "/file", std::string(), tmp.str() + std::string(1, '\0') + "x"})
         EXPECT_FALSE(jorvane::DirectoryListing::read(path)) << path;
     tmp.dir("empty");
     const auto empty = jorvane::DirectoryListing::read(tmp.str() + "/empty");
@@ -302,8 +302,9 @@ TEST(DirectoryListing, GivesNothingForWhatIsNotAListableDirectory) {
 // The filter answers ASCII names itself; it must agree with the path toolkit on every name, including
 // characters that fold to ASCII (Kelvin sign, long s), accented letters and bytes that are not UTF-8.
 TEST(NameFilter, AgreesWithTheToolkitOnRandomNamesAndPrefixes) {
-    const Strings pieces = {"a", "B", "k", "K", "s", "S", ".", "*", "?", "x", "\xC3\xA9", "\xC3\x89", "\xE2\x84\xAA",
-                            "\xC5\xBF", "\xE9", "\xFF"};
+    const Strings pieces = {
+        "a",        "B",    "k",   "K", "s", "S", ".", "*", "?", "x", "\xC3\xA9", "\xC3\x89", "\xE2\x84\xAA",
+        "\xC5\xBF", "\xE9", "\xFF"};
     std::mt19937 random(20240611);
     const auto make = [&](std::size_t maxPieces) {
         std::string text;

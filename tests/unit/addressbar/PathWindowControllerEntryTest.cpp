@@ -141,9 +141,8 @@ TEST_F(PathWindowControllerTest, EnteringEndsByPlacingThePanelForTheNewText) {
 TEST_F(PathWindowControllerTest, IsSearchString) {
     // The text, the name search as you type revealed last, whether the text is a pattern.
     const std::tuple<const char*, std::optional<std::string>, bool> rows[] = {
-        {"", none, false},         {"*.txt", none, true},      {"a?c", none, true},
-        {"~/*.txt", none, true},   {"/tmp/*.txt", none, false}, {"notes", none, false},
-        {"*.txt", "*.txt", false}, {"*.txt", "notes.txt", true}};
+        {"", none, false},           {"*.txt", none, true},  {"a?c", none, true},       {"~/*.txt", none, true},
+        {"/tmp/*.txt", none, false}, {"notes", none, false}, {"*.txt", "*.txt", false}, {"*.txt", "notes.txt", true}};
     for (const auto& [text, revealed, isSearch] : rows) {
         bar().setSearchModeLastRevealedText(revealed);
         EXPECT_EQ(bar().isSearchString(text), isSearch) << text << " " << revealed.value_or("");

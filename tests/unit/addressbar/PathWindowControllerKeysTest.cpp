@@ -109,10 +109,11 @@ TEST_F(PathWindowControllerTest, TheHotKeyIsReadAtEveryPress) {
 
 TEST(PathFieldEditor, SwallowsTheBarsShortcutsAndPassesTheRestToTheText) {
     const std::tuple<KeyCode, Modifiers, bool> rows[] = {
-        {kKeyW, kCmd, true}, {kKeyN, kCmd, true}, {kKeyT, kCmd, true}, {kKeyR, kCmd, true}, {kKey1, kCmd, true},
-        {kKey2, kCmd, true}, {kKey3, kCmd, true}, {kKey4, kCmd, true}, {kKeyW, kCmd | kModifierCapsLock, true},
-        {kKeyW, kCmd | kOpt, false}, {kKey1, kCmd | kShift, false}, {kKeyW, 0, false}, {kKeyA, kCmd, false},
-        {kKeyO, kCmd, false}, {kKey5, kCmd, false}};
+        {kKeyW, kCmd, true},         {kKeyN, kCmd, true},           {kKeyT, kCmd, true},
+        {kKeyR, kCmd, true},         {kKey1, kCmd, true},           {kKey2, kCmd, true},
+        {kKey3, kCmd, true},         {kKey4, kCmd, true},           {kKeyW, kCmd | kModifierCapsLock, true},
+        {kKeyW, kCmd | kOpt, false}, {kKey1, kCmd | kShift, false}, {kKeyW, 0, false},
+        {kKeyA, kCmd, false},        {kKeyO, kCmd, false},          {kKey5, kCmd, false}};
     for (const auto& [key, flags, consumed] : rows)
         EXPECT_EQ(PathFieldEditor::keyDown({key, flags, {}}), consumed) << key << " " << flags;
 }

@@ -9,8 +9,7 @@ using Decision = EventTap::Decision;
 using Strings = std::vector<std::string>;
 constexpr Decision P = Decision::Pass;
 constexpr Decision S = Decision::Swallow;
-constexpr Modifiers kCmd = kModifierCommand, kShift = kModifierShift, kCaps = kModifierCapsLock,
-                    kOpt = kModifierOption;
+constexpr Modifiers kCmd = kModifierCommand, kShift = kModifierShift, kCaps = kModifierCapsLock, kOpt = kModifierOption;
 
 TapEvent key(KeyCode code, bool down, Modifiers flags, bool repeat = false) {
     TapEvent event = TapEvent::keyboardEvent(code, down, flags);

@@ -32,8 +32,14 @@ public:
     }
 
     MoveToApplications::Context context(std::function<void(std::function<void()>)> background = {}) {
-        return {system_,       alerts_, application_, PlatformNames{},
-                installation::installationOf(source_ / "bin/jorvane"), opt_.string(), "7", std::move(background)};
+        return {system_,
+                alerts_,
+                application_,
+                PlatformNames{},
+                installation::installationOf(source_ / "bin/jorvane"),
+                opt_.string(),
+                "7",
+                std::move(background)};
     }
 
     std::string destination() const { return (opt_ / "jorvane").string(); }

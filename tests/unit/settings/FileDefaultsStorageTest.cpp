@@ -16,9 +16,9 @@
 #include <unistd.h>
 
 using namespace jorvane::settings;
-using jorvane::test::ScopedEnv;
 using jorvane::test::filesIn;
 using jorvane::test::readFile;
+using jorvane::test::ScopedEnv;
 namespace fs = std::filesystem;
 
 namespace {

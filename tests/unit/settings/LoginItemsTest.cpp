@@ -127,9 +127,10 @@ TEST(LoginItemEntry, NamesTheProgramItStarts) {
 
 TEST(LoginItemExec, QuotesOnlyWhatNeedsItAndSplitsBack) {
     const std::pair<const char*, const char*> quoted[] = {
-        {"/opt/j-1.2_x", "/opt/j-1.2_x"}, {"/100%/j", "/100%%/j"}, {"/My Apps/j", "\"/My Apps/j\""},
-        {"/a\"b$c`d\\e", "\"/a\\\"b\\$c\\`d\\\\e\""}, {"/t\tb", "\"/t\tb\""}, {"/a;b&c|d", "\"/a;b&c|d\""},
-        {"/it's", "\"/it's\""}, {"", "\"\""}};
+        {"/opt/j-1.2_x", "/opt/j-1.2_x"}, {"/100%/j", "/100%%/j"},
+        {"/My Apps/j", "\"/My Apps/j\""}, {"/a\"b$c`d\\e", "\"/a\\\"b\\$c\\`d\\\\e\""},
+        {"/t\tb", "\"/t\tb\""},           {"/a;b&c|d", "\"/a;b&c|d\""},
+        {"/it's", "\"/it's\""},           {"", "\"\""}};
     for (const auto& [argument, exec] : quoted) {
         EXPECT_EQ(LoginItem::quoteExecArgument(argument), exec);
         EXPECT_EQ(LoginItem::splitExecArguments(exec), Strings{argument}) << exec;

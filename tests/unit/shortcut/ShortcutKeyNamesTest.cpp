@@ -13,6 +13,7 @@ constexpr Modifiers kCmd = kModifierCommand, kOpt = kModifierOption, kCtl = kMod
 
 TEST(KeyCodeNames, AreAsListed) {
     test::ScopedKeyboardLayout us;
+    // clang-format off
     const std::pair<std::int64_t, std::optional<std::string>> rows[] = {
         {49, "Space"}, {51, "Backspace"}, {117, "Delete"}, {71, "Num Lock"}, {123, "Left"}, {124, "Right"},
         {126, "Up"}, {125, "Down"}, {119, "End"}, {115, "Home"}, {53, "Esc"}, {121, "Page Down"}, {116, "Page Up"},
@@ -21,13 +22,16 @@ TEST(KeyCodeNames, AreAsListed) {
         {-1, std::nullopt},  // no key
         {65535, std::nullopt}, {0x10005, "G"},  // read as sixteen bits
         {90, std::nullopt}};                    // a key the layout lacks
+    // clang-format on
     for (const auto& [value, expected] : rows) EXPECT_EQ(ShortcutKeyNames().transformedValue(value), expected) << value;
+    // clang-format off
     const std::pair<ShortcutKeyCode, std::string> functionAndKeypad[] = {
         {122, "F1"},   {120, "F2"},   {99, "F3"},    {118, "F4"},   {96, "F5"},    {97, "F6"},    {98, "F7"},
         {100, "F8"},   {101, "F9"},   {109, "F10"},  {103, "F11"},  {111, "F12"},  {105, "F13"},  {107, "F14"},
         {113, "F15"},  {106, "F16"},  {64, "F17"},   {79, "F18"},   {80, "F19"},   {65, "Pad ."}, {67, "Pad *"},
         {69, "Pad +"}, {75, "Pad /"}, {78, "Pad -"}, {81, "Pad ="}, {82, "Pad 0"}, {83, "Pad 1"}, {84, "Pad 2"},
         {85, "Pad 3"}, {86, "Pad 4"}, {87, "Pad 5"}, {88, "Pad 6"}, {89, "Pad 7"}, {91, "Pad 8"}, {92, "Pad 9"}};
+    // clang-format on
     for (const auto& [code, name] : functionAndKeypad) {
         EXPECT_EQ(ShortcutKeyNames().transformedValue(code), name) << code;
         EXPECT_EQ(ShortcutKeyNames().reverseTransformedValue(name), code) << name;
@@ -54,15 +58,18 @@ TEST(KeyCodeNames, ReverseLookupFindsTheLowestCode) {
     test::ScopedKeyboardLayout us;
     us.layout().setKey(kKeyIsoSection, {"a", "A", ""});  // code 10 types "a" too
     us.layout().setKey(130, {"\u20ac", "\u20ac", ""});   // a key above 127
+    // clang-format off
     const std::pair<const char*, std::optional<ShortcutKeyCode>> rows[] = {
         {"G", 5},          {"Space", 49},          {"Esc", 53},           {"A", 0},
         {"g", std::nullopt}, {"\u238b", std::nullopt}, {"\u20ac", std::nullopt}, {"", std::nullopt}};
+    // clang-format on
     for (const auto& [name, code] : rows) EXPECT_EQ(ShortcutKeyNames().reverseTransformedValue(name), code) << name;
 }
 
 TEST(ComboNames, InBothOrdersAndFromBothMasks) {
     test::ScopedKeyboardLayout us;
     // Glyphs put Shift before Ctrl, words Ctrl first; Super is the Control bit; caps lock and keypad unnamed.
+    // clang-format off
     const std::tuple<Modifiers, ShortcutKeyCode, const char*, const char*> rows[] = {
         {kCmd, 5, "Ctrl+G", "Ctrl + G"},
         {kCmd | kShf, 49, "Shift+Ctrl+Space", "Ctrl + Shift + Space"},
@@ -71,6 +78,7 @@ TEST(ComboNames, InBothOrdersAndFromBothMasks) {
         {0, 83, "Pad 1", "Pad 1"},
         {kOpt, -1, "Alt+", "Alt + "},
         {kCmd | kModifierCapsLock | kModifierNumericPad, 5, "Ctrl+G", "Ctrl + G"}};
+    // clang-format on
     for (const auto& [modifiers, code, glyphs, readable] : rows) {
         const std::uint32_t recorderBits = recorderFlagsFromModifiers(modifiers);
         EXPECT_EQ(comboGlyphs(modifiers, code), glyphs);
@@ -84,10 +92,12 @@ TEST(ComboNames, InBothOrdersAndFromBothMasks) {
 }
 
 TEST(MaskConversion, GoesBothWaysAndDropsWhatTheOtherSideLacks) {
+    // clang-format off
     const std::pair<Modifiers, std::uint32_t> rows[] = {{0x20000, 0x200},       {0x40000, 0x1000},
                                                         {0x80000, 0x800},       {0x100000, 0x100},
                                                         {0x800000, 0x800000},   {0x9E0000, 0x801B00},
                                                         {0, 0}};
+    // clang-format on
     for (const auto& [modifiers, recorderBits] : rows) {
         EXPECT_EQ(recorderFlagsFromModifiers(modifiers), recorderBits);
         EXPECT_EQ(modifiersFromRecorderFlags(recorderBits), modifiers);

@@ -234,7 +234,8 @@ TEST(Loading, ReadsTheStoredCombination) {
         {R"({"keyCode": 5, "modifiers": 2304})", {kCmd | kOpt, 5}, std::nullopt},  // converted recorder flags
         {R"({"keyCode": 5, "modifierFlags": 1114112})", {kCmd, 5}, std::nullopt},  // filtered
         {R"({"keyCode": 5, "modifierFlags": 1048576, "keyChars": "g", "keyCharsIgnoringModifiers": "g"})",
-         {kCmd, 5}, "g"},
+         {kCmd, 5},
+         "g"},
         {nullptr, {0, 0}, std::nullopt}};
     for (const auto& [stored, loaded, keyChars] : rows) {
         SCOPED_TRACE(stored ? stored : "nothing");

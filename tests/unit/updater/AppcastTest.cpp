@@ -17,12 +17,14 @@ int sign(int v) { return v < 0 ? -1 : v > 0 ? 1 : 0; }
 
 TEST(VersionOrder, ComparesAsExpectedBothWays) {
     // a, b and the sign of compareVersions(a, b).
+    // clang-format off
     const std::tuple<const char*, const char*, int> rows[] = {
         {"1.10", "1.9", 1},          {"1.2", "1.2.0", 0},      {"1.02", "1.2", 0},        {"1.2.1", "1.2", 1},
         {"2.0", "1.99.99", 1},       {"1.2b3", "1.2", -1},     {"1.2b10", "1.2b9", 1},    {"1.2b9", "1.2rc1", -1},
         {"2.0-beta", "2.0", -1},     {" 1.5 ", "1.5", 0},      {"120", "99", 1},          {"", "0", 0},
         {"1.000", "1", 0},           {"1.00a", "1.0b", -1},
         {"1.123456789012345678901", "1.99999999999999999999", 1}};  // huge numbers do not overflow
+    // clang-format on
     for (const auto& [a, b, expected] : rows) {
         EXPECT_EQ(sign(appcast::compareVersions(a, b)), expected) << a << " vs " << b;
         EXPECT_EQ(sign(appcast::compareVersions(b, a)), -expected) << b << " vs " << a;
@@ -81,6 +83,7 @@ TEST(AppcastParse, NewestAboveTheRunningVersionIsPickedWhateverTheOrder) {
 
 TEST(AppcastParse, ReadsEachItemAsExpected) {
     // The text between <channel> and </channel>, and what is read from it (nothing: the item is skipped).
+    // clang-format off
     const std::pair<const char*, std::optional<AppcastItem>> rows[] = {
         {"<item><title> &#74;&#x6f;rvane&#7; &#233; &unknown; &amp;&lt;&gt;&quot;&apos; </title>"
          "<enclosure sparkle:version=\"1\" url=\"u\"/></item>",
@@ -104,6 +107,7 @@ TEST(AppcastParse, ReadsEachItemAsExpected) {
         {"<item><enclosure sparkle:version=\"3\" sparkle:shortVersionString=\"xxxxxxxxxxxxxxxxxxxxxxxxxxxxxx"
          "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx\"/></item>",
          AppcastItem{"", "3", std::string(61, 'x') + "\u2026", ""}}};
+    // clang-format on
     for (const auto& [item, read] : rows) {
         SCOPED_TRACE(item);
         const auto items = appcast::parse(std::string("<rss><channel>") + item + "</channel></rss>");
@@ -134,6 +138,7 @@ TEST(AppcastParse, RefusesAMalformedFeedWithAReasonAndTakesOneWithoutItems) {
 }
 
 TEST(AppcastParse, ReadableTextIsPlainAndCapped) {
+    // clang-format off
     const std::tuple<std::string, std::size_t, std::string> rows[] = {
         {"Jorvane 1.2 \u00e9t\u00e9", 64, "Jorvane 1.2 \u00e9t\u00e9"},
         {std::string("a\x1b[31mb\x07\x7f\u0085c\0d", 15), 64, "a[31mbcd"},  // control characters go
@@ -141,6 +146,7 @@ TEST(AppcastParse, ReadableTextIsPlainAndCapped) {
         {"v\xff\xc3", 64, "v\ufffd\ufffd"},
         {"abcdefghij", 6, "abc\u2026"},
         {"ab\u00e9\u00e9\u00e9", 7, "ab\u00e9\u2026"}};  // the cut never splits a character
+    // clang-format on
     for (const auto& [in, cap, shown] : rows) EXPECT_EQ(appcast::readableText(in, cap), shown);
 }
 

@@ -66,11 +66,13 @@ TEST_F(Diagnostics, TheDefaultSinksAreStandardOutputAndStandardError) {
 TEST_F(Diagnostics, TheThresholdsDecideWhetherADomainMessagePrints) {
     // The global level, the levels of the message's domain and of another, the message's level, printed.
     using Level = std::optional<std::int32_t>;
+    // clang-format off
     const std::tuple<std::int32_t, Level, Level, std::int32_t, bool> rows[] = {
         {0, {}, {}, 0, true},   {0, {}, {}, 1, false},  {2, {}, {}, 2, true},    {2, {}, {}, 3, false},
         {0, 4, {}, 4, true},    {4, 0, {}, 1, false},   {4, -1, {}, 0, false},   {0, {}, 4, 4, false},
         {10, {}, {}, 5, false},  // above debug: invalid
         {0, {}, {}, -1, false}};
+    // clang-format on
     for (const auto& [global, domain, other, level, printed] : rows) {
         lines_.clear();
         log::clearDomainLevels();

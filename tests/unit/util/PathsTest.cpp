@@ -22,6 +22,7 @@ void expectEach(const Rows& rows, F f) {
 
 TEST(Paths, StandardizingResolvesDotsSlashesAndTheHomeFolder) {
     test::ScopedEnv home("HOME", "/home/ann");
+    // clang-format off
     expectEach({{"/tmp/scratch.tiff", "/tmp/scratch.tiff"},
                 {"/tmp//a/./b/", "/tmp/a/b"},
                 {"/a/b/../c", "/a/c"},
@@ -50,6 +51,7 @@ TEST(Paths, StandardizingResolvesDotsSlashesAndTheHomeFolder) {
                 {"", ""},
                 {std::string("~root\0x/y", 9), std::string("~root\0x/y", 9)}},  // a NUL in a user name
                paths::stringByExpandingTildeInPath);
+    // clang-format on
     test::ScopedEnv root("HOME", "/");
     EXPECT_EQ(paths::stringByExpandingTildeInPath("~"), "/");
     EXPECT_EQ(paths::stringByExpandingTildeInPath("~/a"), "/a");
@@ -69,6 +71,7 @@ TEST(Paths, TildeUserAndTildeWithoutHomeComeFromThePasswordEntry) {
 }
 
 TEST(Paths, ComponentsSplitAndJoin) {
+    // clang-format off
     const std::pair<const char*, Strings> split[] = {
         {"tmp/scratch", {"tmp", "scratch"}}, {"/tmp/scratch", {"/", "tmp", "scratch"}},
         {"/tmp/scratch/", {"/", "tmp", "scratch", "/"}}, {"a//b", {"a", "b"}}, {"//a//", {"/", "a", "/"}},
@@ -84,8 +87,10 @@ TEST(Paths, ComponentsSplitAndJoin) {
         {"/", "scratch.tiff", "/scratch.tiff"}, {"", "scratch.tiff", "scratch.tiff"}, {"/tmp/", "", "/tmp"},
         {"/", "", "/"}, {"", "", ""}, {"/tmp", "/a//b/", "/tmp/a/b"},
         {"/home/ann", "Documents/Sub", "/home/ann/Documents/Sub"}, {"/tmp", "~", "/tmp/~"}};
+    // clang-format on
     for (const auto& [path, component, expected] : appended)
         EXPECT_EQ(paths::stringByAppendingPathComponent(path, component), expected) << path << " + " << component;
+    // clang-format off
     expectEach({{"/tmp/scratch.tiff", "/tmp"}, {"/tmp/lock/", "/tmp"}, {"/tmp/", "/"}, {"/tmp", "/"}, {"/", "/"},
                 {"scratch.tiff", ""}, {"scratch/", ""}, {"a/b", "a"}, {"//a//b//", "/a"}, {"/tmp/*.log", "/tmp"},
                 {"", ""}},
@@ -93,6 +98,7 @@ TEST(Paths, ComponentsSplitAndJoin) {
     expectEach({{"/tmp/scratch.tiff", "scratch.tiff"}, {"/tmp/scratch", "scratch"}, {"/tmp/", "tmp"},
                 {"scratch///", "scratch"}, {"/", "/"}, {"///", "/"}, {"a", "a"}, {"", ""}},
                paths::lastPathComponent);
+    // clang-format on
     for (const char* path : {"/", "/tmp", "~", "~ann/x"}) EXPECT_TRUE(paths::isAbsolutePath(path)) << path;
     for (const char* path : {"tmp/x", "./x", " /x", ""}) EXPECT_FALSE(paths::isAbsolutePath(path)) << path;
 }
@@ -130,8 +136,7 @@ TEST(Paths, CaseInsensitiveLikeMatchesTheWholeNameWithWildcards) {
     };
     // clang-format on
     for (const MatchCase& row : rows)
-        EXPECT_EQ(paths::isCaseInsensitiveLike(row.text, row.pattern), row.matches)
-            << row.text << " ~ " << row.pattern;
+        EXPECT_EQ(paths::isCaseInsensitiveLike(row.text, row.pattern), row.matches) << row.text << " ~ " << row.pattern;
 }
 
 TEST(Paths, PathologicalPatternsFinishAndAnswerCorrectly) {
@@ -148,10 +153,12 @@ TEST(Paths, PathologicalPatternsFinishAndAnswerCorrectly) {
 }
 
 TEST(Paths, CaseInsensitivePrefix) {
+    // clang-format off
     const MatchCase rows[] = {{"Documents", "doc", true}, {"Documents", "DOCUMENTS", true}, {"Documents", "", true},
                               {"Doc", "docs", false},     {"Music", "doc", false},          {"ÄPFEL", "äp", true},
                               {"Ärger", "a", false},      {"\u212Aelvin", "kel", true},     {"a*b", "A*", true},
                               {"abc", "a?", false},       {"\xff" "abc", "\xff" "A", true}, {"ä", "\xC3", false}};
+    // clang-format on
     for (const MatchCase& row : rows) {
         EXPECT_EQ(paths::hasCaseInsensitivePrefix(row.text, row.pattern), row.matches)
             << row.text << " " << row.pattern;
