@@ -133,6 +133,15 @@ TEST_F(AppDelegateTest, aMissingDefaultsResourceIsLoggedAndLaunchGoesOn) {
     EXPECT_FALSE(defaults_->boolForKey(settings::keys::activateByHotkey));
 }
 
+TEST_F(AppDelegateTest, theAboutWindowOpensThroughItsPort) {
+    int abouts = 0;
+    auto ports = this->ports();
+    ports.about = [&] { ++abouts; };
+    delegate_ = std::make_unique<JorvaneApp>(ports);
+    delegate().about();
+    EXPECT_EQ(abouts, 1);
+}
+
 TEST_F(AppDelegateTest, aTapThatCannotBeMadeLeavesTheRestOfTheLaunch) {
     tap_.failInstalls(true);
     delegate().finishLaunching();
