@@ -169,5 +169,23 @@ TEST(Uninstall, aPrefixLosesExactlyItsFilesAndKeepsTheSharedFolders) {
     EXPECT_TRUE(fs::exists(root.path() / "home/.local/bin")) << "bin/ is every program's";
 }
 
+TEST(Uninstall, theQuestionForALongPrefixNamesTwelveFilesAndCountsTheRest) {
+    test::TempDir root;
+    std::string manifest = "jorvane-installed-files 1 prefix\nbin/jorvane\nshare/jorvane/installed-files\n";
+    for (int i = 0; i < 12; ++i) manifest += "share/jorvane/f" + std::to_string(i) + "\n";
+    root.file("usr/local/share/jorvane/installed-files", manifest);
+    for (int i = 0; i < 12; ++i) root.file("usr/local/share/jorvane/f" + std::to_string(i));
+    const fs::path program = root.file("usr/local/bin/jorvane", "program");
+    test::FakeAlerts alerts;
+    test::FakeApplication application;
+    FakeURLOpener urls;
+    const std::string text = AboutWindowController({alerts, application, urls, program, installationOf(program), "1.0"})
+                                 .uninstallQuestion()
+                                 ->informativeText;
+    EXPECT_TRUE(text.starts_with("These 14 files Jorvane installed in")) << text;
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 13) << text;
+    EXPECT_TRUE(text.ends_with("\n\u2026 and 2 more")) << text;
+}
+
 }  // namespace
 }  // namespace jorvane::installation
