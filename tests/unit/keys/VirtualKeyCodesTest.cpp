@@ -42,8 +42,14 @@ TEST(VirtualKeyCodes, impliedFlagsFollowTheKindOfKeyAndNeverTouchTheShortcutModi
                                                  : typesOrModifies         ? std::optional(Modifiers{0})
                                                                            : std::nullopt;
         EXPECT_EQ(key.impliedFlags, implied.value_or(key.impliedFlags)) << key.name;
+        EXPECT_TRUE(key.kind != K::Navigation || (key.impliedFlags & kModifierFunction)) << key.name;
+        // Only the keys that type, the keypad's and Space, Return or Tab have a character.
+        const bool types = key.kind == K::Character || key.kind == K::Whitespace || key.kind == K::Keypad;
+        EXPECT_TRUE(types || key.usCharacter == 0) << key.name;
     }
-    EXPECT_EQ(virtualKey(kKeyUpArrow)->impliedFlags, kModifierNumericPad | kModifierFunction);
+    for (KeyCode arrow : {kKeyLeftArrow, kKeyRightArrow, kKeyDownArrow, kKeyUpArrow})
+        EXPECT_EQ(virtualKey(arrow)->impliedFlags, kModifierNumericPad | kModifierFunction) << arrow;
+    for (KeyCode key : {kKeyDelete, kKeyEscape}) EXPECT_EQ(virtualKey(key)->impliedFlags, 0u) << key;
 }
 
 // Every key of the numeric keypad by its code: its name and what it types.
