@@ -1,8 +1,5 @@
-// The event tap calls the delegate on a thread of its own while the main
-// thread runs the bars: key decisions are made on the tap's thread, and
-// everything that touches the registry or the drag state must reach the
-// main thread first (ThreadSanitizer watches this test).
-
+// The tap calls the delegate on its own thread while the main thread runs the bars: keys are decided there,
+// and whatever touches the registry or the drag state must reach the main thread first (watched by TSan).
 #include "unit/app/JorvaneAppFixture.h"
 
 #include <gmock/gmock.h>

@@ -1,15 +1,11 @@
-// Completion off the main thread: a folder that arrives slowly, or never,
-// never holds up the text that is typed, and the answer grows as it arrives.
-
+// Completion off the main thread: a folder that arrives slowly, or never, never holds up the typing, and
+// the answer grows as it arrives.
 #include "addressbar/CompletionEngine.h"
 #include "fakes/GatedFolderSource.h"
 #include "fakes/VirtualTime.h"
 #include "util/Dispatch.h"
 
 #include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
 
 using jorvane::CompletionEngine;
 using jorvane::test::GatedFolderSource;
@@ -52,11 +48,9 @@ TEST_F(CompletionWorkerTest, TheAnswerGrowsAsTheFolderArrivesAndEndsSortedAndCom
     type("a");
     EXPECT_EQ(engine_->currentCompletions(), Strings{});
     EXPECT_EQ(engine_->progress(), CompletionEngine::Progress::reading);
-
     source_->release(1);
     ASSERT_TRUE(waitFor([&] { return engine_->currentCompletions() == Strings{"apple"}; }));
     EXPECT_EQ(engine_->progress(), CompletionEngine::Progress::reading);
-
     source_->release(1);
     ASSERT_TRUE(waitFor([&] { return engine_->progress() == CompletionEngine::Progress::complete; }));
     EXPECT_EQ(engine_->currentCompletions(), (Strings{"ab", "apple", "avocado"}));

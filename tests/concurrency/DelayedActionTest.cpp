@@ -6,20 +6,13 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cmath>
 #include <limits>
 #include <thread>
-#include <vector>
 
 using namespace std::chrono_literals;
 using namespace jorvane;
 using namespace jorvane::dispatch;
-
-namespace {
-
 using test::VirtualTime;
-
-}  // namespace
 
 TEST(DelayedAction, PauseBeforeTheDeadlineDropsTheAction) {
     VirtualTime time;
@@ -51,24 +44,17 @@ TEST(DelayedAction, RearmingDebouncesToOneRunAfterTheLastCall) {
     EXPECT_EQ(runs, 1);
 }
 
-class DelayedActionNoDelay : public testing::TestWithParam<double> {};
-
-TEST_P(DelayedActionNoDelay, RunsAsSoonAsPossibleButNeverInline) {
-    VirtualTime time;
-    int runs = 0;
-    auto invocation = DelayedAction::invocationOnMainQueueWithBlock([&] { ++runs; });
-    invocation->fireIn(GetParam());
-    EXPECT_EQ(runs, 0);
-    time.pass(0ms);
-    EXPECT_EQ(runs, 1);
+TEST(DelayedAction, NoDelayRunsAsSoonAsPossibleButNeverInline) {
+    for (double delay : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN()}) {
+        VirtualTime time;
+        int runs = 0;
+        auto invocation = DelayedAction::invocationOnMainQueueWithBlock([&] { ++runs; });
+        invocation->fireIn(delay);
+        EXPECT_EQ(runs, 0);
+        time.pass(0ms);
+        EXPECT_EQ(runs, 1) << delay;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Delays, DelayedActionNoDelay,
-                         testing::Values(0.0, -1.0, std::numeric_limits<double>::quiet_NaN()),
-                         [](const testing::TestParamInfo<double>& row) -> std::string {
-                             if (std::isnan(row.param)) return "WithANaNDelay";
-                             return row.param == 0.0 ? "WithAZeroDelay" : "WithANegativeDelay";
-                         });
 
 TEST(DelayedAction, FlagsFollowTheRun) {
     VirtualTime time;
@@ -103,7 +89,7 @@ TEST(DelayedAction, ArmingFromTheActionSchedulesTheNextRun) {
     time.pass(0ms);
     EXPECT_EQ(runs, 1);
     {
-        auto again = weak.lock();
+        const auto again = weak.lock();
         ASSERT_TRUE(again) << "armed again, so still alive";
         EXPECT_TRUE(again->isScheduled());
     }
@@ -173,10 +159,7 @@ TEST(DelayedAction, ForgottenArmedInstancesRunOnceEachAndAreFreed) {
         weak.push_back(invocation);
     }
     EXPECT_TRUE(mainQueue().runUntil(
-        [&] {
-            return runs.load() == count &&
-                   std::all_of(weak.begin(), weak.end(), [](const auto& w) { return w.expired(); });
-        },
+        [&] { return runs.load() == count && std::ranges::all_of(weak, [](const auto& w) { return w.expired(); }); },
         10s));
 }
 
@@ -186,9 +169,8 @@ TEST(DelayedAction, OnAConcurrentQueueTheActionNeverOverlapsItself) {
     auto invocation = DelayedAction::invocationOnQueue(globalQueue(), [&] {
         const int now = ++active;
         maxActive = std::max(maxActive.load(), now);
-        if (++runs == 1) {
+        if (++runs == 1)
             while (hold.load()) std::this_thread::yield();
-        }
         --active;
     });
     invocation->fireNow();
@@ -209,10 +191,7 @@ TEST(DelayedAction, ArmingPausingAndReadingFromManyThreadsIsSafe) {
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&, t] {
             for (int i = 0; i < 200; ++i) {
-                if ((i + t) % 3 == 0)
-                    invocation->pause();
-                else
-                    invocation->fireIn(0.0001 * (i % 4));
+                (i + t) % 3 == 0 ? invocation->pause() : invocation->fireIn(0.0001 * (i % 4));
                 (void)invocation->isActive();
                 (void)invocation->isExecuting();
             }

@@ -5,22 +5,14 @@
 #include "fakes/VirtualTime.h"
 
 #include <atomic>
-#include <chrono>
-#include <cmath>
 #include <latch>
 #include <limits>
 #include <mutex>
 #include <semaphore>
-#include <vector>
 
 using namespace std::chrono_literals;
 using namespace jorvane::dispatch;
-
-namespace {
-
 using jorvane::test::VirtualTime;
-
-}  // namespace
 
 TEST(MainQueue, RunsTasksInOrderOnTheDrainingThreadOnly) {
     std::vector<int> seen;
@@ -32,9 +24,7 @@ TEST(MainQueue, RunsTasksInOrderOnTheDrainingThreadOnly) {
     mainQueue().drain();
     ASSERT_EQ(seen.size(), 100u);
     for (int i = 0; i < 100; ++i) EXPECT_EQ(seen[i], i);
-}
-
-TEST(MainQueue, TaskQueuedByATaskWaitsForTheNextDrain) {
+    // A task queued by a task waits for the next drain.
     int runs = 0;
     mainQueue().async([&] {
         ++runs;
@@ -76,12 +66,9 @@ TEST(OperationQueue, SerialQueueRunsOneAtATimeInOrder) {
     std::atomic<int> active{0}, maxActive{0};
     for (int i = 0; i < 20; ++i) {
         queue.addOperation([&, i] {
-            const int now = ++active;
-            maxActive = std::max(maxActive.load(), now);
-            {
-                std::lock_guard lock(m);
-                order.push_back(i);
-            }
+            maxActive = std::max(maxActive.load(), ++active);
+            std::lock_guard lock(m);
+            order.push_back(i);
             --active;
         });
     }
@@ -153,8 +140,7 @@ TEST(TimerSource, FiresOnceOnItsQueueAtTheDeadline) {
     int fired = 0;
     TimerSource timer(mainQueue(), [&] { ++fired; });
     timer.setTimer(seconds(0.3), 1ms);
-    time.clock.advance(299ms);
-    mainQueue().drain();
+    time.pass(299ms);
     EXPECT_EQ(fired, 0);
     EXPECT_TRUE(timer.isArmed());
     time.clock.advance(1ms);
@@ -162,8 +148,7 @@ TEST(TimerSource, FiresOnceOnItsQueueAtTheDeadline) {
     mainQueue().drain();
     EXPECT_EQ(fired, 1);
     EXPECT_FALSE(timer.isArmed());
-    time.clock.advance(10s);
-    mainQueue().drain();
+    time.pass(10s);
     EXPECT_EQ(fired, 1);
 }
 

@@ -22,21 +22,26 @@ using ::testing::ElementsAre;
 namespace {
 
 using Call = FakeHandlerCatalogue::Call;
+bool runUntil(const std::function<bool()>& done) { return mainQueue().runUntil(done, 10s); }
 
 struct Bridge {
     Bridge() {
-        // Navigations succeed unless a test says otherwise.
         catalogue->answer("finder_set_path", "");
         catalogue->answer("finder_reveal", "");
     }
-    std::shared_ptr<FakeHandlerCatalogue> catalogue = std::make_shared<FakeHandlerCatalogue>();
-    FileManagerCommands wrapper{catalogue};
     ~Bridge() {
-        // Nothing of one test may run into the next.
         catalogue->releaseAll();
         wrapper.waitUntilIdle();
         mainQueue().drain();
     }
+    std::vector<std::string> paramsOf(std::string_view name) const {
+        std::vector<std::string> out;
+        for (const Call& c : catalogue->calls())
+            if (c.name == name) out.push_back(std::filesystem::path(c.params.at(0)).filename().string());
+        return out;
+    }
+    std::shared_ptr<FakeHandlerCatalogue> catalogue = std::make_shared<FakeHandlerCatalogue>();
+    FileManagerCommands wrapper{catalogue};
 };
 
 // What a completion block saw.
@@ -45,27 +50,30 @@ struct Completion {
     bool onMainThread = false;
     std::optional<std::string> path;
 };
+FileManagerCommands::PathBlock into(Completion& c) {
+    return [&c](std::optional<std::string> path) { c = {true, isMainThread(), std::move(path)}; };
+}
 
 TEST(FileManagerCommands, PassesParametersInOrderLowerCasesTheNameAndAnswersTheHandlersResult) {
     Bridge b;
     b.catalogue->answer("finder_select2", "done");
     EXPECT_EQ(b.wrapper.call("Finder_Select2", {"/tmp", "a|!|b"}), "done");
     EXPECT_EQ(b.wrapper.call("reload"), std::nullopt);
+    b.wrapper.openTerminal("/home/me");
+    ASSERT_TRUE(b.catalogue->waitForCalls("open_terminal", 1));
     EXPECT_THAT(b.catalogue->calls(),
-                ElementsAre(Call{"finder_select2", {"/tmp", "a|!|b"}, true}, Call{"reload", {}, true}));
+                ElementsAre(Call{"finder_select2", {"/tmp", "a|!|b"}, true}, Call{"reload", {}, true},
+                            Call{"open_terminal", {"/home/me"}, false}));
 }
 
-TEST(FileManagerCommands, WithoutACatalogueEveryCallAnswersNothing) {
+TEST(FileManagerCommands, WithoutACatalogueEveryCallAnswersNothingAndTheSharedOneUsesTheInstalledOne) {
     FileManagerCommands wrapper;
     EXPECT_EQ(wrapper.call("finder_get_path"), std::nullopt);
-    Completion got;
-    got.path = "stale";
-    wrapper.getPathAsync([&](std::optional<std::string> path) { got = {true, isMainThread(), std::move(path)}; });
-    EXPECT_TRUE(mainQueue().runUntil([&] { return got.called; }, 10s));
+    Completion got{false, false, "stale"};
+    wrapper.getPathAsync(into(got));
+    EXPECT_TRUE(runUntil([&] { return got.called; }));
     EXPECT_EQ(got.path, std::nullopt);
-}
 
-TEST(FileManagerCommands, SharedInstanceUsesTheInstalledCatalogue) {
     auto catalogue = std::make_shared<FakeHandlerCatalogue>();
     catalogue->answer("finder_get_path", "/srv");
     {
@@ -75,56 +83,36 @@ TEST(FileManagerCommands, SharedInstanceUsesTheInstalledCatalogue) {
     EXPECT_EQ(FileManagerCommands::shared().call("finder_get_path"), std::nullopt);
 }
 
-struct SetPathRow {
-    std::string name;
-    std::function<std::string(const test::TempDir&)> make;
-    std::string_view handler;
-};
-
-void PrintTo(const SetPathRow& row, std::ostream* os) { *os << row.name; }
-
-class ShowFolder : public ::testing::TestWithParam<SetPathRow> {};
-
-TEST_P(ShowFolder, ChoosesTheHandlerByWhatThePathIs) {
-    test::TempDir tmp;
-    const std::string path = GetParam().make(tmp);
-    Bridge b;
-    std::optional<bool> finishedOnMain;
-    b.wrapper.showFolderAsync(path, [&](Navigated) { finishedOnMain = isMainThread(); });
-    ASSERT_TRUE(mainQueue().runUntil([&] { return finishedOnMain.has_value(); }, 10s));
-    EXPECT_TRUE(*finishedOnMain);
-    ASSERT_EQ(b.catalogue->callCount(), 1u);
-    EXPECT_EQ(b.catalogue->calls()[0].name, GetParam().handler);
-    EXPECT_THAT(b.catalogue->calls()[0].params, ElementsAre(path));
-    EXPECT_FALSE(b.catalogue->calls()[0].onMainThread);
+TEST(FileManagerCommands, ShowFolderChoosesTheHandlerByWhatThePathIsAndFinishesOnTheMainThread) {
+    using Make = std::function<std::string(const test::TempDir&)>;
+    const std::pair<Make, std::string_view> rows[] = {
+        {[](auto& tmp) { return tmp.dir("docs").string(); }, handlers::showFolder},
+        {[](auto& tmp) { return tmp.symlink("l", tmp.dir("docs").string()).string(); }, handlers::showFolder},
+        {[](auto& tmp) { return tmp.file("notes.txt").string(); }, handlers::reveal},
+        {[](auto& tmp) { return (tmp.path() / "gone").string(); }, handlers::reveal},
+        {[](auto& tmp) { return tmp.symlink("l", tmp.str() + "/gone").string(); }, handlers::reveal},
+        {[](auto&) { return std::string(); }, handlers::reveal}};
+    for (const auto& [make, handler] : rows) {
+        test::TempDir tmp;
+        const std::string path = make(tmp);
+        SCOPED_TRACE(path);
+        Bridge b;
+        std::optional<bool> finishedOnMain;
+        b.wrapper.showFolderAsync(path, [&](Navigated) { finishedOnMain = isMainThread(); });
+        ASSERT_TRUE(runUntil([&] { return finishedOnMain.has_value(); }));
+        EXPECT_TRUE(*finishedOnMain);
+        EXPECT_THAT(b.catalogue->calls(), ElementsAre(Call{std::string(handler), {path}, false}));
+    }
 }
-
-using Tmp = const test::TempDir&;
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(FileManagerCommands, ShowFolder, ::testing::Values(
-    SetPathRow{"ADirectoryIsShown", [](Tmp tmp) { return tmp.dir("docs").string(); }, handlers::showFolder},
-    SetPathRow{"ALinkToADirectoryIsShown", [](Tmp tmp) { return tmp.symlink("l", tmp.dir("docs").string()).string(); },
-               handlers::showFolder},
-    SetPathRow{"AFileIsRevealed", [](Tmp tmp) { return tmp.file("notes.txt").string(); }, handlers::reveal},
-    SetPathRow{"AMissingPathIsRevealed", [](Tmp tmp) { return (tmp.path() / "gone").string(); }, handlers::reveal},
-    SetPathRow{"ALinkToNothingIsRevealed", [](Tmp tmp) { return tmp.symlink("l", tmp.str() + "/gone").string(); },
-               handlers::reveal},
-    SetPathRow{"AnEmptyPathIsRevealed", [](Tmp) { return std::string(); }, handlers::reveal}),
-    [](const auto& row) { return row.param.name; });
-// clang-format on
 
 TEST(FileManagerCommands, FinishedBlockRunsEvenWhenTheHandlerFails) {
     Bridge b;
     b.catalogue->answerWith("finder_reveal", [](const std::vector<std::string>&) -> std::optional<std::string> {
         throw std::runtime_error("file manager gone");
     });
-    bool finished = false;
-    Navigated outcome = Navigated::answered;
-    b.wrapper.showFolderAsync("/no/such/place", [&](Navigated navigated) {
-        outcome = navigated;
-        finished = true;
-    });
-    EXPECT_TRUE(mainQueue().runUntil([&] { return finished; }, 10s));
+    std::optional<Navigated> outcome;
+    b.wrapper.showFolderAsync("/no/such/place", [&](Navigated navigated) { outcome = navigated; });
+    EXPECT_TRUE(runUntil([&] { return outcome.has_value(); }));
     EXPECT_EQ(outcome, Navigated::fileManagerSilent);
     EXPECT_EQ(b.catalogue->callCount("finder_reveal"), 2u) << "tried once more";
     EXPECT_EQ(b.wrapper.call("finder_reveal", {"/x"}), std::nullopt);
@@ -135,19 +123,19 @@ TEST(FileManagerCommands, NavigationWhileOneRunsDropsTheWaitingRequest) {
     Bridge b;
     b.catalogue->hold("finder_set_path");
     std::vector<std::string> finished;
-    b.wrapper.showFolderAsync(tmp.dir("one").string(), [&](Navigated) { finished.push_back("one"); });
+    const auto show = [&](const char* name) {
+        b.wrapper.showFolderAsync(tmp.dir(name).string(), [&, name](Navigated) { finished.push_back(name); });
+    };
+    show("one");
     ASSERT_TRUE(b.catalogue->waitForHeld("finder_set_path", 1));
-    b.wrapper.showFolderAsync(tmp.dir("two").string(), [&](Navigated) { finished.push_back("two"); });
-    b.wrapper.showFolderAsync(tmp.dir("three").string(), [&](Navigated) { finished.push_back("three"); });
+    show("two");
+    show("three");
     b.catalogue->release("finder_set_path");
-    ASSERT_TRUE(mainQueue().runUntil([&] { return finished.size() == 2; }, 10s));
+    ASSERT_TRUE(runUntil([&] { return finished.size() == 2; }));
     b.wrapper.waitUntilIdle();
     mainQueue().drain();
     EXPECT_THAT(finished, ElementsAre("one", "three"));
-    std::vector<std::string> shown;
-    for (const Call& c : b.catalogue->calls())
-        shown.push_back(std::filesystem::path(c.params.at(0)).filename().string());
-    EXPECT_THAT(shown, ElementsAre("one", "three"));
+    EXPECT_THAT(b.paramsOf("finder_set_path"), ElementsAre("one", "three"));
 }
 
 TEST(FileManagerCommands, TypingWhileARevealRunsKeepsOnlyTheNewestNameAndNeverHoldsUpNavigation) {
@@ -159,13 +147,10 @@ TEST(FileManagerCommands, TypingWhileARevealRunsKeepsOnlyTheNewestNameAndNeverHo
     for (const char* name : {"ab", "abc", "abcd"}) b.wrapper.revealInCurrentAsync(name);
     bool shown = false;
     b.wrapper.showFolderAsync(tmp.dir("there").string(), [&](Navigated) { shown = true; });
-    ASSERT_TRUE(mainQueue().runUntil([&] { return shown; }, 10s));
+    ASSERT_TRUE(runUntil([&] { return shown; }));
     b.catalogue->release("finder_reveal_in_current");
     b.wrapper.waitUntilIdle();
-    std::vector<std::string> revealed;
-    for (const Call& c : b.catalogue->calls())
-        if (c.name == "finder_reveal_in_current") revealed.push_back(c.params.at(0));
-    EXPECT_THAT(revealed, ElementsAre("a", "abcd"));
+    EXPECT_THAT(b.paramsOf("finder_reveal_in_current"), ElementsAre("a", "abcd"));
 }
 
 // A file system whose paths under "/hung" do not answer until it opens.
@@ -211,27 +196,21 @@ TEST(FileManagerCommands, APathTheFileSystemDoesNotAnswerForHoldsUpNoNavigationA
     const auto note = [&](std::string name) {
         return [&, name](Navigated outcome) { finished.emplace_back(name, outcome); };
     };
-
     // A newer navigation takes over from one that waits for the file system.
     wrapper.showFolderAsync("/hung/a", note("hung"));
     ASSERT_TRUE(fileSystem->waitForInside(1));
     wrapper.showFolderAsync("/local", note("local"));
-    ASSERT_TRUE(mainQueue().runUntil([&] { return !finished.empty(); }, 10s));
+    ASSERT_TRUE(runUntil([&] { return !finished.empty(); }));
     EXPECT_THAT(finished, ElementsAre(std::pair{std::string("local"), Navigated::answered}));
-
-    // Alone, it ends at the limit, without asking the file manager; a path
-    // below one still stuck ends at once.
+    // Alone, it ends at the limit without asking Thunar; a path below one still stuck ends at once.
     for (const char* path : {"/hung/b", "/hung/b/c"}) {
         finished.clear();
         const auto start = std::chrono::steady_clock::now();
         wrapper.revealAsync(path, [&](Navigated outcome, const std::string&) { finished.emplace_back(path, outcome); });
-        ASSERT_TRUE(mainQueue().runUntil([&] { return !finished.empty(); }, 10s));
+        ASSERT_TRUE(runUntil([&] { return !finished.empty(); }));
         EXPECT_THAT(finished, ElementsAre(std::pair{std::string(path), Navigated::folderSilent}));
         const auto took = std::chrono::steady_clock::now() - start;
-        if (std::string_view(path) == "/hung/b")
-            EXPECT_GE(took, 300ms);
-        else
-            EXPECT_LT(took, 300ms);
+        EXPECT_EQ(took >= 300ms, std::string_view(path) == "/hung/b") << path;
     }
     EXPECT_THAT(b.catalogue->calls(), ElementsAre(Call{"finder_set_path", {"/local"}, false}));
     fileSystem->open();
@@ -244,31 +223,39 @@ TEST(FileManagerCommands, QuickGetPathRequestsWhileOneRunsKeepTheFirstAndTheLast
     b.catalogue->answerOnce("finder_get_path", "/first");
     b.catalogue->answerOnce("finder_get_path", "/third");
     Completion first, second, third;
-    auto into = [](Completion& c) {
-        return [&c](std::optional<std::string> path) { c = {true, isMainThread(), std::move(path)}; };
-    };
     b.wrapper.getPathAsync(into(first));
     ASSERT_TRUE(b.catalogue->waitForHeld("finder_get_path", 1));
     b.wrapper.getPathAsync(into(second));
     b.wrapper.getPathAsync(into(third));
     b.catalogue->release("finder_get_path");
-
-    ASSERT_TRUE(mainQueue().runUntil([&] { return first.called && third.called; }, 10s));
+    ASSERT_TRUE(runUntil([&] { return first.called && third.called; }));
     b.wrapper.waitUntilIdle();
     mainQueue().drain();
     EXPECT_EQ(b.catalogue->callCount("finder_get_path"), 2u);
     EXPECT_FALSE(second.called);
     EXPECT_EQ(first.path, "/first");
     EXPECT_EQ(third.path, "/third");
-    EXPECT_TRUE(first.onMainThread);
-    EXPECT_TRUE(third.onMainThread);
+    EXPECT_TRUE(first.onMainThread && third.onMainThread);
 }
 
-TEST(FileManagerCommands, OpenTerminalRunsOffTheMainThread) {
+TEST(FileManagerCommands, ANewMountReplacesTheWaitingOneAndCancelGivesUpTheRunningOne) {
     Bridge b;
-    b.wrapper.openTerminal("/home/me");
-    ASSERT_TRUE(b.catalogue->waitForCalls("open_terminal", 1));
-    EXPECT_THAT(b.catalogue->calls(), ElementsAre(Call{"open_terminal", {"/home/me"}, false}));
+    b.catalogue->hold(handlers::mount);
+    int reports[3] = {0, 0, 0};
+    const auto mount = [&](const char* url, int index) {
+        b.wrapper.mountAsync(url, [&reports, index](std::optional<std::string>) { ++reports[index]; });
+    };
+    mount("ftp://one/", 0);
+    ASSERT_TRUE(b.catalogue->waitForHeld(handlers::mount, 1));
+    mount("ftp://two/", 1);
+    mount("ftp://three/", 2);
+    b.wrapper.cancelMount();
+    EXPECT_EQ(b.catalogue->cancelCount(handlers::mount), 1u);
+    b.wrapper.waitUntilIdle();
+    mainQueue().drain();
+    // The running one reports; a replaced or cancelled waiting mount never does.
+    EXPECT_THAT(reports, ElementsAre(1, 0, 0));
+    EXPECT_EQ(b.catalogue->callCount(handlers::mount), 1u);
 }
 
 }  // namespace

@@ -7,17 +7,13 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <fstream>
-#include <sstream>
 #include <thread>
-#include <vector>
 
 using namespace jorvane::settings;
 
 namespace {
 
-// The writer stores combinations whose flags and key code agree (code i with
-// flags i << 17), so a reader can tell a real value from garbage.
+// The writer stores combinations whose flags and key code agree (code i, flags i << 17): readers tell garbage.
 void exercise(UserDefaults& defaults, int writes, bool reloadWhileReading) {
     std::atomic<bool> done{false};
     std::atomic<int> bad{0};

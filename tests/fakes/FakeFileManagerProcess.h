@@ -1,20 +1,11 @@
 #pragma once
 
-// The file manager's process for tests: a pid that quits and comes back
-// with a new one, a hidden-files setting, and a record of what was asked.
-// Thread-safe (the core restarts the file manager from a background queue).
-//
-// quitApplication ends the running process (its pid stops existing, unless
-// lingerAfterQuit plays a process that does not end); launch starts a new
-// one with the next pid, but says nothing to the workspace: the test
-// announces the launch itself. Log entries: "fm.runningApplicationPid",
-// "fm.showsAllFiles", "fm.setShowsAllFiles 0|1", "fm.quit <identifier>",
-// "fm.launch", "fm.bringToFront <pid>". processExists is counted, not logged.
+// Thunar's process for tests, thread-safe: a pid that quits (its pid stops existing unless lingerAfterQuit)
+// and launches with the next pid (the test announces the launch to the workspace itself), a hidden-files
+// setting, and a log: "fm.runningApplicationPid", "fm.showsAllFiles", "fm.setShowsAllFiles 0|1",
+// "fm.quit <identifier>", "fm.launch", "fm.bringToFront <pid>". processExists is counted, not logged.
 
-#include <cstdint>
-#include <memory>
 #include <mutex>
-#include <string_view>
 
 #include "app/FileManagerProcess.h"
 #include "fakes/FakePathWindowViews.h"
@@ -31,39 +22,83 @@ public:
         if (title.empty() || title.front() != '/') return std::nullopt;
         return std::string(title);
     }
-    std::int32_t runningApplicationPid() override;
-    bool processExists(std::int32_t pid) override;
-    bool showsAllFiles() override;
-    void setShowsAllFiles(bool show) override;
-    int quitApplication(std::string_view bundleIdentifier) override;
-    bool launch() override;
-    bool bringToFront(std::int32_t pid) override;
+    std::int32_t runningApplicationPid() override {
+        log_->add("fm.runningApplicationPid");
+        return pid();
+    }
+    bool processExists(std::int32_t pid) override {
+        std::lock_guard lock(mutex_);
+        ++processExistsCount_;
+        return pid > 0 && (pid == pid_ || (linger_ && pid == quitPid_));
+    }
+    bool showsAllFiles() override {
+        log_->add("fm.showsAllFiles");
+        return showsAllFilesValue();
+    }
+    void setShowsAllFiles(bool show) override {
+        log_->add(std::string("fm.setShowsAllFiles ") + (show ? "1" : "0"));
+        std::lock_guard lock(mutex_);
+        showsAllFiles_ = show;
+    }
+    int quitApplication(std::string_view bundleIdentifier) override {
+        log_->add("fm.quit " + std::string(bundleIdentifier));
+        std::lock_guard lock(mutex_);
+        if (pid_ == 0) return procNotFound;
+        quitPid_ = std::exchange(pid_, 0);
+        return quitResult_;
+    }
+    bool launch() override {
+        log_->add("fm.launch");
+        std::lock_guard lock(mutex_);
+        ++launchCount_;
+        if (pid_ == 0) pid_ = nextPid_++;
+        return true;
+    }
+    bool bringToFront(std::int32_t pid) override {
+        log_->add("fm.bringToFront " + std::to_string(pid));
+        return true;
+    }
     bool opensMiddleClickedFolderInNewWindow() const override { return opensMiddleClicks_; }
 
     // ---- test side
     void setOpensMiddleClickedFolderInNewWindow(bool opens) { opensMiddleClicks_ = opens; }
     // The running process (0: not running).
-    void setPid(std::int32_t pid);
-    std::int32_t pid() const;
-    bool showsAllFilesValue() const;
+    void setPid(std::int32_t pid) {
+        std::lock_guard lock(mutex_);
+        pid_ = pid;
+    }
+    std::int32_t pid() const {
+        std::lock_guard lock(mutex_);
+        return pid_;
+    }
+    bool showsAllFilesValue() const {
+        std::lock_guard lock(mutex_);
+        return showsAllFiles_;
+    }
     // What the next quits answer when a process is running (noErr by default).
-    void setQuitResult(int result);
-    void lingerAfterQuit(bool linger);
-    int processExistsCount() const;
-    int launchCount() const;
+    void setQuitResult(int result) {
+        std::lock_guard lock(mutex_);
+        quitResult_ = result;
+    }
+    void lingerAfterQuit(bool linger) {
+        std::lock_guard lock(mutex_);
+        linger_ = linger;
+    }
+    int processExistsCount() const {
+        std::lock_guard lock(mutex_);
+        return processExistsCount_;
+    }
+    int launchCount() const {
+        std::lock_guard lock(mutex_);
+        return launchCount_;
+    }
 
 private:
     std::shared_ptr<EventLog> log_;
     mutable std::mutex mutex_;
-    std::int32_t pid_ = 0;
-    std::int32_t quitPid_ = 0;
-    std::int32_t nextPid_ = 5000;
-    bool showsAllFiles_ = false;
-    int quitResult_ = noErr;
-    bool linger_ = false;
-    int processExistsCount_ = 0;
-    int launchCount_ = 0;
-    bool opensMiddleClicks_ = false;
+    std::int32_t pid_ = 0, quitPid_ = 0, nextPid_ = 5000;
+    bool showsAllFiles_ = false, linger_ = false, opensMiddleClicks_ = false;
+    int quitResult_ = noErr, processExistsCount_ = 0, launchCount_ = 0;
 };
 
 }  // namespace jorvane::test

@@ -1,17 +1,13 @@
 #pragma once
 
-// Recording fakes of the address bar's views, for tests of the bar and of
-// whatever drives bars (the registry, the event tap).
-// Every call the controller makes is appended to a shared EventLog as
-// "<view>.<method>[ <argument>]", so tests can check the order of what
-// happened across views (and, by adding their own entries, across ports).
-// The views behave like simple real ones: ordering a panel out hides it,
-// setting the text puts the caret at its end, and so on.
+// Recording fakes of the address bar's views. Every call the controller makes is appended to a shared
+// EventLog as "<view>.<method>[ <argument>]", so tests check the order across views (and ports). The views
+// behave like simple real ones: hiding a panel hides it, setting the text puts the caret at its end.
 
-#include <cstddef>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,19 +19,44 @@ namespace jorvane::test {
 // An ordered record of events, shared by fakes. Thread-safe.
 class EventLog {
 public:
-    void add(std::string entry);
-    std::vector<std::string> entries() const;
-    // The entries that begin with `prefix`, in order.
-    std::vector<std::string> entriesStartingWith(std::string_view prefix) const;
-    void clear();
+    void add(std::string entry) {
+        std::lock_guard lock(mutex_);
+        entries_.push_back(std::move(entry));
+    }
+    std::vector<std::string> entries() const {
+        std::lock_guard lock(mutex_);
+        return entries_;
+    }
+    std::vector<std::string> entriesStartingWith(std::string_view prefix) const {
+        std::vector<std::string> matching;
+        for (std::string& entry : entries())
+            if (entry.starts_with(prefix)) matching.push_back(std::move(entry));
+        return matching;
+    }
+    void clear() {
+        std::lock_guard lock(mutex_);
+        entries_.clear();
+    }
 
 private:
     mutable std::mutex mutex_;
     std::vector<std::string> entries_;
 };
 
-std::string describe(const Rect& rect);       // "x,y wxh"
-std::string describe(const BarImage& image);  // "none", "search", "icon:<path>"
+inline std::string number(double value) {
+    std::ostringstream out;
+    out << value;
+    return out.str();
+}
+// "x,y wxh"
+inline std::string describe(const Rect& r) {
+    return number(r.origin.x) + "," + number(r.origin.y) + " " + number(r.size.width) + "x" + number(r.size.height);
+}
+// "none", "search", "icon:<path>"
+inline std::string describe(const BarImage& image) {
+    if (image.kind == BarImage::Kind::fileIcon) return "icon:" + image.path;
+    return image.kind == BarImage::Kind::search ? "search" : "none";
+}
 
 class FakePathPanel final : public PathPanelView {
 public:
@@ -46,17 +67,19 @@ public:
     };
 
     explicit FakePathPanel(std::shared_ptr<EventLog> log) : log_(std::move(log)) {}
-
     Rect frame() const override { return frame_; }
-    void setFrame(const Rect& frame, bool display, bool animate) override;
+    void setFrame(const Rect& frame, bool display, bool animate) override {
+        frame_ = frame;
+        frameChanges_.push_back({frame, display, animate});
+        log_->add("panel.setFrame " + describe(frame) + (animate ? " animated" : ""));
+    }
     bool isVisible() const override { return visible_; }
-    void raise() override;
-    void focus() override;
-    void hide() override;
-    void close() override;
+    void raise() override { visible_ = true, log_->add("panel.raise"); }
+    void focus() override { key_ = true, log_->add("panel.focus"); }
+    void hide() override { visible_ = key_ = false, log_->add("panel.hide"); }
+    void close() override { visible_ = key_ = false, closed_ = true, log_->add("panel.close"); }
 
-    // ---- test side
-    // Changes the state without recording anything.
+    // ---- test side, without recording anything
     void setVisible(bool visible) { visible_ = visible; }
     void setFrameSilently(const Rect& frame) { frame_ = frame; }
     bool isKey() const { return key_; }
@@ -66,32 +89,46 @@ public:
 private:
     std::shared_ptr<EventLog> log_;
     Rect frame_;
-    bool visible_ = false;
-    bool key_ = false;
-    bool closed_ = false;
+    bool visible_ = false, key_ = false, closed_ = false;
     std::vector<FrameChange> frameChanges_;
 };
 
 class FakePathField final : public PathFieldView {
 public:
     explicit FakePathField(std::shared_ptr<EventLog> log) : log_(std::move(log)) {}
-
     std::string stringValue() const override { return text_; }
-    void setStringValue(const std::string& text) override;
+    void setStringValue(const std::string& text) override {
+        text_ = text;
+        selection_ = {text_.size(), 0};
+        log_->add("field.setStringValue " + text);
+    }
     TextRange selectedRange() const override { return selection_; }
-    void setSelectedRange(TextRange range) override;
-    void selectAll() override;
-    // Bytes times the character width, unless a measure was given.
-    double textWidth(const std::string& text) const override;
+    void setSelectedRange(TextRange r) override {
+        selection_ = r;
+        log_->add("field.setSelectedRange " + std::to_string(r.location) + "," + std::to_string(r.length));
+    }
+    void selectAll() override { selection_ = {0, text_.size()}, log_->add("field.selectAll"); }
+    // Seven points a byte, unless a measure was given.
+    double textWidth(const std::string& text) const override {
+        return measure_ ? measure_(text) : static_cast<double>(text.size()) * 7;
+    }
     Rect frame() const override { return frame_; }
-    void noteNumberOfItemsChanged() override;
-    void setImage(const BarImage& image) override;
-    // Applies as the Qt field does; records "field.completeInline <completion>".
-    void completeInline(const std::string& typed, const std::string& completion) override;
-    void showProblem(const std::string& text) override;
+    void noteNumberOfItemsChanged() override { log_->add("field.noteNumberOfItemsChanged"); }
+    void setImage(const BarImage& image) override { image_ = image, log_->add("field.setImage " + describe(image)); }
+    // Applies as the Qt field does, only over the untouched or completed text.
+    void completeInline(const std::string& typed, const std::string& completion) override {
+        const bool untouched = text_ == typed && selection_ == TextRange{typed.size(), 0};
+        const bool completed =
+            text_.starts_with(typed) && selection_ == TextRange{typed.size(), text_.size() - typed.size()};
+        if ((!untouched && !completed) || !completion.starts_with(typed)) return;
+        text_ = completion;
+        selection_ = {typed.size(), completion.size() - typed.size()};
+        log_->add("field.completeInline " + completion);
+    }
+    void showProblem(const std::string& text) override { problem_ = text, log_->add("field.showProblem " + text); }
 
     // ---- test side: what the user did, without recording anything
-    void type(std::string text, TextRange selection);
+    void type(std::string text, TextRange selection) { text_ = std::move(text), selection_ = selection; }
     void type(std::string text) { type(text, {text.size(), 0}); }
     void setFrame(const Rect& frame) { frame_ = frame; }
     void setTextWidthMeasure(std::function<double(const std::string&)> measure) { measure_ = std::move(measure); }
@@ -100,11 +137,9 @@ public:
 
 private:
     std::shared_ptr<EventLog> log_;
-    std::string problem_;
-    std::string text_;
+    std::string problem_, text_;
     TextRange selection_;
     Rect frame_;
-    double characterWidth_ = 7;
     std::function<double(const std::string&)> measure_;
     BarImage image_;
 };
@@ -112,43 +147,50 @@ private:
 class FakeSpinner final : public SpinnerView {
 public:
     explicit FakeSpinner(std::shared_ptr<EventLog> log) : log_(std::move(log)) {}
-
-    void startAnimation() override;
-    void setHidden(bool hidden) override;
+    void startAnimation() override { animating_ = true, log_->add("spinner.startAnimation"); }
+    void setHidden(bool hidden) override { hidden_ = hidden, log_->add(hidden ? "spinner.hide" : "spinner.unhide"); }
     bool isHidden() const override { return hidden_; }
     Point frameOrigin() const override { return origin_; }
-    void setFrameOrigin(Point origin) override;
+    void setFrameOrigin(Point origin) override {
+        origin_ = origin;
+        log_->add("spinner.setFrameOrigin " + number(origin.x) + "," + number(origin.y));
+    }
 
     bool isAnimating() const { return animating_; }
     void setOriginSilently(Point origin) { origin_ = origin; }
 
 private:
     std::shared_ptr<EventLog> log_;
-    bool hidden_ = true;  // as the panel comes
-    bool animating_ = false;
+    bool hidden_ = true, animating_ = false;
     Point origin_;
 };
 
 class FakeCompletionsList final : public CompletionsListView {
 public:
     explicit FakeCompletionsList(std::shared_ptr<EventLog> log) : log_(std::move(log)) {}
-
     bool isVisible() const override { return visible_; }
-    void setFrame(const Rect& frame, bool display) override;
-    void raise() override;
-    void showActive() override;
-    void hide() override;
-    void close() override;
+    void setFrame(const Rect& frame, bool) override { frame_ = frame, log_->add("list.setFrame " + describe(frame)); }
+    void raise() override { visible_ = true, log_->add("list.raise"); }
+    void showActive() override { log_->add("list.showActive"); }
+    void hide() override { visible_ = false, log_->add("list.hide"); }
+    void close() override { visible_ = false, closed_ = true, log_->add("list.close"); }
     // New content drops the selection, as a table reloading does.
-    void setContent(const std::vector<std::string>& candidates) override;
+    void setContent(const std::vector<std::string>& candidates) override {
+        content_ = candidates;
+        selectedRow_ = -1;
+        log_->add("list.setContent " + std::to_string(candidates.size()));
+    }
     void setNote(const std::string& text) override { note_ = text; }
     void setGroups(const std::vector<Group>& groups) override { groups_ = groups; }
     double rowHeight() const override { return rowHeight_; }
     int selectedRow() const override { return selectedRow_; }
     // Rows outside the content are ignored (but recorded).
-    void selectRow(int row) override;
-    void deselectAll() override;
-    void scrollRowToVisible(int row) override;
+    void selectRow(int row) override {
+        if (row >= 0 && static_cast<std::size_t>(row) < content_.size()) selectedRow_ = row;
+        log_->add("list.selectRow " + std::to_string(row));
+    }
+    void deselectAll() override { selectedRow_ = -1, log_->add("list.deselectAll"); }
+    void scrollRowToVisible(int row) override { log_->add("list.scrollRowToVisible " + std::to_string(row)); }
 
     // ---- test side, without recording anything
     void setVisible(bool visible) { visible_ = visible; }
@@ -164,8 +206,7 @@ public:
 
 private:
     std::shared_ptr<EventLog> log_;
-    bool visible_ = false;
-    bool closed_ = false;
+    bool visible_ = false, closed_ = false;
     Rect frame_;
     std::vector<std::string> content_;
     std::string note_;
@@ -174,16 +215,20 @@ private:
     int selectedRow_ = -1;
 };
 
-// One bar's fake views around one log. take() hands the views to the
-// controller; the accessors keep working as long as the controller (or
-// whoever took them) keeps them alive.
+// One bar's fake views around one log. take() hands them to the controller (once); the accessors keep
+// working as long as whoever took them keeps them alive.
 class FakePathWindowViews {
 public:
-    explicit FakePathWindowViews(std::shared_ptr<EventLog> log = std::make_shared<EventLog>());
+    explicit FakePathWindowViews(std::shared_ptr<EventLog> log = std::make_shared<EventLog>())
+        : log_(std::move(log)),
+          views_{std::make_unique<FakePathPanel>(log_), std::make_unique<FakePathField>(log_),
+                 std::make_unique<FakeSpinner>(log_), std::make_unique<FakeCompletionsList>(log_)},
+          panel_(static_cast<FakePathPanel*>(views_.panel.get())),
+          field_(static_cast<FakePathField*>(views_.field.get())),
+          spinner_(static_cast<FakeSpinner*>(views_.spinner.get())),
+          completions_(static_cast<FakeCompletionsList*>(views_.completions.get())) {}
 
-    // Once only: a second call gets empty views.
-    PathWindowViews take();
-
+    PathWindowViews take() { return std::move(views_); }
     FakePathPanel& panel() { return *panel_; }
     FakePathField& field() { return *field_; }
     FakeSpinner& spinner() { return *spinner_; }

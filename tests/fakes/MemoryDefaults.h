@@ -1,18 +1,16 @@
 #pragma once
 
-// An in-memory defaults domain for tests of any subsystem (makeMemoryDefaults,
-// or ScopedStandardDefaults for code that reads standardUserDefaults()).
-// A MemoryStore plays the file: the test reads what was saved, edits it as
-// another process would, or makes saves fail.
+// In-memory settings for tests (makeMemoryDefaults, or ScopedStandardDefaults for code that reads
+// standardUserDefaults()). A MemoryStore plays the file: the test reads what was saved, edits it as another
+// process would, or makes saves fail.
 
-#include "settings/DefaultsStorage.h"
-#include "settings/UserDefaults.h"
-
-#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
+
+#include "settings/DefaultsStorage.h"
+#include "settings/UserDefaults.h"
 
 namespace jorvane::test {
 
@@ -22,15 +20,31 @@ public:
     explicit MemoryStore(settings::Dictionary initial) : values_(std::move(initial)) {}
 
     // What the last save left (or the initial values).
-    settings::Dictionary values() const;
-    int saveCount() const;
-    // Replaces the stored values as another process would; the domain sees
-    // the change at its next check.
-    void edit(settings::Dictionary values);
+    settings::Dictionary values() const {
+        std::lock_guard lock(mutex_);
+        return values_;
+    }
+    int saveCount() const {
+        std::lock_guard lock(mutex_);
+        return saves_;
+    }
+    // Replaces the values as another process would; the domain sees it at its next check.
+    void edit(settings::Dictionary values) {
+        std::lock_guard lock(mutex_);
+        values_ = std::move(values);
+        ++version_;
+    }
     // Saves fail with this reason until called again with an empty one.
-    void failSaves(std::string reason);
-    // Warnings the next load reports (as a damaged file would).
-    void warnAtNextLoad(std::string warning);
+    void failSaves(std::string reason) {
+        std::lock_guard lock(mutex_);
+        failure_ = std::move(reason);
+    }
+    // A warning the next load reports (as a damaged file would).
+    void warnAtNextLoad(std::string warning) {
+        std::lock_guard lock(mutex_);
+        loadWarnings_.push_back(std::move(warning));
+        ++version_;
+    }
 
 private:
     friend class MemoryDefaultsStorage;
@@ -44,10 +58,24 @@ private:
 
 class MemoryDefaultsStorage final : public settings::DefaultsStorage {
 public:
-    explicit MemoryDefaultsStorage(std::shared_ptr<MemoryStore> store);
-    Loaded load() override;
-    Saved save(const settings::Dictionary& values) override;
-    bool changedSinceLastSync() override;
+    explicit MemoryDefaultsStorage(std::shared_ptr<MemoryStore> store) : store_(std::move(store)) {}
+    Loaded load() override {
+        std::lock_guard lock(store_->mutex_);
+        seen_ = store_->version_;
+        return {store_->values_, std::exchange(store_->loadWarnings_, {})};
+    }
+    Saved save(const settings::Dictionary& values) override {
+        std::lock_guard lock(store_->mutex_);
+        if (!store_->failure_.empty()) return {false, store_->failure_};
+        store_->values_ = values;
+        ++store_->saves_;
+        seen_ = ++store_->version_;
+        return {};
+    }
+    bool changedSinceLastSync() override {
+        std::lock_guard lock(store_->mutex_);
+        return seen_ != store_->version_;
+    }
     std::string description() const override { return "memory"; }
 
 private:
@@ -55,28 +83,30 @@ private:
     std::uint64_t seen_ = ~std::uint64_t{0};
 };
 
-// A domain over `store` (a fresh one when null) with the catalogue's shipped
-// values registered (the same values as DefaultPreferences.json, which a test
-// of the catalogue keeps equal). Warnings go to `warn`, by default to
-// standard error.
-std::unique_ptr<settings::UserDefaults> makeMemoryDefaults(std::shared_ptr<MemoryStore> store = nullptr,
-                                                           settings::Warn warn = {});
+// Settings over `store` (a fresh one when null) with the shipped values registered (a test of the
+// catalogue keeps them equal to DefaultPreferences.json). Warnings go to `warn`, by default to stderr.
+inline std::unique_ptr<settings::UserDefaults> makeMemoryDefaults(std::shared_ptr<MemoryStore> store = nullptr,
+                                                                  settings::Warn warn = {}) {
+    auto defaults = std::make_unique<settings::UserDefaults>(
+        std::make_unique<MemoryDefaultsStorage>(store ? std::move(store) : std::make_shared<MemoryStore>()),
+        std::move(warn));
+    defaults->registerDefaults(settings::shippedDefaults());
+    return defaults;
+}
 
-// Installs an in-memory domain as settings::standardUserDefaults() for the
-// lifetime of the object.
+// Installs in-memory settings as settings::standardUserDefaults() for the object's lifetime.
 class ScopedStandardDefaults {
 public:
-    ScopedStandardDefaults();
-    ~ScopedStandardDefaults();
+    ScopedStandardDefaults() { settings::setStandardUserDefaults(defaults_.get()); }
+    ~ScopedStandardDefaults() { settings::setStandardUserDefaults(nullptr); }
     ScopedStandardDefaults(const ScopedStandardDefaults&) = delete;
     ScopedStandardDefaults& operator=(const ScopedStandardDefaults&) = delete;
-
     settings::UserDefaults& defaults() { return *defaults_; }
     MemoryStore& store() { return *store_; }
 
 private:
-    std::shared_ptr<MemoryStore> store_;
-    std::unique_ptr<settings::UserDefaults> defaults_;
+    std::shared_ptr<MemoryStore> store_ = std::make_shared<MemoryStore>();
+    std::unique_ptr<settings::UserDefaults> defaults_ = makeMemoryDefaults(store_, [](const std::string&) {});
 };
 
 }  // namespace jorvane::test

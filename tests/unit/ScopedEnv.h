@@ -1,7 +1,6 @@
 #pragma once
 
-// Sets an environment variable (or unsets it, for nullopt) for one scope and
-// puts the previous value back afterwards.
+// Sets an environment variable (or unsets it, for nullopt) for one scope and puts the previous value back.
 
 #include <cstdlib>
 #include <optional>
@@ -21,11 +20,7 @@ public:
 
 private:
     void set(const std::optional<std::string>& value) const {
-        if (value) {
-            ::setenv(name_.c_str(), value->c_str(), 1);
-        } else {
-            ::unsetenv(name_.c_str());
-        }
+        value ? ::setenv(name_.c_str(), value->c_str(), 1) : ::unsetenv(name_.c_str());
     }
 
     std::string name_;

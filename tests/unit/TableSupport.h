@@ -1,16 +1,10 @@
 #pragma once
 
-// What the decision-table fixtures share: rows named and printed by their
-// sentence, the event log filtered by prefix, and a handler catalogue that
-// logs its calls.
+// What the decision-table fixtures share: rows named and printed by their sentence, the event log filtered
+// by prefix, and a handler catalogue that logs its calls.
 
-#include <memory>
-#include <optional>
 #include <ostream>
-#include <string>
-#include <string_view>
 #include <type_traits>
-#include <vector>
 
 #include "fakes/FakeHandlerCatalogue.h"
 #include "fakes/FakePathWindowViews.h"
@@ -49,10 +43,8 @@ inline std::vector<std::string> entriesStartingWithAny(const EventLog& log, cons
     return out;
 }
 
-// Forwards to a FakeHandlerCatalogue and logs the calls as
-// "call <name> [<param>] ...": every call, or only those made on the main
-// thread (the moment of a call from the bridge's queues is not a test's to
-// fix; the fake catalogue records them all).
+// Forwards to a FakeHandlerCatalogue and logs the calls as "call <name> [<param>] ...": all, or those made
+// on the main thread (the moment of a call from the bridge's queues is not a test's to fix).
 class LoggingCatalogue final : public HandlerCatalogue {
 public:
     enum class Calls { all, onMainThread };

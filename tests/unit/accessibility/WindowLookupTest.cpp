@@ -1,12 +1,9 @@
+// Finding windows: under the mouse (hit test, window list, hierarchy), focused, their title and frame.
 #include "accessibility/WindowLookup.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <optional>
-#include <ostream>
-#include <string>
-#include <vector>
 
 #include "fakes/FakeAccessibility.h"
 
@@ -36,8 +33,7 @@ struct Screen {
 
 struct UnderMouseRow {
     std::string name;
-    // Builds the screen; returns the window expected (no node: none).
-    std::function<ElementNode(Screen&)> build;
+    std::function<ElementNode(Screen&)> build;  // builds the screen; the window expected (no node: none)
 };
 
 void PrintTo(const UnderMouseRow& row, std::ostream* os) { *os << row.name; }
@@ -50,10 +46,8 @@ TEST_P(WindowUnderMouse, FindsTheExpectedWindow) {
     EXPECT_EQ(s.ax->nodeOf(WindowLookup::windowUnderMouse()), expected);
 }
 
-// Two full-screen windows: `deep` behind, `front` in front. A chain of
-// `depth` elements hangs below `deep` without a window attribute; its deepest
-// element is under the mouse. Stage 1 must climb to `deep`; when the
-// climb is too long, stage 2 answers with `front`.
+// Two full-screen windows, `deep` behind `front`; under the mouse the end of a chain of `depth` elements
+// without Role::Window below `deep`. Stage 1 must climb to `deep`; when the climb is too long, stage 2 gives `front`.
 ElementNode climb(Screen& s, std::size_t depth, bool wantDeep) {
     const ElementNode deep = s.ax->addWindow(s.app, "deep", {{0, 0}, {500, 500}});
     const ElementNode front = s.ax->addWindow(s.app, "front", {{0, 0}, {500, 500}});
@@ -62,9 +56,8 @@ ElementNode climb(Screen& s, std::size_t depth, bool wantDeep) {
     return wantDeep ? deep : front;
 }
 
-// A window "docs" over (0,0)-(500,500), another program's window in front of
-// it when given, and nothing found at any position: the window list must
-// answer for the mouse at `mouse`.
+// A window "docs" over (0,0)-(500,500), maybe another program's window in front, and nothing found at any
+// position: the window list must answer for the mouse at `mouse`.
 ElementNode docsFromTheWindowList(Screen& s, Point mouse = {10, 10}, std::optional<WindowInfo> inFront = {}) {
     const ElementNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
     if (inFront) s.ax->addForeignWindow(*inFront);
@@ -192,44 +185,23 @@ TEST(WindowLookup, FocusedWindowIsTheFocusedApplicationsFocusedWindow) {
     EXPECT_EQ(s.ax->nodeOf(WindowLookup::focusedWindow()), b);
 }
 
-// ------------------------------------------------------------- title element
-
-struct TitleRow {
-    std::string name;
-    std::vector<Role> childRoles;
-    int expected;  // index into the children, -1 for none
-};
-
-void PrintTo(const TitleRow& row, std::ostream* os) { *os << row.name; }
-
-class TitleElement : public ::testing::TestWithParam<TitleRow> {};
-
-TEST_P(TitleElement, IsTheLastTextChild) {
-    Screen s;
-    const ElementNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
-    std::vector<ElementNode> children;
-    for (Role role : GetParam().childRoles)
-        children.push_back(s.ax->addElement(win, role, Rect{{0, 0}, {10, 10}}));
-    const ElementNode expected = GetParam().expected < 0 ? ElementNode{} : children[std::size_t(GetParam().expected)];
-    EXPECT_EQ(s.ax->nodeOf(WindowLookup::titleElementForWindow(s.ax->element(win))), expected);
+TEST(WindowLookup, TheTitleElementIsTheLastStaticTextChild) {
+    // The children's roles and the index of the title among them (-1: none).
+    const std::pair<std::vector<Role>, int> rows[] = {{{Role::Text, Role::Text}, 1},
+                                                             {{Role::Text, Role::Button}, 0},
+                                                             {{Role::Button, Role::Group}, -1},
+                                                             {{}, -1}};
+    for (const auto& [roles, index] : rows) {
+        Screen s;
+        const ElementNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
+        std::vector<ElementNode> children;
+        for (const Role role : roles) children.push_back(s.ax->addElement(win, role, Rect{{0, 0}, {10, 10}}));
+        const ElementNode expected = index < 0 ? ElementNode{} : children[std::size_t(index)];
+        EXPECT_EQ(s.ax->nodeOf(WindowLookup::titleElementForWindow(s.ax->element(win))), expected) << roles.size();
+        s.ax->removeAttribute(win, Attribute::Children);
+        EXPECT_EQ(WindowLookup::titleElementForWindow(s.ax->element(win)), nullptr);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    WindowLookup, TitleElement,
-    ::testing::Values(TitleRow{"OfTwoTextsTheSecondWins", {Role::Text, Role::Text}, 1},
-                      TitleRow{"AButtonAfterTheTextDoesNotCount", {Role::Text, Role::Button}, 0},
-                      TitleRow{"NoTextGivesNone", {Role::Button, Role::Group}, -1},
-                      TitleRow{"NoChildrenGiveNone", {}, -1}),
-    [](const auto& row) { return row.param.name; });
-
-TEST(WindowLookup, WindowWithoutChildrenAttributeHasNoTitleElement) {
-    Screen s;
-    const ElementNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
-    s.ax->removeAttribute(win, Attribute::Children);
-    EXPECT_EQ(WindowLookup::titleElementForWindow(s.ax->element(win)), nullptr);
-}
-
-// ------------------------------------------------------------------- frames
 
 TEST(WindowLookup, AFrameWithoutItsSizeOrPositionFailsAfterWritingWhatItRead) {
     Screen s;

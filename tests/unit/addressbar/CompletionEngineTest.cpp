@@ -1,5 +1,9 @@
+// Completion of the typed text, the folder listing it reads and the name filter it uses.
 #include "addressbar/CompletionEngine.h"
+#include "addressbar/DirectoryListing.h"
+#include "addressbar/NameFilter.h"
 #include "util/Dispatch.h"
+#include "util/Paths.h"
 
 #include "fakes/GatedFolderSource.h"
 #include "fakes/TestSupport.h"
@@ -7,15 +11,14 @@
 
 #include <gtest/gtest.h>
 
+#include <dirent.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <filesystem>
-#include <string>
-#include <vector>
+#include <map>
+#include <random>
 
 using jorvane::CompletionEngine;
-using jorvane::TextRange;
 using jorvane::test::TempDir;
 using Strings = std::vector<std::string>;
 
@@ -23,8 +26,7 @@ namespace {
 
 using jorvane::test::replaceAll;
 
-// A folder with directories, files differing in case, links and names that
-// are not UTF-8. "{T}" in texts and expectations stands for its path.
+// A folder with directories, files differing in case, links and names that are not UTF-8; "{T}" is its path.
 class CompletionEngineTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -122,9 +124,8 @@ TEST(CompletionEngineRoot, GivesFullPathsOfOneComponentShortestFirst) {
     EXPECT_EQ(engine.currentCompletions(), (Strings{"/a", "/usr", "/home"}));
 }
 
-// A folder written with "~" or a variable keeps that way in its candidates,
-// so that inline completion extends the typed text; other ways of writing a
-// path complete as the path they name.
+// "~" and variables stay in the candidates, so that inline completion extends the typed text; other ways of
+// writing a path complete as the path they name.
 TEST_F(CompletionEngineTest, APathWrittenAnotherWayCompletesThePathItNames) {
     const jorvane::test::ScopedEnv home("HOME", tmp_.str());
     const jorvane::test::ScopedEnv docs("JORVANE_TEST_DOCS", tmp_.str() + "/Documents");
@@ -206,14 +207,8 @@ TEST_F(CompletionEngineTest, FailedListingIsCachedAsNothing) {
     EXPECT_EQ(complete("{T}/later/x"), t(Strings{"{T}/later/xy"}));
 }
 
-TEST_F(CompletionEngineTest, EmptyTextEmptiesTheListWithoutNotifying) {
-    complete("{T}/a");
-    EXPECT_EQ(notes_, 1);
-    EXPECT_EQ(complete(""), Strings{});
-    EXPECT_EQ(notes_, 1);
-}
-
 TEST(CompletionEngineDataSource, UncompletedStringDropsTheSelectedTail) {
+    using jorvane::TextRange;
     EXPECT_EQ(CompletionEngine::uncompletedString("/usr/share", {7, 3}), "/usr/sh");
     EXPECT_EQ(CompletionEngine::uncompletedString("/usr/share", {10, 0}), "/usr/share");
     EXPECT_EQ(CompletionEngine::uncompletedString("/usr/share", {1, 3}), "//share");
@@ -223,6 +218,7 @@ TEST(CompletionEngineDataSource, UncompletedStringDropsTheSelectedTail) {
 
 TEST_F(CompletionEngineTest, NumberOfItemsRecomputesUnlessTheTextIsEmptyOrTheCachedFolder) {
     EXPECT_EQ(engine_.numberOfItems("", location_, fetch_), 0u);
+    EXPECT_EQ(notes_, 0);
     EXPECT_EQ(engine_.numberOfItems(t("{T}/a"), location_, fetch_), 3u);
     EXPECT_EQ(published_, 1);
     EXPECT_EQ(engine_.numberOfItems(tmp_.str(), location_, fetch_), 3u);
@@ -230,6 +226,9 @@ TEST_F(CompletionEngineTest, NumberOfItemsRecomputesUnlessTheTextIsEmptyOrTheCac
     EXPECT_EQ(published_, 1);
     EXPECT_EQ(engine_.numberOfItems(t("{T}/"), location_, fetch_), 14u);
     EXPECT_EQ(published_, 2);
+    EXPECT_EQ(notes_, 2);
+    // Completing empty text empties the list without notifying.
+    EXPECT_EQ(complete(""), Strings{});
     EXPECT_EQ(notes_, 2);
 }
 
@@ -262,6 +261,67 @@ TEST_F(CompletionEngineTest, SearchAsYouTypeRevealsEachNewFirstCandidateOnce) {
     EXPECT_EQ(reveal("doc"), "Documents/");
     EXPECT_EQ(reveal("zz"), std::nullopt);
     EXPECT_EQ(engine_.searchModeLastRevealedText(), "Documents/");
+}
+
+std::map<std::string, unsigned char> entries(const jorvane::DirectoryListing& listing) {
+    std::map<std::string, unsigned char> out;
+    for (std::size_t i = 0; i < listing.size(); ++i) out.emplace(listing.name(i), listing.type(i));
+    return out;
+}
+
+TEST(DirectoryListing, ListsEveryNameWithItsTypeButNotTheDotEntriesAndKeepsNamesIntactAcrossReads) {
+    TempDir tmp;
+    tmp.dir("sub");
+    tmp.file("\xFF name");
+    tmp.symlink("link", "nowhere");
+    std::map<std::string, unsigned char> expected = {{"sub", DT_DIR}, {"\xFF name", DT_REG}, {"link", DT_LNK}};
+    for (int i = 0; i < 1200; ++i) {
+        const std::string name = std::to_string(i) + std::string(static_cast<std::size_t>(i % 250), 'n');
+        tmp.file(name);
+        expected.emplace(name, DT_REG);
+    }
+    const auto listing = jorvane::DirectoryListing::read(tmp.str());
+    ASSERT_TRUE(listing);
+    EXPECT_EQ(entries(*listing), expected);
+    EXPECT_TRUE(listing->searchable());
+    EXPECT_GE(listing->bytesHeld(), 1200u * 5);
+}
+
+TEST(DirectoryListing, GivesNothingForWhatIsNotAListableDirectory) {
+    TempDir tmp;
+    tmp.file("file");
+    for (const std::string& path :
+         {tmp.str() + "/missing", tmp.str() + "/file", std::string(), tmp.str() + std::string(1, '\0') + "x"})
+        EXPECT_FALSE(jorvane::DirectoryListing::read(path)) << path;
+    tmp.dir("empty");
+    const auto empty = jorvane::DirectoryListing::read(tmp.str() + "/empty");
+    ASSERT_TRUE(empty);
+    EXPECT_TRUE(empty->empty());
+}
+
+// The filter answers ASCII names itself; it must agree with the path toolkit on every name, including
+// characters that fold to ASCII (Kelvin sign, long s), accented letters and bytes that are not UTF-8.
+TEST(NameFilter, AgreesWithTheToolkitOnRandomNamesAndPrefixes) {
+    const Strings pieces = {
+        "a",        "B",    "k",   "K", "s", "S", ".", "*", "?", "x", "\xC3\xA9", "\xC3\x89", "\xE2\x84\xAA",
+        "\xC5\xBF", "\xE9", "\xFF"};
+    std::mt19937 random(20240611);
+    const auto make = [&](std::size_t maxPieces) {
+        std::string text;
+        for (std::size_t n = random() % (maxPieces + 1); n > 0; --n) text += pieces[random() % pieces.size()];
+        return text;
+    };
+    namespace paths = jorvane::paths;
+    for (int round = 0; round < 3000; ++round) {
+        const std::string prefix = make(4);
+        const jorvane::NameFilter filter(prefix);
+        for (int i = 0; i < 20; ++i) {
+            const std::string name = make(7);
+            const bool expected = prefix.empty() || paths::hasCaseInsensitivePrefix(name, prefix) ||
+                                  paths::isCaseInsensitiveLike(name, prefix);
+            ASSERT_EQ(filter.accepts(name), expected) << "name '" << name << "' prefix '" << prefix << "'";
+        }
+    }
 }
 
 }  // namespace

@@ -1,21 +1,11 @@
 #pragma once
 
-// One address bar over one fake file-manager window, with every port faked:
-// the views and the application record into one EventLog, the handler
-// catalogue answers what the test scripts, time is virtual.
-//
-// The window is 600 x 400 points at (100, 50) with a 120-point title text;
-// the only screen is 1440 x 900. Texts may hold "{T}", which stands for a
-// temporary folder holding: docs/ (with sub/), notes.txt, a.log, bb.log,
-// c.txt, empty/, three/ (a, bb, ccc) and nine/ (nine files of one length).
+// One address bar over one fake Thunar window, every port faked: views and application record into one
+// EventLog, the catalogue answers what the test scripts, time is virtual. The window is 600 x 400 at
+// (100, 50) with a 120-point title text; the screen is 1440 x 900. "{T}" in texts is a temporary folder of
+// docs/ (with sub/), notes.txt, a.log, bb.log, c.txt, empty/, three/ (a, bb, ccc) and nine/ (file1..9).
 
 #include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <memory>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "addressbar/PathWindowController.h"
 #include "fakes/FakeAccessibility.h"
@@ -49,12 +39,9 @@ public:
         views_.spinner().setOriginSilently({0, 3});
 
         tmp_.dir("docs/sub");
-        tmp_.file("notes.txt");
-        tmp_.file("a.log");
-        tmp_.file("bb.log");
-        tmp_.file("c.txt");
         tmp_.dir("empty");
-        for (const char* name : {"a", "bb", "ccc"}) tmp_.file(std::string("three/") + name);
+        for (const char* name : {"notes.txt", "a.log", "bb.log", "c.txt", "three/a", "three/bb", "three/ccc"})
+            tmp_.file(name);
         for (int i = 1; i <= 9; ++i) tmp_.file("nine/file" + std::to_string(i));
         // Commands succeed, as Thunar's do, unless a test says otherwise.
         for (std::string_view command :
@@ -79,8 +66,7 @@ public:
         return *controller_;
     }
 
-    // Completion waits until its folder is read: these folders are small,
-    // and a busy machine must not turn them into late answers.
+    // Completion waits until its folder is read: a busy machine must not make these small folders late.
     static CompletionEngine::Options completionOptions() {
         CompletionEngine::Options options;
         options.waitBudget = std::chrono::seconds(20);
@@ -102,16 +88,13 @@ public:
         return out;
     }
 
-    // The log, keeping only entries that begin with one of the prefixes.
     std::vector<std::string> logged(const std::vector<std::string>& prefixes) const {
         return entriesStartingWithAny(*log_, prefixes);
     }
 
-    // Compares what the bar did on the main thread, in order, and the
-    // handler calls ("call ..." entries of `expected`), in order too: commands
-    // run on the bridge's queues, so their moment among the bar's own
-    // actions is not fixed. `background` is a further call made from a
-    // queue of its own, in any order.
+    // Compares the bar's own actions, in order, and the handler calls ("call ..." in `expected`), in order
+    // too: commands run on the bridge's queues, so their moment among the actions is not fixed.
+    // `background` is a further call made from a queue of its own, in any order.
     void expectActionsAndCalls(const std::vector<std::string>& logged, const std::vector<std::string>& expected,
                                const char* background = nullptr) const {
         const auto split = [](const std::vector<std::string>& entries) {

@@ -1,6 +1,4 @@
-// The bar's keyboard: the panel's shortcuts, the field editor's filter, the
-// text field's editing commands and the context menu.
-
+// The bar's keyboard: the panel's shortcuts, the field editor's filter, the editing commands, the context menu.
 #include "PathWindowControllerFixture.h"
 #include "unit/ScopedEnv.h"
 
@@ -12,21 +10,10 @@ namespace jorvane::test {
 namespace {
 
 using test::PrintTo;
-
 using testing::ElementsAre;
-using testing::IsEmpty;
-
-constexpr Modifiers kCmd = kModifierCommand;
-constexpr Modifiers kShift = kModifierShift;
-constexpr Modifiers kOpt = kModifierOption;
-constexpr Modifiers kCtl = kModifierControl;
-
-// ---- the panel's shortcuts
-
-// Compares what the bar did on the main thread, in order, and the handler
-// calls ("call ..." in `expected`), in order too; commands run on the bridge's
-// queues, so their moment among the bar's own actions is not fixed.
-// `background` is a further call made from a queue of its own.
+using Strings = std::vector<std::string>;
+using HotKey = std::pair<std::int64_t, std::int64_t>;
+constexpr Modifiers kCmd = kModifierCommand, kShift = kModifierShift, kOpt = kModifierOption, kCtl = kModifierControl;
 
 struct ShortcutRow {
     const char* name;
@@ -35,8 +22,7 @@ struct ShortcutRow {
     bool handled;
     // What happened, as the log's actions ("{T}" the folder, "{H}" the home folder).
     std::vector<std::string> actions;
-    // A hot key other than the shipped Ctrl+G: {key code, flags}.
-    std::optional<std::pair<std::int64_t, std::int64_t>> hotkey = std::nullopt;
+    std::optional<HotKey> hotkey = std::nullopt;  // other than the shipped Ctrl+G: {key code, flags}
     // A handler the bridge calls in the background.
     const char* backgroundCall = nullptr;
 };
@@ -52,21 +38,19 @@ TEST_P(HandleKeyDown, Row) {
     }
     bar().setFileManagerLocation(t("{T}"));
     views_.field().type(t("{T}/notes.txt"));
-
     EXPECT_EQ(bar().handleKeyDown({row.key, row.flags, {}}), row.handled);
     if (row.backgroundCall) {
         EXPECT_TRUE(catalogue_->waitForCalls(row.backgroundCall, 1));
     }
     settle();
-
-    std::vector<std::string> expected;
+    Strings expected;
     for (const std::string& action : row.actions) expected.push_back(replaceAll(t(action), "{H}", t("{T}/docs")));
     expectActionsAndCalls(
         logged({"call ", "delegate.", "workspace.", "panel.hide", "list.hide", "field.setStringValue"}), expected,
         row.backgroundCall);
     if (row.backgroundCall) {
         ASSERT_EQ(catalogue_->callCount(row.backgroundCall), 1u);
-        EXPECT_EQ(catalogue_->lastCall(row.backgroundCall)->params, std::vector<std::string>{t("{T}/notes.txt")});
+        EXPECT_EQ(catalogue_->lastCall(row.backgroundCall)->params, Strings{t("{T}/notes.txt")});
     }
 }
 
@@ -92,8 +76,8 @@ const ShortcutRow kShortcutRows[] = {
     {"Ctrl 2 switches to the list view", kKey2, kCmd, true, {"call finder_listview"}},
     {"Ctrl 3 switches to the column view", kKey3, kCmd, true, {"call finder_columnview"}},
     {"Ctrl 4 switches to the flow view", kKey4, kCmd, true, {"call finder_flowview"}},
-    {"Caps Lock and the keypad bit do not defeat Ctrl 1", kKey1,
-     kCmd | kModifierCapsLock | kModifierNumericPad, true, {"call finder_iconview"}},
+    {"Caps Lock and the keypad bit do not defeat Ctrl 1", kKey1, kCmd | kModifierCapsLock | kModifierNumericPad, true,
+     {"call finder_iconview"}},
     // Rows where nothing happens.
     {"Ctrl Alt W matches no row", kKeyW, kCmd | kOpt, false, {}},
     {"Ctrl Shift W matches no row", kKeyW, kCmd | kShift, false, {}},
@@ -105,15 +89,13 @@ const ShortcutRow kShortcutRows[] = {
     {"Ctrl Alt G is not the hot key", kKeyG, kCmd | kOpt, false, {}},
     // The hot key is read at each press and tested third.
     {"a hot key recorded as Ctrl Return opens the item instead of closing", kKeyReturn, kCmd, true,
-     {"workspace.openFile {T}/notes.txt"}, std::pair<std::int64_t, std::int64_t>{kKeyReturn, kCmd}},
-    {"a hot key recorded as Ctrl W closes the bar instead of the window", kKeyW, kCmd, true,
-     {"panel.hide"}, std::pair<std::int64_t, std::int64_t>{kKeyW, kCmd}},
+     {"workspace.openFile {T}/notes.txt"}, HotKey{kKeyReturn, kCmd}},
+    {"a hot key recorded as Ctrl W closes the bar instead of the window", kKeyW, kCmd, true, {"panel.hide"},
+     HotKey{kKeyW, kCmd}},
     {"a hot key recorded as Ctrl Shift K closes the bar", 0x28, kCmd | kShift, true, {"panel.hide"},
-     std::pair<std::int64_t, std::int64_t>{0x28, kCmd | kShift}},
-    {"Ctrl G is free once the hot key moved away", kKeyG, kCmd, false, {},
-     std::pair<std::int64_t, std::int64_t>{0x28, kCmd | kShift}},
-    {"a hot key without modifiers is F5 alone", kKeyF5, 0, true, {"panel.hide"},
-     std::pair<std::int64_t, std::int64_t>{kKeyF5, 0}},
+     HotKey{0x28, kCmd | kShift}},
+    {"Ctrl G is free once the hot key moved away", kKeyG, kCmd, false, {}, HotKey{0x28, kCmd | kShift}},
+    {"a hot key without modifiers is F5 alone", kKeyF5, 0, true, {"panel.hide"}, HotKey{kKeyF5, 0}},
 };
 // clang-format on
 INSTANTIATE_TEST_SUITE_P(PathWindowController, HandleKeyDown, testing::ValuesIn(kShortcutRows), SentenceName{});
@@ -125,35 +107,16 @@ TEST_F(PathWindowControllerTest, TheHotKeyIsReadAtEveryPress) {
     EXPECT_TRUE(bar().handleKeyDown({kKeyJ, kCmd, "j"}));
 }
 
-// ---- the field editor's filter
-
-struct FilterRow {
-    const char* name;
-    KeyCode key;
-    Modifiers flags;
-    bool consumed;
-};
-
-class FieldEditorKeyDown : public testing::TestWithParam<FilterRow> {};
-
-TEST_P(FieldEditorKeyDown, Row) {
-    EXPECT_EQ(PathFieldEditor::keyDown({GetParam().key, GetParam().flags, {}}), GetParam().consumed);
+TEST(PathFieldEditor, SwallowsTheBarsShortcutsAndPassesTheRestToTheText) {
+    const std::tuple<KeyCode, Modifiers, bool> rows[] = {
+        {kKeyW, kCmd, true},         {kKeyN, kCmd, true},           {kKeyT, kCmd, true},
+        {kKeyR, kCmd, true},         {kKey1, kCmd, true},           {kKey2, kCmd, true},
+        {kKey3, kCmd, true},         {kKey4, kCmd, true},           {kKeyW, kCmd | kModifierCapsLock, true},
+        {kKeyW, kCmd | kOpt, false}, {kKey1, kCmd | kShift, false}, {kKeyW, 0, false},
+        {kKeyA, kCmd, false},        {kKeyO, kCmd, false},          {kKey5, kCmd, false}};
+    for (const auto& [key, flags, consumed] : rows)
+        EXPECT_EQ(PathFieldEditor::keyDown({key, flags, {}}), consumed) << key << " " << flags;
 }
-
-// clang-format off
-const FilterRow kFilterRows[] = {
-    {"Ctrl W is swallowed", kKeyW, kCmd, true}, {"Ctrl N is swallowed", kKeyN, kCmd, true},
-    {"Ctrl T is swallowed", kKeyT, kCmd, true}, {"Ctrl R is swallowed", kKeyR, kCmd, true},
-    {"Ctrl 1 is swallowed", kKey1, kCmd, true}, {"Ctrl 2 is swallowed", kKey2, kCmd, true},
-    {"Ctrl 3 is swallowed", kKey3, kCmd, true}, {"Ctrl 4 is swallowed", kKey4, kCmd, true},
-    {"Ctrl W with Caps Lock is swallowed", kKeyW, kCmd | kModifierCapsLock, true},
-    {"Ctrl Alt W goes on to the text", kKeyW, kCmd | kOpt, false},
-    {"Ctrl Shift 1 goes on to the text", kKey1, kCmd | kShift, false}, {"W alone goes on to the text", kKeyW, 0, false},
-    {"Ctrl A goes on to the text", kKeyA, kCmd, false}, {"Ctrl O goes on to the text", kKeyO, kCmd, false},
-    {"Ctrl 5 goes on to the text", kKey5, kCmd, false},
-};
-// clang-format on
-INSTANTIATE_TEST_SUITE_P(PathFieldEditor, FieldEditorKeyDown, testing::ValuesIn(kFilterRows), SentenceName{});
 
 TEST_F(PathWindowControllerTest, TheContextMenuEndsWithThePreferences) {
     MenuItem cut;
@@ -171,15 +134,12 @@ TEST_F(PathWindowControllerTest, TheContextMenuEndsWithThePreferences) {
     EXPECT_EQ(delegate_.openPreferencesCount(), 1);
 }
 
-// ---- the editing commands
-
 struct CommandRow {
     const char* name;
     TextCommand command;
     bool listVisible;
     int row;
-    // Folder whose entries are the candidates ("" for none).
-    const char* candidatesOf;
+    const char* candidatesOf;  // folder whose entries are the candidates ("" for none)
     TextRange selection;
     const char* text;
     std::optional<std::string> location;
@@ -199,10 +159,9 @@ TEST_P(EditCommands, Row) {
     views_.completions().setSelectedRowSilently(row.row);
     views_.field().type(t(row.text), row.selection);
     log_->clear();
-
     EXPECT_EQ(bar().handleEditCommand(row.command), row.handled);
     settle();
-    std::vector<std::string> actions =
+    Strings actions =
         logged({"list.selectRow", "list.scrollRowToVisible", "list.deselectAll", "list.hide", "list.raise",
                 "panel.hide", "call ", "workspace.", "field.setSelectedRange", "field.setStringValue"});
     // Where the caret went is checked on its own below.
@@ -216,11 +175,11 @@ constexpr TextRange kCaretAtStart{0, 0};
 constexpr TextRange kCompletionSelected{9, 4};
 
 // The text replaced and entered: set, the list closed, the caret placed, shown.
-std::vector<std::string> replacedBy(const std::string& to) {
+Strings replacedBy(const std::string& to) {
     return {"field.setStringValue " + to, "list.hide", "field.setSelectedRange", "field.setStringValue " + to};
 }
 // Entering the text: the list closed, the caret after the text, the text shown.
-std::vector<std::string> enters(const std::string& text) {
+Strings enters(const std::string& text) {
     return {"list.hide", "field.setSelectedRange", "field.setStringValue " + text};
 }
 
@@ -295,8 +254,7 @@ TEST_F(PathWindowControllerTest, DownWithTheListHiddenMovesACaretAtTheStartToThe
     views_.field().type(t("{T}/c"), {0, 0});
     bar().handleEditCommand(TextCommand::moveDown);
     EXPECT_EQ(views_.field().selectedRange(), (TextRange{t("{T}/c").size(), 0}));
-    EXPECT_EQ(views_.completions().content(), std::vector<std::string>{t("{T}/c.txt")});
-
+    EXPECT_EQ(views_.completions().content(), Strings{t("{T}/c.txt")});
     views_.completions().setVisible(false);
     views_.field().type(t("{T}/c"), {2, 0});
     bar().handleEditCommand(TextCommand::moveDown);

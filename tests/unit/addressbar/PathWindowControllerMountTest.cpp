@@ -1,8 +1,5 @@
-// Return on a server address: the connection runs in the background with the
-// spinner, and its end shows in the bar: the folder the window went to, or
-// the text with a short message saying why not. Escape and a closed window
-// give it up.
-
+// Return on a server address: the connection runs in the background with the spinner, and its end shows in
+// the bar (the folder the window went to, or why not). Escape and a closed window give it up.
 #include "PathWindowControllerFixture.h"
 
 #include <gmock/gmock.h>
@@ -35,7 +32,6 @@ TEST_P(ServerMountResult, Row) {
     catalogue_->hold(handlers::mount);
     views_.panel().setVisible(true);
     views_.field().type(kAddress);
-
     bar().pathEditorEnter();
     ASSERT_TRUE(catalogue_->waitForHeld(handlers::mount, 1));
     // The bar is free meanwhile, and says that it works.
@@ -43,12 +39,9 @@ TEST_P(ServerMountResult, Row) {
     EXPECT_FALSE(views_.spinner().isHidden());
     EXPECT_EQ(views_.field().stringValue(), kAddress);
     if (row.barHiddenMeanwhile) views_.panel().setVisible(false);
-
     catalogue_->release(handlers::mount);
     settle();
-    // A success asks the window for its folder, in the background too.
-    settle();
-
+    settle();  // a success asks the window for its folder, in the background too
     EXPECT_FALSE(catalogue_->lastCall(handlers::mount)->onMainThread);
     EXPECT_TRUE(views_.spinner().isHidden());
     EXPECT_EQ(views_.field().stringValue(), row.fieldAfter);
@@ -79,45 +72,28 @@ TEST_F(PathWindowControllerTest, APlaceWithoutAPathKeepsItsAddressInTheField) {
     EXPECT_EQ(views_.field().stringValue(), "trash:///");
 }
 
-struct GiveUpRow {
-    const char* name;
-    // What ends the attempt while the server is being connected.
-    std::function<void(PathWindowController&)> giveUp;
-    bool barVisibleAfter;
-};
-
-class ServerMountGivenUp : public PathWindowControllerTable<GiveUpRow> {};
-
-TEST_P(ServerMountGivenUp, Row) {
-    catalogue_->failWith(handlers::mount, "Connection cancelled");
-    catalogue_->hold(handlers::mount);
-    views_.panel().setVisible(true);
-    views_.field().type(kAddress);
-    bar().pathEditorEnter();
-    ASSERT_TRUE(catalogue_->waitForHeld(handlers::mount, 1));
-    advance(PathWindowController::kSpinnerDelay + 0.1);
-
-    GetParam().giveUp(bar());
-    settle();
-
-    EXPECT_EQ(catalogue_->cancelCount(handlers::mount), 1u);
-    EXPECT_TRUE(views_.spinner().isHidden());
-    // The cancelled attempt's failure is no news to the user.
-    EXPECT_EQ(views_.field().problem(), "");
-    EXPECT_EQ(views_.panel().isVisible(), GetParam().barVisibleAfter);
-    EXPECT_EQ(catalogue_->callCount(handlers::getPath), 0u);
+TEST(ServerMountGivenUp, ByEscapeOrAClosedWindowHidesTheBarWithoutNews) {
+    for (const bool escape : {true, false}) {
+        PathWindowControllerFixture f;
+        f.catalogue_->failWith(handlers::mount, "Connection cancelled");
+        f.catalogue_->hold(handlers::mount);
+        f.views_.panel().setVisible(true);
+        f.views_.field().type(kAddress);
+        f.bar().pathEditorEnter();
+        ASSERT_TRUE(f.catalogue_->waitForHeld(handlers::mount, 1));
+        f.advance(PathWindowController::kSpinnerDelay + 0.1);
+        escape ? void(f.bar().handleEditCommand(TextCommand::cancelOperation)) : f.bar().close();
+        f.settle();
+        EXPECT_EQ(f.catalogue_->cancelCount(handlers::mount), 1u);
+        EXPECT_TRUE(f.views_.spinner().isHidden());
+        EXPECT_EQ(f.views_.field().problem(), "") << "the cancelled attempt's failure is no news";
+        EXPECT_FALSE(f.views_.panel().isVisible());
+        EXPECT_EQ(f.catalogue_->callCount(handlers::getPath), 0u);
+    }
 }
 
-const GiveUpRow kGiveUpRows[] = {
-    {"Escape closes the bar and gives the connection up",
-     [](PathWindowController& bar) { bar.handleEditCommand(TextCommand::cancelOperation); }, false},
-    {"a closed window gives the connection up", [](PathWindowController& bar) { bar.close(); }, false},
-};
-INSTANTIATE_TEST_SUITE_P(PathWindowController, ServerMountGivenUp, testing::ValuesIn(kGiveUpRows), SentenceName{});
-
 TEST_F(PathWindowControllerTest, ANewAddressReplacesTheOneStillConnectingAndOnlyItsResultShows) {
-    // Each address fails in its own words; the calls run one after another,
-    // so the reason set by a call is the one its reply carries.
+    // Each address fails in its own words; calls run one after another, so a call's reason is its reply's.
     catalogue_->answerWith(handlers::mount, [this](const std::vector<std::string>& params) {
         catalogue_->failWith(handlers::mount, params.at(0) == kAddress
                                                   ? "Connection cancelled"
@@ -129,12 +105,10 @@ TEST_F(PathWindowControllerTest, ANewAddressReplacesTheOneStillConnectingAndOnly
     views_.field().type(kAddress);
     bar().pathEditorEnter();
     ASSERT_TRUE(catalogue_->waitForHeld(handlers::mount, 1));
-
     views_.field().type("ftp://127.0.0.1:9/");
     bar().pathEditorEnter();
     EXPECT_EQ(catalogue_->cancelCount(handlers::mount), 1u);
     settle();
-
     EXPECT_EQ(catalogue_->callCount(handlers::mount), 2u);
     EXPECT_EQ(views_.field().problem(), "Could not connect to 127.0.0.1: Connection refused");
 }

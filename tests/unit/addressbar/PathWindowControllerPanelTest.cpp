@@ -1,6 +1,4 @@
-// The bar's panel: placement over the window, opening and hiding, the
-// delayed spinner, the completion list's popup and closing.
-
+// The bar's panel: placement over the window, opening and hiding, the delayed spinner, the completion list.
 #include "PathWindowControllerFixture.h"
 #include "fakes/GatedFolderSource.h"
 
@@ -12,22 +10,18 @@ namespace jorvane::test {
 namespace {
 
 using test::PrintTo;
-
 using testing::ElementsAre;
-
-// ---- updateSize
+using Strings = std::vector<std::string>;
 
 struct GeometryRow {
     const char* name;
     Rect window;
-    // Title text width; none: the window has no title element.
-    std::optional<double> titleWidth;
+    std::optional<double> titleWidth;  // none: the window has no title element
     double textWidth;
     bool visible;
     double panelWidthBefore;
     std::vector<Rect> screens;
-    // None: the panel is neither moved nor resized.
-    std::optional<Rect> expected;
+    std::optional<Rect> expected;  // none: the panel is neither moved nor resized
 };
 
 class UpdateSize : public PathWindowControllerTable<GeometryRow> {};
@@ -43,9 +37,7 @@ TEST_P(UpdateSize, Row) {
     views_.panel().setFrameSilently({{500, 500}, {row.panelWidthBefore, kPanelHeight}});
     views_.panel().setVisible(row.visible);
     views_.field().setTextWidthMeasure([w = row.textWidth](const std::string&) { return w; });
-
     bar().updateSize();
-
     if (!row.expected) {
         EXPECT_TRUE(views_.panel().frameChanges().empty());
         EXPECT_EQ(views_.spinner().frameOrigin(), (Point{0, 3}));
@@ -62,36 +54,32 @@ TEST_P(UpdateSize, Row) {
 constexpr Rect kWindow{{100, 50}, {600, 400}};
 const std::vector<Rect> kOneScreen{{{0, 0}, {1440, 900}}};
 const std::vector<Rect> kTwoScreens{{{0, 0}, {1440, 900}}, {{1440, -300}, {1920, 1200}}};
-// y for a window at 50 on the 900-point screen: 900 - 50 - 22 + 1.
-constexpr double kY = 829;
-constexpr double kPanelHeight = PathWindowControllerFixture::kPanelHeight;
+constexpr double kY = 829;  // a window at 50 on the 900-point screen: 900 - 50 - 22 + 1
+constexpr double kH = PathWindowControllerFixture::kPanelHeight;
 
 // clang-format off
 const GeometryRow kGeometryRows[] = {
     {"an empty field over a 600 point window takes a third of the window", kWindow, 120, 0, false, 0, kOneScreen,
-     Rect{{300, kY}, {200, kPanelHeight}}},
+     Rect{{300, kY}, {200, kH}}},
     {"a long path is capped 160 points short of the window", kWindow, 120, 1000, false, 0, kOneScreen,
-     Rect{{180, kY}, {440, kPanelHeight}}},
+     Rect{{180, kY}, {440, kH}}},
     {"a text between the bounds gets its width plus 150 truncated", kWindow, 120, 123.7, false, 0, kOneScreen,
-     Rect{{264, kY}, {273, kPanelHeight}}},
+     Rect{{264, kY}, {273, kH}}},
     {"a wide title raises the lower bound to the title plus 50", kWindow, 300, 0, false, 0, kOneScreen,
-     Rect{{225, kY}, {350, kPanelHeight}}},
+     Rect{{225, kY}, {350, kH}}},
     {"a window narrower than 240 points takes the upper bound even when negative", {{100, 50}, {150, 300}}, 0, 0,
-     false, 0, kOneScreen, Rect{{180, kY}, {-10, kPanelHeight}}},
+     false, 0, kOneScreen, Rect{{180, kY}, {-10, kH}}},
     {"a visible panel wider than its text keeps its width", kWindow, 120, 0, true, 400, kOneScreen,
-     Rect{{200, kY}, {400, kPanelHeight}}},
+     Rect{{200, kY}, {400, kH}}},
     {"a visible panel narrower than its text grows", kWindow, 120, 200, true, 210, kOneScreen,
-     Rect{{225, kY}, {350, kPanelHeight}}},
+     Rect{{225, kY}, {350, kH}}},
     {"a visible panel wider than the upper bound is cut to it", kWindow, 120, 0, true, 500, kOneScreen,
-     Rect{{180, kY}, {440, kPanelHeight}}},
-    {"a hidden panel shrinks to its text", kWindow, 120, 0, false, 400, kOneScreen,
-     Rect{{300, kY}, {200, kPanelHeight}}},
+     Rect{{180, kY}, {440, kH}}},
+    {"a hidden panel shrinks to its text", kWindow, 120, 0, false, 400, kOneScreen, Rect{{300, kY}, {200, kH}}},
     {"a window on the second screen is flipped with the first screen's height", {{1600, 100}, {600, 400}}, 120, 0,
-     false, 0, kTwoScreens, Rect{{1800, 779}, {200, kPanelHeight}}},
-    {"with no screen known the flip uses a height of zero", kWindow, 120, 0, false, 0, {},
-     Rect{{300, -71}, {200, kPanelHeight}}},
-    {"a window without a title element is not placed", kWindow, std::nullopt, 0, true, 300, kOneScreen,
-     std::nullopt},
+     false, 0, kTwoScreens, Rect{{1800, 779}, {200, kH}}},
+    {"with no screen known the flip uses a height of zero", kWindow, 120, 0, false, 0, {}, Rect{{300, -71}, {200, kH}}},
+    {"a window without a title element is not placed", kWindow, std::nullopt, 0, true, 300, kOneScreen, std::nullopt},
 };
 // clang-format on
 INSTANTIATE_TEST_SUITE_P(PathWindowController, UpdateSize, testing::ValuesIn(kGeometryRows), SentenceName{});
@@ -112,15 +100,12 @@ TEST_F(PathWindowControllerTest, ThePanelIsAsHighAsTheWindowManagersTitleBandWhe
     }
 }
 
-// ---- show
-
 struct ShowRow {
     const char* name;
     bool fill;
     std::int64_t behaviour;
-    std::optional<std::string> folder;
-    std::optional<std::string> selection;
-    std::vector<std::string> calls;
+    std::optional<std::string> folder, selection;
+    bool asksSelection;
     const char* field;
     BarImage image;
 };
@@ -133,37 +118,32 @@ TEST_P(Show, Row) {
     catalogue_->answer(handlers::getPath, row.folder);
     catalogue_->answer(handlers::getSelection, row.selection);
     views_.field().type("left over");
-
     bar().show(row.fill);
-
-    EXPECT_EQ(handlerCalls(), row.calls);
+    Strings calls{"is_finder_win"};
+    if (row.fill) calls.push_back("finder_get_path");
+    if (row.asksSelection) calls.push_back("finder_get_selection");
+    EXPECT_EQ(handlerCalls(), calls);
     EXPECT_EQ(views_.field().stringValue(), row.field);
     EXPECT_EQ(views_.field().image(), row.image);
     EXPECT_EQ(bar().currentImage(), row.image);
-    EXPECT_TRUE(views_.panel().isVisible());
-    EXPECT_TRUE(views_.panel().isKey());
-    EXPECT_TRUE(views_.spinner().isHidden());
+    EXPECT_TRUE(views_.panel().isVisible() && views_.panel().isKey() && views_.spinner().isHidden());
     EXPECT_EQ(bar().storedFileManagerLocation(), row.fill ? row.folder : std::nullopt);
 }
 
+const BarImage kSrvIcon = BarImage::iconForFile("/srv/data");
 // clang-format off
 const ShowRow kShowRows[] = {
-    {"behaviour 1 fills the field with the folder and its icon", true, 1, "/srv/data", "/srv/data/file",
-     {"is_finder_win", "finder_get_path"}, "/srv/data", BarImage::iconForFile("/srv/data")},
+    {"behaviour 1 fills the field with the folder and its icon", true, 1, "/srv/data", "/srv/data/file", false,
+     "/srv/data", kSrvIcon},
     {"behaviour 0 fills the field with the selection and the folder's icon", true, 0, "/srv/data", "/srv/data/file",
-     {"is_finder_win", "finder_get_path", "finder_get_selection"}, "/srv/data/file",
-     BarImage::iconForFile("/srv/data")},
-    {"behaviour 2 also fills the field with the selection", true, 2, "/srv/data", "/srv/data/file",
-     {"is_finder_win", "finder_get_path", "finder_get_selection"}, "/srv/data/file",
-     BarImage::iconForFile("/srv/data")},
-    {"no selection leaves the field empty", true, 0, "/srv/data", std::nullopt,
-     {"is_finder_win", "finder_get_path", "finder_get_selection"}, "", BarImage::iconForFile("/srv/data")},
-    {"no folder shows an empty field and the search image", true, 1, std::nullopt, "/x",
-     {"is_finder_win", "finder_get_path"}, "", BarImage::search()},
-    {"no folder with behaviour 0 shows the selection and the search image", true, 0, std::nullopt, "/x",
-     {"is_finder_win", "finder_get_path", "finder_get_selection"}, "/x", BarImage::search()},
-    {"without filling the field is empty in search form", false, 1, "/srv/data", "/x", {"is_finder_win"}, "",
+     true, "/srv/data/file", kSrvIcon},
+    {"behaviour 2 also fills the field with the selection", true, 2, "/srv/data", "/srv/data/file", true,
+     "/srv/data/file", kSrvIcon},
+    {"no selection leaves the field empty", true, 0, "/srv/data", std::nullopt, true, "", kSrvIcon},
+    {"no folder shows an empty field and the search image", true, 1, std::nullopt, "/x", false, "", BarImage::search()},
+    {"no folder with behaviour 0 shows the selection and the search image", true, 0, std::nullopt, "/x", true, "/x",
      BarImage::search()},
+    {"without filling the field is empty in search form", false, 1, "/srv/data", "/x", false, "", BarImage::search()},
 };
 // clang-format on
 INSTANTIATE_TEST_SUITE_P(PathWindowController, Show, testing::ValuesIn(kShowRows), SentenceName{});
@@ -179,35 +159,23 @@ TEST_F(PathWindowControllerTest, ShowOpensTheBarBeforeAskingAndAgainAfterFilling
                     "panel.setFrame 300,829 200x22 animated", "panel.raise", "panel.focus"));
 }
 
-struct IsFolderWindowRow {
-    const char* name;
-    std::optional<std::string> answer;
-    bool hides;
-};
-
-class IsFolderWindow : public PathWindowControllerTable<IsFolderWindowRow> {};
-
-TEST_P(IsFolderWindow, Row) {
-    catalogue_->answer(handlers::isFolderWindow, GetParam().answer);
-    bar().show();
-    EXPECT_EQ(views_.panel().isVisible(), !GetParam().hides);
-    EXPECT_EQ(catalogue_->callCount(handlers::getPath), GetParam().hides ? 0u : 1u);
-    // The spinner armed on opening is only stopped by a bar that stays; in a
-    // hidden bar it shows after the delay, and the next opening hides it.
-    advance(0.3);
-    EXPECT_EQ(views_.spinner().isHidden(), !GetParam().hides);
-    catalogue_->answer(handlers::isFolderWindow, "YES");
-    bar().show();
-    EXPECT_TRUE(views_.spinner().isHidden());
+TEST(PathWindowControllerShow, OnlyAnAnswerOfNoHidesTheBarAndItsArmedSpinner) {
+    for (const auto& [answer, hides] : std::vector<std::pair<std::optional<std::string>, bool>>{
+             {"NO", true}, {"no", false}, {std::nullopt, false}, {"YES", false}}) {
+        SCOPED_TRACE(answer.value_or("none"));
+        PathWindowControllerFixture f;
+        f.catalogue_->answer(handlers::isFolderWindow, answer);
+        f.bar().show();
+        EXPECT_EQ(f.views_.panel().isVisible(), !hides);
+        EXPECT_EQ(f.catalogue_->callCount(handlers::getPath), hides ? 0u : 1u);
+        // Only a bar that stays stops the spinner armed on opening; the next opening hides it.
+        f.advance(0.3);
+        EXPECT_EQ(f.views_.spinner().isHidden(), !hides);
+        f.catalogue_->answer(handlers::isFolderWindow, "YES");
+        f.bar().show();
+        EXPECT_TRUE(f.views_.spinner().isHidden());
+    }
 }
-
-const IsFolderWindowRow kIsFolderWindowRows[] = {
-    {"NO hides the bar", "NO", true},
-    {"no does not hide the bar", "no", false},
-    {"no answer does not hide the bar", std::nullopt, false},
-    {"YES keeps the bar", "YES", false},
-};
-INSTANTIATE_TEST_SUITE_P(PathWindowController, IsFolderWindow, testing::ValuesIn(kIsFolderWindowRows), SentenceName{});
 
 TEST_F(PathWindowControllerTest, TheSpinnerShowsAfterTheDelayReArmingPostponesItAndStoppingDropsIt) {
     bar().startSpinnerTimer();
@@ -222,7 +190,6 @@ TEST_F(PathWindowControllerTest, TheSpinnerShowsAfterTheDelayReArmingPostponesIt
     advance(0.1);
     EXPECT_FALSE(views_.spinner().isHidden());
     EXPECT_TRUE(views_.spinner().isAnimating());
-
     bar().stopSpinner();
     EXPECT_TRUE(views_.spinner().isHidden());
     EXPECT_TRUE(views_.spinner().isAnimating());  // hidden, not stopped
@@ -238,7 +205,7 @@ TEST_F(PathWindowControllerTest, HidingAndLosingKeyStatusOrderOutThePanelAndTheL
     }
 }
 
-TEST_F(PathWindowControllerTest, ClosingDropsTheCompletionData) {
+TEST_F(PathWindowControllerTest, ClosingDropsTheCompletionDataAndMissingViewsAreRefused) {
     bar().setFileManagerLocation(t("{T}"));
     bar().updateCompletions(t("{T}/three/"));
     ASSERT_EQ(bar().currentCompletions().size(), 3u);
@@ -248,51 +215,32 @@ TEST_F(PathWindowControllerTest, ClosingDropsTheCompletionData) {
     EXPECT_TRUE(bar().currentCompletions().empty());
     EXPECT_EQ(bar().completionEngine().currentCompletionsDirectoryPath(), std::nullopt);
     EXPECT_TRUE(views_.completions().content().empty());
-}
 
-TEST_F(PathWindowControllerTest, MissingViewsAreRefused) {
-    FakePathWindowViews fakes;
-    PathWindowViews views = fakes.take();
+    PathWindowViews views = FakePathWindowViews().take();
     views.spinner.reset();
     const PathWindowController::Dependencies dependencies{bridge_, *defaults_, workspace_, screens_, delegate_};
     EXPECT_THROW(PathWindowController(ax_->element(window_), std::move(views), dependencies), std::invalid_argument);
 }
 
-// ---- the completion list
-
-struct PopupRow {
-    const char* name;
-    const char* text;
-    double rowHeight;
-    double expectedHeight;
-};
-
-class ShowPopup : public PathWindowControllerTable<PopupRow> {};
-
-TEST_P(ShowPopup, Row) {
-    const PopupRow& row = GetParam();
-    views_.panel().setFrameSilently({{300, 829}, {450, 22}});
-    views_.field().setFrame({{18, 2}, {400, 18}});
-    views_.completions().setRowHeight(row.rowHeight);
-    views_.field().type(t(row.text));
-
-    bar().showPopup();
-
-    // Under the field, as wide as the field.
-    EXPECT_EQ(describe(views_.completions().frame()),
-              describe({{318, 831 - row.expectedHeight}, {400, row.expectedHeight}}));
-    EXPECT_TRUE(views_.completions().isVisible());
-    EXPECT_EQ(views_.completions().content(), bar().currentCompletions());
-    EXPECT_THAT(logged({"list.raise", "list.showActive", "panel.focus"}), ElementsAre("list.raise", "list.showActive"));
+TEST(PathWindowControllerPopup, SitsUnderTheFieldAsWideAsItWithAtMostSixWholeRows) {
+    // The folder, the row height, the list's height.
+    const std::tuple<const char*, double, double> rows[] = {
+        {"{T}/empty/", 17, 20}, {"{T}/c", 17, 17}, {"{T}/nine/", 17, 102}, {"{T}/three/", 17.5, 52}};
+    for (const auto& [text, rowHeight, height] : rows) {
+        SCOPED_TRACE(text);
+        PathWindowControllerFixture f;
+        f.views_.panel().setFrameSilently({{300, 829}, {450, 22}});
+        f.views_.field().setFrame({{18, 2}, {400, 18}});
+        f.views_.completions().setRowHeight(rowHeight);
+        f.views_.field().type(f.t(text));
+        f.bar().showPopup();
+        EXPECT_EQ(describe(f.views_.completions().frame()), describe({{318, 831 - height}, {400, height}}));
+        EXPECT_TRUE(f.views_.completions().isVisible());
+        EXPECT_EQ(f.views_.completions().content(), f.bar().currentCompletions());
+        EXPECT_THAT(f.logged({"list.raise", "list.showActive", "panel.focus"}),
+                    ElementsAre("list.raise", "list.showActive"));
+    }
 }
-
-const PopupRow kPopupRows[] = {
-    {"no candidates give a list 20 points high", "{T}/empty/", 17, 20},
-    {"one candidate gives one row", "{T}/c", 17, 17},
-    {"nine candidates of 17 point rows show six rows in 102 points", "{T}/nine/", 17, 102},
-    {"fractional rows are truncated to whole points", "{T}/three/", 17.5, 52},
-};
-INSTANTIATE_TEST_SUITE_P(PathWindowController, ShowPopup, testing::ValuesIn(kPopupRows), SentenceName{});
 
 TEST_F(PathWindowControllerTest, TheArrowButtonAcceptsTheCompletionShowsAndThenHidesTheList) {
     views_.field().type(t("{T}/threeXYZ"), {t("{T}/three").size(), 3});
@@ -301,12 +249,21 @@ TEST_F(PathWindowControllerTest, TheArrowButtonAcceptsTheCompletionShowsAndThenH
     EXPECT_EQ(views_.field().selectedRange(), (TextRange{t("{T}/threeXYZ").size(), 0}));
     // The whole text counts once the completion is accepted: nothing matches.
     EXPECT_TRUE(bar().currentCompletions().empty());
-
     bar().popupButtonClicked();
     EXPECT_FALSE(views_.completions().isVisible());
 }
 
-TEST_F(PathWindowControllerTest, ChoosingARowEntersIt) {
+TEST_F(PathWindowControllerTest, ChoosingARowEntersItAndAClickWithNoRowOrNoCandidatesChangesNothing) {
+    for (const char* folder : {"{T}/three/", "{T}/empty/"}) {
+        views_.field().type(t(folder));
+        bar().showPopup();
+        views_.completions().setSelectedRowSilently(std::string(folder) == "{T}/empty/" ? 0 : -1);
+        log_->clear();
+        bar().completionChosen();
+        settle();
+        EXPECT_TRUE(log_->entries().empty());
+    }
+    EXPECT_TRUE(catalogue_->calls().empty());
     views_.field().type(t("{T}/three/"));
     bar().showPopup();
     views_.completions().selectRow(2);
@@ -334,8 +291,16 @@ TEST_F(PathWindowControllerTest, TypingWithTheListOpenKeepsTheChosenRowOrChooses
     EXPECT_EQ(views_.field().stringValue(), t("{T}/three/bb"));
 }
 
-// A folder that arrives after the keystroke: the bar goes on at once and
-// catches up as the names come.
+TEST_F(PathWindowControllerTest, TheListHoldsAFewHundredRowsAndSaysHowManyMoreMatch) {
+    for (std::size_t i = 0; i < PathWindowController::kMaxListRows + 5; ++i) tmp_.file("many/f" + std::to_string(i));
+    views_.field().type(t("{T}/many/"));
+    bar().showPopup();
+    EXPECT_EQ(views_.completions().content().size(), PathWindowController::kMaxListRows);
+    EXPECT_EQ(views_.completions().note(), "5 more");
+    EXPECT_EQ(bar().currentCompletions().size(), PathWindowController::kMaxListRows + 5);
+}
+
+// A folder that arrives after the keystroke: the bar goes on at once and catches up as the names come.
 class SlowFolderFixture : public PathWindowControllerFixture {
 public:
     SlowFolderFixture() {
@@ -347,13 +312,13 @@ public:
         return dispatch::mainQueue().runUntil(done, std::chrono::seconds(10));
     }
     std::shared_ptr<GatedFolderSource> source_ =
-        std::make_shared<GatedFolderSource>(std::vector<std::vector<std::string>>{{"notes.txt", "nothing"}, {"no"}});
+        std::make_shared<GatedFolderSource>(std::vector<Strings>{{"notes.txt", "nothing"}, {"no"}});
 };
 
 class SlowFolderTest : public SlowFolderFixture, public testing::Test {};
 
-// Return on a pattern while its folder is read: the matches are selected
-// once they are all known, unless the user or the folder ends the wait.
+// Return on a pattern while its folder is read: the matches are selected once all are known, unless the
+// user or the folder ends the wait.
 struct PendingPatternRow {
     const char* name;
     std::function<void(SlowFolderFixture&)> meanwhile;
@@ -370,7 +335,6 @@ TEST_P(PendingPattern, Row) {
     bar().handleEditCommand(TextCommand::insertNewline);
     advance(PathWindowController::kSpinnerDelay);
     ASSERT_FALSE(views_.spinner().isHidden());
-
     row.meanwhile(*this);
     if (!bar().isClosed()) {
         source_->release(2);
@@ -409,7 +373,7 @@ const PendingPatternRow kPendingPatternRows[] = {
          ASSERT_TRUE(test.source_->waitUntilStopped());
          test.settle();
          test.advance(3);
-         EXPECT_EQ(test.log_->entries(), std::vector<std::string>{});
+         EXPECT_EQ(test.log_->entries(), Strings{});
      }, false, ""},
 };
 // clang-format on
@@ -450,28 +414,6 @@ TEST_F(SlowFolderTest, TheListSaysWhileTheFolderIsReadAndKeepsItsChoiceAsItGrows
     ASSERT_TRUE(waitFor([&] { return views_.completions().content().size() == 3; }));
     EXPECT_EQ(views_.completions().content()[views_.completions().selectedRow()], "/f/notes.txt");
     EXPECT_EQ(views_.completions().note(), "");
-}
-
-TEST_F(PathWindowControllerTest, TheListHoldsAFewHundredRowsAndSaysHowManyMoreMatch) {
-    for (std::size_t i = 0; i < PathWindowController::kMaxListRows + 5; ++i) tmp_.file("many/f" + std::to_string(i));
-    views_.field().type(t("{T}/many/"));
-    bar().showPopup();
-    EXPECT_EQ(views_.completions().content().size(), PathWindowController::kMaxListRows);
-    EXPECT_EQ(views_.completions().note(), "5 more");
-    EXPECT_EQ(bar().currentCompletions().size(), PathWindowController::kMaxListRows + 5);
-}
-
-TEST_F(PathWindowControllerTest, AClickWithNoRowOrNoCandidatesChangesNothing) {
-    for (const char* folder : {"{T}/three/", "{T}/empty/"}) {
-        views_.field().type(t(folder));
-        bar().showPopup();
-        views_.completions().setSelectedRowSilently(std::string(folder) == "{T}/empty/" ? 0 : -1);
-        log_->clear();
-        bar().completionChosen();
-        settle();
-        EXPECT_TRUE(log_->entries().empty());
-    }
-    EXPECT_TRUE(catalogue_->calls().empty());
 }
 
 }  // namespace

@@ -1,29 +1,21 @@
-// The about window's controller: the version text, the two addresses, and
-// uninstall of a release folder: the question, each answer, files that
-// cannot be deleted, and the refusals (which folders are never touched is
-// the installation table's).
+// The about window: version, addresses, and uninstall of a release folder (its answers and refusals).
 #include "app/AboutWindowController.h"
 
 #include <gtest/gtest.h>
-
-#include <memory>
-#include <vector>
 
 #include "fakes/FakeAlerts.h"
 #include "fakes/FakeApplication.h"
 #include "fakes/FakeURLOpener.h"
 #include "fakes/TestSupport.h"
-#include "unit/TableSupport.h"
 
 namespace jorvane {
 namespace {
 
 namespace fs = std::filesystem;
-
-using test::SentenceName;
+using Strings = std::vector<std::string>;
 
 class AboutFixture {
-protected:
+public:
     AboutFixture() {
         bundle_ = temp_.dir("opt/jorvane");
         executable_ = temp_.file("opt/jorvane/bin/jorvane", "program");
@@ -51,7 +43,7 @@ TEST_F(About, ShowsTheVersionAndOpensTheHomepageAndAMailToTheFeedbackAddress) {
     EXPECT_EQ(about.versionString(), "Version: 1.4.2");
     about.visitHomepage();
     about.contact();
-    EXPECT_EQ(urls_.opened, (std::vector<std::string>{"https://jorvane.org", "mailto:feedback@jorvane.org"}));
+    EXPECT_EQ(urls_.opened, (Strings{"https://jorvane.org", "mailto:feedback@jorvane.org"}));
     about.quit();
     EXPECT_EQ(application_.terminations(), 1);
 }
@@ -64,41 +56,31 @@ TEST_F(About, UninstallAsksTheQuestionWithItsThreeButtons) {
     EXPECT_EQ(question.messageText, "Do you really want to uninstall Jorvane?");
     EXPECT_EQ(question.informativeText,
               "Jorvane's files in " + bundle_.string() + " will be deleted. Files you added there stay.");
-    EXPECT_EQ(question.buttons, (std::vector<std::string>{"Uninstall & send Feedback", "Uninstall", "Cancel"}));
+    EXPECT_EQ(question.buttons, (Strings{"Uninstall & send Feedback", "Uninstall", "Cancel"}));
     EXPECT_EQ(question.style, AlertSpec::Style::warning);
 }
 
-struct AnswerRow {
-    const char* name;
-    int answer;
-    bool mails;
-    bool removes;
-};
-
-class UninstallAnswer : public AboutFixture, public testing::TestWithParam<AnswerRow> {};
-
-TEST_P(UninstallAnswer, DecidesMailRemovalAndQuit) {
-    const AnswerRow& row = GetParam();
-    alerts_.answerNext(row.answer);
-    make().uninstall();
-    EXPECT_EQ(urls_.opened,
-              row.mails ? std::vector<std::string>{"mailto:feedback@jorvane.org"} : std::vector<std::string>{});
-    EXPECT_EQ(fs::exists(bundle_), !row.removes);
-    EXPECT_EQ(application_.terminations(), row.removes ? 1 : 0);
-    EXPECT_EQ(alerts_.shown().size(), 1u) << "no alert after the question";
+TEST(UninstallAnswer, DecidesMailRemovalAndQuit) {
+    // The answer, whether a mail opens, whether the folder goes (and the program quits).
+    const std::tuple<int, bool, bool> rows[] = {{kAlertFirstButton, true, true},
+                                                {kAlertSecondButton, false, true},
+                                                {kAlertThirdButton, false, false},
+                                                {0, false, false}};
+    for (const auto& [answer, mails, removes] : rows) {
+        SCOPED_TRACE(answer);
+        AboutFixture f;
+        f.alerts_.answerNext(answer);
+        f.make().uninstall();
+        EXPECT_EQ(f.urls_.opened, mails ? Strings{"mailto:feedback@jorvane.org"} : Strings{});
+        EXPECT_EQ(fs::exists(f.bundle_), !removes);
+        EXPECT_EQ(f.application_.terminations(), removes ? 1 : 0);
+        EXPECT_EQ(f.alerts_.shown().size(), 1u);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Answers, UninstallAnswer,
-                         testing::Values(AnswerRow{"UninstallAndSendFeedback", kAlertFirstButton, true, true},
-                                         AnswerRow{"UninstallAlone", kAlertSecondButton, false, true},
-                                         AnswerRow{"CancelLeavesEverything", kAlertThirdButton, false, false},
-                                         AnswerRow{"ClosingTheAlertCancels", 0, false, false}),
-                         SentenceName{});
 
 TEST_F(About, FilesThatCannotBeDeletedStillQuit) {
     AboutWindowController about = make();
-    // The listed file became a folder with something in it: no one, root
-    // included, deletes it as a file.
+    // The listed file became a folder with something in it: nobody, root included, deletes it as a file.
     fs::remove(bundle_ / "share/jorvane/installed-files");
     temp_.file("opt/jorvane/share/jorvane/installed-files/inside", "x");
     alerts_.answerNext(kAlertSecondButton);
@@ -114,7 +96,7 @@ TEST_F(About, APackageInstallIsNeverDeletedButExplainedAndQuits) {
     const fs::path program = temp_.file("usr/bin/jorvane", "program");
     make(program).uninstall();
     EXPECT_TRUE(fs::exists(program));
-    ASSERT_EQ(alerts_.shown().size(), 1u) << "no question first";
+    ASSERT_EQ(alerts_.shown().size(), 1u);
     EXPECT_EQ(alerts_.shown()[0].messageText, "Jorvane was installed by the package manager and cannot remove itself.");
     EXPECT_EQ(alerts_.shown()[0].informativeText,
               "Remove the package \"jorvane\" with the package manager (for example: sudo apt remove jorvane). "

@@ -1,18 +1,16 @@
-// The file manager's lifecycle as a table: what comes in (the program's
-// start, a process's first window, its last window going, time passing) and
-// what goes out (attach and detach of a process), on virtual time.
-
+// Small decision tables of the app layer: Thunar's lifecycle on virtual time, the command line, window coverage.
+#include "app/ActivationEvents.h"
+#include "app/CommandLine.h"
 #include "app/FileManagerLifecycle.h"
+#include "app/WindowCoverage.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <set>
-#include <string>
-#include <vector>
 
 #include "fakes/VirtualTime.h"
 #include "unit/TableSupport.h"
-#include "util/Dispatch.h"
 
 namespace jorvane {
 namespace {
@@ -34,38 +32,29 @@ protected:
     test::VirtualTime time_;
     std::set<std::int32_t> alive_;
     std::vector<std::string> calls_;
-    std::unique_ptr<FileManagerLifecycle> owner_ = std::make_unique<FileManagerLifecycle>(FileManagerLifecycle::Hooks{
+    FileManagerLifecycle owner_{FileManagerLifecycle::Hooks{
         .attach = [this](std::int32_t pid) { calls_.push_back("attach " + std::to_string(pid)); },
         .detach = [this](std::int32_t pid) { calls_.push_back("detach " + std::to_string(pid)); },
         .processExists = [this](std::int32_t pid) { return alive_.count(pid) > 0; },
-    });
+    }};
 };
 
 TEST_P(Lifecycle, Row) {
     for (const Step& step : GetParam().steps) {
-        switch (step.kind) {
-            case Step::start:
-                if (step.pid) alive_.insert(step.pid);
-                owner_->started(step.pid);
-                break;
-            case Step::appears:
-                alive_.insert(step.pid);
-                owner_->appeared(step.pid);
-                break;
-            case Step::windowsGone: owner_->windowsGone(step.pid); break;
-            case Step::exits: alive_.erase(step.pid); break;
-            case Step::ends:
-                alive_.erase(step.pid);
-                owner_->ended(step.pid);
-                break;
-            case Step::waits:
-                time_.clock.advance(FileManagerLifecycle::kEndCheckDelay + std::chrono::seconds(1));
-                dispatch::mainQueue().drain();
-                break;
+        if (step.kind == Step::start || step.kind == Step::appears) {
+            if (step.pid) alive_.insert(step.pid);
+            step.kind == Step::start ? owner_.started(step.pid) : owner_.appeared(step.pid);
+        } else if (step.kind == Step::windowsGone) {
+            owner_.windowsGone(step.pid);
+        } else if (step.kind == Step::exits || step.kind == Step::ends) {
+            alive_.erase(step.pid);
+            if (step.kind == Step::ends) owner_.ended(step.pid);
+        } else {
+            time_.pass(FileManagerLifecycle::kEndCheckDelay + std::chrono::seconds(1));
         }
     }
     EXPECT_EQ(calls_, GetParam().calls);
-    EXPECT_EQ(owner_->pid(), GetParam().attachedAtEnd);
+    EXPECT_EQ(owner_.pid(), GetParam().attachedAtEnd);
 }
 
 using S = Step;
@@ -89,19 +78,56 @@ const LifecycleRow kRows[] = {
     {"a daemon's new window after all were closed attaches it anew",
      {{S::start, 10}, {S::windowsGone, 10}, {S::appears, 10}, {S::exits, 10}, {S::waits}},
      {"attach 10", "attach 10"}, 10},
-    {"a daemon without windows that ends is detached at once", {{S::start, 10}, {S::ends, 10}}, {"attach 10", "detach 10"},
-     0},
+    {"a daemon without windows that ends is detached at once", {{S::start, 10}, {S::ends, 10}},
+     {"attach 10", "detach 10"}, 0},
     {"the end of a process already replaced changes nothing", {{S::start, 10}, {S::appears, 11}, {S::ends, 10}},
      {"attach 10", "detach 10", "attach 11"}, 11},
     {"another program's windows going changes nothing", {{S::start, 10}, {S::windowsGone, 77}, {S::waits}},
      {"attach 10"}, 10},
-    {"quit entirely and started again later", {{S::start, 10}, {S::exits, 10}, {S::windowsGone, 10}, {S::waits},
-                                               {S::appears, 12}},
-     {"attach 10", "detach 10", "attach 12"}, 12},
 };
 // clang-format on
-
 INSTANTIATE_TEST_SUITE_P(Rows, Lifecycle, testing::ValuesIn(kRows), test::SentenceName{});
+
+TEST(CommandLine, ParsesOneOptionAndRefusesTheRest) {
+    using commandline::Action;
+    const std::string see = "; see jorvane --help";
+    const std::tuple<std::vector<std::string_view>, Action, std::string> rows[] = {
+        {{}, Action::run, ""},
+        {{"--help"}, Action::help, ""},
+        {{"-h"}, Action::help, ""},
+        {{"--version"}, Action::version, ""},
+        {{"--preferences"}, Action::preferences, ""},
+        {{"--quit"}, Action::quit, ""},
+        {{"-platform"}, Action::error, "jorvane: unknown option '-platform'" + see},
+        {{"/tmp"}, Action::error, "jorvane: unexpected argument '/tmp'" + see},
+        {{"--\x1b[2J"}, Action::error, "jorvane: unknown option '--?[2J'" + see},
+        {{"--help", "--version"}, Action::error, "jorvane: one option at most (got 2)" + see}};
+    for (const auto& [arguments, action, error] : rows) {
+        const commandline::Parsed parsed = commandline::parse(arguments);
+        EXPECT_EQ(parsed.action, action) << error;
+        EXPECT_EQ(parsed.error, error);
+    }
+    for (const char* option : {"--preferences", "--quit", "--help", "--version"})
+        EXPECT_NE(commandline::usage().find(option), std::string::npos) << option;
+}
+
+TEST(WindowCoverage, DecidesWhetherTheTitleBandIsCovered) {
+    const auto entry = [](std::string owner, std::int32_t pid, std::int32_t x, std::int32_t y, std::int32_t w,
+                          std::int32_t h) { return WindowInfo{std::move(owner), pid, "", x, y, w, h}; };
+    const std::int32_t self = static_cast<std::int32_t>(::getpid());
+    const std::pair<std::vector<WindowInfo>, bool> rows[] = {{{}, false},
+                                                             {{entry("xterm", 77, 300, 90, 200, 50)}, true},
+                                                             {{entry("xterm", 77, 300, 200, 200, 50)}, false},
+                                                             {{entry("Dock", 77, 0, 90, 1280, 30)}, false},
+                                                             {{entry("Jorvane", self, 200, 99, 400, 24)}, false}};
+    for (const auto& [inFront, covered] : rows) {
+        std::vector<WindowInfo> list = inFront;
+        list.push_back(entry("Thunar", 4242, 100, 100, 600, 400));
+        EXPECT_EQ(isTitleBandCovered(list, 4242, {{100, 100}, {600, 400}}, 24), covered) << list.front().ownerName;
+    }
+    // The click area: the title text, 20 points more to the left (the folder icon) and 30 more in all.
+    EXPECT_EQ(activation::widenedTitleFrame({{340, 53}, {120, 16}}), (Rect{{320, 53}, {150, 16}}));
+}
 
 }  // namespace
 }  // namespace jorvane

@@ -23,7 +23,6 @@
 #include "fakes/FakePathWindowDelegate.h"
 #include "fakes/FakePathWindowViews.h"
 #include "fakes/FakeWindowObserver.h"
-#include "fakes/FakeWorkspaceObserver.h"
 #include "fakes/MemoryDefaults.h"
 #include "fakes/VirtualTime.h"
 #include "filemanager/FileManagerCommands.h"

@@ -1,6 +1,4 @@
-// The launch sequence and its exits, and the file-manager restart that
-// toggling hidden files needs.
-
+// The launch sequence and its exits, and the Thunar restart that toggling hidden files needs.
 #include "JorvaneAppFixture.h"
 
 #include <gmock/gmock.h>
@@ -11,7 +9,6 @@ namespace jorvane::test::appcore {
 namespace {
 
 using appcore::PrintTo;
-
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -26,7 +23,6 @@ const std::vector<std::string> kWatchAndStepBack = std::vector<std::string>{"tap
 // clang-format on
 const std::vector<std::string> kFind = {"fm.runningApplicationPid"};
 
-// The log lines of one domain and level for one scope.
 struct LogLines {
     LogLines(const char* domain, std::int32_t level) {
         log::setSink([this](log::Stream, std::string_view line) { lines.emplace_back(line); });
@@ -58,7 +54,6 @@ TEST_P(Launch, Row) {
     fileManager_.setPid(row.fileManagerPid);
 
     delegate().finishLaunching();
-
     EXPECT_EQ(log_->entries(), row.steps);
     const bool ends = row.steps.back() == "app.terminate";
     EXPECT_EQ(delegate().isTerminating(), ends);
@@ -96,11 +91,9 @@ TEST_F(AppDelegateTest, withoutAFileManagerItWaitsAndTheFirstOneThatComesGetsThe
         EXPECT_THAT(log.lines[0], HasSubstr("waiting for Thunar"));
     }
     EXPECT_TRUE(alerts_.shown().empty());
-    EXPECT_FALSE(delegate().isTerminating());
     EXPECT_FALSE(tap_.isInstalled());
-
     workspace_.launched(77, false, "xterm");
-    EXPECT_FALSE(tap_.isInstalled()) << "another program is not the file manager";
+    EXPECT_FALSE(tap_.isInstalled());
     workspace_.launched(5000);
     EXPECT_THAT(tap_.installs(), ElementsAre(5000));
     EXPECT_EQ(delegate().fileManagerPid(), 5000);
@@ -118,17 +111,12 @@ TEST_F(AppDelegateTest, theSessionAlertListsWhatIsMissing) {
     EXPECT_EQ(alerts_.shown()[0].style, AlertSpec::Style::critical);
 }
 
-TEST_F(AppDelegateTest, launchRegistersTheShippedDefaultsAndStoresTheVersion) {
-    launched();
-    EXPECT_TRUE(defaults_->boolForKey(settings::keys::activateByHotkey));
-    EXPECT_EQ(defaults_->stringForKey(settings::keys::version), "1.2.3");
-}
-
-TEST_F(AppDelegateTest, theUpdateCheckRunsAtTheIntervalTheSettingsName) {
+TEST_F(AppDelegateTest, launchRegistersTheShippedDefaultsStoresTheVersionAndChecksAtTheSetInterval) {
     defaults_->setInteger(3600, settings::keys::updateCheckInterval);
     delegate().finishLaunching();
-    ASSERT_FALSE(log_->entries().empty());
-    EXPECT_EQ(log_->entries().front(), "updater.setUpdateCheckInterval 3600");
+    EXPECT_EQ(log_->entries().at(0), "updater.setUpdateCheckInterval 3600");
+    EXPECT_TRUE(defaults_->boolForKey(settings::keys::activateByHotkey));
+    EXPECT_EQ(defaults_->stringForKey(settings::keys::version), "1.2.3");
 }
 
 TEST_F(AppDelegateTest, aMissingDefaultsResourceIsLoggedAndLaunchGoesOn) {
@@ -142,7 +130,16 @@ TEST_F(AppDelegateTest, aMissingDefaultsResourceIsLoggedAndLaunchGoesOn) {
         EXPECT_THAT(log.lines[0], HasSubstr("no defaults registered"));
     }
     EXPECT_TRUE(tap_.isInstalled());
-    EXPECT_FALSE(defaults_->boolForKey(settings::keys::activateByHotkey)) << "every key reads as false or 0";
+    EXPECT_FALSE(defaults_->boolForKey(settings::keys::activateByHotkey));
+}
+
+TEST_F(AppDelegateTest, theAboutWindowOpensThroughItsPort) {
+    int abouts = 0;
+    auto ports = this->ports();
+    ports.about = [&] { ++abouts; };
+    delegate_ = std::make_unique<JorvaneApp>(ports);
+    delegate().about();
+    EXPECT_EQ(abouts, 1);
 }
 
 TEST_F(AppDelegateTest, aTapThatCannotBeMadeLeavesTheRestOfTheLaunch) {
@@ -153,26 +150,21 @@ TEST_F(AppDelegateTest, aTapThatCannotBeMadeLeavesTheRestOfTheLaunch) {
     EXPECT_EQ(log_->entries().back(), "app.deactivate");
 }
 
-// ---- toggling hidden files: flip, quit, wait a second, start, bring to the front
-
 TEST_F(AppDelegateTest, togglingHiddenFilesRestartsTheFileManagerAfterASecondAndBringsItToTheFront) {
     launched();
     delegate().toggleShowHidden();
     settle();
     EXPECT_THAT(logged({"fm."}), ElementsAre("fm.showsAllFiles", "fm.setShowsAllFiles 1", "fm.quit org.xfce.Thunar"));
-    EXPECT_EQ(fileManager_.processExistsCount(), 1) << "the old process is gone at the first look";
-
+    EXPECT_EQ(fileManager_.processExistsCount(), 1);
     advance(0.999);
     EXPECT_EQ(fileManager_.launchCount(), 0);
     advance(0.001);
     EXPECT_EQ(fileManager_.launchCount(), 1);
     EXPECT_TRUE(delegate().launchAfterToggleHidden());
-
     log_->clear();
     workspace_.launched(fileManager_.pid());
     EXPECT_THAT(logged({"fm.", "tap.install"}), ElementsAre("tap.install 5000", "fm.bringToFront 5000"));
     EXPECT_FALSE(delegate().launchAfterToggleHidden());
-
     // The user's own restart later is not brought to the front.
     log_->clear();
     workspace_.launched(6000);

@@ -1,7 +1,4 @@
-// The registry of bars and what the file manager's windows and process do to
-// it: lookups by element identity, the observer's notices, the workspace's
-// deactivation and launch notices.
-
+// The registry of bars and what Thunar's windows and process do to it.
 #include "JorvaneAppFixture.h"
 
 #include <gmock/gmock.h>
@@ -10,7 +7,6 @@ namespace jorvane::test::appcore {
 namespace {
 
 using appcore::PrintTo;
-
 using testing::ElementsAre;
 
 TEST_F(AppDelegateTest, twoElementObjectsOfOneWindowShareOneBar) {
@@ -26,24 +22,22 @@ TEST_F(AppDelegateTest, twoElementObjectsOfOneWindowShareOneBar) {
                             WindowNotification::Moved, WindowNotification::Resized, WindowNotification::Restacked));
 }
 
-TEST_F(AppDelegateTest, noWindowOrNoCreationMakesNoBar) {
+TEST_F(AppDelegateTest, noWindowNoCreationOrAFailingFactoryMakesNoBar) {
+    auto ports = this->ports();
+    bool fail = false;
+    ports.makeController = [&, make = ports.makeController](ElementRef window, PathWindowDelegate& delegate) {
+        if (fail) throw std::invalid_argument("no views");
+        return make(std::move(window), delegate);
+    };
+    delegate_ = std::make_unique<JorvaneApp>(ports);
     launched();
     EXPECT_EQ(delegate().barFor(nullptr, true), nullptr);
     EXPECT_EQ(delegate().barFor(ax_->element(window_), false), nullptr);
     ax_->setFocusedWindow({});
     EXPECT_EQ(delegate().barForFocusedWindow(), nullptr);
     delegate().show();
-    EXPECT_TRUE(delegate().pathControllers().empty());
     EXPECT_TRUE(log_->entries().empty());
-}
-
-TEST_F(AppDelegateTest, aFactoryThatFailsMakesNoBar) {
-    auto ports = this->ports();
-    ports.makeController = [](ElementRef, PathWindowDelegate&) -> std::unique_ptr<PathWindowController> {
-        throw std::invalid_argument("no views");
-    };
-    delegate_ = std::make_unique<JorvaneApp>(ports);
-    launched();
+    fail = true;
     EXPECT_EQ(delegate().barFor(ax_->element(window_)), nullptr);
     EXPECT_TRUE(delegate().pathControllers().empty());
 }
@@ -63,8 +57,6 @@ TEST_F(AppDelegateTest, aWindowWhoseTitleNamesAnotherFolderReportsItAsShown) {
     settle();
     EXPECT_THAT(shown, ElementsAre("/home/u/Music", "/home/u/Projects"));
 }
-
-// ---- the observer's notices
 
 struct NoticeRow {
     const char* name;
@@ -89,7 +81,6 @@ TEST_P(ObserverNotice, Row) {
     }
     if (row.arrange) row.arrange(*this);
     for (WindowNotification notice : row.notices) accessibility_.observer()->post(ax_->element(window_), notice);
-
     EXPECT_EQ(delegate().pathControllers().size(), row.barsAfter);
     if (row.barsAfter > 0) {
         EXPECT_EQ(barVisible(), row.visibleAfter);
@@ -128,20 +119,16 @@ const NoticeRow kNoticeRows[] = {
 
 INSTANTIATE_TEST_SUITE_P(Rows, ObserverNotice, testing::ValuesIn(kNoticeRows), SentenceName{});
 
-// ---- the workspace's notices
-
 TEST_F(AppDelegateTest, losingTheFrontHidesEveryBarOnlyForTheFileManagerOrThisProgram) {
     launched();
     const ElementNode second = ax_->addWindow(application_, "tmp - Thunar", {{800, 50}, {400, 300}});
     openBar();
     delegate().barFor(ax_->element(second))->show();
     ASSERT_TRUE(barVisible(0) && barVisible(1));
-
     workspace_.deactivated(77, false, "xterm");
     EXPECT_TRUE(barVisible(0) && barVisible(1)) << "another application stepping back hides nothing";
     workspace_.deactivated(kPid);
     EXPECT_FALSE(barVisible(0) || barVisible(1));
-
     delegate().show();
     ASSERT_TRUE(barVisible(0));
     delegate().deactivated();
@@ -154,7 +141,6 @@ TEST_F(AppDelegateTest, aNewFileManagerProcessHidesEveryBarAndGetsTheTap) {
     workspace_.launched(77, false, "xterm");
     EXPECT_TRUE(barVisible());
     EXPECT_THAT(tap_.installs(), ElementsAre(kPid));
-
     workspace_.launched(5000);
     EXPECT_FALSE(barVisible());
     EXPECT_EQ(delegate().fileManagerPid(), 5000);
@@ -164,7 +150,6 @@ TEST_F(AppDelegateTest, aNewFileManagerProcessHidesEveryBarAndGetsTheTap) {
         << "the old process is dropped, then the new one attached";
     EXPECT_EQ(delegate().pathControllers().size(), 1u) << "the old window's bar stays until its window goes";
     EXPECT_EQ(accessibility_.createdCount(), 1u) << "the observer stays";
-
     // The new process's window gets its own bar through the new tap.
     const ElementNode newApp = ax_->addApplication(5000);
     const ElementNode newWindow = ax_->addWindow(newApp, "me - Thunar", {{100, 500}, {600, 300}});

@@ -1,13 +1,11 @@
+// Links resolved on a real temporary tree, and paths typed in the wrong case found on one.
+#include "filemanager/PathsInAnyCase.h"
 #include "filemanager/SymlinksAndAliases.h"
 
 #include "fakes/TestSupport.h"
 #include "unit/ScopedEnv.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <optional>
-#include <string>
+#include <gmock/gmock.h>
 
 using namespace jorvane;
 namespace links = jorvane::SymlinksAndAliases;
@@ -57,48 +55,25 @@ const Resolve C = [](const std::string& p) { return links::stringByConditionally
 const Resolve I = [](const std::string& p) { return links::stringByIterativelyResolvingSymlinkOrAlias(p); };
 const Resolve S = [](const std::string& p) { return links::stringByResolvingSymlink(p); };
 
-struct LinkRow {
-    const char* name;
-    Resolve resolve;
-    const char* path;  // "{T}" stands for the tree
-    std::optional<std::string> expected;
-};
-
-class Resolving : public Links, public testing::WithParamInterface<LinkRow> {};
-
-TEST_P(Resolving, GivesThePathMeant) {
+TEST_F(Links, EachWayGivesThePathMeant) {
     const auto inTree = [this](const std::string& text) { return test::replaceAll(text, "{T}", root()); };
-    const std::optional<std::string>& expected = GetParam().expected;
-    EXPECT_EQ(GetParam().resolve(inTree(GetParam().path)), expected ? std::optional(inTree(*expected)) : std::nullopt);
+    const std::nullopt_t none = std::nullopt;
+    // clang-format off
+    const std::tuple<Resolve, const char*, std::optional<std::string>> rows[] = {
+        {R, "{T}/real/file", "{T}/real/file"}, {R, "{T}/real/sub/", "{T}/real/sub"}, {R, "Applications", none},
+        {R, "", none}, {R, "{T}/a/link/b", "{T}/c/b"}, {C, "{T}/a/link", "{T}/c"},
+        // An absolute target is returned as written, ends the iteration, and is still followed.
+        {C, "{T}/abs", "{T}/a/../real"}, {I, "{T}/abs", "{T}/a/../real"}, {R, "{T}/abs/file", "{T}/a/../real/file"},
+        {I, "{T}/chain1", "{T}/real/file"}, {S, "{T}/chain1", "{T}/chain2"}, {I, "{T}/dirlink", "{T}/real/sub"},
+        {R, "{T}/dirlink/", "{T}/real/sub"},
+        {I, "{T}/dangling", none}, {R, "{T}/dangling", none}, {R, "{T}/dangling/x", none},
+        {C, "{T}/dangling", "{T}/missing"},  // a dangling link can still be read
+        {R, "{T}/nothing/here", none}, {I, "{T}/nothing", none}, {C, "{T}/real/file", none}, {C, "{T}/nothing", none},
+        {S, "{T}/real/file", "{T}/real/file"}, {S, "{T}/nothing", "{T}/nothing"}};
+    // clang-format on
+    for (const auto& [resolve, path, expected] : rows)
+        EXPECT_EQ(resolve(inTree(path)), expected ? std::optional(inTree(*expected)) : none) << path;
 }
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Links, Resolving, testing::Values(
-    LinkRow{"AFullPathWithoutLinksIsItself", R, "{T}/real/file", "{T}/real/file"},
-    LinkRow{"ATrailingSlashGoes", R, "{T}/real/sub/", "{T}/real/sub"},
-    LinkRow{"ARelativePathIsRefused", R, "Applications", std::nullopt},
-    LinkRow{"AnEmptyPathIsRefused", R, "", std::nullopt},
-    LinkRow{"ARelativeLinkInTheMiddleIsJoinedToItsParent", R, "{T}/a/link/b", "{T}/c/b"},
-    LinkRow{"ARelativeLinkIsStandardized", C, "{T}/a/link", "{T}/c"},
-    LinkRow{"AnAbsoluteTargetIsReturnedAsWritten", C, "{T}/abs", "{T}/a/../real"},
-    LinkRow{"AnAbsoluteTargetEndsTheIteration", I, "{T}/abs", "{T}/a/../real"},
-    LinkRow{"AnAbsoluteTargetIsStillFollowed", R, "{T}/abs/file", "{T}/a/../real/file"},
-    LinkRow{"AChainIsFollowedToItsEnd", I, "{T}/chain1", "{T}/real/file"},
-    LinkRow{"OneStepOfAChain", S, "{T}/chain1", "{T}/chain2"},
-    LinkRow{"ALinkToAFolderStopsAtTheFolder", I, "{T}/dirlink", "{T}/real/sub"},
-    LinkRow{"ALinkToAFolderWithASlash", R, "{T}/dirlink/", "{T}/real/sub"},
-    LinkRow{"ADanglingLinkEndsNowhere", I, "{T}/dangling", std::nullopt},
-    LinkRow{"ADanglingLinkResolvesToNothing", R, "{T}/dangling", std::nullopt},
-    LinkRow{"ADanglingLinkInTheMiddleResolvesToNothing", R, "{T}/dangling/x", std::nullopt},
-    LinkRow{"ADanglingLinkCanStillBeRead", C, "{T}/dangling", "{T}/missing"},
-    LinkRow{"AMissingComponentResolvesToNothing", R, "{T}/nothing/here", std::nullopt},
-    LinkRow{"AMissingPathEndsNowhere", I, "{T}/nothing", std::nullopt},
-    LinkRow{"AFileIsNoLink", C, "{T}/real/file", std::nullopt},
-    LinkRow{"AMissingPathIsNoLink", C, "{T}/nothing", std::nullopt},
-    LinkRow{"AFileResolvesToItselfInOneStep", S, "{T}/real/file", "{T}/real/file"},
-    LinkRow{"AMissingPathResolvesToItselfInOneStep", S, "{T}/nothing", "{T}/nothing"}),
-    [](const auto& row) { return std::string(row.param.name); });
-// clang-format on
 
 TEST_F(Links, ALongTargetIsReadWhole) {
     std::string deep = "real";
@@ -116,6 +91,26 @@ TEST_F(Links, APathHoldingANulByteNamesNoFile) {
     EXPECT_EQ(links::stringByIterativelyResolvingSymlinkOrAlias(withNul), std::nullopt);
     EXPECT_EQ(links::stringByConditionallyResolvingSymlink(at("abs") + std::string("\0", 1)), std::nullopt);
     EXPECT_EQ(links::stringByResolvingSymlinksAndAliases(withNul), std::nullopt);
+}
+
+TEST(PathsInAnyCase, FindsThePathsOnDiskThatATextNamesInAnotherCase) {
+    using testing::ElementsAre;
+    using testing::IsEmpty;
+    test::TempDir tmp;
+    tmp.dir("Music/Jazz");
+    tmp.file("Music/notes.txt");
+    tmp.dir("Docs");
+    tmp.dir("DOCS");
+    const std::string t = tmp.str();
+    EXPECT_THAT(pathsInAnyCase(t + "/MUSIC/jazz", 5), ElementsAre(t + "/Music/Jazz"));
+    EXPECT_THAT(pathsInAnyCase(t + "/music/JAZZ/", 5), ElementsAre(t + "/Music/Jazz/"));
+    EXPECT_THAT(pathsInAnyCase(t + "/music/Notes.TXT", 5), ElementsAre(t + "/Music/notes.txt"));
+    EXPECT_THAT(pathsInAnyCase(t + "/docs", 5), testing::UnorderedElementsAre(t + "/Docs", t + "/DOCS"));
+    EXPECT_EQ(pathsInAnyCase(t + "/docs", 1).size(), 1u);
+    // A file is no folder on the way; what exists as typed needs no finding.
+    for (const std::string& text :
+         {t + "/music/notes.txt/x", t + "/Music/Jazz", t + "/Musik", std::string("music/jazz")})
+        EXPECT_THAT(pathsInAnyCase(text, 5), IsEmpty()) << text;
 }
 
 }  // namespace

@@ -1,15 +1,9 @@
-// Who may move or delete what: the manifest's parser, and one table over
-// the places the program can be started from, saying for each what the
-// welcome offers, whether a move happens and what uninstall would delete.
-
+// Who may move or delete what: the manifest's parser, and a table of the places the program starts from,
+// saying for each whether a move is offered and whether uninstall asks.
 #include "firstlaunch/Installation.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-
-#include <filesystem>
-#include <string>
-#include <vector>
 
 #include "app/AboutWindowController.h"
 #include "fakes/FakeAlerts.h"
@@ -24,55 +18,39 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct ParseRow {
-    const char* name;
-    std::string text;
-    std::optional<Kind> kind;  // nothing: not a manifest
-    std::vector<std::string> files = {};
-};
-
-class ManifestText : public testing::TestWithParam<ParseRow> {};
-
-TEST_P(ManifestText, Row) {
-    const ParseRow& row = GetParam();
-    const std::optional<Manifest> manifest = parseManifest(row.text);
-    ASSERT_EQ(manifest.has_value(), row.kind.has_value());
-    if (!manifest) return;
-    EXPECT_EQ(manifest->kind, *row.kind);
-    EXPECT_EQ(manifest->files, row.files);
+TEST(ManifestText, IsParsedOrRefused) {
+    const std::string head = "jorvane-installed-files 1 ";
+    using Files = std::vector<std::string>;
+    // The text, its kind (nothing: not a manifest) and its files.
+    const std::tuple<std::string, std::optional<Kind>, Files> rows[] = {
+        {head + "release\nbin/jorvane\nshare/a b\n", Kind::release, {"bin/jorvane", "share/a b"}},
+        {head + "prefix\n\nbin/x\nbin/x", Kind::prefix, {"bin/x"}},  // blank lines, a repeat, no final newline
+        {head + "package\nbin/jorvane\n", Kind::package, {"bin/jorvane"}},
+        {head + "portable\nbin/jorvane\n", std::nullopt, {}},
+        {"jorvane-installed-files 2 release\nbin/jorvane\n", std::nullopt, {}},
+        {"jorvane-installed-files 1\nbin/jorvane\n", std::nullopt, {}},
+        {head + "release\n", std::nullopt, {}},
+        {head + "release\n/home/u/x\n", std::nullopt, {}},
+        {head + "release\nshare/../../x\n", std::nullopt, {}},
+        {head + "release\n./bin/jorvane\n", std::nullopt, {}},
+        {head + "release\nbin//jorvane\n", std::nullopt, {}},
+        {head + "release\nbin/\n", std::nullopt, {}},
+        {head + std::string("release\nbin/jor\0vane\n", 19), std::nullopt, {}},
+        {"", std::nullopt, {}}};
+    for (const auto& [text, kind, files] : rows) {
+        const std::optional<Manifest> manifest = parseManifest(text);
+        ASSERT_EQ(manifest.has_value(), kind.has_value()) << text;
+        if (!manifest) continue;
+        EXPECT_EQ(manifest->kind, *kind);
+        EXPECT_EQ(manifest->files, files);
+    }
 }
-
-// clang-format off
-const ParseRow kParseRows[] = {
-    {"a release lists its files", "jorvane-installed-files 1 release\nbin/jorvane\nshare/a b\n", Kind::release,
-     {"bin/jorvane", "share/a b"}},
-    {"a prefix without a final newline, with blank lines and a repeat",
-     "jorvane-installed-files 1 prefix\n\nbin/x\nbin/x", Kind::prefix, {"bin/x"}},
-    {"a package", "jorvane-installed-files 1 package\nbin/jorvane\n", Kind::package, {"bin/jorvane"}},
-    {"an unknown kind", "jorvane-installed-files 1 portable\nbin/jorvane\n", std::nullopt},
-    {"another header", "jorvane-installed-files 2 release\nbin/jorvane\n", std::nullopt},
-    {"a header without a kind", "jorvane-installed-files 1\nbin/jorvane\n", std::nullopt},
-    {"no files", "jorvane-installed-files 1 release\n", std::nullopt},
-    {"an absolute path", "jorvane-installed-files 1 release\n/home/u/x\n", std::nullopt},
-    {"a path out of the folder", "jorvane-installed-files 1 release\nshare/../../x\n", std::nullopt},
-    {"a dot component", "jorvane-installed-files 1 release\n./bin/jorvane\n", std::nullopt},
-    {"a doubled slash", "jorvane-installed-files 1 release\nbin//jorvane\n", std::nullopt},
-    {"a folder", "jorvane-installed-files 1 release\nbin/\n", std::nullopt},
-    {"a NUL", std::string("jorvane-installed-files 1 release\nbin/jor\0vane\n", 45), std::nullopt},
-    {"empty text", "", std::nullopt},
-};
-// clang-format on
-
-INSTANTIATE_TEST_SUITE_P(Rows, ManifestText, testing::ValuesIn(kParseRows), test::SentenceName{});
-
-// ---- the places the program starts from
 
 constexpr const char* kFiles = "bin/jorvane\nshare/jorvane/installed-files\nshare/jorvane/defaults.json\n";
 
 struct PlaceRow {
     const char* name;
-    // Makes the place below the test's root; returns the program's path.
-    fs::path (*make)(const test::TempDir& root);
+    fs::path (*make)(const test::TempDir& root);  // makes the place below the root; the program's path
     Kind kind;
     bool moveOffered;
     bool uninstallAsks;  // otherwise a refusal
@@ -141,27 +119,19 @@ TEST_P(Place, Row) {
     const fs::path program = row.make(root_);
     const Installation found = installationOf(program);
     EXPECT_EQ(found.kind, row.kind);
-    if (row.kind == Kind::unknown) {
-        EXPECT_TRUE(found.root.empty());
-    }
-    const std::string opt = (root_.path() / "opt").string();
-    EXPECT_EQ(MoveToApplications::isOffered(found, opt), row.moveOffered);
-
+    EXPECT_EQ(found.root.empty(), row.kind == Kind::unknown);
+    EXPECT_EQ(MoveToApplications::isOffered(found, (root_.path() / "opt").string()), row.moveOffered);
     AboutWindowController about({alerts_, application_, urls_, program, found, "1.0"});
     EXPECT_EQ(about.uninstallQuestion().has_value(), row.uninstallAsks);
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, Place, testing::ValuesIn(kPlaceRows), test::SentenceName{});
 
-// ---- uninstall deletes the listed files only
-
 TEST(Uninstall, aReleaseLosesItsFilesAndEmptyFoldersButKeepsWhatTheUserAdded) {
     test::TempDir root;
     const fs::path program = withManifest(root, "opt/jorvane", "release");
     root.file("opt/jorvane/share/notes.txt", "mine");
-    const Installation release = installationOf(program);
-
-    const Removal removal = removeInstalledFiles(release);
+    const Removal removal = removeInstalledFiles(installationOf(program));
     EXPECT_EQ(removal.removed.size(), 3u);
     EXPECT_TRUE(removal.failed.empty());
     EXPECT_TRUE(fs::exists(root.path() / "opt/jorvane/share/notes.txt"));
@@ -180,7 +150,6 @@ TEST(Uninstall, aPrefixLosesExactlyItsFilesAndKeepsTheSharedFolders) {
     const fs::path program = withManifest(root, "home/.local", "prefix");
     root.file("home/.local/bin/other-program", "x");
     root.dir("home/.local/share/keyrings");
-
     const Installation prefix = installationOf(program);
     ASSERT_EQ(prefix.kind, Kind::prefix);
     test::FakeAlerts alerts;
@@ -193,12 +162,29 @@ TEST(Uninstall, aPrefixLosesExactlyItsFilesAndKeepsTheSharedFolders) {
         << "the question names the files";
     alerts.answerNext(kAlertSecondButton);
     about.uninstall();
-
     EXPECT_FALSE(fs::exists(program));
     EXPECT_FALSE(fs::exists(root.path() / "home/.local/share/jorvane"));
     EXPECT_TRUE(fs::exists(root.path() / "home/.local/bin/other-program"));
     EXPECT_TRUE(fs::exists(root.path() / "home/.local/share/keyrings"));
     EXPECT_TRUE(fs::exists(root.path() / "home/.local/bin")) << "bin/ is every program's";
+}
+
+TEST(Uninstall, theQuestionForALongPrefixNamesTwelveFilesAndCountsTheRest) {
+    test::TempDir root;
+    std::string manifest = "jorvane-installed-files 1 prefix\nbin/jorvane\nshare/jorvane/installed-files\n";
+    for (int i = 0; i < 12; ++i) manifest += "share/jorvane/f" + std::to_string(i) + "\n";
+    root.file("usr/local/share/jorvane/installed-files", manifest);
+    for (int i = 0; i < 12; ++i) root.file("usr/local/share/jorvane/f" + std::to_string(i));
+    const fs::path program = root.file("usr/local/bin/jorvane", "program");
+    test::FakeAlerts alerts;
+    test::FakeApplication application;
+    FakeURLOpener urls;
+    const std::string text = AboutWindowController({alerts, application, urls, program, installationOf(program), "1.0"})
+                                 .uninstallQuestion()
+                                 ->informativeText;
+    EXPECT_TRUE(text.starts_with("These 14 files Jorvane installed in")) << text;
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 13) << text;
+    EXPECT_TRUE(text.ends_with("\n\u2026 and 2 more")) << text;
 }
 
 }  // namespace

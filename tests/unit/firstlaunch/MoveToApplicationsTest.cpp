@@ -1,14 +1,6 @@
-// Moving a release into the applications folder, over a real temporary tree
-// standing for the user's downloads and /opt: what is replaced and what is
-// refused, the administrator's path, and the order of copy, Trash and
-// restart.
-
+// Moving a release into /opt over a real temporary tree: what is replaced and what is refused, the
+// administrator's path, and the order of copy, Trash and restart.
 #include <gtest/gtest.h>
-
-#include <filesystem>
-#include <functional>
-#include <string>
-#include <vector>
 
 #include "fakes/FakeAlerts.h"
 #include "fakes/FakeApplication.h"
@@ -161,8 +153,7 @@ TEST_F(Move, theReplaceCommandNamesEveryToolByPathAndPassesPathsAsArguments) {
     EXPECT_EQ(argv[0], "/usr/bin/timeout");
     EXPECT_EQ(std::vector<std::string>(argv.end() - 4, argv.end()),
               (std::vector<std::string>{"-x", "/opt/jorvane", "/opt/.n", "/opt/.o"}));
-    const std::string& script = argv[argv.size() - 6];
-    EXPECT_EQ(script.find("-x"), std::string::npos) << "no path is ever part of the shell text";
+    EXPECT_EQ(argv[argv.size() - 6].find("-x"), std::string::npos) << "no path is ever part of the shell text";
 }
 
 TEST_F(Move, inTheBackgroundTheMainThreadHearsTheOutcome) {

@@ -1,13 +1,7 @@
-// The welcome of a first launch (its texts, the check box, and the order of
-// quit, saving, login items and the move) and the "already running" alert,
-// through the delegate too; the platform's names in the texts.
-
+// The first launch's welcome (texts, check box, the order of quit, saving, login items and the move), the
+// "already running" alert through the delegate too, and the platform's names in the texts.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "app/PlatformNames.h"
 #include "fakes/FakeAlerts.h"
@@ -56,8 +50,6 @@ TEST(WelcomeAlerts, theReopenAlertNamesTheHotKeyAndOffersThePreferences) {
     EXPECT_EQ(alert.checkBox, std::nullopt);
 }
 
-// ---- the order of the welcome
-
 struct WelcomeRow {
     const char* name;
     bool offerMove;
@@ -66,9 +58,7 @@ struct WelcomeRow {
     bool futureItemExists;
     bool goesOn;
     bool moveUnderWay = true;
-    // Each login-item call and the move, with whether "notfirstlaunch" was
-    // saved by then.
-    std::vector<std::string> steps;
+    std::vector<std::string> steps;  // login-item calls and the move, with whether "notfirstlaunch" was saved
 };
 
 void PrintTo(const WelcomeRow& row, std::ostream* out) { *out << row.name; }
@@ -109,7 +99,6 @@ TEST_P(Welcome, Row) {
                 return row.moveUnderWay;
             },
     });
-
     EXPECT_EQ(goesOn, row.goesOn);
     EXPECT_EQ(log_->entries(), row.steps);
     EXPECT_EQ(defaults_->boolForKey(settings::keys::notFirstLaunch), row.goesOn);
@@ -143,8 +132,6 @@ const WelcomeRow kWelcomeRows[] = {
 
 INSTANTIATE_TEST_SUITE_P(Rows, Welcome, testing::ValuesIn(kWelcomeRows), SentenceName{});
 
-// ---- the reopen alert through the delegate
-
 class Reopen : public appcore::AppDelegateTest {
 protected:
     ScopedKeyboardLayout layout_;
@@ -156,13 +143,11 @@ TEST_F(Reopen, eachSecondStartShowsTheAlertAndOnlyItsSecondButtonOpensThePrefere
     ports.openPreferences = [&] { ++preferences; };
     delegate_ = std::make_unique<JorvaneApp>(ports);
     launched();
-
     EXPECT_TRUE(delegate_->applicationShouldHandleReopen());
     alerts_.answerNext(kAlertSecondButton);
     EXPECT_TRUE(delegate_->applicationShouldHandleReopen());
     alerts_.answerNext(kAlertSecondButton);
     EXPECT_TRUE(delegate_->applicationShouldHandleReopen());
-
     EXPECT_EQ(preferences, 2) << "a further window each time";
     ASSERT_EQ(alerts_.shown().size(), 3u);
     EXPECT_EQ(alerts_.shown()[0].informativeText, kReopenText);
@@ -177,33 +162,17 @@ TEST_F(Reopen, theTextNamesTheHotKeyAsRecorded) {
     EXPECT_THAT(alerts_.shown()[0].informativeText, testing::HasSubstr("(or by pressing 'Ctrl + Shift + L' on"));
 }
 
-// ---- the names
-
-struct NamesRow {
-    const char* name;
-    const char* mac;
-    const char* linux_;
-};
-
-void PrintTo(const NamesRow& row, std::ostream* out) { *out << row.name; }
-
-class Names : public testing::TestWithParam<NamesRow> {};
-
-TEST_P(Names, Row) {
+TEST(PlatformNames, FinderBecomesThunarTheHotKeyIsNamedAndTheApplicationsFolderIsAPath) {
     PlatformNames names;
     names.hotKey = "Super + J";
-    EXPECT_EQ(forPlatform(GetParam().mac, names), GetParam().linux_);
+    const std::pair<const char*, const char*> rows[] = {
+        {"Finder, Finder windows", "Thunar, Thunar windows"},
+        {"'command + G' on", "'Super + J' on"},
+        {"'\u2318 + G' on", "'Super + J' on"},
+        {"to my Applications folder", "to my /opt folder"},
+        {"command + H, \u2318", "command + H, \u2318"}};  // other commands and the symbol alone stay
+    for (const auto& [mac, shown] : rows) EXPECT_EQ(forPlatform(mac, names), shown);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Rows, Names,
-    testing::Values(NamesRow{"Finder becomes Thunar everywhere", "Finder, Finder windows", "Thunar, Thunar windows"},
-                    NamesRow{"the spelled hot key becomes the hot key", "'command + G' on", "'Super + J' on"},
-                    NamesRow{"the symbol hot key becomes the hot key", "'\u2318 + G' on", "'Super + J' on"},
-                    NamesRow{"the applications folder is named by its path", "to my Applications folder",
-                             "to my /opt folder"},
-                    NamesRow{"other commands and the symbol alone stay", "command + H, \u2318", "command + H, \u2318"}),
-    SentenceName{});
 
 TEST(PlatformNames, aHotKeyWithoutANameInTheLayoutKeepsTheDefaultText) {
     auto defaults = makeMemoryDefaults();

@@ -1,5 +1,4 @@
-// The core's key vocabulary: the table that the adapters, the address bar and
-// the shortcut recorder look keys up in.
+// The core's key vocabulary, which the adapters, the address bar and the shortcut recorder look keys up in.
 #include <gtest/gtest.h>
 
 #include <set>
@@ -31,8 +30,7 @@ TEST(VirtualKeyCodes, charactersFindTheirMainKeyInEitherCase) {
     EXPECT_FALSE(virtualKeyForUSCharacter(0));
 }
 
-// The keypad's keys imply the keypad flag, the function keys Fn, the arrows
-// both; the keys that type, the modifiers and the media keys imply nothing.
+// Keypad keys imply the keypad flag, function keys Fn, arrows both; typing, modifier and media keys nothing.
 TEST(VirtualKeyCodes, impliedFlagsFollowTheKindOfKeyAndNeverTouchTheShortcutModifiers) {
     using K = VirtualKeyKind;
     for (const VirtualKey& key : virtualKeyTable()) {
@@ -44,8 +42,14 @@ TEST(VirtualKeyCodes, impliedFlagsFollowTheKindOfKeyAndNeverTouchTheShortcutModi
                                                  : typesOrModifies         ? std::optional(Modifiers{0})
                                                                            : std::nullopt;
         EXPECT_EQ(key.impliedFlags, implied.value_or(key.impliedFlags)) << key.name;
+        EXPECT_TRUE(key.kind != K::Navigation || (key.impliedFlags & kModifierFunction)) << key.name;
+        // Only the keys that type, the keypad's and Space, Return or Tab have a character.
+        const bool types = key.kind == K::Character || key.kind == K::Whitespace || key.kind == K::Keypad;
+        EXPECT_TRUE(types || key.usCharacter == 0) << key.name;
     }
-    EXPECT_EQ(virtualKey(kKeyUpArrow)->impliedFlags, kModifierNumericPad | kModifierFunction);
+    for (KeyCode arrow : {kKeyLeftArrow, kKeyRightArrow, kKeyDownArrow, kKeyUpArrow})
+        EXPECT_EQ(virtualKey(arrow)->impliedFlags, kModifierNumericPad | kModifierFunction) << arrow;
+    for (KeyCode key : {kKeyDelete, kKeyEscape}) EXPECT_EQ(virtualKey(key)->impliedFlags, 0u) << key;
 }
 
 // Every key of the numeric keypad by its code: its name and what it types.

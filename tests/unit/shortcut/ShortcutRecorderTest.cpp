@@ -1,5 +1,5 @@
-// The recorder's state machine: recording, cancel keys, flags, refusals,
-// the just-changed mark, autosave and loading, the view, the control.
+// The recorder's state machine: recording, cancel keys, flags, refusals, the just-changed mark, autosave
+// and loading, the view, the control.
 #include "shortcut/ShortcutRecorder.h"
 
 #include <gtest/gtest.h>
@@ -44,7 +44,7 @@ const ShortcutKeyEvent kSpace = key(kKeySpace, 0, " ");
 const ShortcutKeyEvent kG = key(kKeyG, 0, "g");
 
 class RecorderFixture {
-protected:
+public:
     RecorderFixture() : cell_(&defaults_.defaults(), &alerts_) {
         cell_.setView(&view_);
         cell_.setDelegate(&delegate_);
@@ -66,86 +66,72 @@ protected:
     ShortcutRecorder cell_;
 };
 
-// ---- One key press, table-driven.
-
 struct KeyRow {
-    const char* name;
-    bool allowsKeyOnly;
-    bool escapeKeysRecord;
-    Modifiers required;
-    Modifiers allowed;
+    bool allowsKeyOnly, escapeKeysRecord;
+    Modifiers required, allowed;
     bool recording;  // before the key
     ShortcutKeyEvent event;
     bool consumed;
     ShortcutRecorderState after;
     std::optional<ShortcutCombo> recorded;  // none: the combination stays as it was
-    bool beeps = false;
-    bool alert = false;
+    bool beeps = false, alert = false;
 };
-
-class KeyPress : public RecorderFixture, public testing::TestWithParam<KeyRow> {};
-
-TEST_P(KeyPress, followsTheRules) {
-    const KeyRow& row = GetParam();
-    cell_.setAllowsKeyOnly(row.allowsKeyOnly, row.escapeKeysRecord);
-    cell_.setRequiredFlags(row.required);
-    cell_.setAllowedFlags(row.allowed);
-    cell_.setKeyCombo(ShortcutCombo{kCmd | kShf, kKeyJ});
-    const ShortcutCombo before = cell_.keyCombo();
-    delegate_.changes.clear();
-    if (row.recording) record();
-    view_.heldFlags = kCmd;
-
-    EXPECT_EQ(cell_.performKeyEquivalent(row.event), row.consumed);
-    EXPECT_EQ(cell_.state(), row.after);
-    EXPECT_EQ(cell_.keyCombo(), row.recorded.value_or(before));
-    EXPECT_EQ(delegate_.changes.size(), row.recorded ? 1u : 0u);
-    EXPECT_EQ(view_.beeps, row.beeps ? 1 : 0);
-    EXPECT_EQ(alerts_.shown().size(), row.alert ? 1u : 0u);
-    if (row.recorded) {
-        EXPECT_TRUE(cell_.hasKeyChars());
-        EXPECT_EQ(cell_.keyChars(), row.event.characters);
-    }
-}
 
 constexpr Modifiers kAll = ShortcutRecorder::kDefaultAllowedFlags;
 using S = ShortcutRecorderState;
+const ShortcutKeyEvent kEscape = key(53, 0, "\x1b");
 
 // clang-format off
-INSTANTIATE_TEST_SUITE_P(Rules, KeyPress, testing::Values(
-    KeyRow{"SpaceWhileIdleStartsRecording", false, false, 0, kAll, false, kSpace, true, S::recording, {}},
-    KeyRow{"OtherKeyWhileIdleIsPassedOn", false, false, 0, kAll, false, kG, false, S::idle, {}},
-    KeyRow{"CtrlGIsRecorded", false, false, 0, kAll, true, key(5, kCmd, "g"), true, S::idle, ShortcutCombo{kCmd, 5}},
-    KeyRow{"BareKeyIsPassedOnWhenKeyOnlyIsOff", false, false, 0, kAll, true, kG, false, S::recording, {}},
-    KeyRow{"BareSpaceWithFocusRestartsRecordingAndIsPassedOn", false, false, 0, kAll, true, kSpace, false,
-        S::recording, {}},
-    KeyRow{"BareKeyIsRecordedWhenKeyOnlyIsOn", true, false, 0, kAll, true, kG, true, S::idle, ShortcutCombo{0, 5}},
-    KeyRow{"BareEscapeCancels", true, false, 0, kAll, true, key(53, 0, "\x1b"), true, S::idle, {}},
-    KeyRow{"BareBackspaceCancels", true, false, 0, kAll, true, key(51, 0, "\x08"), true, S::idle, {}},
-    KeyRow{"BareDeleteCancels", true, false, 0, kAll, true, key(117, 0, "\x7f"), true, S::idle, {}},
-    KeyRow{"EscapeWithOnlyFunctionCancels", true, false, 0, kAll, true, key(53, kFn, "\x1b"), true, S::idle, {}},
-    KeyRow{"BareEscapeCancelsWhenKeyOnlyIsOff", false, false, 0, kAll, true, key(53, 0, "\x1b"), true, S::idle, {}},
-    KeyRow{"CtrlEscapeIsRecorded", true, false, 0, kAll, true, key(53, kCmd, "\x1b"), true, S::idle,
-        ShortcutCombo{kCmd, 53}},
-    KeyRow{"BareEscapeIsRecordedWhenEscapeKeysRecord", true, true, 0, kAll, true, key(53, 0, "\x1b"), true, S::idle,
-        ShortcutCombo{0, 53}},
-    KeyRow{"DeadKeyBeepsAndEndsRecording", false, false, 0, kAll, true, ShortcutKeyEvent{kKey6, kCmd, "", ""}, true,
-        S::idle, {}, true},
-    KeyRow{"TakenCombinationShowsTheReasonAndKeepsRecording", false, false, 0, kAll, true, key(8, kCmd, "c"), true,
-        S::recording, {}, false, true},
-    KeyRow{"RequiredCtrlIsAddedToABareKey", false, false, kCmd, kAll, true, kG, true, S::idle, ShortcutCombo{kCmd, 5}},
-    KeyRow{"ModifierThatIsNotAllowedIsDropped", false, false, 0, kCmd | kShf, true, key(5, kCmd | kOpt, "g"), true,
-        S::idle, ShortcutCombo{kCmd, 5}},
-    KeyRow{"ModifierThatIsNotAllowedLeavesNoValidFlags", false, false, 0, kCmd, true, key(5, kOpt, "g"), false,
-        S::recording, {}},
-    KeyRow{"CapsLockAndKeypadBitsAreDropped", false, false, 0, kAll, true,
-        key(5, kCmd | kModifierCapsLock | kModifierNumericPad, "g"), true, S::idle, ShortcutCombo{kCmd, 5}},
-    KeyRow{"FunctionAloneMakesValidFlags", false, false, 0, kAll, true, key(96, kFn, "\xef\x9c\x88"), true, S::idle,
-        ShortcutCombo{kFn, 96}}),
-    [](const testing::TestParamInfo<KeyRow>& row) { return std::string(row.param.name); });
+const KeyRow kKeyRows[] = {
+    {false, false, 0, kAll, false, kSpace, true, S::recording, {}},  // Space while idle starts recording
+    {false, false, 0, kAll, false, kG, false, S::idle, {}},          // another key while idle is passed on
+    {false, false, 0, kAll, true, key(5, kCmd, "g"), true, S::idle, ShortcutCombo{kCmd, 5}},
+    {false, false, 0, kAll, true, kG, false, S::recording, {}},      // a bare key while key-only is off
+    {false, false, 0, kAll, true, kSpace, false, S::recording, {}},  // bare Space with focus restarts, passed on
+    {true, false, 0, kAll, true, kG, true, S::idle, ShortcutCombo{0, 5}},
+    // Escape, Backspace and Delete cancel, alone or with Fn, even with key-only off; with Ctrl they record.
+    {true, false, 0, kAll, true, kEscape, true, S::idle, {}},
+    {true, false, 0, kAll, true, key(51, 0, "\x08"), true, S::idle, {}},
+    {true, false, 0, kAll, true, key(117, 0, "\x7f"), true, S::idle, {}},
+    {true, false, 0, kAll, true, key(53, kFn, "\x1b"), true, S::idle, {}},
+    {false, false, 0, kAll, true, kEscape, true, S::idle, {}},
+    {true, false, 0, kAll, true, key(53, kCmd, "\x1b"), true, S::idle, ShortcutCombo{kCmd, 53}},
+    {true, true, 0, kAll, true, kEscape, true, S::idle, ShortcutCombo{0, 53}},  // unless escape keys record
+    {false, false, 0, kAll, true, ShortcutKeyEvent{kKey6, kCmd, "", ""}, true, S::idle, {}, true},  // a dead key beeps
+    {false, false, 0, kAll, true, key(8, kCmd, "c"), true, S::recording, {}, false, true},  // taken: the reason
+    {false, false, kCmd, kAll, true, kG, true, S::idle, ShortcutCombo{kCmd, 5}},  // required Ctrl is added
+    {false, false, 0, kCmd | kShf, true, key(5, kCmd | kOpt, "g"), true, S::idle, ShortcutCombo{kCmd, 5}},
+    {false, false, 0, kCmd, true, key(5, kOpt, "g"), false, S::recording, {}},  // no valid flags left
+    {false, false, 0, kAll, true, key(5, kCmd | kModifierCapsLock | kModifierNumericPad, "g"), true, S::idle,
+     ShortcutCombo{kCmd, 5}},
+    {false, false, 0, kAll, true, key(96, kFn, "\xef\x9c\x88"), true, S::idle, ShortcutCombo{kFn, 96}},
+};
 // clang-format on
 
-// ---- The rest of the rules.
+TEST(KeyPress, FollowsTheRules) {
+    for (const KeyRow& row : kKeyRows) {
+        SCOPED_TRACE(std::to_string(row.event.keyCode) + " " + std::to_string(row.event.modifierFlags));
+        RecorderFixture f;
+        f.cell_.setAllowsKeyOnly(row.allowsKeyOnly, row.escapeKeysRecord);
+        f.cell_.setRequiredFlags(row.required);
+        f.cell_.setAllowedFlags(row.allowed);
+        f.cell_.setKeyCombo(ShortcutCombo{kCmd | kShf, kKeyJ});
+        const ShortcutCombo before = f.cell_.keyCombo();
+        f.delegate_.changes.clear();
+        if (row.recording) f.record();
+        f.view_.heldFlags = kCmd;
+        EXPECT_EQ(f.cell_.performKeyEquivalent(row.event), row.consumed);
+        EXPECT_EQ(f.cell_.state(), row.after);
+        EXPECT_EQ(f.cell_.keyCombo(), row.recorded.value_or(before));
+        EXPECT_EQ(f.delegate_.changes.size(), row.recorded ? 1u : 0u);
+        EXPECT_EQ(f.view_.beeps, row.beeps ? 1 : 0);
+        EXPECT_EQ(f.alerts_.shown().size(), row.alert ? 1u : 0u);
+        if (row.recorded) {
+            EXPECT_TRUE(f.cell_.hasKeyChars());
+            EXPECT_EQ(f.cell_.keyChars(), row.event.characters);
+        }
+    }
+}
 
 class Recorder : public RecorderFixture, public testing::Test {};
 
@@ -182,9 +168,13 @@ TEST_F(Recorder, StartShowsTheRequiredFlagsAndModifierChangesWhileRecording) {
     cell_.flagsChanged(kShf | kModifierCapsLock);
     EXPECT_EQ(cell_.recordingFlags(), kCmd | kShf);
     EXPECT_EQ(cell_.displayText(), "Shift+Ctrl+");
+    // Required flags set while recording refilter the held modifiers.
+    view_.heldFlags = kOpt;
+    cell_.setRequiredFlags(kCmd);
+    EXPECT_EQ(cell_.recordingFlags(), kCmd | kOpt);
 }
 
-TEST_F(Recorder, WithAnimationTheJustChangedMarkLastsUntilTheTransitionEnds) {
+TEST_F(Recorder, WithAnimationTheJustChangedMarkLastsUntilTheTransitionEndsAndACancelLeavesNone) {
     cell_.setAnimatesTransitions(true);
     record();
     cell_.performKeyEquivalent(key(5, kCmd, "g"));
@@ -195,10 +185,7 @@ TEST_F(Recorder, WithAnimationTheJustChangedMarkLastsUntilTheTransitionEnds) {
     cell_.transitionFinished();
     EXPECT_EQ(cell_.state(), ShortcutRecorderState::idle);
     EXPECT_FALSE(cell_.isJustChanged());
-}
-
-TEST_F(Recorder, WithAnimationACancelEndsWithoutTheMarkAndNewInputFinishesTheTransition) {
-    cell_.setAnimatesTransitions(true);
+    // A cancel ends without the mark, and new input finishes the transition.
     record();
     cell_.snapBack();
     EXPECT_EQ(cell_.state(), ShortcutRecorderState::ending);
@@ -217,10 +204,19 @@ TEST_F(Recorder, CapturesTheDesktopsShortcutsWhileRecordingOnlyWhenAsked) {
     EXPECT_EQ(view_.captures, (std::vector<bool>{true, false}));
 }
 
-TEST_F(Recorder, SetKeyComboFiltersForgetsTheCharactersAndTellsTheDelegateEvenWithoutChange) {
-    cell_.setAutosaveName("Activation");
+TEST_F(Recorder, ARecordedComboIsSavedWithItsCharactersAndASetOneFilteredWithout) {
     record();
     cell_.performKeyEquivalent(key(5, kCmd, "g"));
+    EXPECT_TRUE(defaults_.store().values().empty()) << "nothing is stored without an autosave name";
+    EXPECT_FALSE(cell_.isJustChanged()) << "nor a mark kept without animation";
+    cell_.setAutosaveName("Activation");
+    record();
+    cell_.performKeyEquivalent(ShortcutKeyEvent{kKey1, kCmd | kShf, "!", "1"});
+    EXPECT_EQ(stored("Activation"),
+              settings::Value::parse(R"({"keyCode": 18, "modifierFlags": 1179648, "modifiers": 768,
+                                         "keyChars": "!", "keyCharsIgnoringModifiers": "1"})")
+                  .get<settings::Dictionary>());
+    // Setting a combination filters it, forgets the characters and tells the delegate even without change.
     delegate_.changes.clear();
     cell_.setKeyCombo(ShortcutCombo{kCmd | kModifierCapsLock, 5});
     cell_.setKeyCombo(ShortcutCombo{kCmd, 5});
@@ -231,61 +227,29 @@ TEST_F(Recorder, SetKeyComboFiltersForgetsTheCharactersAndTellsTheDelegateEvenWi
                                         .get<settings::Dictionary>());
 }
 
-TEST_F(Recorder, RecordedComboIsSavedWithItsCharacters) {
-    cell_.setAutosaveName("Activation");
-    record();
-    cell_.performKeyEquivalent(ShortcutKeyEvent{kKey1, kCmd | kShf, "!", "1"});
-    EXPECT_EQ(stored("Activation"),
-              settings::Value::parse(R"({"keyCode": 18, "modifierFlags": 1179648, "modifiers": 768,
-                                         "keyChars": "!", "keyCharsIgnoringModifiers": "1"})")
-                  .get<settings::Dictionary>());
-}
-
-TEST_F(Recorder, WithoutAutosaveNameNothingIsStoredAndWithoutAnimationNoMarkStays) {
-    record();
-    cell_.performKeyEquivalent(key(5, kCmd, "g"));
-    EXPECT_TRUE(defaults_.store().values().empty());
-    EXPECT_EQ(cell_.state(), ShortcutRecorderState::idle);
-    EXPECT_FALSE(cell_.isJustChanged());
-}
-
-struct LoadRow {
-    const char* name;
-    const char* stored;  // JSON, or null for nothing
-    ShortcutCombo loaded;
-    std::optional<std::string> keyChars;
-};
-
-class Loading : public RecorderFixture, public testing::TestWithParam<LoadRow> {};
-
-TEST_P(Loading, readsTheStoredCombination) {
-    const LoadRow& row = GetParam();
-    if (row.stored) {
-        defaults_.defaults().setObject(settings::Value::parse(row.stored).get<settings::Dictionary>(),
-                                       settings::keys::hotkeyRecorder("Activation"));
-    }
-    cell_.setAutosaveName("Activation");
-    EXPECT_EQ(cell_.keyCombo(), row.loaded);
-    EXPECT_EQ(delegate_.changes, std::vector<ShortcutCombo>{row.loaded});
-    EXPECT_EQ(cell_.hasKeyChars(), row.keyChars.has_value());
-    if (row.keyChars) {
-        EXPECT_EQ(cell_.keyChars(), *row.keyChars);
+TEST(Loading, ReadsTheStoredCombination) {
+    // What is stored (JSON, or nothing), the combination and the characters loaded.
+    const std::tuple<const char*, ShortcutCombo, std::optional<std::string>> rows[] = {
+        {R"({"keyCode": 5, "modifierFlags": 1048576, "modifiers": 512})", {kCmd, 5}, std::nullopt},
+        {R"({"keyCode": 5, "modifiers": 2304})", {kCmd | kOpt, 5}, std::nullopt},  // converted recorder flags
+        {R"({"keyCode": 5, "modifierFlags": 1114112})", {kCmd, 5}, std::nullopt},  // filtered
+        {R"({"keyCode": 5, "modifierFlags": 1048576, "keyChars": "g", "keyCharsIgnoringModifiers": "g"})",
+         {kCmd, 5},
+         "g"},
+        {nullptr, {0, 0}, std::nullopt}};
+    for (const auto& [stored, loaded, keyChars] : rows) {
+        SCOPED_TRACE(stored ? stored : "nothing");
+        RecorderFixture f;
+        if (stored) {
+            f.defaults_.defaults().setObject(settings::Value::parse(stored).get<settings::Dictionary>(),
+                                             settings::keys::hotkeyRecorder("Activation"));
+        }
+        f.cell_.setAutosaveName("Activation");
+        EXPECT_EQ(f.cell_.keyCombo(), loaded);
+        EXPECT_EQ(f.delegate_.changes, std::vector<ShortcutCombo>{loaded});
+        EXPECT_EQ(f.cell_.hasKeyChars() ? std::optional(f.cell_.keyChars()) : std::nullopt, keyChars);
     }
 }
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Stored, Loading, testing::Values(
-    LoadRow{"ModifierFlagsAreTakenAsTheyAre", R"({"keyCode": 5, "modifierFlags": 1048576, "modifiers": 512})",
-        {kCmd, 5}, std::nullopt},
-    LoadRow{"RecorderFlagsAreConvertedWhenModifierFlagsAreMissing", R"({"keyCode": 5, "modifiers": 2304})",
-        {kCmd | kOpt, 5}, std::nullopt},
-    LoadRow{"FlagsAreFiltered", R"({"keyCode": 5, "modifierFlags": 1114112})", {kCmd, 5}, std::nullopt},
-    LoadRow{"CharactersComeWithTheCombination",
-        R"({"keyCode": 5, "modifierFlags": 1048576, "keyChars": "g", "keyCharsIgnoringModifiers": "g"})", {kCmd, 5},
-        "g"},
-    LoadRow{"NothingStoredReadsAsKeyCodeZeroWithoutFlags", nullptr, {0, 0}, std::nullopt}),
-    [](const testing::TestParamInfo<LoadRow>& row) { return std::string(row.param.name); });
-// clang-format on
 
 TEST_F(Recorder, NarrowerAllowedFlagsRefilterTheComboAndTellOnlyWhenAKeyIsSet) {
     cell_.setAutosaveName("Activation");
@@ -301,13 +265,6 @@ TEST_F(Recorder, NarrowerAllowedFlagsRefilterTheComboAndTellOnlyWhenAKeyIsSet) {
     cell_.setAllowedFlags(kCmd);
     EXPECT_EQ(cell_.keyCombo(), (ShortcutCombo{0, kNoShortcutKey}));
     EXPECT_TRUE(delegate_.changes.empty());
-}
-
-TEST_F(Recorder, RequiredFlagsWhileRecordingRefilterTheHeldModifiers) {
-    record();
-    view_.heldFlags = kShf;
-    cell_.setRequiredFlags(kCmd);
-    EXPECT_EQ(cell_.recordingFlags(), kCmd | kShf);
 }
 
 TEST_F(Recorder, ViewShowsTextsAndButtonsByState) {
@@ -342,8 +299,6 @@ TEST_F(Recorder, DisabledFieldDoesNotStartOnAClickAndDisablingStopsRecording) {
     cell_.clickField();
     EXPECT_FALSE(cell_.isRecording());
 }
-
-// ---- The control.
 
 class PreferencesLike final : public ShortcutControlDelegate {
 public:

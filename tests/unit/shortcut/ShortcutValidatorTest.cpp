@@ -1,6 +1,5 @@
-// Validation of a key combination: the delegate, then the desktop's
-// shortcuts (list and held combinations), then the menu, with the texts the
-// user reads.
+// Validation of a key combination: the delegate, then the desktop's shortcuts (list and held combinations),
+// then the menu, with the texts the user reads.
 #include "shortcut/ShortcutValidator.h"
 
 #include <gtest/gtest.h>
@@ -28,7 +27,6 @@ constexpr const char* kSystemText =
     "The key combination \"%s\" can't be used because it's already used by a system-wide keyboard shortcut. "
     "(If you really want to use this key combination, most shortcuts can be changed in %s.)";
 
-// The refusal's title for a combination as the recorder shows it.
 std::string canT(const std::string& glyphs) { return "The key combination " + glyphs + " can't be used!"; }
 
 std::string systemText(const std::string& combo, const std::string& place) {
@@ -39,7 +37,6 @@ std::string systemText(const std::string& combo, const std::string& place) {
 }
 
 struct Row {
-    const char* name;
     std::optional<std::string> delegateReason;  // none: the delegate lets it pass
     std::optional<std::vector<SymbolicHotKey>> desktop;
     std::set<std::pair<ShortcutKeyCode, std::uint32_t>> held;
@@ -51,35 +48,6 @@ struct Row {
     int listReads;
 };
 
-class Validation : public testing::TestWithParam<Row> {
-protected:
-    test::ScopedKeyboardLayout us_;
-    test::ScopedSymbolicHotKeys desktop_;
-    ScriptedDelegate delegate_;
-};
-
-TEST_P(Validation, decidesAndExplains) {
-    const Row& row = GetParam();
-    delegate_.answer = row.delegateReason.has_value();
-    delegate_.answerReason = row.delegateReason.value_or("");
-    desktop_.hotKeys().hotKeys = row.desktop;
-    desktop_.hotKeys().held = row.held;
-    desktop_.hotKeys().settings = "the Keyboard panel";
-    ShortcutValidator validator(&delegate_);
-    ShortcutConflict error;
-    EXPECT_EQ(validator.isKeyCodeAndFlagsTaken(row.code, row.recorderBits, &error), row.taken);
-    EXPECT_EQ(error.localizedDescription, row.description);
-    EXPECT_EQ(error.localizedRecoverySuggestion, row.suggestion);
-    if (!row.description.empty()) {
-        EXPECT_EQ(error.code, 0);
-        EXPECT_EQ(error.localizedRecoveryOptions, std::vector<std::string>{"OK"});
-    }
-    EXPECT_EQ(desktop_.hotKeys().listReads, row.listReads);
-    // The delegate hears the modifier flags.
-    ASSERT_EQ(delegate_.asked.size(), 1u);
-    EXPECT_EQ(delegate_.asked[0].second, modifiersFromRecorderFlags(row.recorderBits));
-}
-
 const std::vector<SymbolicHotKey> kCtrlG = {{true, 5, kRecorderCommand}};
 const std::vector<SymbolicHotKey> kCtrlGOff = {{false, 5, kRecorderCommand}};
 const std::vector<SymbolicHotKey> kCtrlShiftG = {{true, 5, kRecorderCommand | kRecorderShift}};
@@ -90,31 +58,61 @@ constexpr std::uint32_t kCtrl = kRecorderCommand;
 const auto none = std::nullopt;
 
 // clang-format off
-INSTANTIATE_TEST_SUITE_P(Order, Validation, testing::Values(
-    Row{"DelegateRefusalGivesItsReason", "Jorvane uses it", kNone, {}, 5, kCtrl, true,
-        canT("Ctrl+G"), "The key combination \"Ctrl + G\" can't be used because Jorvane uses it.", 0},
-    Row{"DelegateRefusalWithoutReasonSaysItsAlreadyUsed", "", kNone, {}, 5, kCtrl | kRecorderShift, true,
-        canT("Shift+Ctrl+G"), "The key combination \"Ctrl + Shift + G\" can't be used because it's already used.", 0},
-    Row{"DelegateIsAskedBeforeAnUnreadableDesktopList", "mine", none, {}, 5, kCtrl, true,
-        canT("Ctrl+G"), "The key combination \"Ctrl + G\" can't be used because mine.", 0},
-    Row{"UnreadableDesktopListRefusesWithoutTexts", none, none, {}, 5, kCtrl, true, "", "", 1},
-    Row{"DesktopShortcutRefusesAndNamesTheDesktopsSettings", none, kCtrlG, {}, 5, kCtrl, true, canT("Ctrl+G"), kInPanel, 1},
-    Row{"DisabledDesktopShortcutDoesNotCount", none, kCtrlGOff, {}, 5, kCtrl, false, "", "", 1},
-    Row{"DesktopShortcutWithAnExtraModifierIsAnotherCombination", none, kCtrlShiftG, {}, 5, kCtrl, false, "", "", 1},
-    Row{"DesktopShortcutsOtherMaskBitsAreIgnored", none, kCtrlGAndOtherBits, {}, 5, kCtrl, true, canT("Ctrl+G"),
-        kInPanel, 1},
-    Row{"KeyWithoutNameIsRefusedOnceTheDesktopHasAShortcut", none, kCtrlG, {}, 90, kCtrl, true, "", "", 1},
-    Row{"KeyWithoutNamePassesWhenNoDesktopShortcutIsEnabled", none, kCtrlGOff, {}, 90, kCtrl, false, "", "", 1},
-    Row{"CombinationHeldByAnotherProgramRefuses", none, kNone, {{5, kCtrl | kRecorderOption}}, 5, kCtrl | kRecorderOption,
-        true, canT("Alt+Ctrl+G"), systemText("Ctrl + Alt + G", "the Keyboard panel"), 1},
-    Row{"MenuKeyRefusesWithTheItemsTitle", none, kNone, {}, kKeyC, kCtrl, true, canT("Ctrl+C"),
-        "The key combination \"Ctrl + C\" can't be used because it's already used by the menu item \"Copy\".", 1},
-    Row{"MenuKeyWithShiftIsRedo", none, kNone, {}, kKeyZ, kCtrl | kRecorderShift, true, canT("Shift+Ctrl+Z"),
-        "The key combination \"Ctrl + Shift + Z\" can't be used because it's already used by the menu item \"Redo\".", 1},
-    Row{"CtrlGIsFree", none, kNone, {}, 5, kCtrl, false, "", "", 1},
-    Row{"MenuLetterWithAnotherModifierIsFree", none, kNone, {}, kKeyC, kRecorderControl, false, "", "", 1}),
-    [](const testing::TestParamInfo<Row>& row) { return std::string(row.param.name); });
+const Row kRows[] = {
+    // The delegate first, even before an unreadable desktop list.
+    {"Jorvane uses it", kNone, {}, 5, kCtrl, true,
+     canT("Ctrl+G"), "The key combination \"Ctrl + G\" can't be used because Jorvane uses it.", 0},
+    {"", kNone, {}, 5, kCtrl | kRecorderShift, true,
+     canT("Shift+Ctrl+G"), "The key combination \"Ctrl + Shift + G\" can't be used because it's already used.", 0},
+    {"mine", none, {}, 5, kCtrl, true, canT("Ctrl+G"), "The key combination \"Ctrl + G\" can't be used because mine.", 0},
+    // The desktop's list: unreadable refuses silently; enabled entries of the same combination refuse.
+    {none, none, {}, 5, kCtrl, true, "", "", 1},
+    {none, kCtrlG, {}, 5, kCtrl, true, canT("Ctrl+G"), kInPanel, 1},
+    {none, kCtrlGOff, {}, 5, kCtrl, false, "", "", 1},
+    {none, kCtrlShiftG, {}, 5, kCtrl, false, "", "", 1},
+    {none, kCtrlGAndOtherBits, {}, 5, kCtrl, true, canT("Ctrl+G"), kInPanel, 1},
+    // A key without a name is refused once the desktop has an enabled shortcut.
+    {none, kCtrlG, {}, 90, kCtrl, true, "", "", 1},
+    {none, kCtrlGOff, {}, 90, kCtrl, false, "", "", 1},
+    // Held by another program.
+    {none, kNone, {{5, kCtrl | kRecorderOption}}, 5, kCtrl | kRecorderOption, true, canT("Alt+Ctrl+G"),
+     systemText("Ctrl + Alt + G", "the Keyboard panel"), 1},
+    // The menu.
+    {none, kNone, {}, kKeyC, kCtrl, true, canT("Ctrl+C"),
+     "The key combination \"Ctrl + C\" can't be used because it's already used by the menu item \"Copy\".", 1},
+    {none, kNone, {}, kKeyZ, kCtrl | kRecorderShift, true, canT("Shift+Ctrl+Z"),
+     "The key combination \"Ctrl + Shift + Z\" can't be used because it's already used by the menu item \"Redo\".", 1},
+    {none, kNone, {}, 5, kCtrl, false, "", "", 1},
+    {none, kNone, {}, kKeyC, kRecorderControl, false, "", "", 1},
+};
 // clang-format on
+
+TEST(Validation, DecidesAndExplainsInItsOrder) {
+    for (const Row& row : kRows) {
+        SCOPED_TRACE(row.suggestion + " " + std::to_string(row.code) + " " + std::to_string(row.recorderBits));
+        test::ScopedKeyboardLayout us;
+        test::ScopedSymbolicHotKeys desktop;
+        ScriptedDelegate delegate;
+        delegate.answer = row.delegateReason.has_value();
+        delegate.answerReason = row.delegateReason.value_or("");
+        desktop.hotKeys().hotKeys = row.desktop;
+        desktop.hotKeys().held = row.held;
+        desktop.hotKeys().settings = "the Keyboard panel";
+        ShortcutValidator validator(&delegate);
+        ShortcutConflict error;
+        EXPECT_EQ(validator.isKeyCodeAndFlagsTaken(row.code, row.recorderBits, &error), row.taken);
+        EXPECT_EQ(error.localizedDescription, row.description);
+        EXPECT_EQ(error.localizedRecoverySuggestion, row.suggestion);
+        if (!row.description.empty()) {
+            EXPECT_EQ(error.code, 0);
+            EXPECT_EQ(error.localizedRecoveryOptions, std::vector<std::string>{"OK"});
+        }
+        EXPECT_EQ(desktop.hotKeys().listReads, row.listReads);
+        // The delegate hears the modifier flags.
+        ASSERT_EQ(delegate.asked.size(), 1u);
+        EXPECT_EQ(delegate.asked[0].second, modifiersFromRecorderFlags(row.recorderBits));
+    }
+}
 
 TEST(ValidationPorts, WithoutDesktopPortOnlyTheMenuCounts) {
     test::ScopedKeyboardLayout us;
@@ -132,57 +130,33 @@ TEST(ValidationPorts, DesktopWithoutSettingsNamePointsToTheDesktopsKeyboardSetti
     EXPECT_EQ(error.localizedRecoverySuggestion, systemText("Ctrl + G", "your desktop's keyboard settings"));
 }
 
-// ---- Menu search.
-
 ShortcutMenuItem menuItem(std::string title, std::string key, Modifiers mask, ShortcutMenu submenu = {}) {
     return ShortcutMenuItem{std::move(title), std::move(key), mask, std::move(submenu)};
 }
 
-struct MenuRow {
-    const char* name;
-    ShortcutMenu menu;
-    ShortcutKeyCode code;
-    std::uint32_t recorderBits;
-    std::optional<std::string> title;  // of the item that takes it
-};
-
-class MenuSearch : public testing::TestWithParam<MenuRow> {
-protected:
-    test::ScopedKeyboardLayout us_;
-};
-
-TEST_P(MenuSearch, findsTheItem) {
-    const MenuRow& row = GetParam();
-    ShortcutConflict error;
-    EXPECT_EQ(ShortcutValidator().isKeyCodeAndFlagsTakenInMenu(row.code, row.recorderBits, row.menu, &error),
-              row.title.has_value());
-    if (row.title) {
-        EXPECT_NE(error.localizedRecoverySuggestion.find("\"" + *row.title + "\""), std::string::npos);
+TEST(MenuSearch, FindsTheItemThatTakesTheCombination) {
+    test::ScopedKeyboardLayout us;
+    constexpr Modifiers kCommand = kModifierCommand;
+    // The menu, the combination, the title of the item that takes it.
+    const std::tuple<ShortcutMenu, ShortcutKeyCode, std::uint32_t, std::optional<std::string>> rows[] = {
+        {{menuItem("Go", "g", kCommand)}, 5, kRecorderCommand, "Go"},
+        {{menuItem("Go", "g", kCommand | kModifierOption)}, 5, kRecorderCommand, std::nullopt},
+        {{menuItem("Go", "g", kCommand)}, 5, kRecorderCommand | kRecorderShift, std::nullopt},
+        {{menuItem("File", "", 0, {menuItem("Open", "o", kCommand)})}, kKeyO, kRecorderCommand, "Open"},
+        {{menuItem("Go", "g", kCommand, {menuItem("Find", "g", kCommand)})}, 5, kRecorderCommand, "Find"},
+        {{menuItem("One", "g", kCommand), menuItem("Two", "g", kCommand)}, 5, kRecorderCommand, "One"},
+        {{menuItem("Jorvane Preferences\u2026", "", kCommand)}, 5, kRecorderCommand, std::nullopt},
+        {{menuItem("Help", "f1", kCommand)}, 122, kRecorderCommand, "Help"}};
+    for (const auto& [menu, code, recorderBits, title] : rows) {
+        SCOPED_TRACE(menu.front().title);
+        ShortcutConflict error;
+        EXPECT_EQ(ShortcutValidator().isKeyCodeAndFlagsTakenInMenu(code, recorderBits, menu, &error),
+                  title.has_value());
+        if (title) {
+            EXPECT_NE(error.localizedRecoverySuggestion.find("\"" + *title + "\""), std::string::npos);
+        }
     }
 }
 
-constexpr Modifiers kCommand = kModifierCommand;
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(
-    Menus, MenuSearch,
-    testing::Values(
-        MenuRow{"LowerCaseEquivalentMatchesInUpperCase", {menuItem("Go", "g", kCommand)}, 5, kRecorderCommand, "Go"},
-        MenuRow{"ItemWithAnExtraOptionDoesNotMatch",
-                {menuItem("Go", "g", kCommand | kModifierOption)}, 5, kRecorderCommand, std::nullopt},
-        MenuRow{"CandidateWithAnExtraShiftDoesNotMatch", {menuItem("Go", "g", kCommand)}, 5, kRecorderCommand | kRecorderShift,
-                std::nullopt},
-        MenuRow{"ItemInASubmenuIsFound",
-                {menuItem("File", "", 0, {menuItem("Open", "o", kCommand)})}, kKeyO, kRecorderCommand, "Open"},
-        MenuRow{"SubmenuMatchWinsOverTheItemsOwnKey",
-                {menuItem("Go", "g", kCommand, {menuItem("Find", "g", kCommand)})}, 5, kRecorderCommand, "Find"},
-        MenuRow{"FirstMatchingItemWins", {menuItem("One", "g", kCommand), menuItem("Two", "g", kCommand)}, 5,
-                kRecorderCommand, "One"},
-        MenuRow{"ItemsWithoutKeysNeverMatch", {menuItem("Jorvane Preferences\u2026", "", kCommand)}, 5, kRecorderCommand,
-                std::nullopt},
-        MenuRow{"FunctionKeyMatchesByItsName", {menuItem("Help", "f1", kCommand)}, 122, kRecorderCommand, "Help"}),
-    [](const testing::TestParamInfo<MenuRow>& row) { return std::string(row.param.name); });
-
 }  // namespace
-// clang-format on
 }  // namespace jorvane

@@ -3,9 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <optional>
-#include <string>
-#include <utility>
-#include <vector>
+#include <tuple>
 
 using namespace jorvane;
 
@@ -65,36 +63,23 @@ TEST_F(Diagnostics, TheDefaultSinksAreStandardOutputAndStandardError) {
     EXPECT_EQ(err, "d<ALL>: to stderr\n");
 }
 
-struct ThresholdCase {
-    const char* name;
-    std::int32_t global;
-    std::optional<std::int32_t> domainLevel;  // for "finder"
-    std::optional<std::int32_t> otherDomainLevel;
-    std::int32_t level;
-    bool printed;
-};
-
-class LogThreshold : public Diagnostics, public testing::WithParamInterface<ThresholdCase> {};
-
-TEST_P(LogThreshold, DecidesWhetherADomainMessagePrints) {
-    const ThresholdCase& c = GetParam();
-    log::setLevel(c.global);
-    if (c.domainLevel) log::setDomainLevel("finder", *c.domainLevel);
-    if (c.otherDomainLevel) log::setDomainLevel("other", *c.otherDomainLevel);
-    log::inDomain(c.level, "finder", "message");
-    EXPECT_EQ(lines_.size(), c.printed ? 1u : 0u);
+TEST_F(Diagnostics, TheThresholdsDecideWhetherADomainMessagePrints) {
+    // The global level, the levels of the message's domain and of another, the message's level, printed.
+    using Level = std::optional<std::int32_t>;
+    // clang-format off
+    const std::tuple<std::int32_t, Level, Level, std::int32_t, bool> rows[] = {
+        {0, {}, {}, 0, true},   {0, {}, {}, 1, false},  {2, {}, {}, 2, true},    {2, {}, {}, 3, false},
+        {0, 4, {}, 4, true},    {4, 0, {}, 1, false},   {4, -1, {}, 0, false},   {0, {}, 4, 4, false},
+        {10, {}, {}, 5, false},  // above debug: invalid
+        {0, {}, {}, -1, false}};
+    // clang-format on
+    for (const auto& [global, domain, other, level, printed] : rows) {
+        lines_.clear();
+        log::clearDomainLevels();
+        log::setLevel(global);
+        if (domain) log::setDomainLevel("finder", *domain);
+        if (other) log::setDomainLevel("other", *other);
+        log::inDomain(level, "finder", "message");
+        EXPECT_EQ(lines_.size(), printed ? 1u : 0u) << global << " " << domain.value_or(99) << " " << level;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Diagnostics, LogThreshold,
-    testing::Values(ThresholdCase{"AllPassesTheDefaultThreshold", 0, {}, {}, 0, true},
-                    ThresholdCase{"ErrorIsSilentByDefault", 0, {}, {}, 1, false},
-                    ThresholdCase{"ALevelEqualToTheThresholdPasses", 2, {}, {}, 2, true},
-                    ThresholdCase{"AMoreVerboseLevelIsSilenced", 2, {}, {}, 3, false},
-                    ThresholdCase{"ADomainSetToDebugPrintsDebugUnderAQuietGlobal", 0, 4, {}, 4, true},
-                    ThresholdCase{"ADomainSetToAllSilencesErrorUnderAVerboseGlobal", 4, 0, {}, 1, false},
-                    ThresholdCase{"ANegativeDomainSilencesEvenAll", 4, -1, {}, 0, false},
-                    ThresholdCase{"AnotherDomainsEntryDoesNotApply", 0, {}, 4, 4, false},
-                    ThresholdCase{"ALevelAboveDebugIsDroppedAsInvalid", 10, {}, {}, 5, false},
-                    ThresholdCase{"ANegativeLevelIsDroppedAsInvalid", 0, {}, {}, -1, false}),
-    [](const testing::TestParamInfo<ThresholdCase>& row) { return std::string(row.param.name); });

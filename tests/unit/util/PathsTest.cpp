@@ -1,3 +1,4 @@
+// The path toolkit: standardizing, the home folder, components, and case-insensitive matching.
 #include "util/Paths.h"
 
 #include <gtest/gtest.h>
@@ -7,72 +8,54 @@
 #include <pwd.h>
 #include <unistd.h>
 
-#include <optional>
-#include <string>
-#include <vector>
-
 using namespace jorvane;
+using Strings = std::vector<std::string>;
 
 namespace {
 
-using HomeGuard = test::ScopedEnv;
+using Rows = std::vector<std::pair<std::string, std::string>>;
 
-struct StringCase {
-    const char* name;
-    const char* input;
-    const char* expected;
-};
-
-std::string rowName(const testing::TestParamInfo<StringCase>& row) { return row.param.name; }
-
-class WithHome : public testing::TestWithParam<StringCase> {
-protected:
-    HomeGuard home_{"HOME", "/home/ann"};
-};
-
-class Standardizing : public WithHome {};
-
-TEST_P(Standardizing, GivesTheExpectedPath) {
-    EXPECT_EQ(paths::stringByStandardizingPath(GetParam().input), GetParam().expected);
+template <class F>
+void expectEach(const Rows& rows, F f) {
+    for (const auto& [in, out] : rows) EXPECT_EQ(f(in), out) << "'" << in << "'";
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Paths, Standardizing,
-    testing::Values(StringCase{"AStandardPathStaysAsItIs", "/tmp/scratch.tiff", "/tmp/scratch.tiff"},
-                    StringCase{"DoubledSlashesAndDotsGoAndTheTrailingSlashToo", "/tmp//a/./b/", "/tmp/a/b"},
-                    StringCase{"DotDotRemovesThePrecedingComponent", "/a/b/../c", "/a/c"},
-                    StringCase{"DotDotAtTheEndOfAnAbsolutePathClimbs", "/a/b/..", "/a"},
-                    StringCase{"DotDotAboveTheRootStaysAtTheRoot", "/../../a", "/a"},
-                    StringCase{"TheRootAloneIsTheRoot", "/", "/"}, StringCase{"SlashesOnlyAreTheRoot", "///", "/"},
-                    StringCase{"RelativePathsKeepDotDot", "a/../b", "a/../b"},
-                    StringCase{"RelativePathsLoseDotsAndDoubledSlashes", "./a//./b/", "a/b"},
-                    StringCase{"ALoneDotStaysADot", "./.", "."}, StringCase{"EmptyStaysEmpty", "", ""},
-                    StringCase{"TildeIsTheHomeFolder", "~", "/home/ann"},
-                    StringCase{"TildePathsAreExpandedAndThenResolved", "~/Documents/../Music/", "/home/ann/Music"},
-                    StringCase{"AnUnknownUsersTildeIsARelativePath", "~nosuchuser-jorvane/a/./../b",
-                               "~nosuchuser-jorvane/a/../b"},
-                    StringCase{"ATildeInsideThePathIsAName", "/a/~/b", "/a/~/b"},
-                    StringCase{"ThreeDotsAreAName", "/a/.../b", "/a/.../b"},
-                    StringCase{"HiddenNamesAreNames", "/a/.hidden/.", "/a/.hidden"}),
-    rowName);
-
-class ExpandingTilde : public WithHome {};
-
-TEST_P(ExpandingTilde, GivesTheExpectedPath) {
-    EXPECT_EQ(paths::stringByExpandingTildeInPath(GetParam().input), GetParam().expected);
+TEST(Paths, StandardizingResolvesDotsSlashesAndTheHomeFolder) {
+    test::ScopedEnv home("HOME", "/home/ann");
+    // clang-format off
+    expectEach({{"/tmp/scratch.tiff", "/tmp/scratch.tiff"},
+                {"/tmp//a/./b/", "/tmp/a/b"},
+                {"/a/b/../c", "/a/c"},
+                {"/a/b/..", "/a"},
+                {"/../../a", "/a"},
+                {"/", "/"},
+                {"///", "/"},
+                {"a/../b", "a/../b"},  // relative paths keep dot-dot
+                {"./a//./b/", "a/b"},
+                {"./.", "."},
+                {"", ""},
+                {"~", "/home/ann"},
+                {"~/Documents/../Music/", "/home/ann/Music"},
+                {"~nosuchuser-jorvane/a/./../b", "~nosuchuser-jorvane/a/../b"},  // an unknown user's is relative
+                {"/a/~/b", "/a/~/b"},
+                {"/a/.../b", "/a/.../b"},
+                {"/a/.hidden/.", "/a/.hidden"}},
+               paths::stringByStandardizingPath);
+    expectEach({{"~", "/home/ann"},
+                {"~/", "/home/ann"},
+                {"~//x//y/", "/home/ann/x/y"},
+                {"~/./..", "/home/ann/./.."},
+                {"~nosuchuser-jorvane/x/", "~nosuchuser-jorvane/x/"},
+                {"/tmp//x/", "/tmp//x/"},
+                {"x/~", "x/~"},
+                {"", ""},
+                {std::string("~root\0x/y", 9), std::string("~root\0x/y", 9)}},  // a NUL in a user name
+               paths::stringByExpandingTildeInPath);
+    // clang-format on
+    test::ScopedEnv root("HOME", "/");
+    EXPECT_EQ(paths::stringByExpandingTildeInPath("~"), "/");
+    EXPECT_EQ(paths::stringByExpandingTildeInPath("~/a"), "/a");
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Paths, ExpandingTilde,
-    testing::Values(StringCase{"TildeAloneIsHome", "~", "/home/ann"},
-                    StringCase{"TildeSlashLosesTheTrailingSlash", "~/", "/home/ann"},
-                    StringCase{"TildePathIsJoinedToHomeWithSlashesFolded", "~//x//y/", "/home/ann/x/y"},
-                    StringCase{"DotsAreLeftAlone", "~/./..", "/home/ann/./.."},
-                    StringCase{"AnUnknownUserIsLeftUnchanged", "~nosuchuser-jorvane/x/", "~nosuchuser-jorvane/x/"},
-                    StringCase{"APathWithoutTildeIsLeftUnchanged", "/tmp//x/", "/tmp//x/"},
-                    StringCase{"ATildeLaterInThePathIsLeftUnchanged", "x/~", "x/~"},
-                    StringCase{"EmptyIsLeftUnchanged", "", ""}),
-    rowName);
 
 // The current user's own entry stands for "~user" and for a missing HOME.
 TEST(Paths, TildeUserAndTildeWithoutHomeComeFromThePasswordEntry) {
@@ -82,136 +65,108 @@ TEST(Paths, TildeUserAndTildeWithoutHomeComeFromThePasswordEntry) {
     EXPECT_EQ(paths::stringByExpandingTildeInPath(std::string("~") + me->pw_name + "/x/"),
               paths::stringByAppendingPathComponent(home, "x"));
     for (const std::optional<std::string>& unset : {std::optional<std::string>(), std::optional<std::string>("")}) {
-        HomeGuard guard("HOME", unset);
+        test::ScopedEnv guard("HOME", unset);
         EXPECT_EQ(paths::stringByExpandingTildeInPath("~/x"), paths::stringByAppendingPathComponent(home, "x"));
     }
 }
 
-TEST(Paths, AHomeAtTheRootGivesNoDoubledSlash) {
-    HomeGuard root("HOME", "/");
-    EXPECT_EQ(paths::stringByExpandingTildeInPath("~"), "/");
-    EXPECT_EQ(paths::stringByExpandingTildeInPath("~/a"), "/a");
+TEST(Paths, ComponentsSplitAndJoin) {
+    // clang-format off
+    const std::pair<const char*, Strings> split[] = {
+        {"tmp/scratch", {"tmp", "scratch"}}, {"/tmp/scratch", {"/", "tmp", "scratch"}},
+        {"/tmp/scratch/", {"/", "tmp", "scratch", "/"}}, {"a//b", {"a", "b"}}, {"//a//", {"/", "a", "/"}},
+        {"/", {"/"}}, {"//", {"/"}}, {"a/", {"a", "/"}}, {"~/x", {"~", "x"}}, {"./a/..", {".", "a", ".."}}, {"", {}}};
+    for (const auto& [path, components] : split) EXPECT_EQ(paths::pathComponents(path), components) << path;
+    const std::pair<Strings, const char*> joined[] = {
+        {{"/", "tmp", "scratch"}, "/tmp/scratch"}, {{"/", "tmp", "/"}, "/tmp/"}, {{"tmp", ""}, "tmp/"},
+        {{"a", "/", "b"}, "a/b"}, {{"a", "", "b"}, "a/b"}, {{"/", "home", "Documents/Sub"}, "/home/Documents/Sub"},
+        {{"a/", "/b"}, "a/b"}, {{"/"}, "/"}, {{"/", "/"}, "/"}, {{}, ""}};
+    for (const auto& [components, path] : joined) EXPECT_EQ(paths::pathWithComponents(components), path) << path;
+    const std::tuple<const char*, const char*, const char*> appended[] = {
+        {"/tmp", "scratch.tiff", "/tmp/scratch.tiff"}, {"/tmp/", "scratch.tiff", "/tmp/scratch.tiff"},
+        {"/", "scratch.tiff", "/scratch.tiff"}, {"", "scratch.tiff", "scratch.tiff"}, {"/tmp/", "", "/tmp"},
+        {"/", "", "/"}, {"", "", ""}, {"/tmp", "/a//b/", "/tmp/a/b"},
+        {"/home/ann", "Documents/Sub", "/home/ann/Documents/Sub"}, {"/tmp", "~", "/tmp/~"}};
+    // clang-format on
+    for (const auto& [path, component, expected] : appended)
+        EXPECT_EQ(paths::stringByAppendingPathComponent(path, component), expected) << path << " + " << component;
+    // clang-format off
+    expectEach({{"/tmp/scratch.tiff", "/tmp"}, {"/tmp/lock/", "/tmp"}, {"/tmp/", "/"}, {"/tmp", "/"}, {"/", "/"},
+                {"scratch.tiff", ""}, {"scratch/", ""}, {"a/b", "a"}, {"//a//b//", "/a"}, {"/tmp/*.log", "/tmp"},
+                {"", ""}},
+               paths::stringByDeletingLastPathComponent);
+    expectEach({{"/tmp/scratch.tiff", "scratch.tiff"}, {"/tmp/scratch", "scratch"}, {"/tmp/", "tmp"},
+                {"scratch///", "scratch"}, {"/", "/"}, {"///", "/"}, {"a", "a"}, {"", ""}},
+               paths::lastPathComponent);
+    // clang-format on
+    for (const char* path : {"/", "/tmp", "~", "~ann/x"}) EXPECT_TRUE(paths::isAbsolutePath(path)) << path;
+    for (const char* path : {"tmp/x", "./x", " /x", ""}) EXPECT_FALSE(paths::isAbsolutePath(path)) << path;
 }
 
-TEST(Paths, AUserNameHoldingANulByteIsUnknown) {
-    const std::string withNul("~root\0x/y", 9);
-    EXPECT_EQ(paths::stringByExpandingTildeInPath(withNul), withNul);
-}
-
-struct ComponentsCase {
-    const char* name;
-    const char* path;
-    std::vector<std::string> components;
+struct MatchCase {
+    std::string text, pattern;
+    bool matches;
 };
 
-class Components : public testing::TestWithParam<ComponentsCase> {};
-
-TEST_P(Components, SplitsThePath) { EXPECT_EQ(paths::pathComponents(GetParam().path), GetParam().components); }
-
-INSTANTIATE_TEST_SUITE_P(
-    Paths, Components,
-    testing::Values(ComponentsCase{"ARelativePathHasItsNames", "tmp/scratch", {"tmp", "scratch"}},
-                    ComponentsCase{"AnAbsolutePathStartsWithSlash", "/tmp/scratch", {"/", "tmp", "scratch"}},
-                    ComponentsCase{"ATrailingSlashIsALastSlash", "/tmp/scratch/", {"/", "tmp", "scratch", "/"}},
-                    ComponentsCase{"DoubledSlashesSeparateOnce", "a//b", {"a", "b"}},
-                    ComponentsCase{"DoubledSlashesAroundANameCountOnce", "//a//", {"/", "a", "/"}},
-                    ComponentsCase{"TheRootIsOneSlash", "/", {"/"}},
-                    ComponentsCase{"SlashesOnlyAreOneSlash", "//", {"/"}},
-                    ComponentsCase{"ARelativeNameWithTrailingSlash", "a/", {"a", "/"}},
-                    ComponentsCase{"ATildeIsAnOrdinaryComponent", "~/x", {"~", "x"}},
-                    ComponentsCase{"DotsAreKept", "./a/..", {".", "a", ".."}}, ComponentsCase{"EmptyHasNone", "", {}}),
-    [](const testing::TestParamInfo<ComponentsCase>& row) { return std::string(row.param.name); });
-
-struct JoinCase {
-    const char* name;
-    std::vector<std::string> components;
-    const char* path;
-};
-
-class JoiningComponents : public testing::TestWithParam<JoinCase> {};
-
-TEST_P(JoiningComponents, GivesThePath) {
-    EXPECT_EQ(paths::pathWithComponents(GetParam().components), GetParam().path);
+TEST(Paths, CaseInsensitiveLikeMatchesTheWholeNameWithWildcards) {
+    // clang-format off
+    const MatchCase rows[] = {
+        {"report.txt", "report.txt", true}, {"Report.TXT", "rEPORT.txt", true}, {"report.txt", "report", false},
+        {"report", "report.txt", false}, {"", "", true}, {"a", "", false},
+        // Stars, with backtracking.
+        {"Report.TXT", "*.txt", true}, {"", "*", true}, {"annual-report-2023", "*REPORT*", true},
+        {"annual-summary", "*report*", false}, {"report.txt", "*report", false}, {"abc", "a***c", true},
+        {"abcabd", "*abd", true}, {"mississippi", "m*iss*ppi", true}, {"mississippi", "m*iss*x", false},
+        {"bc", "*abc", false}, {"ab", "a*ab", false}, {"aab", "a*?b", true}, {"a*b", "a*b", true},
+        {"axyzb", "a*b", true},
+        // Question marks.
+        {"abc", "a?c", true}, {"ac", "a?c", false}, {"abc", "????", false}, {"", "?", false},
+        {"ab", "*?*?*", true}, {"a", "*?*?*", false},
+        // Unicode folding.
+        {"ÄBC", "*bc", true}, {"ΣΟΦΙΑ", "σοφια", true}, {"ΟΔΟΣ", "οδος", true}, {"STRAẞE", "straße", true},
+        {"straße", "strasse", false}, {"\u212Aelvin", "kelvin", true}, {"\u0131", "i", false},
+        {"\u13A0", "\uAB70", true}, {"\U00010400", "\U00010428", true},
+        // "?" takes a whole multi-byte character.
+        {"ä", "?", true}, {"ä", "??", false}, {"日本.txt", "??.TXT", true}, {"\U0001F600", "?", true},
+        {"Ünïcödé-Nämé", "*NÄ?É", true},
+        // Bytes that are not UTF-8 are one character each.
+        {"\xff", "\xff", true}, {"\xff", "\xfe", false}, {"\xff\xfe", "??", true}, {"a\xff" "b", "A*B", true},
+        {"\xC3", "?", true}, {"\xC3", "ä", false}, {"\xC0\xAF", "??", true}, {"\xC0\xAF", "/", false},
+        {"\xED\xA0\x80", "???", true}, {"\xC3\xC3\x84", "?ä", true}, {"ä", "\xC3", false},
+    };
+    // clang-format on
+    for (const MatchCase& row : rows)
+        EXPECT_EQ(paths::isCaseInsensitiveLike(row.text, row.pattern), row.matches) << row.text << " ~ " << row.pattern;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Paths, JoiningComponents,
-    testing::Values(
-        JoinCase{"ALeadingSlashMakesItAbsolute", {"/", "tmp", "scratch"}, "/tmp/scratch"},
-        JoinCase{"ALastSlashIsATrailingSlash", {"/", "tmp", "/"}, "/tmp/"},
-        JoinCase{"ALastEmptyComponentIsATrailingSlash", {"tmp", ""}, "tmp/"},
-        JoinCase{"ASlashInTheMiddleAddsNothing", {"a", "/", "b"}, "a/b"},
-        JoinCase{"AnEmptyComponentInTheMiddleAddsNothing", {"a", "", "b"}, "a/b"},
-        JoinCase{"AComponentHoldingSlashesIsJoinedAsItStands", {"/", "home", "Documents/Sub"}, "/home/Documents/Sub"},
-        JoinCase{"SlashesAtTheSeamsAreFolded", {"a/", "/b"}, "a/b"}, JoinCase{"TheRootAloneIsTheRoot", {"/"}, "/"},
-        JoinCase{"TwoSlashesAreTheRoot", {"/", "/"}, "/"}, JoinCase{"NoComponentsIsEmpty", {}, ""}),
-    [](const testing::TestParamInfo<JoinCase>& row) { return std::string(row.param.name); });
-
-struct AppendCase {
-    const char* name;
-    const char* path;
-    const char* component;
-    const char* expected;
-};
-
-class Appending : public testing::TestWithParam<AppendCase> {};
-
-TEST_P(Appending, GivesTheJoinedPath) {
-    EXPECT_EQ(paths::stringByAppendingPathComponent(GetParam().path, GetParam().component), GetParam().expected);
+TEST(Paths, PathologicalPatternsFinishAndAnswerCorrectly) {
+    const std::string as(10000, 'a');
+    EXPECT_FALSE(paths::isCaseInsensitiveLike(as, "*a*a*a*a*a*a*a*a*b"));
+    EXPECT_TRUE(paths::isCaseInsensitiveLike(as, "*a*a*a*a*a*a*a*a*a"));
+    EXPECT_FALSE(paths::isCaseInsensitiveLike(as, std::string(20, '?') + "*b"));
+    EXPECT_TRUE(paths::isCaseInsensitiveLike(as + "B", "*A*A*A*A*A*A*A*A*b"));
+    std::string umlauts;
+    for (int i = 0; i < 5000; ++i) umlauts += i % 2 ? "ä" : "Ä";
+    EXPECT_FALSE(paths::isCaseInsensitiveLike(umlauts, "*ä*Ä*ä*Ä*ä*Ä*ä*Ä*b"));
+    EXPECT_TRUE(paths::isCaseInsensitiveLike(umlauts, "*ä*Ä*ä*Ä*ä*Ä*ä*?"));
+    EXPECT_FALSE(paths::isCaseInsensitiveLike(std::string(10000, '\xff'), "*\xff*\xff*\xff*\xff*b"));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Paths, Appending,
-    testing::Values(AppendCase{"ToAFolder", "/tmp", "scratch.tiff", "/tmp/scratch.tiff"},
-                    AppendCase{"ToAFolderWithTrailingSlash", "/tmp/", "scratch.tiff", "/tmp/scratch.tiff"},
-                    AppendCase{"ToTheRoot", "/", "scratch.tiff", "/scratch.tiff"},
-                    AppendCase{"ToNothing", "", "scratch.tiff", "scratch.tiff"},
-                    AppendCase{"NothingToAFolderDropsTheTrailingSlash", "/tmp/", "", "/tmp"},
-                    AppendCase{"NothingToTheRoot", "/", "", "/"}, AppendCase{"NothingToNothing", "", "", ""},
-                    AppendCase{"AComponentWithSlashesIsFolded", "/tmp", "/a//b/", "/tmp/a/b"},
-                    AppendCase{"ARelativeTextWithSlashes", "/home/ann", "Documents/Sub", "/home/ann/Documents/Sub"},
-                    AppendCase{"ATildeIsNotExpanded", "/tmp", "~", "/tmp/~"}),
-    [](const testing::TestParamInfo<AppendCase>& row) { return std::string(row.param.name); });
-
-class DeletingLastComponent : public testing::TestWithParam<StringCase> {};
-
-TEST_P(DeletingLastComponent, GivesTheParent) {
-    EXPECT_EQ(paths::stringByDeletingLastPathComponent(GetParam().input), GetParam().expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Paths, DeletingLastComponent,
-    testing::Values(StringCase{"OfAFile", "/tmp/scratch.tiff", "/tmp"},
-                    StringCase{"OfAFolderWithTrailingSlash", "/tmp/lock/", "/tmp"},
-                    StringCase{"OfATopFolderWithTrailingSlash", "/tmp/", "/"}, StringCase{"OfATopFolder", "/tmp", "/"},
-                    StringCase{"OfTheRoot", "/", "/"}, StringCase{"OfABareName", "scratch.tiff", ""},
-                    StringCase{"OfABareNameWithTrailingSlash", "scratch/", ""},
-                    StringCase{"OfARelativePath", "a/b", "a"}, StringCase{"WithDoubledSlashes", "//a//b//", "/a"},
-                    StringCase{"OfAPattern", "/tmp/*.log", "/tmp"}, StringCase{"OfNothing", "", ""}),
-    rowName);
-
-class LastComponent : public testing::TestWithParam<StringCase> {};
-
-TEST_P(LastComponent, GivesTheName) { EXPECT_EQ(paths::lastPathComponent(GetParam().input), GetParam().expected); }
-
-INSTANTIATE_TEST_SUITE_P(Paths, LastComponent,
-                         testing::Values(StringCase{"OfAFile", "/tmp/scratch.tiff", "scratch.tiff"},
-                                         StringCase{"OfAFolder", "/tmp/scratch", "scratch"},
-                                         StringCase{"OfAFolderWithTrailingSlash", "/tmp/", "tmp"},
-                                         StringCase{"OfANameWithSlashes", "scratch///", "scratch"},
-                                         StringCase{"OfTheRoot", "/", "/"}, StringCase{"OfSlashesOnly", "///", "/"},
-                                         StringCase{"OfABareName", "a", "a"}, StringCase{"OfNothing", "", ""}),
-                         rowName);
-
-TEST(Paths, AbsolutePathsBeginWithSlashOrTilde) {
-    EXPECT_TRUE(paths::isAbsolutePath("/"));
-    EXPECT_TRUE(paths::isAbsolutePath("/tmp"));
-    EXPECT_TRUE(paths::isAbsolutePath("~"));
-    EXPECT_TRUE(paths::isAbsolutePath("~ann/x"));
-    EXPECT_FALSE(paths::isAbsolutePath("tmp/x"));
-    EXPECT_FALSE(paths::isAbsolutePath("./x"));
-    EXPECT_FALSE(paths::isAbsolutePath(" /x"));
-    EXPECT_FALSE(paths::isAbsolutePath(""));
+TEST(Paths, CaseInsensitivePrefix) {
+    // clang-format off
+    const MatchCase rows[] = {{"Documents", "doc", true}, {"Documents", "DOCUMENTS", true}, {"Documents", "", true},
+                              {"Doc", "docs", false},     {"Music", "doc", false},          {"ÄPFEL", "äp", true},
+                              {"Ärger", "a", false},      {"\u212Aelvin", "kel", true},     {"a*b", "A*", true},
+                              {"abc", "a?", false},       {"\xff" "abc", "\xff" "A", true}, {"ä", "\xC3", false}};
+    // clang-format on
+    for (const MatchCase& row : rows) {
+        EXPECT_EQ(paths::hasCaseInsensitivePrefix(row.text, row.pattern), row.matches)
+            << row.text << " " << row.pattern;
+        // Completion accepts a name by either test; without wildcards they must agree.
+        if (row.pattern.find_first_of("*?") == std::string::npos) {
+            EXPECT_EQ(paths::isCaseInsensitiveLike(row.text, row.pattern + "*"), row.matches) << row.text;
+        }
+    }
 }
 
 }  // namespace
