@@ -1,6 +1,5 @@
 #include "places/BookmarkList.h"
 
-#include <chrono>
 #include <fstream>
 #include <optional>
 #include <sstream>
