@@ -119,6 +119,8 @@ INSTANTIATE_TEST_SUITE_P(
     FileUri, PlaceTextReading,
     testing::Values(Row{"percent escapes are decoded", "file:///home/ann/My%20Files", path, "/home/ann/My Files"},
                     Row{"a byte that is not UTF-8", "file:///tmp/caf%E9", path, "/tmp/caf\xE9"},
+                    Row{"lower-case escapes", "file:///tmp/caf%e9%2f", path, "/tmp/caf\xE9/"},
+                    Row{"an escape cut short at the end stays", "file:///tmp/a%4", path, "/tmp/a%4"},
                     Row{"UTF-8 escapes", "file:///tmp/%C3%A4", path, "/tmp/\xC3\xA4"},
                     Row{"localhost is this machine", "file://localhost/etc", path, "/etc"},
                     Row{"a malformed escape stays", "file:///tmp/100%zz", path, "/tmp/100%zz"},

@@ -164,6 +164,10 @@ TEST(HistoryText, ReadsBackWhatItWritesWithOddPaths) {
     EXPECT_NE(text.find("12.5\t1800000000\t/home/u/Projects\n"), std::string::npos) << text;
     EXPECT_NE(text.find("/tmp/line\\nbreak\n"), std::string::npos) << text;
     EXPECT_NE(text.find("/tmp/back\\\\slash\\\\n\n"), std::string::npos) << text;
+    // Best first, so that a reader sees the folders that matter at the top.
+    EXPECT_LT(text.find("/home/u/Projects"), text.find("/tmp/back")) << text;
+    EXPECT_LT(text.find("/tmp/back"), text.find("/tmp/line")) << text;
+    EXPECT_LT(text.find("/tmp/line"), text.find("/tmp/tab")) << text;
 
     const ParsedHistory parsed = parseHistory(text);
     EXPECT_EQ(parsed.rejectedLines, 0u);
