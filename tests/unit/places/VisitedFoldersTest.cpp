@@ -107,6 +107,31 @@ TEST_F(VisitedFoldersTest, FoldersThatAreGoneAreDroppedWhenAQueryMeetsThem) {
     settle();
     EXPECT_THAT(folders().matching("", 5), ElementsAre(music));
     EXPECT_EQ(saved().find(old), std::string::npos) << saved();
+
+    // A folder looked at a moment ago is looked at again only after a
+    // minute, but always after the history was forgotten.
+    folders().forget();
+    folders().visit(music);
+    settle();
+    fs::remove_all(path("Music"));
+    EXPECT_THAT(folders().matching("", 5), ElementsAre(music));
+    settle();
+    EXPECT_THAT(folders().matching("", 5), testing::IsEmpty());
+
+    tmp_.dir("Music");
+    folders().visit(music);
+    settle();
+    EXPECT_THAT(folders().matching("", 5), ElementsAre(music));
+    settle();
+    fs::remove_all(path("Music"));
+    now_ += 59;
+    EXPECT_THAT(folders().matching("", 5), ElementsAre(music));
+    settle();
+    EXPECT_THAT(folders().matching("", 5), ElementsAre(music));
+    now_ += 1;
+    folders().matching("", 5);
+    settle();
+    EXPECT_THAT(folders().matching("", 5), testing::IsEmpty());
 }
 
 TEST_F(VisitedFoldersTest, ForgetEmptiesTheHistoryAndItsFile) {
