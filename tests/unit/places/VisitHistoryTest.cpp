@@ -160,18 +160,20 @@ TEST(HistoryText, ReadsBackWhatItWritesWithOddPaths) {
     history.add({"/tmp/line\nbreak", 2, kNow - 5});
     history.add({"/tmp/back\\slash\\n", 3, 0});
     history.add({"/tmp/tab\there \xE9", 1, -20});
+    history.add({"/tmp/another", 3, 0});
     const std::string text = serialiseHistory(history);
     EXPECT_NE(text.find("12.5\t1800000000\t/home/u/Projects\n"), std::string::npos) << text;
     EXPECT_NE(text.find("/tmp/line\\nbreak\n"), std::string::npos) << text;
     EXPECT_NE(text.find("/tmp/back\\\\slash\\\\n\n"), std::string::npos) << text;
     // Best first, so that a reader sees the folders that matter at the top.
-    EXPECT_LT(text.find("/home/u/Projects"), text.find("/tmp/back")) << text;
+    EXPECT_LT(text.find("/home/u/Projects"), text.find("/tmp/another")) << text;
+    EXPECT_LT(text.find("/tmp/another"), text.find("/tmp/back")) << "equal scores by path";
     EXPECT_LT(text.find("/tmp/back"), text.find("/tmp/line")) << text;
     EXPECT_LT(text.find("/tmp/line"), text.find("/tmp/tab")) << text;
 
     const ParsedHistory parsed = parseHistory(text);
     EXPECT_EQ(parsed.rejectedLines, 0u);
-    ASSERT_EQ(parsed.history.size(), 4u);
+    ASSERT_EQ(parsed.history.size(), 5u);
     for (const VisitedFolder& folder : history.folders()) {
         ASSERT_NE(parsed.history.find(folder.path), nullptr) << folder.path;
         EXPECT_EQ(*parsed.history.find(folder.path), folder);
