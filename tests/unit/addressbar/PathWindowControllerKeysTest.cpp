@@ -200,6 +200,8 @@ const CommandRow kCommandRows[] = {
      "", kCaretInside, "{T}/c", "{T}", true, {"list.selectRow 0", "list.raise"}},
     {"Up in the open list selects the row above", TextCommand::moveUp, true, 3, "{T}/nine/", kCaretInside, "x", "{T}",
      true, {"list.scrollRowToVisible 2", "list.selectRow 2"}},
+    {"Up on the second row selects the first", TextCommand::moveUp, true, 1, "{T}/nine/", kCaretInside, "x", "{T}",
+     true, {"list.scrollRowToVisible 0", "list.selectRow 0"}},
     {"Up on the first row closes the list", TextCommand::moveUp, true, 0, "{T}/nine/", kCaretInside, "x", "{T}", true,
      {"list.hide"}},
     {"Up in the open list with no row goes to the parent folder", TextCommand::moveUp, true, -1, "{T}/nine/",

@@ -119,7 +119,12 @@ TEST(WindowCoverage, DecidesWhetherTheTitleBandIsCovered) {
                                                              {{entry("xterm", 77, 300, 90, 200, 50)}, true},
                                                              {{entry("xterm", 77, 300, 200, 200, 50)}, false},
                                                              {{entry("Dock", 77, 0, 90, 1280, 30)}, false},
-                                                             {{entry("Jorvane", self, 200, 99, 400, 24)}, false}};
+                                                             {{entry("Jorvane", self, 200, 99, 400, 24)}, false},
+                                                             // Another window of the file manager at the same x is
+                                                             // not this one: the xterm behind it covers the band.
+                                                             {{entry("Thunar", 4242, 100, 500, 600, 400),
+                                                               entry("xterm", 77, 300, 90, 200, 50)},
+                                                              true}};
     for (const auto& [inFront, covered] : rows) {
         std::vector<WindowInfo> list = inFront;
         list.push_back(entry("Thunar", 4242, 100, 100, 600, 400));
