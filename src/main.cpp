@@ -304,8 +304,8 @@ JorvaneApp::ControllerFactory makeControllerFactory(std::shared_ptr<ThunarHandle
         qt.views.panel = std::make_unique<WiredPanel>(std::move(qt.views.panel), catalogue, window);
         auto controller = std::make_unique<PathWindowController>(
             std::move(windowElement), std::move(qt.views),
-            PathWindowController::Dependencies{bridge, defaults, files, screens, delegate, {}, &visitedFolders,
-                                               &bookmarks});
+            PathWindowController::Dependencies{
+                bridge, defaults, files, screens, delegate, {}, &visitedFolders, &bookmarks});
         ui::connectToController(*qt.events, *controller);
         // The bar had the keyboard: it goes back to the Thunar window.
         qt.events->didOrderOut = [&fileManager, window] { fileManager.activateWindow(window); };

@@ -99,7 +99,8 @@ ElementRef WindowLookup::windowUnderMouse() {
 }
 
 ElementRef WindowLookup::titleElementForWindow(const ElementRef& window) {
-    const std::optional<std::vector<ElementRef>> children = copyAttribute<std::vector<ElementRef>>(window, Attribute::Children);
+    const std::optional<std::vector<ElementRef>> children =
+        copyAttribute<std::vector<ElementRef>>(window, Attribute::Children);
     if (!children) return nullptr;
     ElementRef title;
     // Not the first match: the title bar's text is the last text.

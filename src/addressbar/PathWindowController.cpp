@@ -31,8 +31,8 @@ namespace {
 // paths: every kind the desktop's gvfs knows. Case matters: "FTP://" is a
 // name like any other.
 constexpr std::array<std::string_view, 15> kMountPrefixes = {
-    "ftp://",  "afp://",  "http://", "https://", "smb://",   "sftp://",  "ssh://",    "ftps://",
-    "dav://",  "davs://", "nfs://",  "mtp://",   "trash://", "recent://", "network://"};
+    "ftp://", "afp://",  "http://", "https://", "smb://",   "sftp://",   "ssh://",    "ftps://",
+    "dav://", "davs://", "nfs://",  "mtp://",   "trash://", "recent://", "network://"};
 
 constexpr Modifiers kCommand = kModifierCommand;
 constexpr Modifiers kCommandShift = kModifierCommand | kModifierShift;
@@ -583,41 +583,6 @@ void PathWindowController::navigationFinished(Navigated outcome) {
     if (outcome == Navigated::folderSilent) views_.field->showProblem(kFolderNotAnsweringMessage);
 }
 
-void PathWindowController::noteVisit(const std::string& folder) {
-    if (visitedFolders_) visitedFolders_->visit(folder);
-}
-
-bool PathWindowController::mayNameVisitedFolder(std::string_view text) {
-    return !text.empty() && std::string_view("/~$'\"").find(text.front()) == std::string_view::npos &&
-           text.find("://") == std::string_view::npos && !hasWildcard(text);
-}
-
-std::optional<std::string> PathWindowController::visitedFolderFor(const std::string& text) {
-    if (!visitedFolders_ || !mayNameVisitedFolder(text)) return std::nullopt;
-    updateCompletions(text);
-    return bestVisitedFolderNow(text);
-}
-
-std::optional<std::string> PathWindowController::bestVisitedFolderNow(const std::string& text) {
-    // Only once the folder's own answer for the text is known to be empty:
-    // a name here always wins.
-    if (!visitedFolders_ || !mayNameVisitedFolder(text) || engine_.answeredText() != text ||
-        engine_.progress() != CompletionEngine::Progress::complete ||
-        (!engine_.currentCompletions().empty() && !engine_.candidatesAreSimilarNames()))
-        return std::nullopt;
-    std::vector<std::string> best = visitedFolders_->matching(text, 1);
-    if (best.empty()) return std::nullopt;
-    return best.front();
-}
-
-std::optional<std::string> PathWindowController::visitedSuggestionFor(const std::string& typed) {
-    std::optional<std::string> folder = bestVisitedFolderNow(typed);
-    if (!folder) return std::nullopt;
-    if (!folder->ends_with('/')) *folder += '/';
-    visitedSuggestion_ = VisitedSuggestion{typed + kFolderAfterText + *folder, *folder};
-    return visitedSuggestion_->fieldText;
-}
-
 void PathWindowController::showFolder(const std::string& path, const std::string& asTyped,
                                       std::optional<std::string> fieldText) {
     if (!fieldText) fieldText = path;
@@ -659,49 +624,6 @@ void PathWindowController::reveal(const std::string& path, const std::string& as
             (*self)->navigationFinished(outcome);
         },
         asTyped);
-}
-
-void PathWindowController::mount(const std::string& url) {
-    // Connecting may take long and ask the user: it runs in the background,
-    // the spinner says so, and the result comes back here. A new address
-    // replaces the one still connecting.
-    if (mounting_) bridge_.cancelMount();
-    const std::uint64_t attempt = ++mountAttempt_;
-    mounting_ = true;
-    mountedUrl_ = url;
-    startSpinnerTimer();
-    bridge_.mountAsync(url, [weak = std::weak_ptr(self_), attempt](std::optional<std::string> failure) {
-        if (const auto self = weak.lock()) (*self)->mountFinished(attempt, std::move(failure));
-    });
-}
-
-void PathWindowController::mountFinished(std::uint64_t attempt, std::optional<std::string> failure) {
-    // A connection given up, or replaced by a newer one, reports nothing.
-    if (!mounting_ || attempt != mountAttempt_ || closed_) return;
-    mounting_ = false;
-    if (!failure) {
-        // The window shows the server's folder now: the field follows it,
-        // and keeps the address for a place that has no path (the trash).
-        locationFallback_ = mountedUrl_;
-        fetchFileManagerLocation();
-        return;
-    }
-    stopSpinner();
-    // A question to the user may have taken the bar away: it comes back with
-    // the text, so that it can be corrected.
-    if (!views_.panel->isVisible()) {
-        updateSize();
-        views_.panel->raise();
-        views_.panel->focus();
-    }
-    views_.field->showProblem(*failure);
-}
-
-void PathWindowController::cancelMount() {
-    if (!mounting_) return;
-    mounting_ = false;
-    stopSpinner();
-    bridge_.cancelMount();
 }
 
 void PathWindowController::navigateToParentDirectory() {

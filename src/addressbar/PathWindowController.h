@@ -58,7 +58,7 @@ class UserDefaults;
 namespace places {
 class VisitedFolders;
 class BookmarkList;
-}
+}  // namespace places
 
 class PathWindowController {
 public:

@@ -99,8 +99,8 @@ void PathBar::shutDown() {
 void PathBar::setFrame(const Rect& requested, bool animate) {
     // Never lower than the field's text needs; the top edge stays.
     Rect frame = requested;
-    const double least = PathBarWindow::kMinHeight * ratioAt(toQtRect(requested, firstScreenHeight()),
-                                                             currentScreenScales());
+    const double least =
+        PathBarWindow::kMinHeight * ratioAt(toQtRect(requested, firstScreenHeight()), currentScreenScales());
     if (frame.size.height < least) {
         frame.origin.y -= least - frame.size.height;
         frame.size.height = least;

@@ -58,7 +58,8 @@ TEST_F(JorvaneVisitedFolders, TwoWordsOfAFolderVisitedBeforeGoBackThere) {
     EXPECT_TRUE(driver().waitForFieldText((root_ / "Live").string() + "/", kWait));
     // Inline completion offers the best visited folder after the words.
     ASSERT_TRUE(driver().key("a", {"Control_L"}) && driver().type("2026 rep"));
-    EXPECT_TRUE(driver().waitForFieldText("2026 rep \u2014 " + (root_ / "Projects/2026/Reports").string() + "/", kWait));
+    EXPECT_TRUE(
+        driver().waitForFieldText("2026 rep \u2014 " + (root_ / "Projects/2026/Reports").string() + "/", kWait));
     ASSERT_TRUE(driver().key("Return"));
     EXPECT_TRUE(desktop().waitForTitle(*window, titleOf(root_ / "Projects/2026/Reports"), kWait));
     ASSERT_TRUE(driver().key("Escape"));

@@ -92,7 +92,8 @@ public:
 
     std::optional<AttributeValue> copyAttributeValue(Attribute attribute) const override {
         const bool hasFrame = identity_.kind == Kind::Window || identity_.kind == Kind::TitleText;
-        if (hasFrame && (attribute == Attribute::Position || attribute == Attribute::Size)) return frameAttribute(attribute == Attribute::Position);
+        if (hasFrame && (attribute == Attribute::Position || attribute == Attribute::Size))
+            return frameAttribute(attribute == Attribute::Position);
         return session_->attribute(identity_, attribute);
     }
 
@@ -227,8 +228,7 @@ std::optional<Rect> X11Accessibility::Session::frame(const X11ElementIdentity& i
     return geometry->outer();
 }
 
-std::optional<AttributeValue> X11Accessibility::Session::attribute(const X11ElementIdentity& id,
-                                                                   Attribute name) {
+std::optional<AttributeValue> X11Accessibility::Session::attribute(const X11ElementIdentity& id, Attribute name) {
     // Answers that need no X request.
     if (name == Attribute::Role) {
         switch (id.kind) {

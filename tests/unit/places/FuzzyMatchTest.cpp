@@ -125,7 +125,10 @@ TEST(FuzzyMatch, OnlyDottedCapitalILongSAndTheKelvinSignFoldToAscii) {
         if (jorvane::paths::foldCharacter(c) < 0x80) foldingToAscii.push_back(c);
     }
     EXPECT_EQ(foldingToAscii, (std::vector<char32_t>{0x130, 0x17F, 0x212A}));
-    EXPECT_TRUE(FuzzyQuery("kasis").score("\xE2\x84\xAA" "a\xC5\xBF\xC4\xB0s").has_value());
+    EXPECT_TRUE(FuzzyQuery("kasis")
+                    .score("\xE2\x84\xAA"
+                           "a\xC5\xBF\xC4\xB0s")
+                    .has_value());
 }
 
 }  // namespace

@@ -65,8 +65,9 @@ TEST(BookmarkList, FollowsTheFileAndMatchesWordsOfNameOrFolderInOrder) {
     using Names = std::vector<std::string>;
     EXPECT_EQ(namesMatching(list, "work"), Names{}) << "no file holds no bookmarks";
 
-    dir.file("bookmarks", "file:///home/ann/Projects/2026 Work this year\nfile:///srv/Music Tunes\n"
-                          "sftp://host/work Work server\n");
+    dir.file("bookmarks",
+             "file:///home/ann/Projects/2026 Work this year\nfile:///srv/Music Tunes\n"
+             "sftp://host/work Work server\n");
     EXPECT_EQ(namesMatching(list, "WORK year"), Names{"Work this year"});
     EXPECT_EQ(namesMatching(list, "year work"), Names{}) << "words in the order typed";
     EXPECT_EQ(namesMatching(list, "srv mus"), Names{"Tunes"}) << "words of the folder";
