@@ -290,7 +290,7 @@ private:
     std::optional<std::string> visitedSuggestionFor(const std::string& typed);
     std::optional<std::string> bestVisitedFolderNow(const std::string& text);
     void hideCompletions();
-    void mountFinished(std::uint64_t attempt, std::optional<std::string> failure);
+    void mountFinished(std::uint64_t attempt, const std::string& url, std::optional<std::string> failure);
     void cancelMount();
     void openFieldItem();
     void moveCaretToEnd();
@@ -319,9 +319,8 @@ private:
         std::string folder;
     };
     std::optional<VisitedSuggestion> visitedSuggestion_;
-    // The address being connected to, and what the field shows when the
-    // window's place then has no path (the trash, recent files).
-    std::string mountedUrl_;
+    // What the field shows when the window's place has no path: the address
+    // just connected to (the trash, recent files).
     std::string locationFallback_;
     // A pattern entered while its folder was still being read: its matches
     // are selected once they are all known. Typing, Escape, closing and a

@@ -60,21 +60,21 @@ void PathWindowController::mount(const std::string& url) {
     if (mounting_) bridge_.cancelMount();
     const std::uint64_t attempt = ++mountAttempt_;
     mounting_ = true;
-    mountedUrl_ = url;
     startSpinnerTimer();
-    bridge_.mountAsync(url, [weak = std::weak_ptr(self_), attempt](std::optional<std::string> failure) {
-        if (const auto self = weak.lock()) (*self)->mountFinished(attempt, std::move(failure));
+    bridge_.mountAsync(url, [weak = std::weak_ptr(self_), attempt, url](std::optional<std::string> failure) {
+        if (const auto self = weak.lock()) (*self)->mountFinished(attempt, url, std::move(failure));
     });
 }
 
-void PathWindowController::mountFinished(std::uint64_t attempt, std::optional<std::string> failure) {
+void PathWindowController::mountFinished(std::uint64_t attempt, const std::string& url,
+                                         std::optional<std::string> failure) {
     // A connection given up, or replaced by a newer one, reports nothing.
     if (!mounting_ || attempt != mountAttempt_ || closed_) return;
     mounting_ = false;
     if (!failure) {
         // The window shows the server's folder now: the field follows it,
         // and keeps the address for a place that has no path (the trash).
-        locationFallback_ = mountedUrl_;
+        locationFallback_ = url;
         fetchFileManagerLocation();
         return;
     }

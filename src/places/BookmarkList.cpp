@@ -64,12 +64,12 @@ void BookmarkList::refresh() {
 
 std::vector<Bookmark> BookmarkList::matching(std::string_view typed, std::size_t limit) const {
     std::vector<Bookmark> found;
-    if (!hasWords(typed)) return found;
+    const TypedWords words(typed);
+    if (words.empty()) return found;
     for (const Bookmark& bookmark : bookmarks_) {
         if (found.size() == limit) break;
         if (bookmark.place.kind != Place::Kind::path) continue;
-        if (holdsWordsInOrder(bookmark.name, typed) || holdsWordsInOrder(bookmark.place.text, typed))
-            found.push_back(bookmark);
+        if (words.foundIn(bookmark.name) || words.foundIn(bookmark.place.text)) found.push_back(bookmark);
     }
     return found;
 }

@@ -48,11 +48,9 @@ bool matches(std::string_view folded, std::size_t lastComponentStart, const std:
 
 }  // namespace
 
-bool hasWords(std::string_view typed) { return !foldedWords(typed).empty(); }
+TypedWords::TypedWords(std::string_view typed) : words_(foldedWords(typed)) {}
 
-bool holdsWordsInOrder(std::string_view text, std::string_view typed) {
-    return matches(paths::caseFolded(text), 0, foldedWords(typed));
-}
+bool TypedWords::foundIn(std::string_view text) const { return matches(paths::caseFolded(text), 0, words_); }
 
 std::string VisitHistory::normalised(std::string_view folder) {
     if (folder.empty() || folder.front() != '/' || folder.find('\0') != std::string_view::npos) return {};

@@ -38,11 +38,18 @@ struct VisitedFolder {
     bool operator==(const VisitedFolder&) const = default;
 };
 
-// Whether the typed text holds a word at all.
-bool hasWords(std::string_view typed);
-// Whether the typed words appear in `text` in order, ignoring case (the
-// matching above without its rule for the last word).
-bool holdsWordsInOrder(std::string_view text, std::string_view typed);
+// Typed words, folded once, to look for in several texts: each text holds
+// them when they appear in it in order, ignoring case (the matching above
+// without its rule for the last word).
+class TypedWords {
+public:
+    explicit TypedWords(std::string_view typed);
+    bool empty() const { return words_.empty(); }
+    bool foundIn(std::string_view text) const;
+
+private:
+    std::vector<std::string> words_;
+};
 
 // One answer of a query: the folder and its weighted score.
 struct RankedFolder {
