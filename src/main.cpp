@@ -32,7 +32,7 @@
 #include "app/SingleInstance.h"
 #include "filemanager/FileManagerCommands.h"
 #include "firstlaunch/Installation.h"
-#include "firstlaunch/MoveToApplications.h"
+#include "firstlaunch/SystemInstall.h"
 #include "firstlaunch/WelcomeAlerts.h"
 #include "places/BookmarkList.h"
 #include "places/VisitedFolders.h"
@@ -40,7 +40,7 @@
 #include "platform/linux/CurlHttpClient.h"
 #include "platform/linux/GioWorkspace.h"
 #include "platform/linux/LaunchEnvironment.h"
-#include "platform/linux/LinuxBundleServices.h"
+#include "platform/linux/LinuxInstallServices.h"
 #include "platform/linux/UnixInstanceChannel.h"
 #include "platform/thunar/ThunarFileManagerProcess.h"
 #include "platform/thunar/ThunarHandlerCatalogue.h"
@@ -316,16 +316,16 @@ JorvaneApp::ControllerFactory makeControllerFactory(std::shared_ptr<ThunarHandle
 // The welcome of a first launch, with the offer to move an unpacked release
 // into the applications folder (JORVANE_APPLICATIONS_FOLDER names another one
 // than /opt, for trying the move without privileges).
-JorvaneApp::FirstLaunch makeFirstLaunch(LinuxBundleServices& bundleServices, ui::QtAlerts& alerts,
+JorvaneApp::FirstLaunch makeFirstLaunch(LinuxInstallServices& installServices, ui::QtAlerts& alerts,
                                         ui::QtApplication& application, settings::UserDefaults& defaults,
                                         const installation::Installation& installed,
                                         const std::filesystem::path& ownExecutable) {
-    return [&bundleServices, &alerts, &application, &defaults, &installed, &ownExecutable] {
+    return [&installServices, &alerts, &application, &defaults, &installed, &ownExecutable] {
         const PlatformNames names = withRecordedHotKey(PlatformNames{}, defaults);
         const char* chosen = std::getenv("JORVANE_APPLICATIONS_FOLDER");
         const std::string local = chosen && *chosen == '/' ? chosen : "/opt";
-        const MoveToApplications::Context move{
-            .system = bundleServices,
+        const systemInstall::Context move{
+            .system = installServices,
             .alerts = alerts,
             .application = application,
             .names = names,
@@ -339,16 +339,16 @@ JorvaneApp::FirstLaunch makeFirstLaunch(LinuxBundleServices& bundleServices, ui:
             .defaults = defaults,
             .names = names,
             .executable = ownExecutable.string(),
-            .offerMove = MoveToApplications::isOffered(installed, local),
-            .localApplicationsDirectory = bundleServices.resolveLinks(local).value_or(std::string{}),
+            .offerMove = systemInstall::isOffered(installed, local),
+            .localApplicationsDirectory = installServices.resolveLinks(local).value_or(std::string{}),
             .hasLoginItemWithPath = LoginItem::HasLoginItemWithPath,
             .installLoginItemWithPath = LoginItem::InstallLoginItemWithPath,
-            .moveToApplications =
+            .installSystemWide =
                 [move] {
-                    const MoveToApplications::Outcome outcome = MoveToApplications::moveToApplicationsAndRestart(move);
-                    return outcome == MoveToApplications::Outcome::inBackground ||
-                           outcome == MoveToApplications::Outcome::relaunched ||
-                           outcome == MoveToApplications::Outcome::handedOver;
+                    const systemInstall::Outcome outcome = systemInstall::installAndRestart(move);
+                    return outcome == systemInstall::Outcome::inBackground ||
+                           outcome == systemInstall::Outcome::relaunched ||
+                           outcome == systemInstall::Outcome::handedOver;
                 },
         });
     };
@@ -484,7 +484,7 @@ int main(int argc, char** argv) {
     settings::UserDefaults defaults = openSettings();
     const AtScopeEnd uninstallDefaults = installStandardDefaults(defaults);
 
-    // The program's own file: its resources, its bundle, its login item.
+    // The program's own file: its resources, its install, its login item.
     const std::filesystem::path ownExecutable = launch::currentExecutable();
     const installation::Installation installed = installation::installationOf(ownExecutable);
     const std::filesystem::path resources = resourcesBeside(ownExecutable);
@@ -519,7 +519,7 @@ int main(int argc, char** argv) {
     ui::QtApplication application([&running] {
         if (running) running->deactivated();
     });
-    LinuxBundleServices bundleServices;
+    LinuxInstallServices installServices;
     const std::function<void()> openAbout = makeOpenAbout(alerts, application, ownExecutable, installed);
     JorvaneApp delegate(JorvaneApp::Ports{
         .defaults = defaults,
@@ -534,7 +534,7 @@ int main(int argc, char** argv) {
         .bridge = bridge,
         .makeController =
             makeControllerFactory(catalogue, bridge, defaults, files, screens, fileManager, visitedFolders, bookmarks),
-        .firstLaunch = makeFirstLaunch(bundleServices, alerts, application, defaults, installed, ownExecutable),
+        .firstLaunch = makeFirstLaunch(installServices, alerts, application, defaults, installed, ownExecutable),
         .openPreferences = makeOpenPreferences(defaults, alerts, running, ownExecutable, openAbout, visitedFolders),
         .about = openAbout,
         .names = PlatformNames{},

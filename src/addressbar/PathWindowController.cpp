@@ -37,6 +37,18 @@ constexpr std::array<std::string_view, 15> kMountPrefixes = {
 constexpr Modifiers kCommand = kModifierCommand;
 constexpr Modifiers kCommandShift = kModifierCommand | kModifierShift;
 
+// Puts the form of the path the file manager arrived at (a folder's "/", the
+// case on disk) in place of the text that asked for it, unless the user has
+// typed something else meanwhile. A field whose whole text the user selected
+// to type over stays wholly selected.
+void showArrival(PathFieldView& field, const std::string& asked, const std::string& arrived) {
+    const std::string text = field.stringValue();
+    if (text != asked) return;
+    const TextRange selected = field.selectedRange();
+    field.setStringValue(arrived);
+    if (!text.empty() && selected == TextRange{0, text.size()}) field.selectAll();
+}
+
 bool hasWildcard(std::string_view text) { return text.find_first_of("*?") != std::string_view::npos; }
 
 // Text in which "~" or "$" was read may also be the name of a folder as it
@@ -600,7 +612,7 @@ void PathWindowController::showFolder(const std::string& path, const std::string
             } else if (arrival.path != fieldText) {
                 // Found as typed, or in another case: the field shows it, unless
                 // the user has typed something else meanwhile.
-                if (bar.views_.field->stringValue() == fieldText) bar.views_.field->setStringValue(arrival.path);
+                showArrival(*bar.views_.field, fieldText, arrival.path);
                 if (bar.fileManagerLocation_ == path) bar.fileManagerLocation_ = arrival.path;
             }
             if (arrival.outcome == Navigated::answered && arrival.choices.empty()) bar.noteVisit(arrival.path);
@@ -618,8 +630,7 @@ void PathWindowController::reveal(const std::string& path, const std::string& as
             if (!self) return;
             // A folder shows with its "/" once the navigation has looked,
             // unless the user has typed something else meanwhile.
-            PathFieldView& field = *(*self)->views_.field;
-            if (revealed != path && field.stringValue() == path) field.setStringValue(revealed);
+            if (revealed != path) showArrival(*(*self)->views_.field, path, revealed);
             if (outcome == Navigated::answered && revealed.ends_with('/')) (*self)->noteVisit(path);
             (*self)->navigationFinished(outcome);
         },

@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "firstlaunch/Installation.h"
-#include "firstlaunch/MoveToApplications.h"
+#include "firstlaunch/SystemInstall.h"
 #include "settings/UserDefaults.h"
 #include "util/Diagnostics.h"
 
@@ -66,13 +66,13 @@ bool runWelcome(const Welcome& welcome) {
             log::inDomain(log::Warn, kLog, "no applications folder: no login item for the moved copy");
         } else {
             const std::string future = (std::filesystem::path(welcome.localApplicationsDirectory) /
-                                        std::string(MoveToApplications::kDestinationName) / installation::kProgramPath)
+                                        std::string(systemInstall::kDestinationName) / installation::kProgramPath)
                                            .string();
             if (welcome.hasLoginItemWithPath && !welcome.hasLoginItemWithPath(future) &&
                 welcome.installLoginItemWithPath)
                 welcome.installLoginItemWithPath(future);
         }
-        if (welcome.moveToApplications && welcome.moveToApplications()) return true;
+        if (welcome.installSystemWide && welcome.installSystemWide()) return true;
     }
 
     if (welcome.installLoginItemWithPath && !welcome.executable.empty())

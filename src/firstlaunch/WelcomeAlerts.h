@@ -7,7 +7,7 @@
 //   1. The alert "Welcome to Jorvane!" with "Start using Jorvane" and "Quit",
 //      and the check box "Move Jorvane to my Applications folder" (on) when
 //      the program is an unpacked release outside the applications folder
-//      (MoveToApplications::isOffered); never for a build tree, a loose
+//      (systemInstall::isOffered); never for a build tree, a loose
 //      program, a prefix or a package install.
 //   2. "Quit", or an alert closed without an answer (the session ending),
 //      ends here, before anything is written: the welcome comes again at the
@@ -60,7 +60,7 @@ struct Welcome {
     // Moves the release into the applications folder and restarts from
     // there; true while the move is under way (it ends this process when it
     // succeeds), false when the program stays where it is.
-    std::function<bool()> moveToApplications;
+    std::function<bool()> installSystemWide;
 };
 
 // The welcome sequence; false when the user chose "Quit" or gave no answer.

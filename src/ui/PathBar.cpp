@@ -9,6 +9,7 @@
 
 #include <cmath>
 #include <utility>
+#include <xcb/xcb.h>
 
 #include "addressbar/PathFieldEditor.h"
 #include "ui/BarImages.h"
@@ -26,6 +27,21 @@ namespace jorvane::ui {
 namespace {
 
 int rounded(double value) { return static_cast<int>(std::lround(value)); }
+
+// The bar is a window the window manager does not manage, so it takes the
+// keyboard itself. Qt stamps that request with the last event time it saw,
+// which is older than the click or key that opened the bar (those reach the
+// program through its own input tap); a focus change the window manager makes
+// late for that same click (stamped with the press) would then win and close
+// the bar. Stamped with the server's current time, the bar's request is the
+// newest, and the server ignores any older one that arrives after it.
+void takeKeyboardNow(const QWidget& window) {
+    auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    if (!x11 || !x11->connection()) return;
+    xcb_set_input_focus(x11->connection(), XCB_INPUT_FOCUS_PARENT, static_cast<xcb_window_t>(window.winId()),
+                        XCB_CURRENT_TIME);
+    xcb_flush(x11->connection());
+}
 
 }  // namespace
 
@@ -141,6 +157,7 @@ void PathBar::makeKey() {
 void PathBar::activate() {
     if (!window_ || !window_->isVisible()) return;
     window_->activateWindow();
+    takeKeyboardNow(*window_);
     field()->setFocus(Qt::ActiveWindowFocusReason);
 }
 

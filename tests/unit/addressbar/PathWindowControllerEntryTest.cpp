@@ -130,6 +130,25 @@ TEST_F(PathWindowControllerTest, APathThatSeveralFoldersNameInAnotherCaseOpensTh
     EXPECT_EQ(views_.completions().selectedRow(), 0);
 }
 
+// The folder's "/" arrives after Return; a user who selected the text to type
+// over it meanwhile keeps it selected, and one who typed keeps the typing.
+TEST_F(PathWindowControllerTest, TheFolderArrivedAtKeepsTheUsersSelectionAndNeverReplacesNewText) {
+    bar().setFileManagerLocation(tmp_.str());
+    views_.field().type("docs");
+    bar().pathEditorEnter();
+    views_.field().selectAll();
+    settle();
+    const std::string arrived = tmp_.str() + "/docs/";
+    EXPECT_EQ(views_.field().stringValue(), arrived);
+    EXPECT_EQ(views_.field().selectedRange(), (TextRange{0, arrived.size()}));
+
+    views_.field().type("docs");
+    bar().pathEditorEnter();
+    views_.field().type("other");
+    settle();
+    EXPECT_EQ(views_.field().stringValue(), "other");
+}
+
 TEST_F(PathWindowControllerTest, EnteringEndsByPlacingThePanelForTheNewText) {
     bar().setFileManagerLocation("/");
     views_.panel().setVisible(true);

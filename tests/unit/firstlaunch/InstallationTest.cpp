@@ -10,7 +10,7 @@
 #include "fakes/FakeApplication.h"
 #include "fakes/FakeURLOpener.h"
 #include "fakes/TestSupport.h"
-#include "firstlaunch/MoveToApplications.h"
+#include "firstlaunch/SystemInstall.h"
 #include "unit/TableSupport.h"
 
 namespace jorvane::installation {
@@ -120,7 +120,7 @@ TEST_P(Place, Row) {
     const Installation found = installationOf(program);
     EXPECT_EQ(found.kind, row.kind);
     EXPECT_EQ(found.root.empty(), row.kind == Kind::unknown);
-    EXPECT_EQ(MoveToApplications::isOffered(found, (root_.path() / "opt").string()), row.moveOffered);
+    EXPECT_EQ(systemInstall::isOffered(found, (root_.path() / "opt").string()), row.moveOffered);
     AboutWindowController about({alerts_, application_, urls_, program, found, "1.0"});
     EXPECT_EQ(about.uninstallQuestion().has_value(), row.uninstallAsks);
 }

@@ -93,7 +93,7 @@ TEST_P(Welcome, Row) {
                 return row.futureItemExists;
             },
         .installLoginItemWithPath = [&](std::string_view path) { log_->add("install " + std::string(path) + saved()); },
-        .moveToApplications =
+        .installSystemWide =
             [&] {
                 log_->add("move" + saved());
                 return row.moveUnderWay;

@@ -49,9 +49,9 @@ struct CommandRun {
 
 // The system services a move needs. Paths are plain strings, compared and
 // passed on exactly as given.
-class BundleServices {
+class InstallServices {
 public:
-    virtual ~BundleServices() = default;
+    virtual ~InstallServices() = default;
     virtual bool isWritable(const std::string& path) = 0;
     // Moves the file or folder to the desktop's Trash.
     virtual bool moveToTrash(const std::string& path) = 0;
@@ -67,7 +67,7 @@ public:
     virtual void relaunch(const std::string& executable) = 0;
 };
 
-namespace MoveToApplications {
+namespace systemInstall {
 
 inline constexpr std::string_view kFailureMessage = "Could not move to Applications folder";
 inline constexpr std::string_view kDestinationName = "jorvane";
@@ -79,7 +79,7 @@ inline constexpr int kNotAuthorised = 127;
 inline constexpr int kReplaceTimeLimitSeconds = 600;
 
 struct Context {
-    BundleServices& system;
+    InstallServices& system;
     Alerts& alerts;
     Application& application;
     PlatformNames names;
@@ -114,8 +114,8 @@ std::vector<std::string> replaceCommand(const std::string& source, const std::st
 // Moves the release into the applications folder and restarts from there
 // (see above). In the program a move that succeeds does not return.
 // `finished`, when given, hears the final outcome on the main thread.
-Outcome moveToApplicationsAndRestart(const Context& context, std::function<void(Outcome)> finished = {});
+Outcome installAndRestart(const Context& context, std::function<void(Outcome)> finished = {});
 
-}  // namespace MoveToApplications
+}  // namespace systemInstall
 
 }  // namespace jorvane

@@ -1,4 +1,4 @@
-#include "firstlaunch/MoveToApplications.h"
+#include "firstlaunch/SystemInstall.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -9,13 +9,13 @@
 #include "util/Diagnostics.h"
 #include "util/Dispatch.h"
 
-namespace jorvane::MoveToApplications {
+namespace jorvane::systemInstall {
 
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kLog = "MoveToApplications";
+constexpr const char* kLog = "Install";
 
 // Removable media the desktop mounts: an unwritable release there is a copy
 // on a read-only image or stick, which is left alone after the copy.
@@ -132,7 +132,7 @@ std::vector<std::string> replaceCommand(const std::string& source, const std::st
             old};
 }
 
-Outcome moveToApplicationsAndRestart(const Context& context, std::function<void(Outcome)> finished) {
+Outcome installAndRestart(const Context& context, std::function<void(Outcome)> finished) {
     const auto done = [&finished](Outcome outcome) {
         if (finished) finished(outcome);
         return outcome;
@@ -189,4 +189,4 @@ Outcome moveToApplicationsAndRestart(const Context& context, std::function<void(
     return Outcome::inBackground;
 }
 
-}  // namespace jorvane::MoveToApplications
+}  // namespace jorvane::systemInstall

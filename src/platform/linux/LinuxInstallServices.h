@@ -8,11 +8,11 @@
 // finds the session free, SingleInstance.h). Programs run without a shell,
 // their arguments as an array.
 
-#include "firstlaunch/MoveToApplications.h"
+#include "firstlaunch/SystemInstall.h"
 
 namespace jorvane {
 
-class LinuxBundleServices final : public BundleServices {
+class LinuxInstallServices final : public InstallServices {
 public:
     bool isWritable(const std::string& path) override;
     bool moveToTrash(const std::string& path) override;

@@ -19,15 +19,15 @@
 #include <vector>
 
 #include "fakes/FakePathWindowViews.h"
-#include "firstlaunch/MoveToApplications.h"
+#include "firstlaunch/SystemInstall.h"
 
 extern char** environ;
 
 namespace jorvane::test {
 
-class FakeBundleServices final : public BundleServices {
+class FakeInstallServices final : public InstallServices {
 public:
-    FakeBundleServices(std::shared_ptr<EventLog> log, std::filesystem::path trash)
+    FakeInstallServices(std::shared_ptr<EventLog> log, std::filesystem::path trash)
         : log_(std::move(log)), trash_(std::move(trash)) {}
 
     bool isWritable(const std::string& path) override {

@@ -1,4 +1,4 @@
-#include "platform/linux/LinuxBundleServices.h"
+#include "platform/linux/LinuxInstallServices.h"
 #include "platform/linux/ExternalPrograms.h"
 
 #include <fcntl.h>
@@ -20,7 +20,7 @@ namespace jorvane {
 
 namespace {
 
-constexpr const char* kLog = "MoveToApplications";
+constexpr const char* kLog = "Install";
 
 // A copy of a program folder takes seconds; the administrator's copy waits
 // for a person at the password dialog first.
@@ -41,17 +41,17 @@ bool runQuietly(const std::vector<std::string>& argv, std::chrono::milliseconds 
 
 }  // namespace
 
-bool LinuxBundleServices::isWritable(const std::string& path) { return access(path.c_str(), W_OK) == 0; }
+bool LinuxInstallServices::isWritable(const std::string& path) { return access(path.c_str(), W_OK) == 0; }
 
-bool LinuxBundleServices::moveToTrash(const std::string& path) {
+bool LinuxInstallServices::moveToTrash(const std::string& path) {
     return runQuietly({std::string(external::kGio), "trash", "--", path}, kTrashTimeout);
 }
 
-std::optional<std::string> LinuxBundleServices::resolveLinks(const std::string& path) {
+std::optional<std::string> LinuxInstallServices::resolveLinks(const std::string& path) {
     return SymlinksAndAliases::stringByResolvingSymlinksAndAliases(path);
 }
 
-std::vector<std::string> LinuxBundleServices::runningExecutables() {
+std::vector<std::string> LinuxInstallServices::runningExecutables() {
     std::vector<std::string> executables;
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator("/proc", error)) {
@@ -64,7 +64,7 @@ std::vector<std::string> LinuxBundleServices::runningExecutables() {
     return executables;
 }
 
-CommandRun LinuxBundleServices::runCommand(const std::vector<std::string>& argv, bool asAdministrator) {
+CommandRun LinuxInstallServices::runCommand(const std::vector<std::string>& argv, bool asAdministrator) {
     std::vector<std::string> command;
     // pkexec itself can be stopped while it waits at the password dialog;
     // what it runs as the administrator is bounded by the command itself.
@@ -83,7 +83,7 @@ CommandRun LinuxBundleServices::runCommand(const std::vector<std::string>& argv,
     return run;
 }
 
-void LinuxBundleServices::relaunch(const std::string& executable) {
+void LinuxInstallServices::relaunch(const std::string& executable) {
     int pipeEnds[2];
     if (pipe2(pipeEnds, O_CLOEXEC) != 0) {
         log::inDomain(log::Error, kLog, "cannot start %s again: %s", executable.c_str(), std::strerror(errno));

@@ -4,9 +4,9 @@
 
 #include "fakes/FakeAlerts.h"
 #include "fakes/FakeApplication.h"
-#include "fakes/FakeBundleServices.h"
+#include "fakes/FakeInstallServices.h"
 #include "fakes/TestSupport.h"
-#include "firstlaunch/MoveToApplications.h"
+#include "firstlaunch/SystemInstall.h"
 #include "unit/TableSupport.h"
 #include "util/Dispatch.h"
 
@@ -14,7 +14,7 @@ namespace jorvane::test {
 namespace {
 
 namespace fs = std::filesystem;
-using Outcome = MoveToApplications::Outcome;
+using Outcome = systemInstall::Outcome;
 
 class MoveFixture {
 public:
@@ -31,7 +31,7 @@ public:
         return temp_.path() / folder;
     }
 
-    MoveToApplications::Context context(std::function<void(std::function<void()>)> background = {}) {
+    systemInstall::Context context(std::function<void(std::function<void()>)> background = {}) {
         return {system_,
                 alerts_,
                 application_,
@@ -48,7 +48,7 @@ public:
     fs::path opt_;
     fs::path source_;
     std::shared_ptr<EventLog> log_ = std::make_shared<EventLog>();
-    FakeBundleServices system_{log_, temp_.path() / "Trash"};
+    FakeInstallServices system_{log_, temp_.path() / "Trash"};
     FakeAlerts alerts_{log_};
     FakeApplication application_{log_};
 };
@@ -83,7 +83,7 @@ void otherProduct(MoveFixture& f);
 TEST_P(Move, Row) {
     const MoveRow& row = GetParam();
     if (row.setUp) row.setUp(*this);
-    EXPECT_EQ(MoveToApplications::moveToApplicationsAndRestart(context()), row.outcome);
+    EXPECT_EQ(systemInstall::installAndRestart(context()), row.outcome);
     EXPECT_EQ(log_->entries(), expanded(row.steps));
     const fs::path program = fs::path(destination()) / "bin/jorvane";
     const std::string holds = fs::exists(program) ? readFile(program) : "";
@@ -115,13 +115,13 @@ const MoveRow kMoveRows[] = {
     {"a dismissed password dialog leaves both copies", [](MoveFixture& f) {
          oldRelease(f);
          f.system_.makeUnwritable(f.opt_.string());
-         f.system_.answerAdmin({true, false, MoveToApplications::kAuthorisationDismissed});
+         f.system_.answerAdmin({true, false, systemInstall::kAuthorisationDismissed});
      },
      Outcome::cancelled, {kActivate, kAdmin}, "old"},
     {"a refused authorisation shows the alert and leaves both copies", [](MoveFixture& f) {
          oldRelease(f);
          f.system_.makeUnwritable(f.opt_.string());
-         f.system_.answerAdmin({true, false, MoveToApplications::kNotAuthorised});
+         f.system_.answerAdmin({true, false, systemInstall::kNotAuthorised});
      },
      Outcome::failed, {kActivate, kAdmin, kFailure}, "old"},
     {"a step stopped at its time out shows the alert", [](MoveFixture& f) {
@@ -148,7 +148,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, Move, testing::ValuesIn(kMoveRows), SentenceName{
 
 TEST_F(Move, theReplaceCommandNamesEveryToolByPathAndPassesPathsAsArguments) {
     const std::vector<std::string> argv =
-        MoveToApplications::replaceCommand("-x", "/opt/jorvane", "/opt/.n", "/opt/.o");
+        systemInstall::replaceCommand("-x", "/opt/jorvane", "/opt/.n", "/opt/.o");
     ASSERT_GE(argv.size(), 6u);
     EXPECT_EQ(argv[0], "/usr/bin/timeout");
     EXPECT_EQ(std::vector<std::string>(argv.end() - 4, argv.end()),
@@ -159,7 +159,7 @@ TEST_F(Move, theReplaceCommandNamesEveryToolByPathAndPassesPathsAsArguments) {
 TEST_F(Move, inTheBackgroundTheMainThreadHearsTheOutcome) {
     std::vector<std::function<void()>> queued;
     std::optional<Outcome> heard;
-    EXPECT_EQ(MoveToApplications::moveToApplicationsAndRestart(
+    EXPECT_EQ(systemInstall::installAndRestart(
                   context([&](std::function<void()> work) { queued.push_back(std::move(work)); }),
                   [&](Outcome outcome) { heard = outcome; }),
               Outcome::inBackground);
@@ -175,7 +175,7 @@ TEST_F(Move, inTheBackgroundTheMainThreadHearsTheOutcome) {
 
 TEST_F(Move, theRefusalNamesWhatLiesThere) {
     otherProduct(*this);
-    MoveToApplications::moveToApplicationsAndRestart(context());
+    systemInstall::installAndRestart(context());
     ASSERT_EQ(alerts_.shown().size(), 1u);
     EXPECT_EQ(alerts_.shown()[0].informativeText,
               destination() + " is not a copy of Jorvane, so it was left as it is.");

@@ -25,7 +25,7 @@
 #include <thread>
 
 #include "fakes/TestSupport.h"
-#include "platform/linux/LinuxBundleServices.h"
+#include "platform/linux/LinuxInstallServices.h"
 #include "platform/linux/UnixInstanceChannel.h"
 
 namespace jorvane {
@@ -57,14 +57,14 @@ using jorvane::test::readFile;
 // same command): paths that look like options or shell text are only ever
 // paths, an old copy is replaced in one rename, and a failure leaves what
 // was there.
-TEST(LinuxBundleServices, theReplaceStepPutsTheReleaseInPlaceWhateverItsPathSays) {
+TEST(LinuxInstallServices, theReplaceStepPutsTheReleaseInPlaceWhateverItsPathSays) {
     test::TempDir dir;
-    LinuxBundleServices services;
+    LinuxInstallServices services;
     const fs::path opt = dir.dir("opt");
     const std::string destination = (opt / "jorvane").string();
     const auto replace = [&](const fs::path& source) {
         return services.runCommand(
-            MoveToApplications::replaceCommand(source.string(), destination, (opt / ".jorvane-new-1").string(),
+            systemInstall::replaceCommand(source.string(), destination, (opt / ".jorvane-new-1").string(),
                                                (opt / ".jorvane-old-1").string()),
             false);
     };
@@ -131,7 +131,7 @@ void relaunchesFromAChildProcess(bool withoutCloseRange) {
         if (withoutCloseRange && !denyCloseRange()) _exit(5);
         UnixInstanceChannel session(dir.path(), ":9");
         if (session.claim() != InstanceChannel::Claim::claimed) _exit(3);
-        LinuxBundleServices().relaunch(program.string());
+        LinuxInstallServices().relaunch(program.string());
         _exit(4);  // relaunch returned
     }
     // A relaunch still waiting when the test ends is stopped; once the
@@ -160,11 +160,11 @@ void relaunchesFromAChildProcess(bool withoutCloseRange) {
     EXPECT_TRUE(waitFor([&] { return started > 0 && kill(started, 0) != 0; })) << "the program did not end";
 }
 
-TEST(LinuxBundleServices, relaunchEndsThisProcessAndStartsTheProgramWithoutTheSessionLock) {
+TEST(LinuxInstallServices, relaunchEndsThisProcessAndStartsTheProgramWithoutTheSessionLock) {
     relaunchesFromAChildProcess(false);
 }
 
-TEST(LinuxBundleServices, relaunchStartsTheProgramWhereDescriptorsCannotBeClosedInBulk) {
+TEST(LinuxInstallServices, relaunchStartsTheProgramWhereDescriptorsCannotBeClosedInBulk) {
     relaunchesFromAChildProcess(true);
 }
 
