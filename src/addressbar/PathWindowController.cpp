@@ -257,16 +257,17 @@ void PathWindowController::stopSpinner() {
 // ---- the window's folder
 
 void PathWindowController::fetchFileManagerLocation() {
-    bridge_.getPathAsync([weak = std::weak_ptr(self_)](std::optional<std::string> path) {
-        if (const auto self = weak.lock()) (*self)->fileManagerLocationFetched(std::move(path));
+    bridge_.getPathAsync([weak = std::weak_ptr(self_), asked = views_.field->stringValue()](
+                             std::optional<std::string> path) {
+        if (const auto self = weak.lock()) (*self)->fileManagerLocationFetched(std::move(path), asked);
     });
 }
 
-void PathWindowController::fileManagerLocationFetched(std::optional<std::string> path) {
+void PathWindowController::fileManagerLocationFetched(std::optional<std::string> path, const std::string& asked) {
     stopSpinner();
     setFileManagerLocation(path);
     if (path) noteVisit(*path);
-    views_.field->setStringValue(path.value_or(locationFallback_));
+    showArrival(*views_.field, asked, path.value_or(locationFallback_));
     locationFallback_.clear();
     // No folder has no icon of its own: the search image stands in.
     setCurrentImage(path ? BarImage::iconForFile(*path) : BarImage::search());

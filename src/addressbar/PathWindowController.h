@@ -170,7 +170,8 @@ public:
     // Asks the file manager for the folder in the background; the answer goes
     // to fileManagerLocationFetched on the main queue.
     void fetchFileManagerLocation();
-    void fileManagerLocationFetched(std::optional<std::string> path);
+    // `asked`: the field's text when it was fetched; text typed since stays.
+    void fileManagerLocationFetched(std::optional<std::string> path, const std::string& asked);
     // The folder the window shows; when none is stored, asks the file manager
     // ("finder_get_path") and stores its answer, which may again be none.
     const std::optional<std::string>& fileManagerLocation();

@@ -70,6 +70,17 @@ TEST_F(PathWindowControllerTest, APlaceWithoutAPathKeepsItsAddressInTheField) {
     settle();
     settle();
     EXPECT_EQ(views_.field().stringValue(), "trash:///");
+
+    // Text typed while the window's folder is asked for stays.
+    catalogue_->hold(handlers::getPath);
+    bar().pathEditorEnter();
+    bridge_.waitUntilIdle();
+    dispatch::mainQueue().drain();
+    ASSERT_TRUE(catalogue_->waitForHeld(handlers::getPath, 1)) << testing::PrintToString(handlerCalls());
+    views_.field().type("concerts");
+    catalogue_->release(handlers::getPath);
+    settle();
+    EXPECT_EQ(views_.field().stringValue(), "concerts");
 }
 
 TEST(ServerMountGivenUp, ByEscapeOrAClosedWindowHidesTheBarWithoutNews) {
