@@ -445,17 +445,22 @@ void JorvaneApp::handleMouseEvent(const TapEvent& event) {
             // mouse up ends a drag rather than clicks.
             if (dragInProgress_) {
                 dragInProgress_ = false;
+                log::inDomain(log::Debug, kLog, "a drag ended at %g,%g", event.location.x, event.location.y);
                 return;
             }
             const ElementRef window = WindowLookup::windowUnderMouse();
-            if (!window) return;
-            const ElementRef title = WindowLookup::titleElementForWindow(window);
-            if (!title) return;
+            const ElementRef title = window ? WindowLookup::titleElementForWindow(window) : ElementRef{};
             Rect titleFrame;
-            WindowLookup::getWindowFrame(title, titleFrame);
-            if (!activation::widenedTitleFrame(titleFrame).containsPoint(event.location)) return;
+            if (title) WindowLookup::getWindowFrame(title, titleFrame);
+            if (!title || !activation::widenedTitleFrame(titleFrame).containsPoint(event.location)) {
+                log::inDomain(log::Debug, kLog, "a click at %g,%g is on no title (%s)", event.location.x,
+                              event.location.y, !window ? "no window" : !title ? "no title" : "outside it");
+                return;
+            }
             PathWindowController* controller = barFor(window, true);
             if (!controller) return;
+            log::inDomain(log::Debug, kLog, "a click on the title at %g,%g: its bar shows", event.location.x,
+                          event.location.y);
             controller->show();
             controller->pathEditor().selectAll();
             refreshSwallowableKeys(false);

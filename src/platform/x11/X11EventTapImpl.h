@@ -136,6 +136,8 @@ struct X11EventTap::Impl {
     bool grabsDirty = false;
     bool pointerMapDirty = false;
     std::set<xcb_keycode_t> pressedKeys;  // tapped keys held down
+    // The keys we hold on each client window: (key code, modifier state).
+    std::map<xcb_window_t, std::set<std::pair<xcb_keycode_t, std::uint16_t>>> heldGrabs;
     // Windows whose grab another client refused, and when to try again.
     std::set<xcb_window_t> refusedGrabs;
     std::optional<std::chrono::steady_clock::time_point> grabRetryAt;
@@ -225,6 +227,8 @@ struct X11EventTap::Impl {
     // ---- Key grabs (X11EventTapGrabs.cpp).
     void retryRefusedGrabs();
     void regrabAll();
+    // Brings the window's grabs to the keys wanted now, changing only what
+    // differs, so that a key that stays tapped is never let go in between.
     void grabKeys(xcb_window_t window);
     void ungrabKeys(xcb_window_t window);
 

@@ -168,6 +168,7 @@ void X11EventTap::Impl::handleEvent(xcb_generic_event_t* event) {
         }
         case XCB_DESTROY_NOTIFY: {
             auto* e = reinterpret_cast<xcb_destroy_notify_event_t*>(event);
+            heldGrabs.erase(e->window);
             if (clientFrames.erase(e->window)) publishTappedWindows();
             return;
         }
