@@ -109,12 +109,6 @@ public:
     bool closeWindow(std::uint32_t window, milliseconds timeout = milliseconds(5000));
     void closeThunarWindows();
 
-    // ---- Input through XTEST, as a user's devices make it
-
-    void click(int x, int y, int button = 1);
-    bool key(const std::string& combination);  // xdotool's notation ("ctrl+l", "Return")
-    bool type(const std::string& text);
-
     // ---- Evidence and settings
 
     bool screenshot(const std::filesystem::path& file);

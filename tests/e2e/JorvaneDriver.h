@@ -107,7 +107,7 @@ public:
 
     // ---- input (XTEST)
     void moveTo(int x, int y);
-    void clickAt(int x, int y);
+    void clickAt(int x, int y, int button = 1);
     // The modifiers pressed in order, the key, then released in reverse order.
     bool key(const std::string& keysym, const std::vector<std::string>& modifiers = {});
     bool hotKey() { return key("g", {"Control_L"}); }
