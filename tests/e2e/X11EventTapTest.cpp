@@ -4,7 +4,8 @@
 // tests cannot bring about: a window gone under a held key, a drag, and the
 // watchdog of a slow callback. (The hot key swallowed in every press order,
 // held until it repeats, after a layout change, other chords passed on,
-// title clicks and the tap following Thunar's restarts are theirs.)
+// title clicks and the tap following Thunar's restarts are theirs.) And the
+// shortcut recorder's probe for a combination another program holds.
 #include <gtest/gtest.h>
 
 #include <poll.h>
@@ -24,6 +25,7 @@
 #include "DesktopTest.h"
 #include "XTestClient.h"
 #include "platform/x11/X11EventTap.h"
+#include "platform/x11/X11SymbolicHotKeys.h"
 
 namespace jorvane::x11 {
 namespace {
@@ -256,6 +258,50 @@ TEST_F(X11EventTapTest, aSlowCallbackHasItsKeyHandedOnAndTheTapSwitchedOff) {
     observed_.clear();
     hands_->chord({kCtrl}, 'l');
     ASSERT_TRUE(observed_.waitForCount(kEventKeyDown, 1));
+}
+
+// ---- The shortcut recorder's check: a combination that another client has
+// grabbed counts as held while a free one is left free.
+
+class X11ShortcutRecorderTest : public e2e::DesktopTest {
+protected:
+    void SetUp() override {
+        DesktopTest::SetUp();
+        if (HasFatalFailure() || IsSkipped()) return;
+        keyboard_ = X11Keyboard::open(desktop().display());
+        ASSERT_NE(keyboard_, nullptr);
+    }
+    std::shared_ptr<X11Keyboard> keyboard_;
+};
+
+TEST_F(X11ShortcutRecorderTest, combinationGrabbedByAnotherClientIsHeldAndAFreeOneStaysFree) {
+    // Another program grabs Ctrl+Alt+G on the root window.
+    e2e::XTestClient program(desktop().display());
+    ASSERT_TRUE(program.ok());
+    xcb_connection_t* other = program.connection();
+    const xcb_window_t root = program.root();
+    std::vector<xkb_keycode_t> keys;
+    std::uint16_t ctrlAlt = 0, ctrlShift = 0;
+    keyboard_->withCurrent([&](const X11Keyboard::Current& current) {
+        ASSERT_TRUE(current.keys);
+        keys = current.keys->keycodes(kKeyG, current.group);
+        ctrlAlt = current.keys->stateForFlags(kModifierCommand | kModifierOption).value_or(0);
+        ctrlShift = current.keys->stateForFlags(kModifierCommand | kModifierShift).value_or(0);
+    });
+    ASSERT_FALSE(keys.empty());
+    const auto key = static_cast<xcb_keycode_t>(keys.front());
+    xcb_generic_error_t* error = xcb_request_check(
+        other, xcb_grab_key_checked(other, 1, root, ctrlAlt, key, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    ASSERT_EQ(error, nullptr);
+
+    X11SymbolicHotKeys hotKeys(keyboard_, X11SymbolicHotKeys::Options{});
+    EXPECT_TRUE(hotKeys.isHeldByAnotherProgram(kKeyG, kRecorderCommand | kRecorderOption));
+    EXPECT_FALSE(hotKeys.isHeldByAnotherProgram(kKeyG, kRecorderCommand | kRecorderShift));
+    // The probe let go of what it took: the other program can grab it now.
+    error = xcb_request_check(
+        other, xcb_grab_key_checked(other, 1, root, ctrlShift, key, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    EXPECT_EQ(error, nullptr);
+    std::free(error);
 }
 
 }  // namespace
