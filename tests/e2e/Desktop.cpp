@@ -363,8 +363,7 @@ void Desktop::startThunar(const std::optional<fs::path>& folder) {
     thunarPid_ = spawn(
         folder ? std::vector<std::string>{"thunar", folder->string()} : std::vector<std::string>{"thunar", "--daemon"},
         "thunar");
-    const bool up =
-        waitUntil([this] { return nameHasOwner("org.xfce.FileManager"); }, kStartTimeout, milliseconds(50));
+    const bool up = waitUntil([this] { return nameHasOwner("org.xfce.FileManager"); }, kStartTimeout, milliseconds(50));
     if (!up) throw std::runtime_error("Thunar did not take org.xfce.FileManager");
 }
 

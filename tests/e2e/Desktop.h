@@ -77,8 +77,8 @@ public:
     // Runs a program to its end, at most for `timeout`.
     RunResult run(const std::vector<std::string>& argv, milliseconds timeout = milliseconds(10000));
     void stopProcess(pid_t pid, milliseconds grace = milliseconds(2000));  // SIGTERM, SIGKILL after `grace`
-    bool suspend(pid_t pid);  // SIGSTOP
-    bool resume(pid_t pid);   // SIGCONT
+    bool suspend(pid_t pid);                                               // SIGSTOP
+    bool resume(pid_t pid);                                                // SIGCONT
     void restartThunar();
     // Ends Thunar (SIGTERM, or SIGKILL as a crash would) and waits until its D-Bus name is free.
     void stopThunar(bool crash = false);

@@ -232,8 +232,7 @@ TEST_F(JorvaneApp, EscapeClosesTheListThenTheBarAndThunarGetsTheKeyboardBack) {
     ASSERT_TRUE(waitUntil([&] { return driver().completionList().has_value(); }, kWait)) << "Tab shows the list";
 
     ASSERT_TRUE(driver().key("Escape"));
-    EXPECT_TRUE(waitUntil([&] { return !driver().completionList(); }, kWait))
-        << "the first Escape closes the list";
+    EXPECT_TRUE(waitUntil([&] { return !driver().completionList(); }, kWait)) << "the first Escape closes the list";
     EXPECT_TRUE(driver().bar()) << "... and leaves the bar";
 
     ASSERT_TRUE(driver().key("Escape"));

@@ -90,7 +90,7 @@ TEST_P(X11AccessibilityTest, TheFrameIsTheClientGrownByTheExtentsAndHoldsTheTitl
     for (const PositionCase& c : cases) {
         SCOPED_TRACE(c.name);
         const ElementRef e = ax->elementAtPosition(static_cast<float>(window.origin.x + c.dx),
-                                                    static_cast<float>(window.origin.y + c.dy));
+                                                   static_cast<float>(window.origin.y + c.dy));
         if (!c.expectedRole) {
             EXPECT_EQ(e, nullptr);
             continue;

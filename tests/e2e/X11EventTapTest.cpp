@@ -46,7 +46,8 @@ constexpr xcb_keysym_t kCtrl = 0xffe3;  // Control_L
 class RecordingWindow {
 public:
     RecordingWindow(const std::string& display, int32_t pid, int x, int y) : x_(display) {
-        id_ = x_.create({.pid = pid, .x = x, .y = y, .width = 400, .height = 300, .eventMask = XCB_EVENT_MASK_KEY_PRESS});
+        id_ =
+            x_.create({.pid = pid, .x = x, .y = y, .width = 400, .height = 300, .eventMask = XCB_EVENT_MASK_KEY_PRESS});
     }
     xcb_window_t id() const { return id_; }
     bool focus() { return x_.focus(id_); }
@@ -70,7 +71,9 @@ public:
             poll(&p, 1, 20);
         }
     }
-    std::size_t presses(xcb_keycode_t key) const { return std::size_t(std::count(presses_.begin(), presses_.end(), key)); }
+    std::size_t presses(xcb_keycode_t key) const {
+        return std::size_t(std::count(presses_.begin(), presses_.end(), key));
+    }
 
 private:
     e2e::XTestClient x_;

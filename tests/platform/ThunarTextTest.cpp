@@ -38,9 +38,9 @@ TEST(Utf8Rules, ValidateAndRepairLikeGLib) {
         {"plain", true, "plain"},
         {"\xF0\x9F\x98\x80", true, "\xF0\x9F\x98\x80"},
         {"caf\xe9", false, "caf" + r},
-        {"a\xE2\x82", false, "a" + r + r},  // truncated: one per byte
-        {"\xC0\xAF", false, r + r},          // an overlong slash
-        {"\xED\xA0\x80", false, r + r + r},  // a surrogate
+        {"a\xE2\x82", false, "a" + r + r},           // truncated: one per byte
+        {"\xC0\xAF", false, r + r},                  // an overlong slash
+        {"\xED\xA0\x80", false, r + r + r},          // a surrogate
         {"\xF4\x90\x80\x80", false, r + r + r + r},  // beyond U+10FFFF
     };
     for (const auto& [bytes, valid, repaired] : rows) {
@@ -101,7 +101,8 @@ TEST(StripMnemonic, RemovesSingleUnderscoresAndKeepsDoubledOnes) {
 }
 
 TEST(WindowKinds, AreToldApart) {
-    const std::tuple<const char*, WindowTraits, bool, bool> rows[] = {  // thunar, browser
+    // The traits, then whether it is Thunar's and whether it is a browser window.
+    const std::tuple<const char*, WindowTraits, bool, bool> rows[] = {
         {"a browser window", {"thunar", "Thunar", "Thunar-1795324409-2523727034", true, false}, true, true},
         {"a dialog of Thunar", {"thunar", "Thunar", "", false, true}, true, false},
         {"a normal window without the role", {"thunar", "Thunar", "properties", true, false}, true, false},

@@ -30,7 +30,8 @@ TEST(Accelerator, becomesACodeAndRecorderFlags) {
         {"<Primary", std::nullopt},
         {"<Primary>NoSuchKey", std::nullopt},
     };
-    for (const auto& [accelerator, expected] : rows) EXPECT_EQ(symbolicHotKeyForAccelerator(accelerator), expected) << accelerator;
+    for (const auto& [accelerator, expected] : rows)
+        EXPECT_EQ(symbolicHotKeyForAccelerator(accelerator), expected) << accelerator;
 }
 
 constexpr const char* kListing =

@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <optional>
-#include <tuple>
 #include <string>
+#include <tuple>
 
 #include "ui/KeyTranslation.h"
 
