@@ -20,6 +20,7 @@
 #include "XTestClient.h"
 #include "platform/thunar/ThunarAtspi.h"
 #include "settings/FileDefaultsStorage.h"
+#include "settings/LoginItems.h"
 #include "settings/UserDefaults.h"
 
 namespace jorvane::e2e {
@@ -144,6 +145,20 @@ struct JorvaneDriver::Atspi {
         return findFirst(root, text, depth, 10);
     }
 };
+
+std::vector<std::string> autostartPrograms(const fs::path& folder) {
+    std::vector<std::string> programs;
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(folder, error)) {
+        std::ifstream in(entry.path());
+        for (std::string line; std::getline(in, line);) {
+            if (!line.starts_with("Exec=")) continue;
+            const auto arguments = LoginItem::splitExecArguments(LoginItem::unescapeDesktopValue(line.substr(5)));
+            if (arguments && !arguments->empty()) programs.push_back(arguments->front());
+        }
+    }
+    return programs;
+}
 
 JorvaneDriver::JorvaneDriver(Desktop& desktop)
     : desktop_(desktop), x_(std::make_unique<XTestClient>(desktop.display())) {}

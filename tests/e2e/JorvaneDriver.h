@@ -43,6 +43,10 @@ struct FieldText {
     std::string problem;
 };
 
+// The program of each autostart entry in the folder (the first argument of its
+// Exec line), read as a desktop reads it.
+std::vector<std::string> autostartPrograms(const std::filesystem::path& folder);
+
 // Keys are keysym names as X spells them ("Control_L", "g").
 class JorvaneDriver {
 public:
