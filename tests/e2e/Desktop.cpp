@@ -5,7 +5,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -16,6 +15,7 @@
 
 #include "ProcessSweep.h"
 #include "XTestClient.h"
+#include "platform/thunar/ThunarText.h"
 
 extern char** environ;
 
@@ -35,23 +35,6 @@ std::unique_ptr<Desktop>& sharedInstance() {
 std::string& sharedError() {
     static std::string error;
     return error;
-}
-
-// Thunar's title of a folder whose path is not UTF-8, "file:///a%FFb - Thunar",
-// decoded to "/a\xffb - Thunar" (anything else comes back unchanged).
-std::string percentDecoded(const std::string& title) {
-    if (title.rfind("file://", 0) != 0) return title;
-    std::string out;
-    for (std::size_t i = 7; i < title.size(); ++i) {
-        if (title[i] == '%' && i + 2 < title.size() && std::isxdigit(static_cast<unsigned char>(title[i + 1])) &&
-            std::isxdigit(static_cast<unsigned char>(title[i + 2]))) {
-            out.push_back(static_cast<char>(std::stoi(title.substr(i + 1, 2), nullptr, 16)));
-            i += 2;
-        } else {
-            out.push_back(title[i]);
-        }
-    }
-    return out;
 }
 
 // Reads one line from a descriptor within the time-out.
@@ -380,8 +363,7 @@ void Desktop::startThunar(const std::optional<fs::path>& folder) {
     thunarPid_ = spawn(
         folder ? std::vector<std::string>{"thunar", folder->string()} : std::vector<std::string>{"thunar", "--daemon"},
         "thunar");
-    const bool up =
-        waitUntil([this] { return nameHasOwner("org.xfce.FileManager"); }, kStartTimeout, milliseconds(50));
+    const bool up = waitUntil([this] { return nameHasOwner("org.xfce.FileManager"); }, kStartTimeout, milliseconds(50));
     if (!up) throw std::runtime_error("Thunar did not take org.xfce.FileManager");
 }
 
@@ -438,15 +420,13 @@ std::optional<std::uint32_t> Desktop::openThunarWindow(const fs::path& folder, m
     const std::vector<std::uint32_t> before = thunarWindows();
     const RunResult client = run({"thunar", folder.string()}, timeout);
     if (client.exitCode != 0) return std::nullopt;
-    const std::string expected = titleOf(folder);
     return waitForWindow(
         [&](std::uint32_t window) {
             if (std::find(before.begin(), before.end(), window) != before.end()) return false;
             if (wmClass(window) != "Thunar") return false;
             if (thunarPid_ > 0 && windowPid(window) != thunarPid_) return false;
-            const std::string shown = title(window);
-            // Paths that are not UTF-8 appear as escaped file:// URIs.
-            return shown == expected || percentDecoded(shown) == expected;
+            // Paths that are not UTF-8 appear as escaped file:// URIs: Thunar's own reading of its titles.
+            return thunar::folderFromTitle(title(window)) == folder.string();
         },
         timeout);
 }
@@ -478,19 +458,6 @@ bool Desktop::closeWindow(std::uint32_t window, milliseconds timeout) {
 
 void Desktop::closeThunarWindows() {
     for (std::uint32_t window : thunarWindows()) closeWindow(window, milliseconds(3000));
-}
-
-void Desktop::click(int x, int y, int button) {
-    if (x_) x_->click(x, y, static_cast<std::uint8_t>(button));
-}
-
-bool Desktop::key(const std::string& combination) {
-    // xdotool sends keys through XTEST when no window is named.
-    return run({"xdotool", "key", "--", combination}, milliseconds(5000)).exitCode == 0;
-}
-
-bool Desktop::type(const std::string& text) {
-    return run({"xdotool", "type", "--", text}, milliseconds(10000)).exitCode == 0;
 }
 
 bool Desktop::screenshot(const fs::path& file) {

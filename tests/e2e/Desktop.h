@@ -77,8 +77,8 @@ public:
     // Runs a program to its end, at most for `timeout`.
     RunResult run(const std::vector<std::string>& argv, milliseconds timeout = milliseconds(10000));
     void stopProcess(pid_t pid, milliseconds grace = milliseconds(2000));  // SIGTERM, SIGKILL after `grace`
-    bool suspend(pid_t pid);  // SIGSTOP
-    bool resume(pid_t pid);   // SIGCONT
+    bool suspend(pid_t pid);                                               // SIGSTOP
+    bool resume(pid_t pid);                                                // SIGCONT
     void restartThunar();
     // Ends Thunar (SIGTERM, or SIGKILL as a crash would) and waits until its D-Bus name is free.
     void stopThunar(bool crash = false);
@@ -108,12 +108,6 @@ public:
     // Asks the window manager to close the window and waits until it is gone.
     bool closeWindow(std::uint32_t window, milliseconds timeout = milliseconds(5000));
     void closeThunarWindows();
-
-    // ---- Input through XTEST, as a user's devices make it
-
-    void click(int x, int y, int button = 1);
-    bool key(const std::string& combination);  // xdotool's notation ("ctrl+l", "Return")
-    bool type(const std::string& text);
 
     // ---- Evidence and settings
 

@@ -54,16 +54,12 @@ protected:
         d->restartThunar();
     }
 
-    void openBarByTitleClick(std::uint32_t window) {
-        ASSERT_TRUE(clickTitle(window)) << "no focused bar after a click on the title";
-    }
-
     static inline fs::path demo_;
     std::uint32_t window_ = 0;
 };
 
 TEST_F(JorvaneApp, AClickOnTheTitleOpensTheBarOverItFilledWithTheFolder) {
-    openBarByTitleClick(window_);
+    ASSERT_TRUE(clickTitle(window_)) << "no focused bar after a click on the title";
 
     const std::optional<BarWindow> bar = driver().bar();
     ASSERT_TRUE(bar);
@@ -151,12 +147,7 @@ TEST_F(JorvaneApp, CtrlGOpensTheBarAfterTheKeyboardLayoutChanges) {
     driver().moveTo(2, 2);
     const std::optional<std::uint8_t> usG = driver().keycodeOf("g");
     ASSERT_TRUE(usG);
-    const auto layout = [](const std::vector<std::string>& names) {
-        std::vector<std::string> argv = {"setxkbmap", "-display", desktop().display()};
-        argv.insert(argv.end(), names.begin(), names.end());
-        return desktop().run(argv).exitCode == 0;
-    };
-    ASSERT_TRUE(layout({"us", "dvorak"}));
+    ASSERT_TRUE(setLayout({"us", "dvorak"}));
     const std::optional<std::uint8_t> dvorakG = driver().keycodeOf("g");
     EXPECT_TRUE(dvorakG && dvorakG != usG);
     const bool grabbed = driver().waitForGrab(window_, "g", kWait);
@@ -169,7 +160,7 @@ TEST_F(JorvaneApp, CtrlGOpensTheBarAfterTheKeyboardLayoutChanges) {
     const std::vector<JorvaneDriver::KeyStep> oldG = {{"Control_L"}, {"i"}, {"i", false}, {"Control_L", false}};
     const bool pressed = driver().keySteps(oldG, milliseconds(80));  // "i" is on the US G key
     const std::vector<JorvaneDriver::SeenKey> seenWithOldG = driver().seenKeys();
-    ASSERT_TRUE(layout({"us"}));
+    ASSERT_TRUE(setLayout({"us"}));
     EXPECT_TRUE(grabbed) << "the tap did not grab Ctrl+G on its new key";
     EXPECT_TRUE(opened) << "Ctrl+G opened no bar on Dvorak";
     EXPECT_FALSE(dvorakG && sawKey(seenWithG, *dvorakG, true)) << "Thunar saw the G";
@@ -211,7 +202,7 @@ TEST_F(JorvaneApp, ChordsThatAreNotTheHotKeyReachThunarInEveryReleaseOrder) {
 }
 
 TEST_F(JorvaneApp, TypingANameCompletesInlineAndSelectsTheItemInThunar) {
-    openBarByTitleClick(window_);
+    ASSERT_TRUE(clickTitle(window_)) << "no focused bar after a click on the title";
     ASSERT_TRUE(driver().waitForFieldText(demo_.string(), kWait));
     ASSERT_TRUE(driver().type("alp"));
 
@@ -225,7 +216,7 @@ TEST_F(JorvaneApp, TypingANameCompletesInlineAndSelectsTheItemInThunar) {
 }
 
 TEST_F(JorvaneApp, ReturnOnAPatternSelectsEveryMatch) {
-    openBarByTitleClick(window_);
+    ASSERT_TRUE(clickTitle(window_)) << "no focused bar after a click on the title";
     ASSERT_TRUE(driver().type("*.txt"));
     ASSERT_TRUE(driver().waitForFieldText("*.txt", kWait));
     ASSERT_TRUE(driver().key("Return"));
@@ -241,8 +232,7 @@ TEST_F(JorvaneApp, EscapeClosesTheListThenTheBarAndThunarGetsTheKeyboardBack) {
     ASSERT_TRUE(waitUntil([&] { return driver().completionList().has_value(); }, kWait)) << "Tab shows the list";
 
     ASSERT_TRUE(driver().key("Escape"));
-    EXPECT_TRUE(waitUntil([&] { return !driver().completionList(); }, kWait))
-        << "the first Escape closes the list";
+    EXPECT_TRUE(waitUntil([&] { return !driver().completionList(); }, kWait)) << "the first Escape closes the list";
     EXPECT_TRUE(driver().bar()) << "... and leaves the bar";
 
     ASSERT_TRUE(driver().key("Escape"));
@@ -252,7 +242,7 @@ TEST_F(JorvaneApp, EscapeClosesTheListThenTheBarAndThunarGetsTheKeyboardBack) {
 }
 
 TEST_F(JorvaneApp, AClickOnARowOfTheListChoosesItAndTheBarKeepsTheKeyboard) {
-    openBarByTitleClick(window_);
+    ASSERT_TRUE(clickTitle(window_)) << "no focused bar after a click on the title";
     // The completed "One/" deleted, Tab shows the list rather than taking it.
     ASSERT_TRUE(driver().type((demo_ / "Rows").string() + "/"));
     ASSERT_TRUE(driver().waitForInlineCompletion(kWait));
@@ -274,10 +264,10 @@ TEST_F(JorvaneApp, AClickOnARowOfTheListChoosesItAndTheBarKeepsTheKeyboard) {
 }
 
 TEST_F(JorvaneApp, TheContextMenuLeavesTheKeyboardWithTheBarAndAClickIntoThunarClosesIt) {
-    openBarByTitleClick(window_);
+    ASSERT_TRUE(clickTitle(window_)) << "no focused bar after a click on the title";
     const std::optional<BarWindow> bar = driver().bar();
     ASSERT_TRUE(bar);
-    desktop().click(bar->geometry.x + 60, bar->geometry.y + bar->geometry.height / 2, 3);
+    driver().clickAt(bar->geometry.x + 60, bar->geometry.y + bar->geometry.height / 2, 3);
     ASSERT_TRUE(waitUntil([&] { return driver().bar(true) && driver().keyboardGrabbed(); }, kWait)) << "no menu";
     ASSERT_TRUE(driver().key("Escape"));
     EXPECT_TRUE(waitUntil([&] { return !driver().bar(true); }, kWait)) << "the menu stayed";
@@ -328,7 +318,7 @@ TEST_F(JorvaneApp, ClosingTheThunarWindowRemovesItsBar) {
 }
 
 TEST_F(JorvaneApp, MinimisingTheWindowHidesTheBarAndRestoringDoesNotBringItBack) {
-    openBarByTitleClick(window_);
+    ASSERT_TRUE(clickTitle(window_)) << "no focused bar after a click on the title";
     driver().minimise(window_);
     EXPECT_TRUE(driver().waitForBarHidden(kWait)) << "the bar of a minimised window goes";
 
@@ -347,12 +337,9 @@ TEST_F(JorvaneApp, HiddenFilesToggleRestartsThunarOnItsFoldersInFront) {
     ASSERT_TRUE(openBarByHotKey()) << "no focused bar after Ctrl+G";
 
     // On a German keyboard Shift+. types ":"; the shortcut is still Ctrl+Shift+. (the X key names it).
-    const auto layout = [](const char* name) {
-        return desktop().run({"setxkbmap", "-display", desktop().display(), name}).exitCode == 0;
-    };
-    ASSERT_TRUE(layout("de"));
+    ASSERT_TRUE(setLayout({"de"}));
     const bool pressed = driver().key("period", {"Control_L", "Shift_L"});
-    ASSERT_TRUE(layout("us"));
+    ASSERT_TRUE(setLayout({"us"}));
     ASSERT_TRUE(pressed);
     // Thunar quits, and a new one opens the same folder and comes to the front.
     const std::optional<std::uint32_t> reopened = desktop().waitForWindow(

@@ -43,6 +43,10 @@ struct FieldText {
     std::string problem;
 };
 
+// The program of each autostart entry in the folder (the first argument of its
+// Exec line), read as a desktop reads it.
+std::vector<std::string> autostartPrograms(const std::filesystem::path& folder);
+
 // Keys are keysym names as X spells them ("Control_L", "g").
 class JorvaneDriver {
 public:
@@ -107,7 +111,7 @@ public:
 
     // ---- input (XTEST)
     void moveTo(int x, int y);
-    void clickAt(int x, int y);
+    void clickAt(int x, int y, int button = 1);
     // The modifiers pressed in order, the key, then released in reverse order.
     bool key(const std::string& keysym, const std::vector<std::string>& modifiers = {});
     bool hotKey() { return key("g", {"Control_L"}); }

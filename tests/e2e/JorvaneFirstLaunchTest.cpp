@@ -18,7 +18,6 @@
 #include "DesktopTest.h"
 #include "JorvaneDriver.h"
 #include "settings/FileDefaultsStorage.h"
-#include "settings/LoginItems.h"
 #include "settings/UserDefaults.h"
 
 namespace jorvane::e2e {
@@ -29,21 +28,6 @@ namespace fs = std::filesystem;
 constexpr milliseconds kWait{15000};
 
 constexpr const char* kMoveBox = "Move Jorvane to my /opt folder";
-
-// The first argument of each autostart entry's Exec line in the folder.
-std::vector<std::string> autostartPrograms(const fs::path& folder) {
-    std::vector<std::string> programs;
-    std::error_code error;
-    for (const auto& entry : fs::directory_iterator(folder, error)) {
-        std::ifstream in(entry.path());
-        for (std::string line; std::getline(in, line);) {
-            if (!line.starts_with("Exec=")) continue;
-            const auto arguments = LoginItem::splitExecArguments(LoginItem::unescapeDesktopValue(line.substr(5)));
-            if (arguments && !arguments->empty()) programs.push_back(arguments->front());
-        }
-    }
-    return programs;
-}
 
 // Every file below the folder, relative to it, with its size: what a test
 // compares before and after.

@@ -74,7 +74,7 @@ TEST_F(JorvanePreferences, ANewHotKeyRecordedInThePreferencesIsKeptAndOpensTheBa
     ASSERT_TRUE(openBarByHotKey()) << "no bar after Ctrl+G";
     const std::optional<BarWindow> bar = driver().bar();
     ASSERT_TRUE(bar);
-    desktop().click(bar->geometry.x + bar->geometry.width / 2, bar->geometry.y + bar->geometry.height / 2, 3);
+    driver().clickAt(bar->geometry.x + bar->geometry.width / 2, bar->geometry.y + bar->geometry.height / 2, 3);
     ASSERT_TRUE(waitUntil([&] { return driver().bar(true).has_value(); }, kWait)) << "no context menu";
     ASSERT_TRUE(driver().key("Up"));
     ASSERT_TRUE(driver().key("Return"));
@@ -95,7 +95,7 @@ TEST_F(JorvanePreferences, ANewHotKeyRecordedInThePreferencesIsKeptAndOpensTheBa
     // The hot-key field is the window's first row, right of its label.
     // The window manager may hold the click a moment (its click-to-focus
     // grab) while keys go straight through: type once recording has begun.
-    desktop().click(frame->x + frame->width * 2 / 3, frame->y + 24);
+    driver().clickAt(frame->x + frame->width * 2 / 3, frame->y + 24);
     ASSERT_TRUE(driver().waitForLog("recording a hot key", kWait)) << "the click did not start recording";
     ASSERT_TRUE(driver().key("j", {"Control_L", "Shift_L"}));
     ASSERT_TRUE(desktop().closeWindow(*preferences)) << "the preferences window did not close";

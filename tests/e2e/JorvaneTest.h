@@ -91,6 +91,13 @@ protected:
                desktop().waitForTitle(window, titleOf(shown), kWait);
     }
 
+    // The keyboard layout, as setxkbmap sets it ("us", or "us" "dvorak").
+    static bool setLayout(const std::vector<std::string>& names) {
+        std::vector<std::string> argv = {"setxkbmap", "-display", desktop().display()};
+        argv.insert(argv.end(), names.begin(), names.end());
+        return desktop().run(argv).exitCode == 0;
+    }
+
     static void closeBar() {
         if (!driver().bar()) return;
         driver().key("Escape");

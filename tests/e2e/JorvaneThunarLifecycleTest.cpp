@@ -171,17 +171,11 @@ TEST_F(ThunarLifecycle, startedByItsAutostartEntryBeforeThunarItWorks) {
     // welcome writes, read back as a desktop reads it, and removed again.
     const std::string program = fs::canonical(kJorvaneBinary).string();
     LoginItem::InstallLoginItemWithPath(program);
-    std::optional<std::vector<std::string>> exec;
-    for (const auto& entry : fs::directory_iterator(LoginItem::autostartDirectory())) {
-        std::ifstream in(entry.path());
-        for (std::string line; std::getline(in, line);)
-            if (line.starts_with("Exec="))
-                exec = LoginItem::splitExecArguments(LoginItem::unescapeDesktopValue(line.substr(5)));
-    }
+    const std::vector<std::string> programs = autostartPrograms(LoginItem::autostartDirectory());
     LoginItem::RemoveLoginItemWithPath(program);
-    ASSERT_TRUE(exec && !exec->empty());
+    ASSERT_EQ(programs.size(), 1u);
     JorvaneDriver::Options options;
-    options.program = exec->front();
+    options.program = programs.front();
     startProgramWithoutThunar(options);
     desktop().startThunar();
     EXPECT_EQ(worksOn(desktop().openThunarWindow(folder_)), "");

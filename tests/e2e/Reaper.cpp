@@ -15,6 +15,7 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <iostream>
 #include <string>
 #include <thread>
 
@@ -31,23 +32,10 @@ int main(int argc, char** argv) {
     const std::string marker = argv[1];
     const std::filesystem::path root = argv[2];
 
+    // Ignored signals interrupt no read: the loop ends when the pipe closes.
     std::vector<pid_t> pids;
-    std::string line;
-    char buffer[256];
-    for (;;) {
-        const ssize_t n = read(STDIN_FILENO, buffer, sizeof buffer);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;
-        for (ssize_t i = 0; i < n; ++i) {
-            if (buffer[i] != '\n') {
-                line.push_back(buffer[i]);
-                continue;
-            }
-            const long pid = std::strtol(line.c_str(), nullptr, 10);
-            if (pid > 1) pids.push_back(static_cast<pid_t>(pid));
-            line.clear();
-        }
-    }
+    for (std::string line; std::getline(std::cin, line);)
+        if (const long pid = std::strtol(line.c_str(), nullptr, 10); pid > 1) pids.push_back(static_cast<pid_t>(pid));
 
     const int stopped = jorvane::e2e::stopSessionProcesses(pids, marker, {getpid()}, std::chrono::seconds(2));
     if (stopped > 0) std::fprintf(stderr, "jorvane_e2e_reaper: stopped %d leftover processes\n", stopped);

@@ -161,13 +161,8 @@ xcb_window_t XTestClient::create(const WindowSpec& shape) {
                         static_cast<std::uint32_t>(wmClass.size()), wmClass.data());
     const auto pid = static_cast<std::uint32_t>(shape.pid == -1 ? getpid() : shape.pid);
     xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, atom("_NET_WM_PID"), XCB_ATOM_CARDINAL, 32, 1, &pid);
-    const xcb_atom_t type = atom(shape.type == TestWindowType::Dock     ? "_NET_WM_WINDOW_TYPE_DOCK"
-                                 : shape.type == TestWindowType::Dialog ? "_NET_WM_WINDOW_TYPE_DIALOG"
-                                                                        : "_NET_WM_WINDOW_TYPE_NORMAL");
+    const xcb_atom_t type = atom("_NET_WM_WINDOW_TYPE_NORMAL");
     xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, atom("_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM, 32, 1, &type);
-    if (shape.transientFor)
-        xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_TRANSIENT_FOR, XCB_ATOM_WINDOW, 32, 1,
-                            &shape.transientFor);
     // WM_NORMAL_HINTS with USPosition and USSize: the window manager places
     // the window where we say.
     const std::uint32_t hints[18] = {1 | 2, static_cast<std::uint32_t>(shape.x), static_cast<std::uint32_t>(shape.y),
@@ -177,29 +172,15 @@ xcb_window_t XTestClient::create(const WindowSpec& shape) {
     made_.push_back(w);
     // The frame extents are set on this very window: the client list alone
     // can still name an earlier window of the same id (the server reuses ids).
-    const bool framed = shape.type != TestWindowType::Dock;
     // Openbox sometimes drops a map request that comes while it is still
     // starting (the window stays unmapped); asking again helps.
     bool managed = false;
     for (int attempt = 0; attempt < 3 && !managed; ++attempt) {
         xcb_map_window(c_, w);
         xcb_flush(c_);
-        managed = waitUntil([&] { return isManaged(w) && (!framed || frameExtents(w).size() == 4); }, kManageWait / 3);
+        managed = waitUntil([&] { return isManaged(w) && frameExtents(w).size() == 4; }, kManageWait / 3);
     }
     EXPECT_TRUE(managed) << "the window manager did not take window " << shape.title;
-    return w;
-}
-
-xcb_window_t XTestClient::cover(const WindowGeometry& area) {
-    const xcb_window_t w = xcb_generate_id(c_);
-    const std::uint32_t attributes[] = {screen_->black_pixel, 1};
-    xcb_create_window(c_, XCB_COPY_FROM_PARENT, w, root_, static_cast<std::int16_t>(area.x),
-                      static_cast<std::int16_t>(area.y), static_cast<std::uint16_t>(area.width),
-                      static_cast<std::uint16_t>(area.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen_->root_visual,
-                      XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, attributes);
-    xcb_map_window(c_, w);
-    sync();
-    made_.push_back(w);
     return w;
 }
 
@@ -209,18 +190,6 @@ void XTestClient::setTitle(xcb_window_t window, const std::string& title) {
                         title.data());
     xcb_change_property(c_, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, length, title.data());
     xcb_flush(c_);
-}
-
-void XTestClient::move(xcb_window_t window, int x, int y) {
-    const std::uint32_t values[] = {static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y)};
-    xcb_configure_window(c_, window, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, values);
-    xcb_flush(c_);
-}
-
-void XTestClient::destroy(xcb_window_t window) {
-    xcb_destroy_window(c_, window);
-    sync();
-    std::erase(made_, window);
 }
 
 bool XTestClient::focus(xcb_window_t window) {

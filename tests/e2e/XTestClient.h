@@ -18,15 +18,11 @@
 
 namespace jorvane::e2e {
 
-enum class TestWindowType { Normal, Dialog, Dock };
-
 struct WindowSpec {
     std::string title = "Jorvane test window";
     std::string wmClass = "JorvaneTest";
     std::int32_t pid = -1;  // _NET_WM_PID; -1: this process
     int x = 200, y = 150, width = 400, height = 240;
-    TestWindowType type = TestWindowType::Normal;
-    xcb_window_t transientFor = 0;
     std::uint32_t eventMask = XCB_EVENT_MASK_EXPOSURE;  // what this connection hears of the window
 };
 
@@ -72,14 +68,8 @@ public:
 
     // ---- Windows of our own
 
-    // Maps the window and waits until the window manager manages (and, but
-    // for a dock, frames) it.
+    // Maps the window and waits until the window manager manages and frames it.
     xcb_window_t create(const WindowSpec& shape);
-    // A black window the window manager leaves alone, as the address bar is.
-    xcb_window_t cover(const WindowGeometry& area);
-    void setTitle(xcb_window_t window, const std::string& title);
-    void move(xcb_window_t window, int x, int y);
-    void destroy(xcb_window_t window);
     // Gives the window the X input focus and waits until it has it.
     bool focus(xcb_window_t window);
 
@@ -108,6 +98,7 @@ public:
     bool click(int x, int y, std::uint8_t button = 1, std::chrono::milliseconds settle = {});
 
 private:
+    void setTitle(xcb_window_t window, const std::string& title);
     void rootMessage(xcb_window_t window, const char* type, std::vector<std::uint32_t> data);
 
     xcb_connection_t* c_ = nullptr;

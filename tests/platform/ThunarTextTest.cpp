@@ -2,72 +2,52 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "platform/thunar/ThunarText.h"
 
 namespace jorvane::thunar {
 namespace {
 
-struct TitleCase {
-    const char* label;
-    std::string title;
-    std::optional<std::string> folder;
-};
-
-class FolderFromTitle : public ::testing::TestWithParam<TitleCase> {};
-
-TEST_P(FolderFromTitle, Reads) { EXPECT_EQ(folderFromTitle(GetParam().title), GetParam().folder); }
-
-INSTANTIATE_TEST_SUITE_P(
-    Titles, FolderFromTitle,
-    ::testing::Values(
-        TitleCase{"AFullPath", "/home/ann/Documents - Thunar", "/home/ann/Documents"},
-        TitleCase{"TheRootFolder", "/ - Thunar", "/"},
-        TitleCase{"ANonAsciiPath", "/tmp/Ünïcødé 日本 - Thunar", "/tmp/Ünïcødé 日本"},
-        TitleCase{"APathEndingLikeATitle", "/tmp/docs - Thunar - Thunar", "/tmp/docs - Thunar"},
-        TitleCase{"AnEscapedFileUriForBytesThatAreNotUtf8", "file:///tmp/bad%FFname - Thunar",
-                  std::string("/tmp/bad\xff"
-                              "name")},
-        TitleCase{"AFileUriWithLocalhost", "file://localhost/tmp/a%20b - Thunar", "/tmp/a b"},
-        TitleCase{"NothingForTheTrash", "trash:/// - Thunar", std::nullopt},
-        TitleCase{"NothingForARemoteFolder", "sftp://host/srv - Thunar", std::nullopt},
-        TitleCase{"NothingForAFileUriOfAnotherHost", "file://host/tmp - Thunar", std::nullopt},
-        TitleCase{"NothingForAMalformedEscape", "file:///tmp/%G1 - Thunar", std::nullopt},
-        TitleCase{"NothingForAnEscapedNul", "file:///tmp/%00 - Thunar", std::nullopt},
-        TitleCase{"NothingForTheFolderNameAlone", "Documents - Thunar", std::nullopt},
-        TitleCase{"NothingForAnotherProgramsTitle", "/tmp/notes.txt - Mousepad", std::nullopt},
-        TitleCase{"NothingForAnEmptyTitle", "", std::nullopt},
-        TitleCase{"NothingForAPathLongerThanAnyFolderCanBe", "/" + std::string(4096, 'a') + " - Thunar", std::nullopt},
-        TitleCase{"NothingForAMegabyteTitle", "/" + std::string(1024 * 1024, 'a') + " - Thunar", std::nullopt},
-        TitleCase{"ALongPathThatCanExistIsRead", "/" + std::string(4000, 'a') + " - Thunar",
-                  "/" + std::string(4000, 'a')}),
-    [](const auto& row) { return std::string(row.param.label); });
-
-struct Utf8Case {
-    const char* label;
-    std::string bytes;
-    bool valid;
-    std::string repaired;
-};
-
-class Utf8Rules : public ::testing::TestWithParam<Utf8Case> {};
-
-TEST_P(Utf8Rules, ValidateAndRepairLikeGLib) {
-    EXPECT_EQ(isValidUtf8(GetParam().bytes), GetParam().valid);
-    EXPECT_EQ(makeValidUtf8(GetParam().bytes), GetParam().repaired);
+TEST(FolderFromTitle, ReadsTheFullPathOfALocalFolderOnly) {
+    const std::pair<std::string, std::optional<std::string>> rows[] = {
+        {"/home/ann/Documents - Thunar", "/home/ann/Documents"},
+        {"/ - Thunar", "/"},
+        {"/tmp/Ünïcødé 日本 - Thunar", "/tmp/Ünïcødé 日本"},
+        {"/tmp/docs - Thunar - Thunar", "/tmp/docs - Thunar"},
+        {"file:///tmp/bad%FFname - Thunar", std::string("/tmp/bad\xff") + "name"},  // bytes that are not UTF-8
+        {"file://localhost/tmp/a%20b - Thunar", "/tmp/a b"},
+        {"trash:/// - Thunar", std::nullopt},
+        {"sftp://host/srv - Thunar", std::nullopt},
+        {"file://host/tmp - Thunar", std::nullopt},
+        {"file:///tmp/%G1 - Thunar", std::nullopt},
+        {"file:///tmp/%00 - Thunar", std::nullopt},
+        {"Documents - Thunar", std::nullopt},  // the folder's name alone
+        {"/tmp/notes.txt - Mousepad", std::nullopt},
+        {"", std::nullopt},
+        {"/" + std::string(4096, 'a') + " - Thunar", std::nullopt},  // longer than any folder can be
+        {"/" + std::string(1024 * 1024, 'a') + " - Thunar", std::nullopt},
+        {"/" + std::string(4000, 'a') + " - Thunar", "/" + std::string(4000, 'a')},
+    };
+    for (const auto& [title, folder] : rows) EXPECT_EQ(folderFromTitle(title), folder) << title.substr(0, 60);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Bytes, Utf8Rules,
-    ::testing::Values(Utf8Case{"AsciiIsValid", "plain", true, "plain"},
-                      Utf8Case{"FourByteSequencesAreValid", "\xF0\x9F\x98\x80", true, "\xF0\x9F\x98\x80"},
-                      Utf8Case{"ALatin1ByteBecomesOneReplacement", "caf\xe9", false, "caf\xEF\xBF\xBD"},
-                      Utf8Case{"ATruncatedSequenceBecomesOneReplacementPerByte", "a\xE2\x82", false,
-                               "a\xEF\xBF\xBD\xEF\xBF\xBD"},
-                      Utf8Case{"AnOverlongSlashIsInvalid", "\xC0\xAF", false, "\xEF\xBF\xBD\xEF\xBF\xBD"},
-                      Utf8Case{"ASurrogateIsInvalid", "\xED\xA0\x80", false, "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},
-                      Utf8Case{"BeyondU10FFFFIsInvalid", "\xF4\x90\x80\x80", false,
-                               "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"}),
-    [](const auto& row) { return std::string(row.param.label); });
+TEST(Utf8Rules, ValidateAndRepairLikeGLib) {
+    const std::string r = "\xEF\xBF\xBD";  // one replacement character
+    const std::tuple<std::string, bool, std::string> rows[] = {
+        {"plain", true, "plain"},
+        {"\xF0\x9F\x98\x80", true, "\xF0\x9F\x98\x80"},
+        {"caf\xe9", false, "caf" + r},
+        {"a\xE2\x82", false, "a" + r + r},           // truncated: one per byte
+        {"\xC0\xAF", false, r + r},                  // an overlong slash
+        {"\xED\xA0\x80", false, r + r + r},          // a surrogate
+        {"\xF4\x90\x80\x80", false, r + r + r + r},  // beyond U+10FFFF
+    };
+    for (const auto& [bytes, valid, repaired] : rows) {
+        EXPECT_EQ(isValidUtf8(bytes), valid) << testing::PrintToString(bytes);
+        EXPECT_EQ(makeValidUtf8(bytes), repaired) << testing::PrintToString(bytes);
+    }
+}
 
 TEST(DisplayedNameMatches, AcceptsThunarsFormsOfAName) {
     EXPECT_TRUE(displayedNameMatches("notes.txt", "notes.txt"));
@@ -99,61 +79,41 @@ TEST(SplitParent, GivesTheFolderAndTheName) {
     EXPECT_FALSE(splitParent("").has_value());
 }
 
-struct StatusCase {
-    const char* label;
-    std::string status;
-    std::optional<std::string> name;
-};
-
-class SelectedNameFromStatus : public ::testing::TestWithParam<StatusCase> {};
-
-TEST_P(SelectedNameFromStatus, Reads) {
+TEST(SelectedNameFromStatus, ReadsTheOneSelectedEntry) {
     const std::vector<std::string> entries = {"one.txt", "one.txt.bak", "two words", "caf\xe9", "sub"};
-    EXPECT_EQ(selectedNameFromStatus(GetParam().status, entries), GetParam().name);
+    const std::pair<std::string, std::optional<std::string>> rows[] = {
+        {"\"one.txt\"  |  0 bytes  |  plain text document", "one.txt"},
+        {"\"one.txt.bak\"  |  4 bytes  |  backup file", "one.txt.bak"},
+        {"\"two words\"  |  folder", "two words"},
+        {"\xE2\x80\x9Esub\xE2\x80\x9C  |  Ordner", "sub"},  // German quotes
+        {"\"caf\xEF\xBF\xBD (invalid encoding)\"  |  0 bytes", std::string("caf\xe9")},
+        {"5 items  |  Free space: 79 GiB", std::nullopt},
+        {"Selection: 2 files: 0 bytes", std::nullopt},
+        {"\"other.txt\"  |  0 bytes", std::nullopt},
+        {"\"one\"  |  0 bytes", std::nullopt},  // a prefix of a name
+    };
+    for (const auto& [status, name] : rows) EXPECT_EQ(selectedNameFromStatus(status, entries), name) << status;
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Statuses, SelectedNameFromStatus,
-    ::testing::Values(
-        StatusCase{"AFile", "\"one.txt\"  |  0 bytes  |  plain text document", "one.txt"},
-        StatusCase{"TheLongestNameThatFits", "\"one.txt.bak\"  |  4 bytes  |  backup file", "one.txt.bak"},
-        StatusCase{"ANameWithSpaces", "\"two words\"  |  folder", "two words"},
-        StatusCase{"GermanQuotes", "\xE2\x80\x9Esub\xE2\x80\x9C  |  Ordner", "sub"},
-        StatusCase{"ANameThatIsNotUtf8", "\"caf\xEF\xBF\xBD (invalid encoding)\"  |  0 bytes", std::string("caf\xe9")},
-        StatusCase{"NoSelection", "5 items  |  Free space: 79 GiB", std::nullopt},
-        StatusCase{"SeveralSelected", "Selection: 2 files: 0 bytes", std::nullopt},
-        StatusCase{"AnUnknownName", "\"other.txt\"  |  0 bytes", std::nullopt},
-        StatusCase{"APrefixOfAName", "\"one\"  |  0 bytes", std::nullopt}),
-    [](const auto& row) { return std::string(row.param.label); });
 
 TEST(StripMnemonic, RemovesSingleUnderscoresAndKeepsDoubledOnes) {
     EXPECT_EQ(stripMnemonic("_Icon View"), "Icon View");
     EXPECT_EQ(stripMnemonic("A__B_c"), "A_Bc");
 }
 
-struct TraitsCase {
-    const char* label;
-    WindowTraits traits;
-    bool thunar;
-    bool browser;
-};
-
-class WindowKinds : public ::testing::TestWithParam<TraitsCase> {};
-
-TEST_P(WindowKinds, AreToldApart) {
-    EXPECT_EQ(isThunarWindow(GetParam().traits), GetParam().thunar);
-    EXPECT_EQ(isThunarBrowserWindow(GetParam().traits), GetParam().browser);
+TEST(WindowKinds, AreToldApart) {
+    // The traits, then whether it is Thunar's and whether it is a browser window.
+    const std::tuple<const char*, WindowTraits, bool, bool> rows[] = {
+        {"a browser window", {"thunar", "Thunar", "Thunar-1795324409-2523727034", true, false}, true, true},
+        {"a dialog of Thunar", {"thunar", "Thunar", "", false, true}, true, false},
+        {"a normal window without the role", {"thunar", "Thunar", "properties", true, false}, true, false},
+        {"a transient window", {"thunar", "Thunar", "Thunar-1-2", true, true}, true, false},
+        {"another program", {"xterm", "XTerm", "Thunar-1-2", true, false}, false, false},
+    };
+    for (const auto& [label, traits, thunar, browser] : rows) {
+        EXPECT_EQ(isThunarWindow(traits), thunar) << label;
+        EXPECT_EQ(isThunarBrowserWindow(traits), browser) << label;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Windows, WindowKinds,
-    ::testing::Values(
-        TraitsCase{"ABrowserWindow", {"thunar", "Thunar", "Thunar-1795324409-2523727034", true, false}, true, true},
-        TraitsCase{"ADialogOfThunar", {"thunar", "Thunar", "", false, true}, true, false},
-        TraitsCase{"ANormalWindowWithoutTheRole", {"thunar", "Thunar", "properties", true, false}, true, false},
-        TraitsCase{"ATransientWindow", {"thunar", "Thunar", "Thunar-1-2", true, true}, true, false},
-        TraitsCase{"AnotherProgram", {"xterm", "XTerm", "Thunar-1-2", true, false}, false, false}),
-    [](const auto& row) { return std::string(row.param.label); });
 
 }  // namespace
 }  // namespace jorvane::thunar

@@ -53,7 +53,8 @@ private:
     xkb_keymap* keymap_ = nullptr;
 };
 
-// ---- X key -> virtual key code.
+// ---- X key <-> virtual key code: each layout's letters where they type,
+// other keys by their US position, the Mac's names for the rest.
 
 struct CodeRow {
     const char* name;
@@ -63,102 +64,70 @@ struct CodeRow {
     std::optional<KeyCode> expected;
 };
 
-class KeyToCode : public testing::TestWithParam<CodeRow> {};
-
-TEST_P(KeyToCode, translatesTheKey) {
-    const CodeRow& row = GetParam();
-    const Keymap keymap(row.layout);
-    ASSERT_TRUE(keymap.valid()) << row.layout;
-    EXPECT_EQ(keymap.keys()->virtualKeyCode(keymap.key(row.keyName), row.group), row.expected);
+TEST(X11Keys, translatesTheKeyOfEachLayout) {
+    // clang-format off
+    const CodeRow rows[] = {
+        {"US G", "us", "AC05", 0, kKeyG}, {"US digit", "us", "AE01", 0, kKey1},
+        {"German Z where US has Y", "de", "AD06", 0, kKeyZ}, {"German Y where US has Z", "de", "AB01", 0, kKeyY},
+        {"German sharp s has no US key: its position", "de", "AE11", 0, kKeyMinus},
+        {"French A where US has Q", "fr", "AD01", 0, kKeyA}, {"French & key: its position", "fr", "AE01", 0, kKey1},
+        {"Russian letters: positions", "ru", "AC05", 0, kKeyG}, {"second group of us,ru", "us,ru", "AC05", 1, kKeyG},
+        {"second group of us,de: German letters", "us,de", "AD06", 1, kKeyZ},
+        {"a group beyond the layouts wraps around", "us", "AD06", 2, kKeyY},
+        {"Backspace is Delete", "us", "BKSP", 0, kKeyDelete}, {"Delete is forward delete", "us", "DELE", 0, kKeyForwardDelete},
+        {"Insert is Help", "us", "INS", 0, kKeyHelp}, {"keypad 7, Num Lock off", "us", "KP7", 0, kKeypad7},
+        {"keypad Enter is not Return", "us", "KPEN", 0, kKeypadEnter}, {"Num Lock is keypad Clear", "us", "NMLK", 0, kKeypadClear},
+        {"left Ctrl is Command", "us", "LCTL", 0, kKeyCommand}, {"right Ctrl is right Command", "us", "RCTL", 0, kKeyRightCommand},
+        {"Super is Control", "us", "LWIN", 0, kKeyControl}, {"Alt is Option", "us", "LALT", 0, kKeyOption},
+        {"AltGr has no code", "de", "RALT", 0, std::nullopt},
+    };
+    // clang-format on
+    for (const CodeRow& row : rows) {
+        SCOPED_TRACE(row.name);
+        const Keymap keymap(row.layout);
+        ASSERT_TRUE(keymap.valid()) << row.layout;
+        EXPECT_EQ(keymap.keys()->virtualKeyCode(keymap.key(row.keyName), row.group), row.expected);
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Layouts, KeyToCode,
-    testing::Values(
-        CodeRow{"USLetterGIsG", "us", "AC05", 0, kKeyG}, CodeRow{"USDigitKeyNamesItsDigit", "us", "AE01", 0, kKey1},
-        CodeRow{"GermanZSitsWhereUSHasY", "de", "AD06", 0, kKeyZ},
-        CodeRow{"GermanYSitsWhereUSHasZ", "de", "AB01", 0, kKeyY},
-        CodeRow{"GermanSharpSHasNoUSKeyAndTakesItsPositionMinus", "de", "AE11", 0, kKeyMinus},
-        CodeRow{"FrenchAIsWhereUSHasQ", "fr", "AD01", 0, kKeyA},
-        CodeRow{"FrenchAmpersandKeyTakesItsPositionOne", "fr", "AE01", 0, kKey1},
-        CodeRow{"RussianLettersTakeTheirPositions", "ru", "AC05", 0, kKeyG},
-        CodeRow{"SecondGroupOfUsRuTakesPositions", "us,ru", "AC05", 1, kKeyG},
-        CodeRow{"SecondGroupOfUsDeUsesGermanLetters", "us,de", "AD06", 1, kKeyZ},
-        CodeRow{"AGroupBeyondTheLayoutsWrapsAround", "us", "AD06", 2, kKeyY},
-        CodeRow{"ReturnIsReturn", "us", "RTRN", 0, kKeyReturn},
-        CodeRow{"BackspaceIsDelete", "us", "BKSP", 0, kKeyDelete},
-        CodeRow{"DeleteIsForwardDelete", "us", "DELE", 0, kKeyForwardDelete},
-        CodeRow{"InsertIsHelp", "us", "INS", 0, kKeyHelp}, CodeRow{"EscapeIsEscape", "us", "ESC", 0, kKeyEscape},
-        CodeRow{"KeypadSevenIsKeypad7WithNumLockOff", "us", "KP7", 0, kKeypad7},
-        CodeRow{"KeypadEnterIsNotReturn", "us", "KPEN", 0, kKeypadEnter},
-        CodeRow{"NumLockIsKeypadClear", "us", "NMLK", 0, kKeypadClear},
-        CodeRow{"LeftCtrlIsCommand", "us", "LCTL", 0, kKeyCommand},
-        CodeRow{"RightCtrlIsRightCommand", "us", "RCTL", 0, kKeyRightCommand},
-        CodeRow{"SuperIsControl", "us", "LWIN", 0, kKeyControl}, CodeRow{"AltIsOption", "us", "LALT", 0, kKeyOption},
-        CodeRow{"F5IsF5", "us", "FK05", 0, kKeyF5}, CodeRow{"UpIsUpArrow", "us", "UP", 0, kKeyUpArrow},
-        CodeRow{"MuteIsMute", "us", "MUTE", 0, kKeyMute}, CodeRow{"AltGrHasNoCode", "de", "RALT", 0, std::nullopt}),
-    [](const testing::TestParamInfo<CodeRow>& row) { return std::string(row.param.name); });
-
-// ---- Virtual key code -> X keys (grabs and synthetic keys).
-
-struct KeysRow {
-    const char* name;
-    const char* layout;
-    KeyCode code;
-    std::uint32_t group;
-    std::vector<const char*> expectedKeyNames;
-};
-
-class CodeToKeys : public testing::TestWithParam<KeysRow> {};
-
-TEST_P(CodeToKeys, findsTheKeys) {
-    const KeysRow& row = GetParam();
-    const Keymap keymap(row.layout);
-    std::vector<xkb_keycode_t> expected;
-    for (const char* name : row.expectedKeyNames) expected.push_back(keymap.key(name));
-    EXPECT_EQ(keymap.keys()->keycodes(row.code, row.group), expected);
+// Grabs and synthetic keys: the key that types the code, else its US position.
+TEST(X11Keys, findsTheKeysOfACode) {
+    struct Row {
+        const char* layout;
+        KeyCode code;
+        std::uint32_t group;
+        std::vector<const char*> expectedKeyNames;
+    };
+    // clang-format off
+    const Row rows[] = {
+        {"us", kKeyG, 0, {"AC05"}}, {"de", kKeyZ, 0, {"AD06"}}, {"de", kKeyMinus, 0, {"AB10"}}, {"ru", kKeyG, 0, {"AC05"}},
+        {"us,ru", kKeyG, 1, {"AC05"}}, {"fr", kKey1, 0, {"AE01"}}, {"us", kKeypad7, 0, {"KP7"}},
+        {"us", kKeyIsoSection, 0, {"LSGT"}}, {"us", kKeyFunction, 0, {}}, {"us", 0x200, 0, {}},
+    };
+    // clang-format on
+    for (const Row& row : rows) {
+        SCOPED_TRACE(std::string(row.layout) + " code " + std::to_string(row.code));
+        const Keymap keymap(row.layout);
+        std::vector<xkb_keycode_t> expected;
+        for (const char* name : row.expectedKeyNames) expected.push_back(keymap.key(name));
+        EXPECT_EQ(keymap.keys()->keycodes(row.code, row.group), expected);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Layouts, CodeToKeys,
-    testing::Values(KeysRow{"USGIsItsKey", "us", kKeyG, 0, {"AC05"}},
-                    KeysRow{"GermanZIsTheKeyThatTypesZ", "de", kKeyZ, 0, {"AD06"}},
-                    KeysRow{"GermanMinusIsTheKeyThatTypesMinusNotSharpS", "de", kKeyMinus, 0, {"AB10"}},
-                    KeysRow{"RussianGIsThePosition", "ru", kKeyG, 0, {"AC05"}},
-                    KeysRow{"SecondGroupOfUsRuIsThePosition", "us,ru", kKeyG, 1, {"AC05"}},
-                    KeysRow{"FrenchOneIsThePosition", "fr", kKey1, 0, {"AE01"}},
-                    KeysRow{"ReturnIsReturn", "us", kKeyReturn, 0, {"RTRN"}},
-                    KeysRow{"Keypad7IsTheKeypadKey", "us", kKeypad7, 0, {"KP7"}},
-                    KeysRow{"ISOSectionIsTheExtraKey", "us", kKeyIsoSection, 0, {"LSGT"}},
-                    KeysRow{"FunctionKeyOfAMacHasNoKey", "us", kKeyFunction, 0, {}},
-                    KeysRow{"ACodeBeyondTheTableHasNoKey", "us", 0x200, 0, {}}),
-    [](const testing::TestParamInfo<KeysRow>& row) { return std::string(row.param.name); });
 
 // ---- Modifier states <-> flags.
 
-struct FlagsRow {
-    const char* name;
-    std::uint16_t state;
-    Modifiers flags;
-};
-
-class StateToFlags : public testing::TestWithParam<FlagsRow> {};
-
-TEST_P(StateToFlags, mapsTheModifiers) {
+TEST(X11Keys, mapsTheCoreModifierStatesToFlags) {
     const Keymap keymap("us");
-    EXPECT_EQ(keymap.keys()->flagsForState(GetParam().state), GetParam().flags);
+    const auto keys = keymap.keys();
+    // clang-format off
+    const std::pair<std::uint16_t, Modifiers> rows[] = {
+        {0, 0}, {0x01, kModifierShift}, {0x02, kModifierCapsLock}, {0x04, kModifierCommand}, {0x08, kModifierOption},
+        {0x10, 0} /* Num Lock */, {0x40, kModifierControl}, {0x80, 0} /* level three */,
+        {0x2000 | 0x100 | 0x05, kModifierCommand | kModifierShift} /* group and button bits ignored */, {0x4d, 0x1E0000},
+    };
+    // clang-format on
+    for (const auto& [state, flags] : rows) EXPECT_EQ(keys->flagsForState(state), flags) << "state " << state;
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    CoreModifiers, StateToFlags,
-    testing::Values(FlagsRow{"NothingIsNothing", 0, 0}, FlagsRow{"ShiftIsShift", 0x01, kModifierShift},
-                    FlagsRow{"LockIsCapsLock", 0x02, kModifierCapsLock},
-                    FlagsRow{"CtrlIsCommand", 0x04, kModifierCommand}, FlagsRow{"AltIsOption", 0x08, kModifierOption},
-                    FlagsRow{"NumLockAddsNothing", 0x10, 0}, FlagsRow{"SuperIsControl", 0x40, kModifierControl},
-                    FlagsRow{"LevelThreeShiftAddsNothing", 0x80, 0},
-                    FlagsRow{"GroupBitsAndButtonsAreIgnored", 0x2000 | 0x100 | 0x05, kModifierCommand | kModifierShift},
-                    FlagsRow{"AllFourTogether", 0x4d, 0x1E0000}),
-    [](const testing::TestParamInfo<FlagsRow>& row) { return std::string(row.param.name); });
 
 TEST(X11Keys, flagsBecomeTheXModifiersOfTheKeyboard) {
     const Keymap keymap("us");
@@ -190,54 +159,51 @@ TEST(X11Keys, modifierBitsComeFromTheServersMapNotFromFixedMods) {
     EXPECT_EQ(keys.modifierBitsOfKey(keymap.key("LALT")), 0x20);
 }
 
-// ---- Whole key events.
+// ---- Whole key events: type, code, flags and the repeat mark.
 
-struct EventRow {
-    const char* name;
-    const char* layout;
-    const char* keyName;  // nullptr: a key code beyond the keymap
-    std::uint16_t state;
-    bool press, repeat;
-    std::optional<EventType> type;  // nothing: no event
-    KeyCode code;
-    Modifiers flags;
-    bool autorepeat;
-};
-
-class KeyEvents : public testing::TestWithParam<EventRow> {};
-
-TEST_P(KeyEvents, carryTheirTypeCodeAndFlags) {
-    const EventRow& row = GetParam();
-    const Keymap keymap(row.layout);
-    const std::optional<TapEvent> event =
-        keymap.keys()->keyEvent(row.keyName ? keymap.key(row.keyName) : 255, row.state, row.press, row.repeat, {3, 4});
-    ASSERT_EQ(event.has_value(), row.type.has_value());
-    if (!event) return;
-    EXPECT_EQ(event->type, *row.type);
-    EXPECT_EQ(event->keyCode, row.code);
-    EXPECT_EQ(event->flags, row.flags);
-    EXPECT_EQ(event->autorepeat, row.autorepeat);
-    EXPECT_EQ(event->location, (Point{3, 4}));
+TEST(X11Keys, keyEventsCarryTheirTypeCodeAndFlags) {
+    struct Row {
+        const char* name;
+        const char* layout;
+        const char* keyName;  // nullptr: a key code beyond the keymap
+        std::uint16_t state;
+        bool press, repeat;
+        std::optional<EventType> type;  // nothing: no event
+        KeyCode code;
+        Modifiers flags;
+        bool autorepeat;
+    };
+    constexpr Modifiers kArrowBits = kModifierNumericPad | kModifierFunction;
+    // clang-format off
+    const Row rows[] = {
+        {"a shifted digit is the digit with Shift", "us", "AE01", 0x01, true, false, kEventKeyDown, kKey1, kModifierShift, false},
+        {"arrows carry the keypad and function bits", "us", "UP", 0x04, false, false, kEventKeyUp, kKeyUpArrow, kModifierCommand | kArrowBits, false},
+        {"a repeated press is flagged", "us", "AC05", 0, true, true, kEventKeyDown, kKeyG, 0, true},
+        {"a release is never a repeat", "us", "AC05", 0, false, true, kEventKeyUp, kKeyG, 0, false},
+        {"Ctrl pressed: the flags after it", "us", "LCTL", 0x01, true, false, kEventFlagsChanged, kKeyCommand, kModifierCommand | kModifierShift, false},
+        {"Ctrl released: the flags after it", "us", "LCTL", 0x05, false, false, kEventFlagsChanged, kKeyCommand, kModifierShift, false},
+        {"Caps Lock toggles on at its press", "us", "CAPS", 0, true, false, kEventFlagsChanged, kKeyCapsLock, kModifierCapsLock, false},
+        {"Caps Lock toggles off at its press", "us", "CAPS", 0x02, true, false, kEventFlagsChanged, kKeyCapsLock, 0, false},
+        {"the first group is the first layout", "us,de", "AD06", 0x0000, true, false, kEventKeyDown, kKeyY, 0, false},
+        {"the state's group chooses the layout", "us,de", "AD06", 0x2000, true, false, kEventKeyDown, kKeyZ, 0, false},
+        {"AltGr has no event", "de", "RALT", 0, true, false, std::nullopt, 0, 0, false},
+        {"a key beyond the keymap has no event", "de", nullptr, 0, true, false, std::nullopt, 0, 0, false},
+    };
+    // clang-format on
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        const Keymap keymap(row.layout);
+        const std::optional<TapEvent> event = keymap.keys()->keyEvent(row.keyName ? keymap.key(row.keyName) : 255,
+                                                                      row.state, row.press, row.repeat, {3, 4});
+        ASSERT_EQ(event.has_value(), row.type.has_value());
+        if (!event) continue;
+        EXPECT_EQ(event->type, *row.type);
+        EXPECT_EQ(event->keyCode, row.code);
+        EXPECT_EQ(event->flags, row.flags);
+        EXPECT_EQ(event->autorepeat, row.autorepeat);
+        EXPECT_EQ(event->location, (Point{3, 4}));
+    }
 }
-
-constexpr Modifiers kArrowBits = kModifierNumericPad | kModifierFunction;
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Layouts, KeyEvents, testing::Values(
-    EventRow{"AShiftedDigitIsStillTheDigitWithShift", "us", "AE01", 0x01, true, false, kEventKeyDown, kKey1, kModifierShift, false},
-    EventRow{"ArrowsCarryTheKeypadAndFunctionBits", "us", "UP", 0x04, false, false, kEventKeyUp, kKeyUpArrow, kModifierCommand | kArrowBits, false},
-    EventRow{"ARepeatedPressIsFlagged", "us", "AC05", 0, true, true, kEventKeyDown, kKeyG, 0, true},
-    EventRow{"AReleaseIsNeverARepeat", "us", "AC05", 0, false, true, kEventKeyUp, kKeyG, 0, false},
-    EventRow{"CtrlPressedChangesTheFlagsToTheStateAfterIt", "us", "LCTL", 0x01, true, false, kEventFlagsChanged, kKeyCommand, kModifierCommand | kModifierShift, false},
-    EventRow{"CtrlReleasedChangesTheFlagsToTheStateAfterIt", "us", "LCTL", 0x05, false, false, kEventFlagsChanged, kKeyCommand, kModifierShift, false},
-    EventRow{"CapsLockTogglesOnOnItsPress", "us", "CAPS", 0, true, false, kEventFlagsChanged, kKeyCapsLock, kModifierCapsLock, false},
-    EventRow{"CapsLockTogglesOffOnItsPress", "us", "CAPS", 0x02, true, false, kEventFlagsChanged, kKeyCapsLock, 0, false},
-    EventRow{"TheFirstGroupIsTheFirstLayout", "us,de", "AD06", 0x0000, true, false, kEventKeyDown, kKeyY, 0, false},
-    EventRow{"TheGroupInTheStateChoosesTheLayout", "us,de", "AD06", 0x2000, true, false, kEventKeyDown, kKeyZ, 0, false},
-    EventRow{"AltGrHasNoEvent", "de", "RALT", 0, true, false, std::nullopt, 0, 0, false},
-    EventRow{"AKeyBeyondTheKeymapHasNoEvent", "de", nullptr, 0, true, false, std::nullopt, 0, 0, false}),
-    [](const testing::TestParamInfo<EventRow>& row) { return std::string(row.param.name); });
-// clang-format on
 
 TEST(X11Keys, keysymsWithoutAUSKeyHaveNoCode) {
     // ß has no upper case keysym: the lookup must not rely on one.

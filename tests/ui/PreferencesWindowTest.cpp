@@ -1,12 +1,11 @@
-// The preferences and about windows on the offscreen platform: Tab recorded
-// as a hot key, the recorder's buttons, the check boxes and the choice written
-// at once, closing saves and deletes the window; the about window's version
-// and buttons. (A hot key recorded with a click and a chord is the
-// whole-program preferences test's.)
+// The preferences window on the offscreen platform: Tab recorded as a hot
+// key, the recorder's buttons, the check boxes and the choice written at once,
+// closing saves and deletes the window. (A hot key recorded with a click and a
+// chord is the whole-program preferences test's; the about window's uninstall,
+// the first-launch test's.)
 #include <gtest/gtest.h>
 
 #include <QCheckBox>
-#include <QLabel>
 #include <QPointer>
 #include <QPushButton>
 #include <QRadioButton>
@@ -15,12 +14,9 @@
 #include <optional>
 
 #include "fakes/FakeAlerts.h"
-#include "fakes/FakeApplication.h"
 #include "fakes/FakeKeyboardLayout.h"
-#include "fakes/FakeURLOpener.h"
 #include "fakes/MemoryDefaults.h"
 #include "fakes/TestSupport.h"
-#include "ui/AboutWindow.h"
 #include "ui/PreferencesWindow.h"
 #include "ui/ShortcutRecorderWidget.h"
 #include "unit/ScopedEnv.h"
@@ -115,28 +111,6 @@ TEST_F(PreferencesWindowTest, ClosingSavesAndDeletesTheWindow) {
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_TRUE(window_.isNull());
     EXPECT_EQ(store_->values().at("inactive_shortcuts"), true);
-}
-
-TEST(AboutWindowTest, ShowsTheVersionAndItsButtonsAct) {
-    test::FakeAlerts alerts;
-    test::FakeApplication application;
-    auto urls = std::make_shared<FakeURLOpener>();
-    const installation::Installation release{installation::Kind::release, "/opt/jorvane", {"bin/jorvane"}};
-    QPointer<AboutWindow> window = AboutWindow::open(
-        AboutWindow::Dependencies{alerts, application, "/opt/jorvane/bin/jorvane", release, "2.0.1", urls});
-    EXPECT_EQ(window->windowTitle(), "About Jorvane");
-    EXPECT_EQ(window->versionLabel()->text(), "Version: 2.0.1");
-    window->homepageButton()->click();
-    window->contactButton()->click();
-    EXPECT_EQ(urls->opened, (std::vector<std::string>{"https://jorvane.org", "mailto:feedback@jorvane.org"}));
-
-    alerts.answerNext(kAlertThirdButton);
-    window->uninstallButton()->click();
-    EXPECT_EQ(alerts.shown().at(0).messageText, "Do you really want to uninstall Jorvane?");
-    EXPECT_EQ(application.terminations(), 0);
-    window->quitButton()->click();
-    EXPECT_EQ(application.terminations(), 1);
-    delete window.data();
 }
 
 }  // namespace
