@@ -1,7 +1,10 @@
 // The Thunar handler catalogue against the real Thunar: what the
 // whole-program tests do not reach (the views other than Details, the path
-// from the location entry, a hung Thunar). Navigation, reveal, selection,
-// names that are not UTF-8, the front window and Thunar gone are theirs.
+// from the location entry, reload, new windows, the terminal, a hung Thunar).
+// Navigation, reveal, selection, names that are not UTF-8, the front window
+// and Thunar gone are theirs.
+
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -89,6 +92,48 @@ TEST_F(ThunarHandlers, GetPathReadsTheLocationEntryWhenTheTitleShowsOnlyTheFolde
     ASSERT_TRUE(window.has_value()) << "no window titled by the folder's name";
     catalogue().setFrontWindow(*window);
     EXPECT_EQ(call("finder_get_path"), target.string());
+}
+
+// Calls the bar makes for its keys, which no whole-program test drives
+// against the real Thunar, and calls it refuses.
+TEST_F(ThunarHandlers, ReloadNewWindowAndTerminalActAndRefusedCallsLeaveTheWindow) {
+    const fs::path start = folder("start"), target = folder("new window");
+    const std::uint32_t window = openWindow(start);
+    const std::size_t windowsBefore = desktop().clientWindows().size();
+    const std::pair<std::string, std::vector<std::string>> refused[] = {
+        {"finder_set_path", {file("start/document.txt").string()}},
+        {"finder_set_path", {(start / "missing").string()}},
+        {"finder_make_coffee", {}},
+        {"finder_reveal", {"relative/path"}},
+        {"finder_select2", {start.string()}},
+        {"open_terminal", {}},
+    };
+    for (const auto& [name, params] : refused) EXPECT_EQ(call(name, params), std::nullopt) << name;
+    EXPECT_EQ(desktop().clientWindows().size(), windowsBefore);
+
+    file("start/new.txt");
+    EXPECT_EQ(call("reload"), "");
+    EXPECT_EQ(call("finder_reveal_in_current", {"new.txt"}), "") << "the reload shows new items";
+    EXPECT_EQ(call("finder_new_win", {target.string()}), "");
+    EXPECT_TRUE(desktop().waitForWindow([&](std::uint32_t w) { return desktop().title(w) == titleOf(target); },
+                                        milliseconds(5000)));
+    EXPECT_EQ(desktop().title(window), titleOf(start));
+
+    if (access("/usr/bin/x-terminal-emulator", X_OK) != 0 && access("/usr/bin/xterm", X_OK) != 0)
+        GTEST_SKIP() << "no terminal emulator installed";
+    const std::vector<std::uint32_t> before = desktop().clientWindows();
+    ASSERT_EQ(call("open_terminal", {target.string()}), "");
+    const std::optional<std::uint32_t> terminal = desktop().waitForWindow(
+        [&](std::uint32_t w) {
+            return std::count(before.begin(), before.end(), w) == 0 && desktop().wmClass(w) != "Thunar";
+        },
+        milliseconds(10000));
+    ASSERT_TRUE(terminal) << "no terminal window";
+    const std::optional<pid_t> pid = desktop().windowPid(*terminal);
+    ASSERT_TRUE(pid);
+    std::error_code error;
+    EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(*pid) + "/cwd", error), target);
+    desktop().stopProcess(*pid);
 }
 
 // ---- Thunar stopped: every call answers within its bound, and Thunar recovers.
