@@ -175,6 +175,9 @@ public:
     // The folder the window shows; when none is stored, asks the file manager
     // ("finder_get_path") and stores its answer, which may again be none.
     const std::optional<std::string>& fileManagerLocation();
+    // For completion: asks in the background (once at a time) and lets the
+    // keystroke make do without; the answer completes the text anew.
+    void askForFileManagerLocation();
     // The stored folder, without asking anyone.
     const std::optional<std::string>& storedFileManagerLocation() const { return fileManagerLocation_; }
     void setFileManagerLocation(std::optional<std::string> location) { fileManagerLocation_ = std::move(location); }
@@ -323,6 +326,7 @@ private:
     // What the field shows when the window's place has no path: the address
     // just connected to (the trash, recent files).
     std::string locationFallback_;
+    bool locationAsked_ = false;  // a background question for the folder is on its way
     // A pattern entered while its folder was still being read: its matches
     // are selected once they are all known. Typing, Escape, closing and a
     // folder that stops answering give it up.

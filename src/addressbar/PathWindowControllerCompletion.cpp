@@ -15,8 +15,23 @@ namespace jorvane {
 // ---- completion
 
 void PathWindowController::updateCompletions(std::string_view text) {
-    engine_.updateCompletions(text, fileManagerLocation_, [this] { fileManagerLocation(); });
+    engine_.updateCompletions(text, fileManagerLocation_, [this] { askForFileManagerLocation(); });
     collectListRows();
+}
+
+void PathWindowController::askForFileManagerLocation() {
+    if (std::exchange(locationAsked_, true)) return;
+    bridge_.getPathAsync([weak = std::weak_ptr(self_)](std::optional<std::string> path) {
+        const auto self = weak.lock();
+        if (!self) return;
+        PathWindowController& bar = **self;
+        bar.locationAsked_ = false;
+        // A place without a path (the trash) leaves the text as it is.
+        if (!path || bar.fileManagerLocation_ || bar.closed_ || !bar.views_.panel->isVisible()) return;
+        bar.fileManagerLocation_ = std::move(path);
+        bar.updateCompletions(bar.uncompletedString());
+        if (bar.views_.completions->isVisible()) bar.refreshCompletionList();
+    });
 }
 
 std::string PathWindowController::uncompletedString() const {
@@ -24,7 +39,7 @@ std::string PathWindowController::uncompletedString() const {
 }
 
 std::size_t PathWindowController::completionCount() {
-    return engine_.numberOfItems(uncompletedString(), fileManagerLocation_, [this] { fileManagerLocation(); });
+    return engine_.numberOfItems(uncompletedString(), fileManagerLocation_, [this] { askForFileManagerLocation(); });
 }
 
 std::optional<std::string> PathWindowController::objectValueForItemAtIndex(std::size_t index) const {
@@ -39,7 +54,7 @@ std::optional<std::string> PathWindowController::completedString(std::string_vie
     // A completion that arrives later still completes this text.
     inlineText_ = std::string(typed);
     CompletionEngine::Completion completion =
-        engine_.completedString(typed, fileManagerLocation_, [this] { fileManagerLocation(); });
+        engine_.completedString(typed, fileManagerLocation_, [this] { askForFileManagerLocation(); });
     // Search as you type: the first match is selected in the window, in the
     // background, so that a slow file manager never holds up the typing.
     if (completion.revealName) bridge_.revealInCurrentAsync(*completion.revealName);

@@ -181,8 +181,8 @@ private:
     std::optional<std::string> setView(Call& call, thunar::ToolbarButton button);
     std::optional<std::string> openTerminal(Call& call);
 
-    std::optional<std::string> fail(const Call& call, const char* why) {
-        log::inDomain(log::Warn, thunar::kLogDomain, "%s: %s", call.name.c_str(), why);
+    std::optional<std::string> fail(const Call& call, const char* why, std::int32_t level = log::Warn) {
+        log::inDomain(level, thunar::kLogDomain, "%s: %s", call.name.c_str(), why);
         return std::nullopt;
     }
     // Past the deadline, or the running call is a reveal that a newer call

@@ -17,7 +17,8 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::getPath(Call& call) {
     std::optional<Window> window = frontWindow(true);
     if (!window) return fail(call, "no Thunar browser window");
     std::optional<std::string> folder = folderOf(*window);
-    if (!folder) return fail(call, "the window shows no local folder");
+    // The trash or recent files: an answer like any other, asked often while typing there.
+    if (!folder) return fail(call, "the window shows no local folder", log::Debug);
     return folder;
 }
 

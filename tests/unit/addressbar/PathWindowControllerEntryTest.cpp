@@ -281,6 +281,24 @@ TEST_F(PathWindowControllerTest, TheFolderIsAskedForOnlyWhileUnknownAndFetchedIn
     EXPECT_TRUE(views_.spinner().isHidden());
 }
 
+// Completion never waits for the file manager: an unknown folder is asked
+// for in the background, once at a time, and the list follows the answer.
+TEST_F(PathWindowControllerTest, CompletionAsksForAnUnknownFolderInTheBackgroundAndTheListFollowsTheAnswer) {
+    tmp_.dir("docs");
+    catalogue_->answer(handlers::getPath, tmp_.str());
+    catalogue_->hold(handlers::getPath);
+    views_.panel().setVisible(true);
+    views_.field().type("do");
+    bar().showPopup();
+    bar().showPopup();
+    ASSERT_TRUE(catalogue_->waitForHeld(handlers::getPath, 1));
+    EXPECT_THAT(bar().listRows(), testing::IsEmpty());
+    catalogue_->release(handlers::getPath);
+    settle();
+    EXPECT_EQ(catalogue_->callCount(handlers::getPath), 1u);
+    EXPECT_THAT(bar().listRows(), ElementsAre("docs/"));
+}
+
 TEST_F(PathWindowControllerTest, SearchAsYouTypeRevealsEachFirstCandidateOnce) {
     bar().setFileManagerLocation(t("{T}"));
     using Typed = std::pair<std::string, std::optional<std::string>>;
