@@ -308,7 +308,7 @@ JorvaneApp::ControllerFactory makeControllerFactory(std::shared_ptr<ThunarHandle
                 bridge, defaults, files, screens, delegate, {}, &visitedFolders, &bookmarks});
         ui::connectToController(*qt.events, *controller);
         // The bar had the keyboard: it goes back to the Thunar window.
-        qt.events->didOrderOut = [&fileManager, window] { fileManager.activateWindow(window); };
+        qt.events->didOrderOut = [&fileManager, window] { fileManager.giveKeyboardTo(window); };
         return controller;
     };
 }

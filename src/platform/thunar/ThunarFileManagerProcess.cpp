@@ -329,6 +329,26 @@ bool ThunarFileManagerProcess::bringToFront(std::int32_t pid) {
     return false;
 }
 
+// Straight, rather than through the window manager: a request to it waits
+// in its queue, and one it handles late (on a loaded machine, after the user
+// opened the next bar) would take the keyboard from that bar.
+bool ThunarFileManagerProcess::giveKeyboardTo(std::uint32_t window) {
+    if (window == 0) return false;
+    {
+        std::lock_guard lock(mutex_);
+        x11::XcbDisplay* display = displayLocked();
+        if (!display) return false;
+        const xcb_void_cookie_t cookie =
+            xcb_set_input_focus_checked(display->connection(), XCB_INPUT_FOCUS_POINTER_ROOT, window, XCB_CURRENT_TIME);
+        xcb_generic_error_t* error = xcb_request_check(display->connection(), cookie);
+        if (!error) return true;
+        // Not showing (minimised, gone): the window manager decides.
+        x11::logXError("SetInputFocus", window, error);
+        std::free(error);
+    }
+    return activateWindow(window);
+}
+
 bool ThunarFileManagerProcess::activateWindow(std::uint32_t window) {
     if (window == 0) return false;
     std::lock_guard lock(mutex_);

@@ -66,9 +66,12 @@ public:
     bool opensMiddleClickedFolderInNewWindow() const override { return true; }
     std::optional<std::string> folderOfWindowTitle(std::string_view title) const override;
 
-    // Asks the window manager to make the window active (the keyboard goes
-    // back to a Thunar window when its bar closes).
+    // Asks the window manager to make the window active.
     bool activateWindow(std::uint32_t window);
+    // Gives the keyboard straight to the window, which must be showing (it
+    // goes back to a Thunar window when its bar closes); the window manager
+    // is asked instead when the window cannot take it.
+    bool giveKeyboardTo(std::uint32_t window);
 
     // The folders the process's browser windows show, front first.
     std::vector<std::string> openFolders(std::int32_t pid);
