@@ -78,12 +78,7 @@ protected:
         return driver().waitForFocusedBar(kWait);
     }
 
-    // Ctrl+G; once more when the first press, right after a window came to
-    // the front, opened nothing (seen now and then, cause not yet found).
-    static bool openBarByHotKey() {
-        if (driver().hotKey() && driver().waitForFocusedBar(milliseconds(2000))) return true;
-        return driver().hotKey() && driver().waitForFocusedBar(kWait);
-    }
+    static bool openBarByHotKey() { return driver().hotKey() && driver().waitForFocusedBar(kWait); }
 
     // Replaces the open bar's text and presses Return; true once the window's title names `shown`.
     static bool enter(std::uint32_t window, const std::string& text, const std::filesystem::path& shown) {
