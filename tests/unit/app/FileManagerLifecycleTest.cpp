@@ -88,6 +88,18 @@ const LifecycleRow kRows[] = {
 // clang-format on
 INSTANTIATE_TEST_SUITE_P(Rows, Lifecycle, testing::ValuesIn(kRows), test::SentenceName{});
 
+TEST(LifecycleOwner, AnEndCheckQueuedBeforeItWentDoesNothing) {
+    test::VirtualTime time;
+    FileManagerLifecycle::Hooks hooks;
+    hooks.processExists = [](std::int32_t) { return true; };
+    auto owner = std::make_unique<FileManagerLifecycle>(hooks);
+    owner->started(10);
+    owner->windowsGone(10);
+    time.clock.advance(FileManagerLifecycle::kEndCheckDelay + std::chrono::seconds(1));  // queued, not yet run
+    owner.reset();
+    dispatch::mainQueue().drain();
+}
+
 TEST(CommandLine, ParsesOneOptionAndRefusesTheRest) {
     using commandline::Action;
     const std::string see = "; see jorvane --help";

@@ -1,0 +1,71 @@
+#include "util/FileSystemProbe.h"
+
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+using namespace std::chrono_literals;
+namespace probe = jorvane::FileSystemProbe;
+
+namespace {
+
+// Questions that wait until the test opens the gate, counting those that started.
+struct Gate {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::size_t started = 0;
+    bool open = false;
+    std::function<bool()> question() {
+        return [this] {
+            std::unique_lock lock(mutex);
+            ++started;
+            changed.notify_all();
+            changed.wait(lock, [this] { return open; });
+            return true;
+        };
+    }
+    bool waitForStarted(std::size_t count) {
+        std::unique_lock lock(mutex);
+        return changed.wait_for(lock, 10s, [&] { return started >= count; });
+    }
+    void release() {
+        std::lock_guard lock(mutex);
+        open = true;
+        changed.notify_all();
+    }
+};
+
+TEST(FileSystemProbe, AQuestionPastItsLimitMakesItsPathAndThoseBelowItStuckUntilItAnswers) {
+    Gate gate;
+    EXPECT_EQ(probe::ask<bool>("/probe-test/stuck", gate.question(), 1ms), std::nullopt);
+    ASSERT_TRUE(gate.waitForStarted(1));
+    // clang-format off
+    const std::pair<const char*, bool> rows[] = {{"/probe-test/stuck", true}, {"/probe-test/stuck/", true},
+        {"/probe-test/stuck/a", true}, {"/probe-test/stucking", false}, {"/probe-test", false}, {"/", false}};
+    // clang-format on
+    for (const auto& [path, stuck] : rows) EXPECT_EQ(probe::isStuck(path), stuck) << path;
+    EXPECT_EQ(probe::ask<int>("/probe-test/stuck/a", [] { return 1; }, 10s), std::nullopt) << "refused at once";
+    gate.release();
+    for (int i = 0; i < 1000 && probe::isStuck("/probe-test/stuck"); ++i) std::this_thread::sleep_for(10ms);
+    EXPECT_EQ(probe::ask<int>("/probe-test/stuck/a", [] { return 1; }, 10s), 1);
+}
+
+TEST(FileSystemProbe, AtMostItsThreadsWaitOnTheFileSystemAndAFurtherQuestionNeverStarts) {
+    Gate gate;
+    std::vector<std::thread> askers;
+    for (std::size_t i = 0; i < probe::kMaxThreads; ++i)
+        askers.emplace_back([&, i] { probe::ask<bool>("/probe-pool/" + std::to_string(i), gate.question(), 30s); });
+    ASSERT_TRUE(gate.waitForStarted(probe::kMaxThreads));
+    EXPECT_EQ(probe::ask<bool>("/probe-pool/extra", gate.question(), 100ms), std::nullopt);
+    EXPECT_FALSE(probe::isStuck("/probe-pool/extra")) << "it never started";
+    {
+        std::lock_guard lock(gate.mutex);
+        EXPECT_EQ(gate.started, probe::kMaxThreads);
+    }
+    gate.release();
+    for (std::thread& asker : askers) asker.join();
+}
+
+}  // namespace
