@@ -66,6 +66,15 @@ ElementNode docsFromTheWindowList(Screen& s, Point mouse = {10, 10}, std::option
     return win;
 }
 
+// Two windows of one title, the second `origin` a point off the first's (100, 100); the list must pick it.
+ElementNode twins(Screen& s, Point origin) {
+    s.ax->addWindow(s.app, "docs - Thunar", {{100, 100}, {500, 500}});
+    const ElementNode moved = s.ax->addWindow(s.app, "docs - Thunar", {origin, {500, 500}});
+    s.nothingAtAnyPosition();
+    s.ax->setMouseLocation({300, 300});
+    return moved;
+}
+
 const UnderMouseRow kUnderMouseRows[] = {
     {"TitleTextGivesItsWindowThroughTheWindowAttribute",
      [](Screen& s) {
@@ -96,60 +105,20 @@ const UnderMouseRow kUnderMouseRows[] = {
      }},
     {"NothingAtThePositionIsLeftToTheWindowList", [](Screen& s) { return docsFromTheWindowList(s); }},
     {"DockPanelInFrontIsSkipped",
-     [](Screen& s) {
-         return docsFromTheWindowList(s, {10, 10}, WindowInfo{"Dock", 17, "", 0, 0, 1000, 1000});
-     }},
+     [](Screen& s) { return docsFromTheWindowList(s, {10, 10}, WindowInfo{"Dock", 17, "", 0, 0, 1000, 1000}); }},
     {"AnotherProgramInFrontEndsTheScan",
      [](Screen& s) {
-         docsFromTheWindowList(s, {10, 10}, WindowInfo{"Firefox", 17, "news", 0, 0, 1000, 1000});
-         return ElementNode{};
+         return docsFromTheWindowList(s, {10, 10}, WindowInfo{"Firefox", 17, "news", 0, 0, 1000, 1000}), ElementNode{};
      }},
-    {"SameTitledWindowsOnePointApartAcrossAreToldApartByOrigin",
-     [](Screen& s) {
-         s.ax->addWindow(s.app, "docs - Thunar", {{100, 100}, {500, 500}});
-         const ElementNode moved = s.ax->addWindow(s.app, "docs - Thunar", {{101, 100}, {500, 500}});
-         s.nothingAtAnyPosition();
-         s.ax->setMouseLocation({300, 300});
-         return moved;
-     }},
-    {"SameTitledWindowsOnePointApartDownAreToldApartByOrigin",
-     [](Screen& s) {
-         s.ax->addWindow(s.app, "docs - Thunar", {{100, 100}, {500, 500}});
-         const ElementNode moved = s.ax->addWindow(s.app, "docs - Thunar", {{100, 101}, {500, 500}});
-         s.nothingAtAnyPosition();
-         s.ax->setMouseLocation({300, 300});
-         return moved;
-     }},
-    {"SizeIsNotCompared",
-     [](Screen& s) {
-         const ElementNode win = docsFromTheWindowList(s);
-         s.ax->setWindowList(std::vector<WindowInfo>{{"Thunar", kPid, "docs", 0, 0, 700, 300}});
-         s.ax->removeAttribute(win, Attribute::Size);
-         return win;
-     }},
-    {"WindowWithoutPositionNeverMatches",
-     [](Screen& s) {
-         s.ax->removeAttribute(docsFromTheWindowList(s), Attribute::Position);
-         return ElementNode{};
-     }},
+    {"SameTitledWindowsOnePointApartAcrossAreToldApartByOrigin", [](Screen& s) { return twins(s, {101, 100}); }},
+    {"SameTitledWindowsOnePointApartDownAreToldApartByOrigin", [](Screen& s) { return twins(s, {100, 101}); }},
     {"TitleMustEqualTheEntrysName",
      [](Screen& s) {
          docsFromTheWindowList(s);
          s.ax->setWindowList(std::vector<WindowInfo>{{"Thunar", kPid, "Docs", 0, 0, 500, 500}});
          return ElementNode{};
      }},
-    {"PointOnTheFarEdgeIsOutside",
-     [](Screen& s) {
-         docsFromTheWindowList(s, {500, 10});
-         return ElementNode{};
-     }},
-    {"UnknownOwnerFindsNothing",
-     [](Screen& s) {
-         s.ax->setWindowList(std::vector<WindowInfo>{{"Thunar", 9999, "docs", 0, 0, 500, 500}});
-         s.nothingAtAnyPosition();
-         s.ax->setMouseLocation({10, 10});
-         return ElementNode{};
-     }},
+    {"PointOnTheFarEdgeIsOutside", [](Screen& s) { return docsFromTheWindowList(s, {500, 10}), ElementNode{}; }},
 };
 
 INSTANTIATE_TEST_SUITE_P(WindowLookup, WindowUnderMouse, ::testing::ValuesIn(kUnderMouseRows),
@@ -165,32 +134,26 @@ TEST(WindowLookup, ParentClimbIsBoundedEvenInACycle) {
     EXPECT_LE(s.ax->readCount(Attribute::Parent), 100u);
 }
 
-TEST(WindowLookup, WithoutAnInterfaceEverythingAnswersNothing) {
-    ScopedAccessibility none(nullptr);
-    EXPECT_EQ(WindowLookup::windowUnderMouse(), nullptr);
-    EXPECT_EQ(WindowLookup::focusedWindow(), nullptr);
-    Rect frame;
-    EXPECT_FALSE(WindowLookup::getWindowFrame(nullptr, frame));
-    EXPECT_EQ(WindowLookup::titleElementForWindow(nullptr), nullptr);
-}
-
-TEST(WindowLookup, FocusedWindowIsTheFocusedApplicationsFocusedWindow) {
+TEST(WindowLookup, FocusedWindowIsTheFocusedApplicationsFocusedWindowAndNoInterfaceAnswersNothing) {
+    {
+        ScopedAccessibility none(nullptr);
+        EXPECT_EQ(WindowLookup::windowUnderMouse(), nullptr);
+        EXPECT_EQ(WindowLookup::focusedWindow(), nullptr);
+    }
     Screen s;
     const ElementNode a = s.ax->addWindow(s.app, "a", {{0, 0}, {500, 500}});
     const ElementNode b = s.ax->addWindow(s.app, "b", {{0, 0}, {500, 500}});
     EXPECT_EQ(WindowLookup::focusedWindow(), nullptr);
-    s.ax->setFocusedWindow(a);
-    EXPECT_EQ(s.ax->nodeOf(WindowLookup::focusedWindow()), a);
-    s.ax->setFocusedWindow(b);
-    EXPECT_EQ(s.ax->nodeOf(WindowLookup::focusedWindow()), b);
+    for (const ElementNode focused : {a, b}) {
+        s.ax->setFocusedWindow(focused);
+        EXPECT_EQ(s.ax->nodeOf(WindowLookup::focusedWindow()), focused);
+    }
 }
 
 TEST(WindowLookup, TheTitleElementIsTheLastStaticTextChild) {
     // The children's roles and the index of the title among them (-1: none).
-    const std::pair<std::vector<Role>, int> rows[] = {{{Role::Text, Role::Text}, 1},
-                                                             {{Role::Text, Role::Button}, 0},
-                                                             {{Role::Button, Role::Group}, -1},
-                                                             {{}, -1}};
+    const std::pair<std::vector<Role>, int> rows[] = {
+        {{Role::Text, Role::Text}, 1}, {{Role::Text, Role::Button}, 0}, {{Role::Button, Role::Group}, -1}};
     for (const auto& [roles, index] : rows) {
         Screen s;
         const ElementNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});

@@ -62,16 +62,6 @@ const MountRow kMountRows[] = {
 };
 INSTANTIATE_TEST_SUITE_P(PathWindowController, ServerMountResult, testing::ValuesIn(kMountRows), SentenceName{});
 
-TEST_F(PathWindowControllerTest, APlaceWithoutAPathKeepsItsAddressInTheField) {
-    catalogue_->answer(handlers::mount, std::string());
-    catalogue_->answer(handlers::getPath, std::nullopt);
-    views_.field().type("trash:///");
-    bar().pathEditorEnter();
-    settle();
-    settle();
-    EXPECT_EQ(views_.field().stringValue(), "trash:///");
-}
-
 TEST(ServerMountGivenUp, ByEscapeOrAClosedWindowHidesTheBarWithoutNews) {
     for (const bool escape : {true, false}) {
         PathWindowControllerFixture f;
