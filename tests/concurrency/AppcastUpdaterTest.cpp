@@ -65,7 +65,8 @@ public:
             offers_.push_back(o);
         };
         updater_ = std::make_unique<AppcastUpdater>(
-            server, AppcastUpdater::Options{url.value_or("https://127.0.0.1/appcast.xml"), current, timeout}, offer, background);
+            server, AppcastUpdater::Options{url.value_or("https://127.0.0.1/appcast.xml"), current, timeout}, offer,
+            background);
         updater_->setUpdateCheckInterval(10800.0);
         return *updater_;
     }
@@ -108,7 +109,9 @@ TEST_F(AppcastUpdaterTest, ANewerVersionIsOfferedOnceAndTheCheckRearmsOnVirtualT
 
 TEST(AppcastUpdater, NothingIsOfferedForTheRunningVersionAMalformedFeedAFailedTransferOrASilentServer) {
     const std::pair<std::optional<std::string>, bool> rows[] = {{feedWith("120", "1.2"), false},
-        {"<html><body>down</body></html>", false}, {std::nullopt, false}, {feedWith("999", "9.9.9"), true}};
+                                                                {"<html><body>down</body></html>", false},
+                                                                {std::nullopt, false},
+                                                                {feedWith("999", "9.9.9"), true}};
     for (const auto& [response, silent] : rows) {
         UpdaterFixture f;
         auto server = std::make_shared<ScriptedFeed>(response, silent);

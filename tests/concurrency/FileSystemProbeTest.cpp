@@ -46,10 +46,15 @@ TEST(FileSystemProbe, AQuestionPastItsLimitMakesItsPathAndThoseBelowItStuckUntil
         {"/probe-test/stuck/a", true}, {"/probe-test/stucking", false}, {"/probe-test", false}, {"/", false}};
     // clang-format on
     for (const auto& [path, stuck] : rows) EXPECT_EQ(probe::isStuck(path), stuck) << path;
-    EXPECT_EQ(probe::ask<int>("/probe-test/stuck/a", [] { return 1; }, 10s), std::nullopt) << "refused at once";
+    EXPECT_EQ(probe::ask<int>(
+                  "/probe-test/stuck/a", [] { return 1; }, 10s),
+              std::nullopt)
+        << "refused at once";
     gate.release();
     for (int i = 0; i < 1000 && probe::isStuck("/probe-test/stuck"); ++i) std::this_thread::sleep_for(10ms);
-    EXPECT_EQ(probe::ask<int>("/probe-test/stuck/a", [] { return 1; }, 10s), 1);
+    EXPECT_EQ(probe::ask<int>(
+                  "/probe-test/stuck/a", [] { return 1; }, 10s),
+              1);
 }
 
 TEST(FileSystemProbe, AtMostItsThreadsWaitOnTheFileSystemAndAFurtherQuestionNeverStarts) {

@@ -105,20 +105,31 @@ const UnderMouseRow kUnderMouseRows[] = {
      }},
     {"NothingAtThePositionIsLeftToTheWindowList", [](Screen& s) { return docsFromTheWindowList(s); }},
     {"DockPanelInFrontIsSkipped",
-     [](Screen& s) { return docsFromTheWindowList(s, {10, 10}, WindowInfo{"Dock", 17, "", 0, 0, 1000, 1000}); }},
+     [](Screen& s) {
+         return docsFromTheWindowList(s, {10, 10}, WindowInfo{"Dock", 17, "", 0, 0, 1000, 1000});
+     }},
     {"AnotherProgramInFrontEndsTheScan",
      [](Screen& s) {
          return docsFromTheWindowList(s, {10, 10}, WindowInfo{"Firefox", 17, "news", 0, 0, 1000, 1000}), ElementNode{};
      }},
-    {"SameTitledWindowsOnePointApartAcrossAreToldApartByOrigin", [](Screen& s) { return twins(s, {101, 100}); }},
-    {"SameTitledWindowsOnePointApartDownAreToldApartByOrigin", [](Screen& s) { return twins(s, {100, 101}); }},
+    {"SameTitledWindowsOnePointApartAcrossAreToldApartByOrigin",
+     [](Screen& s) {
+         return twins(s, {101, 100});
+     }},
+    {"SameTitledWindowsOnePointApartDownAreToldApartByOrigin",
+     [](Screen& s) {
+         return twins(s, {100, 101});
+     }},
     {"TitleMustEqualTheEntrysName",
      [](Screen& s) {
          docsFromTheWindowList(s);
          s.ax->setWindowList(std::vector<WindowInfo>{{"Thunar", kPid, "Docs", 0, 0, 500, 500}});
          return ElementNode{};
      }},
-    {"PointOnTheFarEdgeIsOutside", [](Screen& s) { return docsFromTheWindowList(s, {500, 10}), ElementNode{}; }},
+    {"PointOnTheFarEdgeIsOutside",
+     [](Screen& s) {
+         return docsFromTheWindowList(s, {500, 10}), ElementNode{};
+     }},
 };
 
 INSTANTIATE_TEST_SUITE_P(WindowLookup, WindowUnderMouse, ::testing::ValuesIn(kUnderMouseRows),

@@ -127,16 +127,15 @@ TEST(WindowCoverage, DecidesWhetherTheTitleBandIsCovered) {
     const auto entry = [](std::string owner, std::int32_t pid, std::int32_t x, std::int32_t y, std::int32_t w,
                           std::int32_t h) { return WindowInfo{std::move(owner), pid, "", x, y, w, h}; };
     const std::int32_t self = static_cast<std::int32_t>(::getpid());
-    const std::pair<std::vector<WindowInfo>, bool> rows[] = {{{}, false},
-                                                             {{entry("xterm", 77, 300, 90, 200, 50)}, true},
-                                                             {{entry("xterm", 77, 300, 200, 200, 50)}, false},
-                                                             {{entry("Dock", 77, 0, 90, 1280, 30)}, false},
-                                                             {{entry("Jorvane", self, 200, 99, 400, 24)}, false},
-                                                             // Another window of the file manager at the same x is
-                                                             // not this one: the xterm behind it covers the band.
-                                                             {{entry("Thunar", 4242, 100, 500, 600, 400),
-                                                               entry("xterm", 77, 300, 90, 200, 50)},
-                                                              true}};
+    const std::pair<std::vector<WindowInfo>, bool> rows[] = {
+        {{}, false},
+        {{entry("xterm", 77, 300, 90, 200, 50)}, true},
+        {{entry("xterm", 77, 300, 200, 200, 50)}, false},
+        {{entry("Dock", 77, 0, 90, 1280, 30)}, false},
+        {{entry("Jorvane", self, 200, 99, 400, 24)}, false},
+        // Another window of the file manager at the same x is
+        // not this one: the xterm behind it covers the band.
+        {{entry("Thunar", 4242, 100, 500, 600, 400), entry("xterm", 77, 300, 90, 200, 50)}, true}};
     for (const auto& [inFront, covered] : rows) {
         std::vector<WindowInfo> list = inFront;
         list.push_back(entry("Thunar", 4242, 100, 100, 600, 400));

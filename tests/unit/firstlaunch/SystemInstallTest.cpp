@@ -140,8 +140,7 @@ void otherProduct(MoveFixture& f) {
 INSTANTIATE_TEST_SUITE_P(Rows, Move, testing::ValuesIn(kMoveRows), SentenceName{});
 
 TEST_F(Move, theReplaceCommandNamesEveryToolByPathAndPassesPathsAsArguments) {
-    const std::vector<std::string> argv =
-        systemInstall::replaceCommand("-x", "/opt/jorvane", "/opt/.n", "/opt/.o");
+    const std::vector<std::string> argv = systemInstall::replaceCommand("-x", "/opt/jorvane", "/opt/.n", "/opt/.o");
     ASSERT_GE(argv.size(), 6u);
     EXPECT_EQ(argv[0], "/usr/bin/timeout");
     EXPECT_EQ(std::vector<std::string>(argv.end() - 4, argv.end()),

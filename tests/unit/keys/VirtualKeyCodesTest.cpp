@@ -35,8 +35,8 @@ TEST(VirtualKeyCodes, impliedFlagsFollowTheKindOfKeyAndNeverTouchTheShortcutModi
     using K = VirtualKeyKind;
     for (const VirtualKey& key : virtualKeyTable()) {
         EXPECT_EQ(key.impliedFlags & kShortcutModifierMask, 0u) << key.name;
-        const bool typesOrModifies = key.kind == K::Character || key.kind == K::Whitespace ||
-                                     key.kind == K::Modifier || key.kind == K::Media || key.kind == K::Other;
+        const bool typesOrModifies = key.kind == K::Character || key.kind == K::Whitespace || key.kind == K::Modifier ||
+                                     key.kind == K::Media || key.kind == K::Other;
         const std::optional<Modifiers> implied = key.kind == K::Keypad     ? std::optional(kModifierNumericPad)
                                                  : key.kind == K::Function ? std::optional(kModifierFunction)
                                                  : typesOrModifies         ? std::optional(Modifiers{0})

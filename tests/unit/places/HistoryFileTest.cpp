@@ -20,7 +20,8 @@ using jorvane::test::readFile;
 TEST(HistoryFileLocation, FollowsAnAbsoluteXdgDataHomeThenHome) {
     ScopedEnv home("HOME", "/home/ann");
     const std::pair<std::optional<std::string>, const char*> rows[] = {
-        {"/srv/data", "/srv/data/jorvane/history"}, {"relative", "/home/ann/.local/share/jorvane/history"},
+        {"/srv/data", "/srv/data/jorvane/history"},
+        {"relative", "/home/ann/.local/share/jorvane/history"},
         {std::nullopt, "/home/ann/.local/share/jorvane/history"}};
     for (const auto& [xdg, file] : rows) {
         ScopedEnv data("XDG_DATA_HOME", xdg);

@@ -41,8 +41,10 @@ TEST_F(Diagnostics, WriteGoesToOutputWhateverTheThresholdAndADomainsMessageToErr
     log::inDomain(log::All, nullptr, "no domain");
     log::inDomain(log::All, "bridge", noFormat);
     const std::vector<std::pair<log::Stream, std::string>> expected = {
-        {log::Stream::Output, "DEBUG: 2 files in /tmp\n"}, {log::Stream::Output, "ALL: plain\n"},
-        {log::Stream::Error, "bridge<WARN>: slow by 1.5 s\n"}, {log::Stream::Error, "<ALL>: no domain\n"}};
+        {log::Stream::Output, "DEBUG: 2 files in /tmp\n"},
+        {log::Stream::Output, "ALL: plain\n"},
+        {log::Stream::Error, "bridge<WARN>: slow by 1.5 s\n"},
+        {log::Stream::Error, "<ALL>: no domain\n"}};
     EXPECT_EQ(lines_, expected);
 }
 
