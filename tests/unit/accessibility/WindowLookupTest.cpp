@@ -177,6 +177,18 @@ TEST(WindowLookup, TheTitleElementIsTheLastStaticTextChild) {
     }
 }
 
+TEST(WindowLookup, TheTitleBandHeightIsAPositiveNumberOfPoints) {
+    Screen s;
+    const ElementNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
+    EXPECT_EQ(WindowLookup::titleBandHeight(s.ax->element(win)), std::nullopt);
+    const std::pair<std::int64_t, std::optional<double>> rows[] = {
+        {0, std::nullopt}, {-3, std::nullopt}, {1, 1}, {24, 24}};
+    for (const auto& [band, height] : rows) {
+        s.ax->setAttribute(win, Attribute::TitleBandHeight, band);
+        EXPECT_EQ(WindowLookup::titleBandHeight(s.ax->element(win)), height) << band;
+    }
+}
+
 TEST(WindowLookup, AFrameWithoutItsSizeOrPositionFailsAfterWritingWhatItRead) {
     Screen s;
     const ElementNode win = s.ax->addWindow(s.app, "docs", {{12, 40}, {640, 480}});

@@ -82,6 +82,10 @@ const LifecycleRow kRows[] = {
      {"attach 10", "detach 10"}, 0},
     {"the end of a process already replaced changes nothing", {{S::start, 10}, {S::appears, 11}, {S::ends, 10}},
      {"attach 10", "detach 10", "attach 11"}, 11},
+    {"process 1 (Thunar alone in a container) is attached and its end detaches it",
+     {{S::start}, {S::appears, 1}, {S::ends, 1}}, {"attach 1", "detach 1"}, 0},
+    {"process 1 whose windows went with it is detached at once",
+     {{S::start}, {S::appears, 1}, {S::exits, 1}, {S::windowsGone, 1}}, {"attach 1", "detach 1"}, 0},
     {"another program's windows going changes nothing", {{S::start, 10}, {S::windowsGone, 77}, {S::waits}},
      {"attach 10"}, 10},
 };

@@ -126,6 +126,24 @@ const WelcomeRow kWelcomeRows[] = {
 
 INSTANTIATE_TEST_SUITE_P(Rows, Welcome, testing::ValuesIn(kWelcomeRows), SentenceName{});
 
+TEST(WelcomeWithoutAPath, AddsNoLoginItem) {
+    auto defaults = makeMemoryDefaults();
+    FakeAlerts alerts;
+    std::vector<std::string> installed;
+    EXPECT_TRUE(WelcomeAlerts::runWelcome({
+        .alerts = alerts,
+        .defaults = *defaults,
+        .names = PlatformNames{},
+        .executable = "",
+        .offerMove = false,
+        .localApplicationsDirectory = "/opt",
+        .hasLoginItemWithPath = [](std::string_view) { return false; },
+        .installLoginItemWithPath = [&](std::string_view path) { installed.emplace_back(path); },
+        .installSystemWide = [] { return false; },
+    }));
+    EXPECT_TRUE(installed.empty());
+}
+
 class Reopen : public appcore::AppDelegateTest {
 protected:
     ScopedKeyboardLayout layout_;
