@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
+
+#include "fakes/TestSupport.h"
 
 using namespace std::chrono_literals;
 namespace probe = jorvane::FileSystemProbe;
@@ -36,6 +39,19 @@ struct Gate {
         changed.notify_all();
     }
 };
+
+TEST(FileSystemProbe, TheReadyMadeQuestionsAnswerWithinTheirLimit) {
+    jorvane::test::TempDir dir;
+    dir.file("a");
+    dir.dir("b");
+    std::optional<std::vector<std::string>> names = probe::entries(dir.str(), 10s);
+    ASSERT_TRUE(names);
+    std::sort(names->begin(), names->end());
+    EXPECT_EQ(*names, (std::vector<std::string>{"a", "b"})) << "no dot entries";
+    EXPECT_EQ(probe::isDirectory(dir.str() + "/b", 10s), true);
+    EXPECT_EQ(probe::isDirectory(dir.str() + "/a", 10s), false);
+    EXPECT_EQ(probe::exists(dir.str() + "/gone", 10s), false);
+}
 
 TEST(FileSystemProbe, AQuestionPastItsLimitMakesItsPathAndThoseBelowItStuckUntilItAnswers) {
     Gate gate;
