@@ -16,33 +16,23 @@ namespace {
 
 // The network in memory: every GET answers the same body (nullopt: the transfer failed), or, when silent,
 // waits out the updater's time-out and fails. Counts the requests.
-class ScriptedFeed final : public HttpClient {
-public:
-    explicit ScriptedFeed(std::optional<std::string> body) : body_(std::move(body)) {}
-
+struct ScriptedFeed final : HttpClient {
+    explicit ScriptedFeed(std::optional<std::string> body, bool silent = false)
+        : body(std::move(body)), silent(silent) {}
     std::optional<std::string> get(const std::string&, double timeoutSeconds) override {
-        ++requests_;
-        if (silent_) {
-            std::this_thread::sleep_for(std::chrono::duration<double>(timeoutSeconds));
-            return std::nullopt;
-        }
-        std::lock_guard lock(mutex_);
-        return body_;
+        ++requests;
+        if (silent) std::this_thread::sleep_for(std::chrono::duration<double>(timeoutSeconds));
+        std::lock_guard lock(mutex);
+        return silent ? std::nullopt : body;
     }
-
-    std::string url() const { return "https://127.0.0.1/appcast.xml"; }
-    void setResponse(std::optional<std::string> body) {
-        std::lock_guard lock(mutex_);
-        body_ = std::move(body);
+    void setResponse(std::optional<std::string> next) {
+        std::lock_guard lock(mutex);
+        body = std::move(next);
     }
-    void setSilent(bool silent) { silent_ = silent; }
-    int requests() const { return requests_; }
-
-private:
-    std::mutex mutex_;
-    std::optional<std::string> body_;
-    std::atomic<bool> silent_{false};
-    std::atomic<int> requests_{0};
+    std::mutex mutex;
+    std::optional<std::string> body;
+    const bool silent;
+    std::atomic<int> requests{0};
 };
 
 std::string feedWith(const std::string& version, const std::string& shortVersion) {
@@ -75,7 +65,8 @@ public:
             offers_.push_back(o);
         };
         updater_ = std::make_unique<AppcastUpdater>(
-            server, AppcastUpdater::Options{url.value_or(server->url()), current, timeout}, offer, background);
+            server, AppcastUpdater::Options{url.value_or("https://127.0.0.1/appcast.xml"), current, timeout}, offer,
+            background);
         updater_->setUpdateCheckInterval(10800.0);
         return *updater_;
     }
@@ -101,14 +92,11 @@ TEST_F(AppcastUpdaterTest, ANewerVersionIsOfferedOnceAndTheCheckRearmsOnVirtualT
     ASSERT_EQ(offers_.size(), 1u);
     EXPECT_EQ(offers_[0], (UpdateOffer{"120", "1.2", "http://example.test/j-1.2.tar.gz", "Jorvane 1.2"}));
     EXPECT_TRUE(updater.isCheckScheduled());
-    // Nothing happens before the interval is over.
     pass(10799s);
-    EXPECT_TRUE(updater.isCheckScheduled());
-    EXPECT_EQ(updater.completedCheckCount(), 1u);
-    // At the interval the feed is read again; the same version is not offered twice.
-    pass(1s);
+    EXPECT_EQ(updater.completedCheckCount(), 1u) << "nothing before the interval is over";
+    pass(1s);  // read again; the same version is not offered twice
     ASSERT_TRUE(waitForChecks(2));
-    EXPECT_EQ(server->requests(), 2);
+    EXPECT_EQ(server->requests, 2);
     EXPECT_EQ(offers_.size(), 1u);
     EXPECT_TRUE(updater.isCheckScheduled());
     // A later release is offered in its turn.
@@ -119,29 +107,21 @@ TEST_F(AppcastUpdaterTest, ANewerVersionIsOfferedOnceAndTheCheckRearmsOnVirtualT
     EXPECT_EQ(offers_[1].shortVersion, "1.3");
 }
 
-TEST(AppcastUpdater, NothingIsOfferedForTheRunningVersionAMalformedFeedOrAFailedTransfer) {
-    for (const std::optional<std::string>& response :
-         {std::optional(feedWith("120", "1.2")), std::optional<std::string>("<html><body>down</body></html>"),
-          std::optional<std::string>()}) {
+TEST(AppcastUpdater, NothingIsOfferedForTheRunningVersionAMalformedFeedAFailedTransferOrASilentServer) {
+    const std::pair<std::optional<std::string>, bool> rows[] = {{feedWith("120", "1.2"), false},
+                                                                {"<html><body>down</body></html>", false},
+                                                                {std::nullopt, false},
+                                                                {feedWith("999", "9.9.9"), true}};
+    for (const auto& [response, silent] : rows) {
         UpdaterFixture f;
-        auto server = std::make_shared<ScriptedFeed>(response);
-        auto& updater = f.make(server, "120");
+        auto server = std::make_shared<ScriptedFeed>(response, silent);
+        auto& updater = f.make(server, "120", 0.3);
         updater.checkForUpdatesInBackground();
         ASSERT_TRUE(f.waitForChecks(1));
         EXPECT_TRUE(f.offers_.empty());
-        EXPECT_EQ(server->requests(), 1);
+        EXPECT_EQ(server->requests, 1);
         EXPECT_TRUE(updater.isCheckScheduled()) << "the next check is still scheduled";
     }
-}
-
-TEST_F(AppcastUpdaterTest, AServerThatNeverAnswersTimesOutWithoutAnOffer) {
-    auto server = std::make_shared<ScriptedFeed>(feedWith("999", "9.9.9"));
-    server->setSilent(true);
-    auto& updater = make(server, "1", 0.3);
-    updater.checkForUpdatesInBackground();
-    ASSERT_TRUE(waitForChecks(1));
-    EXPECT_TRUE(offers_.empty());
-    EXPECT_TRUE(updater.isCheckScheduled());
 }
 
 TEST_F(AppcastUpdaterTest, ANewCheckIsNotStartedWhileOneIsRunning) {
@@ -161,7 +141,7 @@ TEST_F(AppcastUpdaterTest, AnEmptyFeedUrlMeansNoCheckAndNoNetwork) {
     updater_->checkForUpdatesInBackground();
     pass(100000s);
     EXPECT_EQ(background.tasks, 0);
-    EXPECT_EQ(http->requests(), 0);
+    EXPECT_EQ(http->requests, 0);
     EXPECT_FALSE(updater_->isCheckScheduled());
     EXPECT_EQ(clock_.scheduledCount(), 0u);
 }
@@ -174,12 +154,11 @@ TEST_F(AppcastUpdaterTest, WithoutAnIntervalOnlyTheAskedCheckRuns) {
     ASSERT_TRUE(waitForChecks(1));
     EXPECT_FALSE(updater.isCheckScheduled());
     pass(100000s);
-    EXPECT_EQ(server->requests(), 1);
+    EXPECT_EQ(server->requests, 1);
 }
 
 TEST_F(AppcastUpdaterTest, DestroyingTheUpdaterDuringAFetchDropsItsResult) {
-    auto server = std::make_shared<ScriptedFeed>(feedWith("999", "9.9.9"));
-    server->setSilent(true);
+    auto server = std::make_shared<ScriptedFeed>(feedWith("999", "9.9.9"), true);
     {
         GlobalQueue background(1);
         make(server, "1", 0.3, background).checkForUpdatesInBackground();

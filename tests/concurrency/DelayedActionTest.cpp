@@ -14,20 +14,7 @@ using namespace jorvane;
 using namespace jorvane::dispatch;
 using test::VirtualTime;
 
-TEST(DelayedAction, PauseBeforeTheDeadlineDropsTheAction) {
-    VirtualTime time;
-    int runs = 0;
-    auto invocation = DelayedAction::invocationOnMainQueueWithBlock([&] { ++runs; });
-    invocation->fireIn(0.3);
-    time.pass(200ms);
-    EXPECT_TRUE(invocation->isActive());
-    invocation->pause();
-    EXPECT_FALSE(invocation->isActive());
-    time.pass(10s);
-    EXPECT_EQ(runs, 0);
-}
-
-TEST(DelayedAction, RearmingDebouncesToOneRunAfterTheLastCall) {
+TEST(DelayedAction, RearmingDebouncesToOneRunAfterTheLastCallAndPausingDropsIt) {
     VirtualTime time;
     int runs = 0;
     auto invocation = DelayedAction::invocationOnMainQueueWithBlock([&] { ++runs; });
@@ -35,11 +22,15 @@ TEST(DelayedAction, RearmingDebouncesToOneRunAfterTheLastCall) {
         invocation->fireIn(0.3);
         time.pass(100ms);
     }
-    EXPECT_EQ(runs, 0);
     time.pass(199ms);  // 299 ms after the last call
     EXPECT_EQ(runs, 0);
     time.pass(1ms);
     EXPECT_EQ(runs, 1);
+    invocation->fireIn(0.3);
+    time.pass(200ms);
+    EXPECT_TRUE(invocation->isActive());
+    invocation->pause();
+    EXPECT_FALSE(invocation->isActive());
     time.pass(10s);
     EXPECT_EQ(runs, 1);
 }
@@ -54,26 +45,6 @@ TEST(DelayedAction, NoDelayRunsAsSoonAsPossibleButNeverInline) {
         time.pass(0ms);
         EXPECT_EQ(runs, 1) << delay;
     }
-}
-
-TEST(DelayedAction, FlagsFollowTheRun) {
-    VirtualTime time;
-    std::shared_ptr<DelayedAction> invocation;
-    bool executingInside = false, scheduledInside = true;
-    invocation = DelayedAction::invocationOnMainQueueWithBlock([&] {
-        executingInside = invocation->isExecuting();
-        scheduledInside = invocation->isScheduled();
-    });
-    EXPECT_EQ(invocation->leeway(), 1'000'000u);
-    EXPECT_FALSE(invocation->isScheduled());
-    invocation->fireNow();
-    EXPECT_TRUE(invocation->isScheduled());
-    time.pass(0ms);
-    EXPECT_TRUE(executingInside);
-    EXPECT_FALSE(scheduledInside);
-    EXPECT_FALSE(invocation->isExecuting());
-    EXPECT_FALSE(invocation->isScheduled());
-    invocation.reset();  // the block refers to it
 }
 
 TEST(DelayedAction, ArmingFromTheActionSchedulesTheNextRun) {
@@ -116,20 +87,6 @@ TEST(DelayedAction, KeepsItselfAliveOnlyWhileArmed) {
     EXPECT_TRUE(firedWeak.expired());
 }
 
-TEST(DelayedAction, CallsAMemberOfItsTarget) {
-    VirtualTime time;
-    struct Spinner {
-        int shown = 0;
-        void show() { ++shown; }
-    } spinner;
-    auto invocation = DelayedAction::invocationOnMainQueueWithTarget(&spinner, &Spinner::show);
-    invocation->fireIn(0.3);
-    time.pass(300ms);
-    EXPECT_EQ(spinner.shown, 1);
-    EXPECT_THROW(DelayedAction::invocationOnMainQueueWithTarget<Spinner>(nullptr, &Spinner::show),
-                 std::invalid_argument);
-}
-
 TEST(DelayedAction, AnUnsharedInstanceIsAPlainTimerThatDiesDisarmed) {
     VirtualTime time;
     int runs = 0;
@@ -147,20 +104,6 @@ TEST(DelayedAction, AnUnsharedInstanceIsAPlainTimerThatDiesDisarmed) {
     empty.fireNow();
     time.pass(0ms);
     EXPECT_FALSE(empty.isScheduled());
-}
-
-TEST(DelayedAction, ForgottenArmedInstancesRunOnceEachAndAreFreed) {
-    constexpr int count = 50;
-    std::atomic<int> runs{0};
-    std::vector<std::weak_ptr<DelayedAction>> weak;
-    for (int i = 0; i < count; ++i) {
-        auto invocation = DelayedAction::invocationOnQueue(globalQueue(), [&] { ++runs; });
-        invocation->fireIn(0.001 * (i % 5));
-        weak.push_back(invocation);
-    }
-    EXPECT_TRUE(mainQueue().runUntil(
-        [&] { return runs.load() == count && std::ranges::all_of(weak, [](const auto& w) { return w.expired(); }); },
-        10s));
 }
 
 TEST(DelayedAction, OnAConcurrentQueueTheActionNeverOverlapsItself) {

@@ -162,3 +162,13 @@ TEST(TimerSource, DisarmDropsAFireAlreadyHandedToTheQueue) {
     mainQueue().drain();
     EXPECT_EQ(fired, 0);
 }
+
+TEST(RealTimeSource, FiresOnItsThreadAndStopsAtOnceWithATimerStillAnHourAway) {
+    std::binary_semaphore fired{0};
+    {
+        RealTimeSource time;
+        time.schedule(time.now() + std::chrono::hours(1), {}, [] {});
+        time.schedule(time.now() + 1ms, {}, [&] { fired.release(); });
+        EXPECT_TRUE(fired.try_acquire_for(10s));
+    }  // would sleep the hour if stopping did not wake the thread
+}

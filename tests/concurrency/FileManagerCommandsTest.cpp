@@ -46,8 +46,7 @@ struct Bridge {
 
 // What a completion block saw.
 struct Completion {
-    bool called = false;
-    bool onMainThread = false;
+    bool called = false, onMainThread = false;
     std::optional<std::string> path;
 };
 FileManagerCommands::PathBlock into(Completion& c) {
@@ -107,9 +106,8 @@ TEST(FileManagerCommands, ShowFolderChoosesTheHandlerByWhatThePathIsAndFinishesO
 
 TEST(FileManagerCommands, FinishedBlockRunsEvenWhenTheHandlerFails) {
     Bridge b;
-    b.catalogue->answerWith("finder_reveal", [](const std::vector<std::string>&) -> std::optional<std::string> {
-        throw std::runtime_error("file manager gone");
-    });
+    b.catalogue->answerWith("finder_reveal",
+                            [](auto&) -> std::optional<std::string> { throw std::runtime_error("gone"); });
     std::optional<Navigated> outcome;
     b.wrapper.showFolderAsync("/no/such/place", [&](Navigated navigated) { outcome = navigated; });
     EXPECT_TRUE(runUntil([&] { return outcome.has_value(); }));
@@ -154,35 +152,32 @@ TEST(FileManagerCommands, TypingWhileARevealRunsKeepsOnlyTheNewestNameAndNeverHo
 }
 
 // A file system whose paths under "/hung" do not answer until it opens.
-class HungFileSystem {
-public:
+struct HungFileSystem {
     bool isDirectory(const std::string& path) {
         if (!path.starts_with("/hung")) return true;
-        std::unique_lock lock(mutex_);
-        ++inside_;
-        changed_.notify_all();
-        changed_.wait(lock, [&] { return open_; });
-        --inside_;
-        changed_.notify_all();
+        std::unique_lock lock(mutex);
+        ++inside;
+        changed.notify_all();
+        changed.wait(lock, [&] { return open; });
+        --inside;
+        changed.notify_all();
         return true;
     }
     bool waitForInside(int count) {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, 10s, [&] { return inside_ >= count; });
+        std::unique_lock lock(mutex);
+        return changed.wait_for(lock, 10s, [&] { return inside >= count; });
     }
     // Answers every question still waiting, and waits until they have left.
-    void open() {
-        std::unique_lock lock(mutex_);
-        open_ = true;
-        changed_.notify_all();
-        changed_.wait(lock, [&] { return inside_ == 0; });
+    void answer() {
+        std::unique_lock lock(mutex);
+        open = true;
+        changed.notify_all();
+        changed.wait(lock, [&] { return inside == 0; });
     }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    int inside_ = 0;
-    bool open_ = false;
+    std::mutex mutex;
+    std::condition_variable changed;
+    int inside = 0;
+    bool open = false;
 };
 
 TEST(FileManagerCommands, APathTheFileSystemDoesNotAnswerForHoldsUpNoNavigationAndIsToldApart) {
@@ -213,7 +208,7 @@ TEST(FileManagerCommands, APathTheFileSystemDoesNotAnswerForHoldsUpNoNavigationA
         EXPECT_EQ(took >= 300ms, std::string_view(path) == "/hung/b") << path;
     }
     EXPECT_THAT(b.catalogue->calls(), ElementsAre(Call{"finder_set_path", {"/local"}, false}));
-    fileSystem->open();
+    fileSystem->answer();
     wrapper.waitUntilIdle();
 }
 

@@ -66,6 +66,15 @@ ElementNode docsFromTheWindowList(Screen& s, Point mouse = {10, 10}, std::option
     return win;
 }
 
+// Two windows of one title, the second `origin` a point off the first's (100, 100); the list must pick it.
+ElementNode twins(Screen& s, Point origin) {
+    s.ax->addWindow(s.app, "docs - Thunar", {{100, 100}, {500, 500}});
+    const ElementNode moved = s.ax->addWindow(s.app, "docs - Thunar", {origin, {500, 500}});
+    s.nothingAtAnyPosition();
+    s.ax->setMouseLocation({300, 300});
+    return moved;
+}
+
 const UnderMouseRow kUnderMouseRows[] = {
     {"TitleTextGivesItsWindowThroughTheWindowAttribute",
      [](Screen& s) {
@@ -101,36 +110,15 @@ const UnderMouseRow kUnderMouseRows[] = {
      }},
     {"AnotherProgramInFrontEndsTheScan",
      [](Screen& s) {
-         docsFromTheWindowList(s, {10, 10}, WindowInfo{"Firefox", 17, "news", 0, 0, 1000, 1000});
-         return ElementNode{};
+         return docsFromTheWindowList(s, {10, 10}, WindowInfo{"Firefox", 17, "news", 0, 0, 1000, 1000}), ElementNode{};
      }},
     {"SameTitledWindowsOnePointApartAcrossAreToldApartByOrigin",
      [](Screen& s) {
-         s.ax->addWindow(s.app, "docs - Thunar", {{100, 100}, {500, 500}});
-         const ElementNode moved = s.ax->addWindow(s.app, "docs - Thunar", {{101, 100}, {500, 500}});
-         s.nothingAtAnyPosition();
-         s.ax->setMouseLocation({300, 300});
-         return moved;
+         return twins(s, {101, 100});
      }},
     {"SameTitledWindowsOnePointApartDownAreToldApartByOrigin",
      [](Screen& s) {
-         s.ax->addWindow(s.app, "docs - Thunar", {{100, 100}, {500, 500}});
-         const ElementNode moved = s.ax->addWindow(s.app, "docs - Thunar", {{100, 101}, {500, 500}});
-         s.nothingAtAnyPosition();
-         s.ax->setMouseLocation({300, 300});
-         return moved;
-     }},
-    {"SizeIsNotCompared",
-     [](Screen& s) {
-         const ElementNode win = docsFromTheWindowList(s);
-         s.ax->setWindowList(std::vector<WindowInfo>{{"Thunar", kPid, "docs", 0, 0, 700, 300}});
-         s.ax->removeAttribute(win, Attribute::Size);
-         return win;
-     }},
-    {"WindowWithoutPositionNeverMatches",
-     [](Screen& s) {
-         s.ax->removeAttribute(docsFromTheWindowList(s), Attribute::Position);
-         return ElementNode{};
+         return twins(s, {100, 101});
      }},
     {"TitleMustEqualTheEntrysName",
      [](Screen& s) {
@@ -140,15 +128,7 @@ const UnderMouseRow kUnderMouseRows[] = {
      }},
     {"PointOnTheFarEdgeIsOutside",
      [](Screen& s) {
-         docsFromTheWindowList(s, {500, 10});
-         return ElementNode{};
-     }},
-    {"UnknownOwnerFindsNothing",
-     [](Screen& s) {
-         s.ax->setWindowList(std::vector<WindowInfo>{{"Thunar", 9999, "docs", 0, 0, 500, 500}});
-         s.nothingAtAnyPosition();
-         s.ax->setMouseLocation({10, 10});
-         return ElementNode{};
+         return docsFromTheWindowList(s, {500, 10}), ElementNode{};
      }},
 };
 
@@ -165,32 +145,26 @@ TEST(WindowLookup, ParentClimbIsBoundedEvenInACycle) {
     EXPECT_LE(s.ax->readCount(Attribute::Parent), 100u);
 }
 
-TEST(WindowLookup, WithoutAnInterfaceEverythingAnswersNothing) {
-    ScopedAccessibility none(nullptr);
-    EXPECT_EQ(WindowLookup::windowUnderMouse(), nullptr);
-    EXPECT_EQ(WindowLookup::focusedWindow(), nullptr);
-    Rect frame;
-    EXPECT_FALSE(WindowLookup::getWindowFrame(nullptr, frame));
-    EXPECT_EQ(WindowLookup::titleElementForWindow(nullptr), nullptr);
-}
-
-TEST(WindowLookup, FocusedWindowIsTheFocusedApplicationsFocusedWindow) {
+TEST(WindowLookup, FocusedWindowIsTheFocusedApplicationsFocusedWindowAndNoInterfaceAnswersNothing) {
+    {
+        ScopedAccessibility none(nullptr);
+        EXPECT_EQ(WindowLookup::windowUnderMouse(), nullptr);
+        EXPECT_EQ(WindowLookup::focusedWindow(), nullptr);
+    }
     Screen s;
     const ElementNode a = s.ax->addWindow(s.app, "a", {{0, 0}, {500, 500}});
     const ElementNode b = s.ax->addWindow(s.app, "b", {{0, 0}, {500, 500}});
     EXPECT_EQ(WindowLookup::focusedWindow(), nullptr);
-    s.ax->setFocusedWindow(a);
-    EXPECT_EQ(s.ax->nodeOf(WindowLookup::focusedWindow()), a);
-    s.ax->setFocusedWindow(b);
-    EXPECT_EQ(s.ax->nodeOf(WindowLookup::focusedWindow()), b);
+    for (const ElementNode focused : {a, b}) {
+        s.ax->setFocusedWindow(focused);
+        EXPECT_EQ(s.ax->nodeOf(WindowLookup::focusedWindow()), focused);
+    }
 }
 
 TEST(WindowLookup, TheTitleElementIsTheLastStaticTextChild) {
     // The children's roles and the index of the title among them (-1: none).
-    const std::pair<std::vector<Role>, int> rows[] = {{{Role::Text, Role::Text}, 1},
-                                                             {{Role::Text, Role::Button}, 0},
-                                                             {{Role::Button, Role::Group}, -1},
-                                                             {{}, -1}};
+    const std::pair<std::vector<Role>, int> rows[] = {
+        {{Role::Text, Role::Text}, 1}, {{Role::Text, Role::Button}, 0}, {{Role::Button, Role::Group}, -1}};
     for (const auto& [roles, index] : rows) {
         Screen s;
         const ElementNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
@@ -200,6 +174,18 @@ TEST(WindowLookup, TheTitleElementIsTheLastStaticTextChild) {
         EXPECT_EQ(s.ax->nodeOf(WindowLookup::titleElementForWindow(s.ax->element(win))), expected) << roles.size();
         s.ax->removeAttribute(win, Attribute::Children);
         EXPECT_EQ(WindowLookup::titleElementForWindow(s.ax->element(win)), nullptr);
+    }
+}
+
+TEST(WindowLookup, TheTitleBandHeightIsAPositiveNumberOfPoints) {
+    Screen s;
+    const ElementNode win = s.ax->addWindow(s.app, "docs", {{0, 0}, {500, 500}});
+    EXPECT_EQ(WindowLookup::titleBandHeight(s.ax->element(win)), std::nullopt);
+    const std::pair<std::int64_t, std::optional<double>> rows[] = {
+        {0, std::nullopt}, {-3, std::nullopt}, {1, 1}, {24, 24}};
+    for (const auto& [band, height] : rows) {
+        s.ax->setAttribute(win, Attribute::TitleBandHeight, band);
+        EXPECT_EQ(WindowLookup::titleBandHeight(s.ax->element(win)), height) << band;
     }
 }
 

@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <map>
 #include <random>
+#include <tuple>
 
 using jorvane::CompletionEngine;
 using jorvane::test::TempDir;
@@ -189,31 +190,27 @@ TEST_F(CompletionEngineTest, UnknownLocationIsFetchedAndTheTextAloneIsCompletedI
     EXPECT_EQ(fetches_, 1);
 }
 
-TEST_F(CompletionEngineTest, FolderIsReadOnceUntilTheDirectoryPartChanges) {
-    EXPECT_EQ(complete("{T}/new"), Strings{});
-    tmp_.file("new.txt");
-    EXPECT_EQ(complete("{T}/new"), Strings{});
-    complete("{T}/abc/");
-    EXPECT_EQ(complete("{T}/new"), t(Strings{"{T}/new.txt"}));
-}
-
-TEST_F(CompletionEngineTest, FailedListingIsCachedAsNothing) {
+TEST_F(CompletionEngineTest, AFolderIsReadOnceUntilTheDirectoryPartChangesAndAFailedListingIsCachedAsNothing) {
     EXPECT_EQ(complete("{T}/later/x"), Strings{});
     EXPECT_EQ(engine_.currentCompletionsDirectoryPath(), t("{T}/later"));
     EXPECT_TRUE(engine_.folderUnreadable());
     tmp_.file("later/xy");
     EXPECT_EQ(complete("{T}/later/x"), Strings{});
-    complete("{T}/");
+    EXPECT_EQ(complete("{T}/new"), Strings{});
+    tmp_.file("new.txt");
+    EXPECT_EQ(complete("{T}/new"), Strings{});
     EXPECT_EQ(complete("{T}/later/x"), t(Strings{"{T}/later/xy"}));
+    EXPECT_EQ(complete("{T}/new"), t(Strings{"{T}/new.txt"}));
 }
 
 TEST(CompletionEngineDataSource, UncompletedStringDropsTheSelectedTail) {
-    using jorvane::TextRange;
-    EXPECT_EQ(CompletionEngine::uncompletedString("/usr/share", {7, 3}), "/usr/sh");
-    EXPECT_EQ(CompletionEngine::uncompletedString("/usr/share", {10, 0}), "/usr/share");
-    EXPECT_EQ(CompletionEngine::uncompletedString("/usr/share", {1, 3}), "//share");
-    EXPECT_EQ(CompletionEngine::uncompletedString("/usr", {2, 99}), "/u");
-    EXPECT_EQ(CompletionEngine::uncompletedString("/usr", {99, 1}), "/usr");
+    const std::tuple<const char*, jorvane::TextRange, const char*> rows[] = {{"/usr/share", {7, 3}, "/usr/sh"},
+                                                                             {"/usr/share", {10, 0}, "/usr/share"},
+                                                                             {"/usr/share", {1, 3}, "//share"},
+                                                                             {"/usr", {2, 99}, "/u"},
+                                                                             {"/usr", {99, 1}, "/usr"}};
+    for (const auto& [text, selection, uncompleted] : rows)
+        EXPECT_EQ(CompletionEngine::uncompletedString(text, selection), uncompleted) << text;
 }
 
 TEST_F(CompletionEngineTest, NumberOfItemsRecomputesUnlessTheTextIsEmptyOrTheCachedFolder) {

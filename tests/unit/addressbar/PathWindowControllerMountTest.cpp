@@ -50,9 +50,6 @@ TEST_P(ServerMountResult, Row) {
 }
 
 const MountRow kMountRows[] = {
-    {"a mounted server's folder goes into the field", "", "", false, kMountedFolder, "", true},
-    {"a refused login leaves the address and says why", std::nullopt, "The server refused the login", false, kAddress,
-     "The server refused the login", true},
     {"a failure without a reason of its own gets the general one", std::nullopt, "", false, kAddress,
      "The server could not be connected", true},
     {"a failure brings back the bar that a login dialog took away", std::nullopt,

@@ -414,6 +414,7 @@ TEST_F(SlowFolderTest, TheListSaysWhileTheFolderIsReadAndKeepsItsChoiceAsItGrows
     ASSERT_TRUE(waitFor([&] { return views_.completions().content().size() == 3; }));
     EXPECT_EQ(views_.completions().content()[views_.completions().selectedRow()], "/f/notes.txt");
     EXPECT_EQ(views_.completions().note(), "");
+    EXPECT_EQ(views_.completions().frame().size.height, 3 * 17);
 }
 
 }  // namespace

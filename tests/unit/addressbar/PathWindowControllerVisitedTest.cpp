@@ -73,15 +73,7 @@ TEST_F(VisitedFoldersInTheBar, TheListOffersMatchingVisitedFoldersAfterTheFolder
     }
 }
 
-TEST_F(VisitedFoldersInTheBar, ReturnOnWordsGoesToTheBestVisitedFolderUnlessTheFolderHasSuchAName) {
-    views_.field().type("proj rep");
-    bar().pathEditorEnter();
-    settle();
-    EXPECT_THAT(handlerCalls(), Contains("finder_set_path [" + place("Projects/2026/Reports") + "]"));
-    EXPECT_EQ(views_.field().stringValue(), place("Projects/2026/Reports"));
-
-    catalogue_->clearCalls();
-    bar().setFileManagerLocation(tmp_.str());
+TEST_F(VisitedFoldersInTheBar, ReturnOnWordsThatNameSomethingInTheFolderStaysThere) {
     views_.field().type("docs");
     bar().pathEditorEnter();
     settle();
@@ -97,21 +89,13 @@ TEST_F(VisitedFoldersInTheBar, InlineCompletionOffersTheBestVisitedFolderAfterWo
     EXPECT_EQ(bar().completedString("doc"), "docs/");
     EXPECT_EQ(bar().completedString("/nowhere-at-all"), std::nullopt);
 
-    // Return on the offered text goes there; the same text typed by hand
-    // after another offer is only text.
+    // Return on the offered text goes there.
     EXPECT_EQ(bar().completedString("proj rep"), offered);
     views_.field().type(offered);
     bar().pathEditorEnter();
     settle();
     EXPECT_THAT(handlerCalls(), Contains("finder_set_path [" + reports + "]"));
     EXPECT_EQ(views_.field().stringValue(), reports);
-
-    catalogue_->clearCalls();
-    bar().setFileManagerLocation(tmp_.str());
-    views_.field().type(offered);
-    bar().pathEditorEnter();
-    settle();
-    EXPECT_THAT(handlerCalls(), testing::Not(Contains("finder_set_path [" + reports + "]")));
 
     // Up from the offer goes to the offered folder's parent.
     EXPECT_EQ(bar().completedString("proj rep"), offered);
@@ -136,7 +120,6 @@ TEST_F(VisitedFoldersInTheBar, NamesThatOnlyResembleTheTextAreMarkedAndNeverChan
     bar().pathEditorEnter();
     settle();
     EXPECT_THAT(handlerCalls(), Contains("finder_set_path [" + place("Projects/2026/Reports") + "]"));
-
     catalogue_->clearCalls();
     bar().setFileManagerLocation(tmp_.str());
     views_.field().type("dcs");
@@ -145,7 +128,7 @@ TEST_F(VisitedFoldersInTheBar, NamesThatOnlyResembleTheTextAreMarkedAndNeverChan
     EXPECT_THAT(handlerCalls(), ElementsAre("finder_reveal [" + tmp_.str() + "/dcs]"));
 }
 
-TEST_F(VisitedFoldersInTheBar, TheListOffersBookmarksByNameAfterTheVisitedFoldersAndChoosingOneGoesToItsFolder) {
+TEST_F(VisitedFoldersInTheBar, TheListOffersLocalBookmarksByNameAfterTheVisitedFoldersWithoutRepeatingOne) {
     const std::string music = place("Music") + "/";
     history_.file("bookmarks", "file://" + place("Music") + " Tunes\nfile://" + place("Projects/2026/Reports") +
                                    " Reports\nsftp://host/srv Tunes server\n");
@@ -162,12 +145,6 @@ TEST_F(VisitedFoldersInTheBar, TheListOffersBookmarksByNameAfterTheVisitedFolder
     views_.field().type("rep");
     bar().showPopup();
     EXPECT_THAT(bar().listRows(), ElementsAre(place("Projects/2026/Reports") + "/"));
-
-    views_.field().type("tun");
-    bar().showPopup();
-    bar().completionChosen();
-    settle();
-    EXPECT_THAT(handlerCalls(), Contains("finder_set_path [" + music + "]"));
 }
 
 TEST_F(VisitedFoldersInTheBar, TheWindowsFolderAndEveryFolderTheBarGoesToAreCounted) {

@@ -78,18 +78,6 @@ TEST(UninstallAnswer, DecidesMailRemovalAndQuit) {
     }
 }
 
-TEST_F(About, FilesThatCannotBeDeletedStillQuit) {
-    AboutWindowController about = make();
-    // The listed file became a folder with something in it: nobody, root included, deletes it as a file.
-    fs::remove(bundle_ / "share/jorvane/installed-files");
-    temp_.file("opt/jorvane/share/jorvane/installed-files/inside", "x");
-    alerts_.answerNext(kAlertSecondButton);
-    about.uninstall();
-    EXPECT_FALSE(fs::exists(executable_));
-    EXPECT_TRUE(fs::exists(bundle_ / "share/jorvane/installed-files/inside"));
-    EXPECT_EQ(application_.terminations(), 1);
-}
-
 TEST_F(About, APackageInstallIsNeverDeletedButExplainedAndQuits) {
     temp_.file("usr/share/jorvane/installed-files",
                "jorvane-installed-files 1 package\nbin/jorvane\nshare/jorvane/installed-files\n");

@@ -82,11 +82,27 @@ const LifecycleRow kRows[] = {
      {"attach 10", "detach 10"}, 0},
     {"the end of a process already replaced changes nothing", {{S::start, 10}, {S::appears, 11}, {S::ends, 10}},
      {"attach 10", "detach 10", "attach 11"}, 11},
+    {"process 1 (Thunar alone in a container) is attached and its end detaches it",
+     {{S::start}, {S::appears, 1}, {S::ends, 1}}, {"attach 1", "detach 1"}, 0},
+    {"process 1 whose windows went with it is detached at once",
+     {{S::start}, {S::appears, 1}, {S::exits, 1}, {S::windowsGone, 1}}, {"attach 1", "detach 1"}, 0},
     {"another program's windows going changes nothing", {{S::start, 10}, {S::windowsGone, 77}, {S::waits}},
      {"attach 10"}, 10},
 };
 // clang-format on
 INSTANTIATE_TEST_SUITE_P(Rows, Lifecycle, testing::ValuesIn(kRows), test::SentenceName{});
+
+TEST(LifecycleOwner, AnEndCheckQueuedBeforeItWentDoesNothing) {
+    test::VirtualTime time;
+    FileManagerLifecycle::Hooks hooks;
+    hooks.processExists = [](std::int32_t) { return true; };
+    auto owner = std::make_unique<FileManagerLifecycle>(hooks);
+    owner->started(10);
+    owner->windowsGone(10);
+    time.clock.advance(FileManagerLifecycle::kEndCheckDelay + std::chrono::seconds(1));  // queued, not yet run
+    owner.reset();
+    dispatch::mainQueue().drain();
+}
 
 TEST(CommandLine, ParsesOneOptionAndRefusesTheRest) {
     using commandline::Action;
@@ -115,16 +131,15 @@ TEST(WindowCoverage, DecidesWhetherTheTitleBandIsCovered) {
     const auto entry = [](std::string owner, std::int32_t pid, std::int32_t x, std::int32_t y, std::int32_t w,
                           std::int32_t h) { return WindowInfo{std::move(owner), pid, "", x, y, w, h}; };
     const std::int32_t self = static_cast<std::int32_t>(::getpid());
-    const std::pair<std::vector<WindowInfo>, bool> rows[] = {{{}, false},
-                                                             {{entry("xterm", 77, 300, 90, 200, 50)}, true},
-                                                             {{entry("xterm", 77, 300, 200, 200, 50)}, false},
-                                                             {{entry("Dock", 77, 0, 90, 1280, 30)}, false},
-                                                             {{entry("Jorvane", self, 200, 99, 400, 24)}, false},
-                                                             // Another window of the file manager at the same x is
-                                                             // not this one: the xterm behind it covers the band.
-                                                             {{entry("Thunar", 4242, 100, 500, 600, 400),
-                                                               entry("xterm", 77, 300, 90, 200, 50)},
-                                                              true}};
+    const std::pair<std::vector<WindowInfo>, bool> rows[] = {
+        {{}, false},
+        {{entry("xterm", 77, 300, 90, 200, 50)}, true},
+        {{entry("xterm", 77, 300, 200, 200, 50)}, false},
+        {{entry("Dock", 77, 0, 90, 1280, 30)}, false},
+        {{entry("Jorvane", self, 200, 99, 400, 24)}, false},
+        // Another window of the file manager at the same x is
+        // not this one: the xterm behind it covers the band.
+        {{entry("Thunar", 4242, 100, 500, 600, 400), entry("xterm", 77, 300, 90, 200, 50)}, true}};
     for (const auto& [inFront, covered] : rows) {
         std::vector<WindowInfo> list = inFront;
         list.push_back(entry("Thunar", 4242, 100, 100, 600, 400));

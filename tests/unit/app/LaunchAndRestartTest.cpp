@@ -3,14 +3,11 @@
 
 #include <gmock/gmock.h>
 
-#include "util/Diagnostics.h"
-
 namespace jorvane::test::appcore {
 namespace {
 
 using appcore::PrintTo;
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 // clang-format off
 const std::vector<std::string> kUntilSessionCheck = {"updater.setUpdateCheckInterval 10800",
@@ -22,18 +19,6 @@ const std::vector<std::string> kWatchAndStepBack = std::vector<std::string>{"tap
     "observer.add title changed"} + kStepBack;
 // clang-format on
 const std::vector<std::string> kFind = {"fm.runningApplicationPid"};
-
-struct LogLines {
-    LogLines(const char* domain, std::int32_t level) {
-        log::setSink([this](log::Stream, std::string_view line) { lines.emplace_back(line); });
-        log::setDomainLevel(domain, level);
-    }
-    ~LogLines() {
-        log::setSink(nullptr);
-        log::clearDomainLevels();
-    }
-    std::vector<std::string> lines;
-};
 
 struct LaunchRow {
     const char* name;
@@ -82,24 +67,6 @@ const LaunchRow kLaunchRows[] = {
 
 INSTANTIATE_TEST_SUITE_P(Rows, Launch, testing::ValuesIn(kLaunchRows), SentenceName{});
 
-TEST_F(AppDelegateTest, withoutAFileManagerItWaitsAndTheFirstOneThatComesGetsTheTapAndTheObserver) {
-    fileManager_.setPid(0);
-    {
-        LogLines log("Jorvane", log::Info);
-        launched();
-        ASSERT_EQ(log.lines.size(), 1u);
-        EXPECT_THAT(log.lines[0], HasSubstr("waiting for Thunar"));
-    }
-    EXPECT_TRUE(alerts_.shown().empty());
-    EXPECT_FALSE(tap_.isInstalled());
-    workspace_.launched(77, false, "xterm");
-    EXPECT_FALSE(tap_.isInstalled());
-    workspace_.launched(5000);
-    EXPECT_THAT(tap_.installs(), ElementsAre(5000));
-    EXPECT_EQ(delegate().fileManagerPid(), 5000);
-    EXPECT_EQ(accessibility_.createdCount(), 1u);
-}
-
 TEST_F(AppDelegateTest, theSessionAlertListsWhatIsMissing) {
     environment_.setMissing({"an X display", "the XInput 2.2 extension"});
     launched();
@@ -119,27 +86,13 @@ TEST_F(AppDelegateTest, launchRegistersTheShippedDefaultsStoresTheVersionAndChec
     EXPECT_EQ(defaults_->stringForKey(settings::keys::version), "1.2.3");
 }
 
-TEST_F(AppDelegateTest, aMissingDefaultsResourceIsLoggedAndLaunchGoesOn) {
+TEST_F(AppDelegateTest, aMissingDefaultsResourceRegistersNothingAndLaunchGoesOn) {
     auto ports = this->ports();
     ports.defaultPreferences = "/nonexistent/DefaultPreferences.json";
     delegate_ = std::make_unique<JorvaneApp>(ports);
-    {
-        LogLines log("App", log::Error);
-        launched();
-        ASSERT_EQ(log.lines.size(), 1u);
-        EXPECT_THAT(log.lines[0], HasSubstr("no defaults registered"));
-    }
+    launched();
     EXPECT_TRUE(tap_.isInstalled());
     EXPECT_FALSE(defaults_->boolForKey(settings::keys::activateByHotkey));
-}
-
-TEST_F(AppDelegateTest, theAboutWindowOpensThroughItsPort) {
-    int abouts = 0;
-    auto ports = this->ports();
-    ports.about = [&] { ++abouts; };
-    delegate_ = std::make_unique<JorvaneApp>(ports);
-    delegate().about();
-    EXPECT_EQ(abouts, 1);
 }
 
 TEST_F(AppDelegateTest, aTapThatCannotBeMadeLeavesTheRestOfTheLaunch) {

@@ -109,6 +109,8 @@ const NoticeRow kNoticeRows[] = {
     {"a moved window with a hidden bar moves nothing", false, moveWindow, {WindowNotification::Moved}, 1, false, {}},
     {"a window raised over the title hides the bar", true, coverTitle, {WindowNotification::Restacked}, 1, false,
      {"panel.hide"}},
+    {"a window moved under another's title hides its bar", true, coverTitle, {WindowNotification::Moved}, 1, false,
+     {"panel.setFrame 297,829 206x22 animated", "panel.hide"}},
     {"a window raised over the body leaves the bar", true, coverBody, {WindowNotification::Restacked}, 1, true, {}},
     {"a panel along the top of the screen leaves the bar", true, panelOverTitle, {WindowNotification::Restacked}, 1, true, {}},
     {"an uncovered window does not bring its bar back", false, nullptr, {WindowNotification::Restacked}, 1, false, {}},

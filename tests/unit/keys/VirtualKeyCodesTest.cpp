@@ -30,13 +30,13 @@ TEST(VirtualKeyCodes, charactersFindTheirMainKeyInEitherCase) {
     EXPECT_FALSE(virtualKeyForUSCharacter(0));
 }
 
-// Keypad keys imply the keypad flag, function keys Fn, arrows both; typing, modifier and media keys nothing.
+// Keypad keys imply the keypad flag, function keys Fn, arrows both; typing, modifier, media and other keys nothing.
 TEST(VirtualKeyCodes, impliedFlagsFollowTheKindOfKeyAndNeverTouchTheShortcutModifiers) {
     using K = VirtualKeyKind;
     for (const VirtualKey& key : virtualKeyTable()) {
         EXPECT_EQ(key.impliedFlags & kShortcutModifierMask, 0u) << key.name;
-        const bool typesOrModifies =
-            key.kind == K::Character || key.kind == K::Whitespace || key.kind == K::Modifier || key.kind == K::Media;
+        const bool typesOrModifies = key.kind == K::Character || key.kind == K::Whitespace || key.kind == K::Modifier ||
+                                     key.kind == K::Media || key.kind == K::Other;
         const std::optional<Modifiers> implied = key.kind == K::Keypad     ? std::optional(kModifierNumericPad)
                                                  : key.kind == K::Function ? std::optional(kModifierFunction)
                                                  : typesOrModifies         ? std::optional(Modifiers{0})

@@ -36,17 +36,12 @@ TEST(GtkBookmarks, ReadsLabelsFoldersAndLocationsAndSkipsTheRest) {
 
 TEST(GtkBookmarks, FileFollowsXdgConfigHome) {
     jorvane::test::ScopedEnv home("HOME", "/home/ann");
-    {
-        jorvane::test::ScopedEnv xdg("XDG_CONFIG_HOME", "/srv/conf");
-        EXPECT_EQ(gtkBookmarksFile(), "/srv/conf/gtk-3.0/bookmarks");
+    for (const auto& [xdg, file] : {std::pair<std::optional<std::string>, const char*>{"/srv/conf", "/srv/conf"},
+                                    {std::nullopt, "/home/ann/.config"}}) {
+        jorvane::test::ScopedEnv config("XDG_CONFIG_HOME", xdg);
+        EXPECT_EQ(gtkBookmarksFile(), std::string(file) + "/gtk-3.0/bookmarks");
     }
-    jorvane::test::ScopedEnv xdg("XDG_CONFIG_HOME", std::nullopt);
-    EXPECT_EQ(gtkBookmarksFile(), "/home/ann/.config/gtk-3.0/bookmarks");
 }
-
-}  // namespace
-
-namespace {
 
 using jorvane::places::BookmarkList;
 

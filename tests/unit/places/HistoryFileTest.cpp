@@ -17,18 +17,16 @@ namespace {
 using jorvane::test::filesIn;
 using jorvane::test::readFile;
 
-TEST(HistoryFileLocation, FollowsXdgDataHomeThenHome) {
+TEST(HistoryFileLocation, FollowsAnAbsoluteXdgDataHomeThenHome) {
     ScopedEnv home("HOME", "/home/ann");
-    {
-        ScopedEnv xdg("XDG_DATA_HOME", "/srv/data");
-        EXPECT_EQ(historyFile(), fs::path("/srv/data/jorvane/history"));
+    const std::pair<std::optional<std::string>, const char*> rows[] = {
+        {"/srv/data", "/srv/data/jorvane/history"},
+        {"relative", "/home/ann/.local/share/jorvane/history"},
+        {std::nullopt, "/home/ann/.local/share/jorvane/history"}};
+    for (const auto& [xdg, file] : rows) {
+        ScopedEnv data("XDG_DATA_HOME", xdg);
+        EXPECT_EQ(historyFile(), fs::path(file));
     }
-    {
-        ScopedEnv xdg("XDG_DATA_HOME", "relative");  // not absolute: ignored
-        EXPECT_EQ(historyFile(), fs::path("/home/ann/.local/share/jorvane/history"));
-    }
-    ScopedEnv xdg("XDG_DATA_HOME", std::nullopt);
-    EXPECT_EQ(historyFile(), fs::path("/home/ann/.local/share/jorvane/history"));
 }
 
 TEST(HistoryFile, SavesIntoANewFolderAndLoadsBack) {
@@ -36,7 +34,6 @@ TEST(HistoryFile, SavesIntoANewFolderAndLoadsBack) {
     HistoryFile file(dir.path() / "data" / "jorvane" / "history");
     EXPECT_TRUE(file.load().history.empty());
     EXPECT_FALSE(fs::exists(dir.path() / "data"));  // loading creates nothing
-
     VisitHistory history;
     history.visit("/home/u/Projects", 1000);
     history.visit("/home/u/Projects", 1001);
@@ -59,7 +56,6 @@ TEST(HistoryFile, AFileWithBadLinesIsSetAsideIntactAndItsGoodLinesKept) {
     EXPECT_NE(loaded.warnings[0].find("line 2"), std::string::npos) << loaded.warnings[0];
     EXPECT_NE(loaded.warnings[0].find("set aside as history.corrupt-"), std::string::npos) << loaded.warnings[0];
     EXPECT_NE(loaded.history.find("/kept"), nullptr);
-
     const std::vector<std::string> names = filesIn(dir.path());
     ASSERT_EQ(names.size(), 1u);
     EXPECT_EQ(readFile(dir.path() / names[0]), damaged);
@@ -86,19 +82,16 @@ TEST(SaveLimiter, SavesAtOnceThenAtMostOncePerSecond) {
     SaveLimiter limiter;
     const TimePoint t0 = TimePoint{} + std::chrono::hours(1);
     EXPECT_EQ(limiter.saveDueAt(), std::nullopt);
-
     limiter.changed(t0);
     EXPECT_TRUE(limiter.saveDue(t0));  // the first change is saved at once
     limiter.saving(t0);
     EXPECT_EQ(limiter.saveDueAt(), std::nullopt);
-
     limiter.changed(t0 + milliseconds(200));
     limiter.changed(t0 + milliseconds(400));
     EXPECT_EQ(limiter.saveDueAt(), t0 + milliseconds(1000));
     EXPECT_FALSE(limiter.saveDue(t0 + milliseconds(999)));
     EXPECT_TRUE(limiter.saveDue(t0 + milliseconds(1000)));
     limiter.saving(t0 + milliseconds(1000));
-
     limiter.changed(t0 + milliseconds(5000));  // long after: at once again
     EXPECT_EQ(limiter.saveDueAt(), t0 + milliseconds(5000));
 }

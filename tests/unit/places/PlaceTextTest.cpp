@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <string>
 
 #include "unit/TableSupport.h"
 
@@ -130,24 +129,20 @@ INSTANTIATE_TEST_SUITE_P(
                     Row{"another host is invalid", "file://server/share", invalid, "file://server/share"}),
     SentenceName{});
 
-INSTANTIATE_TEST_SUITE_P(Locations, PlaceTextReading,
-                         testing::Values(Row{"sftp", "sftp://ann@host/srv", location, "sftp://ann@host/srv"},
-                                         Row{"ssh", "ssh://host", location, "ssh://host"},
-                                         Row{"smb", "smb://nas/share", location, "smb://nas/share"},
-                                         Row{"ftps", "ftps://host/", location, "ftps://host/"},
-                                         Row{"davs", "davs://host/dav", location, "davs://host/dav"},
-                                         Row{"nfs", "nfs://host/export", location, "nfs://host/export"},
-                                         Row{"https", "https://host/dav/", location, "https://host/dav/"},
-                                         Row{"mtp", "mtp://Phone/", location, "mtp://Phone/"},
-                                         Row{"trash", "trash:///", location, "trash:///"},
-                                         Row{"recent", "recent:///", location, "recent:///"},
-                                         Row{"network", "network:///", location, "network:///"},
-                                         Row{"a percent escape in a URL stays", "smb://nas/My%20Share", location,
-                                             "smb://nas/My%20Share"},
-                                         Row{"an upper case scheme is a name", "FTP://host", path, "FTP:/host"},
-                                         Row{"a scheme without slashes is a name", "https:x", path, "https:x"},
-                                         Row{"an unknown scheme is a name", "gopher://host", path, "gopher:/host"}),
-                         SentenceName{});
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Locations, PlaceTextReading, testing::Values(
+    Row{"sftp", "sftp://ann@host/srv", location, "sftp://ann@host/srv"}, Row{"ssh", "ssh://host", location, "ssh://host"},
+    Row{"smb", "smb://nas/share", location, "smb://nas/share"}, Row{"ftps", "ftps://host/", location, "ftps://host/"},
+    Row{"davs", "davs://host/dav", location, "davs://host/dav"}, Row{"nfs", "nfs://host/export", location, "nfs://host/export"},
+    Row{"https", "https://host/dav/", location, "https://host/dav/"}, Row{"mtp", "mtp://Phone/", location, "mtp://Phone/"},
+    Row{"trash", "trash:///", location, "trash:///"}, Row{"recent", "recent:///", location, "recent:///"},
+    Row{"network", "network:///", location, "network:///"},
+    Row{"a percent escape in a URL stays", "smb://nas/My%20Share", location, "smb://nas/My%20Share"},
+    Row{"an upper case scheme is a name", "FTP://host", path, "FTP:/host"},
+    Row{"a scheme without slashes is a name", "https:x", path, "https:x"},
+    Row{"an unknown scheme is a name", "gopher://host", path, "gopher:/host"}),
+    SentenceName{});
+// clang-format on
 
 TEST(PlaceText, FileUriPathIsReadOnlyFromLocalFileUris) {
     EXPECT_EQ(pathOfFileUri("file:///a%2Fb"), "/a/b");

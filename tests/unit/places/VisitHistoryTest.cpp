@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 #include "unit/TableSupport.h"
 
 using namespace jorvane::places;
@@ -20,8 +17,6 @@ std::vector<std::string> pathsOf(const std::vector<RankedFolder>& ranked) {
     for (const RankedFolder& r : ranked) out.push_back(r.path);
     return out;
 }
-
-// ------------------------------------------------------------------ matching
 
 struct MatchRow {
     const char* name;
@@ -66,8 +61,6 @@ TEST(VisitHistory, MatchingIsOnTheLastWordAfterTheEarlierOnesEvenWhenTheyReachIn
     EXPECT_EQ(history.query("abc abc", kNow, 5).size(), 0u);
 }
 
-// ------------------------------------------------------------------ ranking
-
 struct RankRow {
     const char* name;
     UnixSeconds age;
@@ -103,8 +96,6 @@ TEST(VisitHistory, RecentVisitsOutrankFrequentOldOnesAndTiesAreDeterministic) {
     EXPECT_TRUE(history.query("", kNow, 0).empty());
 }
 
-// ------------------------------------------------------------------ visits and aging
-
 TEST(VisitHistory, AVisitAddsOneAndKeepsTheLatestTimeAndOneEntryPerFolder) {
     VisitHistory history;
     EXPECT_TRUE(history.visit("/a/b", kNow - kDay));
@@ -125,13 +116,11 @@ TEST(VisitHistory, PassingTheBoundScalesTheTotalToNinetyPercentAndDropsScoresBel
     ASSERT_TRUE(history.add({"/small", 1, kNow}));  // exactly at the bound: nothing happens yet
     EXPECT_DOUBLE_EQ(history.totalScore(), 10000);
     EXPECT_EQ(history.size(), 3u);
-
     history.visit("/small", kNow);  // 10001: every score × 9000 / 10001
     EXPECT_EQ(history.size(), 3u);
     EXPECT_NEAR(history.totalScore(), 9000, 0.01);
     EXPECT_NEAR(history.find("/big")->score, 9000.0 * 9000 / 10001, 0.001);
     EXPECT_NEAR(history.find("/small")->score, 2.0 * 9000 / 10001, 0.001);
-
     history.add({"/big", 10000, kNow});  // total 19000: × 9000 / 19000, "/small" falls below 1
     EXPECT_EQ(history.find("/small"), nullptr);
     EXPECT_NE(history.find("/mid"), nullptr);
@@ -152,8 +141,6 @@ TEST(VisitHistory, RemoveAndClearForget) {
     EXPECT_TRUE(history.query("", kNow, 10).empty());
 }
 
-// ------------------------------------------------------------------ the file form
-
 TEST(HistoryText, ReadsBackWhatItWritesWithOddPaths) {
     VisitHistory history;
     history.add({"/home/u/Projects", 12.5, kNow});
@@ -170,7 +157,6 @@ TEST(HistoryText, ReadsBackWhatItWritesWithOddPaths) {
     EXPECT_LT(text.find("/tmp/another"), text.find("/tmp/back")) << "equal scores by path";
     EXPECT_LT(text.find("/tmp/back"), text.find("/tmp/line")) << text;
     EXPECT_LT(text.find("/tmp/line"), text.find("/tmp/tab")) << text;
-
     const ParsedHistory parsed = parseHistory(text);
     EXPECT_EQ(parsed.rejectedLines, 0u);
     ASSERT_EQ(parsed.history.size(), 5u);
@@ -224,7 +210,6 @@ TEST(HistoryText, DuplicateLinesAddUpAndAnOverfullFileIsAged) {
     ParsedHistory parsed = parseHistory("2\t10\t/a\n3\t20\t/a/\n");
     ASSERT_EQ(parsed.history.size(), 1u);
     EXPECT_EQ(*parsed.history.find("/a"), (VisitedFolder{"/a", 5, 20}));
-
     parsed = parseHistory("0.5\t1\t/b\n20000\t1\t/a\n");
     EXPECT_NEAR(parsed.history.totalScore(), 9000, 0.5);
     EXPECT_EQ(parsed.history.find("/b"), nullptr);

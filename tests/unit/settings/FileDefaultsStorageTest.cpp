@@ -43,15 +43,13 @@ protected:
     std::vector<std::string> warnings_;
 };
 
-TEST(SettingsDirectory, FollowsXdgConfigHomeThenHome) {
+TEST(SettingsDirectory, FollowsAnAbsoluteXdgConfigHomeThenHomeThenThePasswordEntry) {
     ScopedEnv home("HOME", "/home/ann");
-    {
-        ScopedEnv xdg("XDG_CONFIG_HOME", "/srv/conf");
-        EXPECT_EQ(defaultSettingsFile(), fs::path("/srv/conf/jorvane/settings.json"));
-    }
-    {
-        ScopedEnv xdg("XDG_CONFIG_HOME", "relative/conf");
-        EXPECT_EQ(settingsDirectory(), fs::path("/home/ann/.config/jorvane"));
+    const std::pair<std::optional<std::string>, fs::path> rows[] = {{"/srv/conf", "/srv/conf/jorvane"},
+                                                                    {"relative/conf", "/home/ann/.config/jorvane"}};
+    for (const auto& [xdg, folder] : rows) {
+        ScopedEnv config("XDG_CONFIG_HOME", xdg);
+        EXPECT_EQ(defaultSettingsFile(), folder / "settings.json");
     }
     ScopedEnv xdg("XDG_CONFIG_HOME", std::nullopt);
     ScopedEnv noHome("HOME", std::nullopt);

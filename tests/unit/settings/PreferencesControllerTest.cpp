@@ -125,12 +125,14 @@ TEST_F(PrefController, CheckBoxesWriteTheirKeyAtOnceAndTellTheTap) {
 
 TEST_F(PrefController, PathChoiceWritesOneForTheFolderAndZeroForTheSelection) {
     const auto controller = open(pane_);
+    settingsChanges_ = 0;
     controller->setOpensWithFolder(false);
     EXPECT_EQ(defaults_->integerForKey(settings::keys::activationPathBehaviour), 0);
     EXPECT_FALSE(controller->opensWithFolder());
     controller->setOpensWithFolder(true);
     EXPECT_EQ(defaults_->integerForKey(settings::keys::activationPathBehaviour), 1);
     EXPECT_TRUE(controller->opensWithFolder());
+    EXPECT_EQ(settingsChanges_, 2);
     defaults_->setInteger(7, settings::keys::activationPathBehaviour);
     EXPECT_FALSE(controller->opensWithFolder());
 }

@@ -80,7 +80,7 @@ TEST(Paths, ComponentsSplitAndJoin) {
     const std::pair<Strings, const char*> joined[] = {
         {{"/", "tmp", "scratch"}, "/tmp/scratch"}, {{"/", "tmp", "/"}, "/tmp/"}, {{"tmp", ""}, "tmp/"},
         {{"a", "/", "b"}, "a/b"}, {{"a", "", "b"}, "a/b"}, {{"/", "home", "Documents/Sub"}, "/home/Documents/Sub"},
-        {{"a/", "/b"}, "a/b"}, {{"/"}, "/"}, {{"/", "/"}, "/"}, {{}, ""}};
+        {{"a/", "/b"}, "a/b"}, {{"", "a"}, "a"}, {{"/"}, "/"}, {{"/", "/"}, "/"}, {{}, ""}};
     for (const auto& [components, path] : joined) EXPECT_EQ(paths::pathWithComponents(components), path) << path;
     const std::tuple<const char*, const char*, const char*> appended[] = {
         {"/tmp", "scratch.tiff", "/tmp/scratch.tiff"}, {"/tmp/", "scratch.tiff", "/tmp/scratch.tiff"},
@@ -132,7 +132,7 @@ TEST(Paths, CaseInsensitiveLikeMatchesTheWholeNameWithWildcards) {
         // Bytes that are not UTF-8 are one character each.
         {"\xff", "\xff", true}, {"\xff", "\xfe", false}, {"\xff\xfe", "??", true}, {"a\xff" "b", "A*B", true},
         {"\xC3", "?", true}, {"\xC3", "ä", false}, {"\xC0\xAF", "??", true}, {"\xC0\xAF", "/", false},
-        {"\xED\xA0\x80", "???", true}, {"\xC3\xC3\x84", "?ä", true}, {"ä", "\xC3", false},
+        {"\xED\xA0\x80", "???", true}, {"\xF0\x9F\x98" "A", "????", true}, {"\xF0\x9F" "A\x80", "????", true}, {"\xC3\xC3\x84", "?ä", true}, {"ä", "\xC3", false},
     };
     // clang-format on
     for (const MatchCase& row : rows)
