@@ -184,17 +184,11 @@ void PathWindowController::updateSize() {
     const bool wasVisible = views_.panel->isVisible();
 
     double width = std::trunc(textWidth + kTextMargin);
-    // While the user types the bar only ever grows, about its centre: a bar
-    // that shrank and jumped with every deleted character would be hard to
-    // look at. It takes its natural width again when it is next shown.
-    if (wasVisible) {
-        if (width > frame.size.width) {
-            frame.origin.x = frame.origin.x + frame.size.width / 2 - std::trunc(width / 2);
-            frame.size.width = width;
-        } else if (frame.size.width > width) {
-            width = std::trunc(frame.size.width);
-        }
-    }
+    // While the user types the bar only ever grows (about the window's
+    // centre, below): a bar that shrank and jumped with every deleted
+    // character would be hard to look at. It takes its natural width again
+    // when it is next shown.
+    if (wasVisible) width = std::max(width, std::trunc(frame.size.width));
 
     const ElementRef title = titleElement();
     if (!title) return;
