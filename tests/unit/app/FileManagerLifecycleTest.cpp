@@ -2,6 +2,7 @@
 #include "app/ActivationEvents.h"
 #include "app/CommandLine.h"
 #include "app/FileManagerLifecycle.h"
+#include "app/SingleInstance.h"
 #include "app/WindowCoverage.h"
 
 #include <gtest/gtest.h>
@@ -137,6 +138,7 @@ TEST(WindowCoverage, DecidesWhetherTheTitleBandIsCovered) {
         {{entry("xterm", 77, 300, 200, 200, 50)}, false},
         {{entry("Dock", 77, 0, 90, 1280, 30)}, false},
         {{entry("Jorvane", self, 200, 99, 400, 24)}, false},
+        {{entry("xterm", 77, 300, 110, 200, 0)}, false},  // no height, no cover
         // Another window of the file manager at the same x is
         // not this one: the xterm behind it covers the band.
         {{entry("Thunar", 4242, 100, 500, 600, 400), entry("xterm", 77, 300, 90, 200, 50)}, true}};
@@ -147,6 +149,35 @@ TEST(WindowCoverage, DecidesWhetherTheTitleBandIsCovered) {
     }
     // The click area: the title text, 20 points more to the left (the folder icon) and 30 more in all.
     EXPECT_EQ(activation::widenedTitleFrame({{340, 53}, {120, 16}}), (Rect{{320, 53}, {150, 16}}));
+}
+
+// A second start hands its message to the running one; the running one acts on the three it knows.
+TEST(SingleInstance, ALaterStartHandsOverAndTheRunningOneActsOnWhatItKnows) {
+    struct Channel final : InstanceChannel {
+        Claim answer;
+        bool reachable;
+        std::string sent;
+        Channel(Claim a, bool r) : answer(a), reachable(r) {}
+        Claim claim() override { return answer; }
+        bool send(std::string_view message) override { return sent = message, reachable; }
+    };
+    using SingleInstance::Start;
+    const std::tuple<InstanceChannel::Claim, bool, Start> starts[] = {
+        {InstanceChannel::Claim::claimed, true, Start::run},
+        {InstanceChannel::Claim::unavailable, true, Start::runUnguarded},
+        {InstanceChannel::Claim::heldByAnother, true, Start::handedOver},
+        {InstanceChannel::Claim::heldByAnother, false, Start::otherUnreachable}};
+    for (const auto& [claim, reachable, start] : starts) {
+        Channel channel(claim, reachable);
+        EXPECT_EQ(SingleInstance::atStart(channel, SingleInstance::kQuitMessage), start);
+        EXPECT_EQ(channel.sent, claim == InstanceChannel::Claim::heldByAnother ? "quit" : "");
+    }
+    std::string acted;
+    const SingleInstance::Requests requests{[&] { acted += "reopen "; }, [&] { acted += "preferences "; },
+                                            [&] { acted += "quit "; }};
+    for (const char* message : {"reopen\n", "preferences", "quit\n", "reopen\n\n", "Quit", ""})
+        SingleInstance::received(message, requests);
+    EXPECT_EQ(acted, "reopen preferences quit ");
 }
 
 }  // namespace
