@@ -83,7 +83,8 @@ TEST(FuzzyMatch, RankingKeepsOnlyTheLimitAndNeverMatchesMissingLetters) {
     // A folder big enough to be ranked in slices ranks as one list would:
     // the best from every slice, in order, ties to the shorter name, then
     // the earlier index.
-    std::vector<std::string> big(60000, "other-file.txt");
+    std::vector<std::string> big(60001, "other-file.txt");  // an odd count: the last slice is the longer
+    big[60000] = "Rprt";
     big[59999] = "Reports";
     big[30000] = "Reports";
     big[7] = "my-reports-2026";
@@ -92,8 +93,8 @@ TEST(FuzzyMatch, RankingKeepsOnlyTheLimitAndNeverMatchesMissingLetters) {
     const std::vector<FuzzyHit> ranked = rankFuzzy(big, "rprt", 3);
     std::vector<std::size_t> indices;
     for (const FuzzyHit& hit : ranked) indices.push_back(hit.index);
-    EXPECT_EQ(indices, (std::vector<std::size_t>{40000, 30000, 59999}));
-    EXPECT_EQ(rankFuzzy(big, "rprt", 100).size(), 65u);
+    EXPECT_EQ(indices, (std::vector<std::size_t>{40000, 60000, 30000}));
+    EXPECT_EQ(rankFuzzy(big, "rprt", 100).size(), 66u);
 }
 
 struct PositionRow {

@@ -64,7 +64,7 @@ TEST(HistoryFile, AFileWithBadLinesIsSetAsideIntactAndItsGoodLinesKept) {
     EXPECT_EQ(readFile(dir.path() / names[0]), damaged);
 }
 
-TEST(HistoryFile, AFifoInItsPlaceIsLeftAloneWithoutBlockingAndNotWrittenOver) {
+TEST(HistoryFile, AFifoInItsPlaceIsLeftAloneWithoutBlockingAndNotWrittenOverUntilAFileReplacesIt) {
     TempDir dir;
     const fs::path path = dir.path() / "history";
     ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
@@ -73,6 +73,11 @@ TEST(HistoryFile, AFifoInItsPlaceIsLeftAloneWithoutBlockingAndNotWrittenOver) {
     ASSERT_EQ(loaded.warnings.size(), 1u);
     EXPECT_NE(file.save(VisitHistory{}), "");
     EXPECT_TRUE(fs::is_fifo(path));
+    // Replaced by a damaged file, which is set aside at the next load: saves go on.
+    fs::remove(path);
+    dir.file("history", "garbage\n");
+    EXPECT_EQ(file.load().warnings.size(), 1u);
+    EXPECT_EQ(file.save(VisitHistory{}), "");
 }
 
 using jorvane::dispatch::TimePoint;
