@@ -53,6 +53,7 @@ TEST_F(UserDefaultsTest, StoredValueOfTheWrongTypeIsIgnoredWithAWarningButKept) 
     auto defaults = open(dict(R"({"hotkey_flags": "command", "activate_by_hotkey": 0, "mine": [1]})"));
     EXPECT_EQ(defaults->integerForKey(keys::hotkeyFlags), 0x100000);
     EXPECT_FALSE(defaults->boolForKey(keys::activateByHotkey));
+    EXPECT_FALSE(defaults->hasStoredValue(keys::hotkeyFlags));
     EXPECT_EQ(warnings_,
               std::vector<std::string>{"memory: \"hotkey_flags\" should be an integer but is a string; it is ignored"});
     defaults->setInteger(7, keys::hotkeyKeycode);

@@ -85,7 +85,7 @@ TEST(AppcastParse, ReadsEachItemAsExpected) {
     // The text between <channel> and </channel>, and what is read from it (nothing: the item is skipped).
     // clang-format off
     const std::pair<const char*, std::optional<AppcastItem>> rows[] = {
-        {"<item><title> &#74;&#x6f;r&#X76;ane&#7; &#233; &#; &unknown; &amp;&lt;&gt;&quot;&apos; </title>"
+        {"<item><title> &#74;&#x6f;r&#X76;ane&#7;&#1; &#233; &#; &unknown; &amp;&lt;&gt;&quot;&apos; </title>"
          "<enclosure sparkle:version=\"1\" url=\"u\"/></item>",
          AppcastItem{"Jorvane &#233; &#; &unknown; &<>\"'", "1", "1", "u"}},
         {"<item><title>a <![CDATA[b&amp;c</title><enclosure sparkle:version=\"1\" url=\"u\"/></item>",
