@@ -75,7 +75,9 @@ run_ctest fuzz build-fuzz -L fuzz
 
 if [ "$(ctest --test-dir build -N -L e2e 2>/dev/null | sed -nE 's/^Total Tests: ([0-9]+)/\1/p')" != "0" ]; then
   echo "== end-to-end (Xvfb, openbox, Thunar)"
-  run_ctest e2e build -L e2e -j1
+  # The program logs at debug level here, so that a failed test's output
+  # (which ends with the program's last log lines) says what it did.
+  JORVANE_E2E_LOG="${JORVANE_E2E_LOG:-debug}" run_ctest e2e build -L e2e -j1
 fi
 
 echo

@@ -46,6 +46,7 @@ protected:
     }
 
     void TearDown() override {
+        JorvaneTest::TearDown();
         // The hidden-files toggle leaves a Thunar that the program started: the desktop's comes back.
         Desktop* d = Desktop::sharedIfRunning();
         if (!d || processAlive(d->thunarPid())) return;

@@ -16,6 +16,7 @@
 namespace jorvane::e2e {
 
 inline constexpr milliseconds kWait{5000};  // the bound of every wait for something that must happen
+inline constexpr int kLogLinesOnFailure = 40;
 
 inline std::string hex(std::uint32_t window) {
     char text[16];
@@ -42,6 +43,16 @@ protected:
         ASSERT_TRUE(driver_) << "the suite did not start jorvane";
         ASSERT_TRUE(startFailure_.empty()) << startFailure_;
         ASSERT_TRUE(driver().running()) << "jorvane is gone; its log:\n" << driver().log();
+    }
+
+    // A failed test shows the program's last log lines beside its own output.
+    void TearDown() override {
+        if (!HasFailure() || !driver_) return;
+        const std::string log = driver_->log();
+        std::size_t start = log.size();
+        int lines = 0;
+        while (start > 0 && !(log[start - 1] == '\n' && ++lines > kLogLinesOnFailure)) --start;
+        std::fprintf(stderr, "the program's last log lines:\n%s", log.c_str() + start);
     }
 
     static JorvaneDriver& driver() { return *driver_; }
