@@ -65,9 +65,9 @@ void HungFolderKeys(benchmark::State& state) {
     // Never destroyed: the questions about it wait for ever on their threads.
     static auto* hung = new HungFolder();
     auto catalogue = std::make_shared<test::FakeHandlerCatalogue>();
-    for (std::string_view command : {handlers::showFolder, handlers::reveal, handlers::revealInCurrent})
+    for (std::string_view command : {handlers::showFolder, handlers::reveal, handlers::revealInCurrentFolder})
         catalogue->answer(command, "");
-    catalogue->answer(handlers::getPath, "/hung");
+    catalogue->answer(handlers::folderPath, "/hung");
     FileManagerCommands::Options navigation;
     navigation.isDirectory = [](const std::string& path) { return hung->isDirectory(path); };
     FileManagerCommands bridge(catalogue, navigation);

@@ -1,9 +1,9 @@
 // Latency of the Thunar handlers against the real Thunar, on the end-to-end
-// desktop (Xvfb, openbox, a private session): "finder_get_path" (the title),
-// "finder_set_path" (the location entry through AT-SPI, until the title shows
-// the folder), "finder_reveal_in_current" in the Details and Icon views,
-// "finder_select2" of 100 to 2,000 names (how many Return on a pattern may
-// ask for), and "finder_set_path" asked for while a reveal in the Icon view
+// desktop (Xvfb, openbox, a private session): "folder_path" (the title),
+// "show_folder" (the location entry through AT-SPI, until the title shows
+// the folder), "reveal_in_current_folder" in the Details and Icon views,
+// "select_names" of 100 to 2,000 names (how many Return on a pattern may
+// ask for), and "show_folder" asked for while a reveal in the Icon view
 // runs (the reveal gives way).
 //
 // Each benchmark times single calls, 20 of them (10 for the slow ones), and
@@ -52,38 +52,38 @@ Fixture& fixture() {
         made.catalogue = std::make_unique<ThunarHandlerCatalogue>();
         made.catalogue->setFrontWindow(*window);
         // Warm up: AT-SPI's first contact finds the window's elements.
-        made.catalogue->call("finder_set_path", {made.b.string()});
-        made.catalogue->call("finder_set_path", {made.a.string()});
+        made.catalogue->call("show_folder", {made.b.string()});
+        made.catalogue->call("show_folder", {made.a.string()});
         return made;
     }();
     return f;
 }
 
-void BM_GetPath(benchmark::State& state) {
+void BM_FolderPath(benchmark::State& state) {
     Fixture& f = fixture();
     for (auto _ : state) {
-        std::optional<std::string> path = f.catalogue->call("finder_get_path", {});
-        if (!path) state.SkipWithError("finder_get_path answered nothing");
+        std::optional<std::string> path = f.catalogue->call("folder_path", {});
+        if (!path) state.SkipWithError("folder_path answered nothing");
         benchmark::DoNotOptimize(path);
     }
 }
-BENCHMARK(BM_GetPath)
+BENCHMARK(BM_FolderPath)
     ->Unit(benchmark::kMillisecond)
     ->Iterations(1)
     ->Repetitions(20)
     ->ReportAggregatesOnly(true)
     ->UseRealTime();
 
-void BM_SetPath(benchmark::State& state) {
+void BM_ShowFolder(benchmark::State& state) {
     Fixture& f = fixture();
     static bool toB = true;
     for (auto _ : state) {
-        std::optional<std::string> done = f.catalogue->call("finder_set_path", {(toB ? f.b : f.a).string()});
-        if (!done) state.SkipWithError("finder_set_path answered nothing");
+        std::optional<std::string> done = f.catalogue->call("show_folder", {(toB ? f.b : f.a).string()});
+        if (!done) state.SkipWithError("show_folder answered nothing");
         toB = !toB;
     }
 }
-BENCHMARK(BM_SetPath)
+BENCHMARK(BM_ShowFolder)
     ->Unit(benchmark::kMillisecond)
     ->Iterations(1)
     ->Repetitions(20)
@@ -92,26 +92,26 @@ BENCHMARK(BM_SetPath)
 
 void revealInView(benchmark::State& state, const char* view) {
     Fixture& f = fixture();
-    f.catalogue->call("finder_set_path", {f.a.string()});
+    f.catalogue->call("show_folder", {f.a.string()});
     f.catalogue->call(view, {});
     static int i = 0;
     for (auto _ : state) {
         std::optional<std::string> done =
-            f.catalogue->call("finder_reveal_in_current", {"file" + std::to_string((i++ * 37) % 100) + ".txt"});
-        if (!done) state.SkipWithError("finder_reveal_in_current answered nothing");
+            f.catalogue->call("reveal_in_current_folder", {"file" + std::to_string((i++ * 37) % 100) + ".txt"});
+        if (!done) state.SkipWithError("reveal_in_current_folder answered nothing");
     }
 }
 
-void BM_RevealInCurrentDetailsView(benchmark::State& state) { revealInView(state, "finder_listview"); }
-BENCHMARK(BM_RevealInCurrentDetailsView)
+void BM_RevealInCurrentFolderDetailsView(benchmark::State& state) { revealInView(state, "list_view"); }
+BENCHMARK(BM_RevealInCurrentFolderDetailsView)
     ->Unit(benchmark::kMillisecond)
     ->Iterations(1)
     ->Repetitions(10)
     ->ReportAggregatesOnly(true)
     ->UseRealTime();
 
-void BM_RevealInCurrentIconView(benchmark::State& state) { revealInView(state, "finder_iconview"); }
-BENCHMARK(BM_RevealInCurrentIconView)
+void BM_RevealInCurrentFolderIconView(benchmark::State& state) { revealInView(state, "icon_view"); }
+BENCHMARK(BM_RevealInCurrentFolderIconView)
     ->Unit(benchmark::kMillisecond)
     ->Iterations(1)
     ->Repetitions(10)
@@ -123,14 +123,14 @@ void BM_SelectMany(benchmark::State& state) {
     Fixture& f = fixture();
     std::string names;
     for (int i = 0; i < state.range(0); ++i) names += (i ? "|!|" : "") + ("item" + std::to_string(i));
-    f.catalogue->call("finder_listview", {});
+    f.catalogue->call("list_view", {});
     int failed = 0;
     for (auto _ : state) {
-        f.catalogue->call("finder_set_path", {f.many.string()});
+        f.catalogue->call("show_folder", {f.many.string()});
         const auto start = std::chrono::steady_clock::now();
-        if (!f.catalogue->call("finder_select2", {f.many.string(), names})) ++failed;
+        if (!f.catalogue->call("select_names", {f.many.string(), names})) ++failed;
         state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
-        f.catalogue->call("finder_set_path", {f.a.string()});
+        f.catalogue->call("show_folder", {f.a.string()});
     }
     state.counters["failed"] = failed;
 }
@@ -145,28 +145,28 @@ BENCHMARK(BM_SelectMany)
     ->ReportAggregatesOnly(true)
     ->UseManualTime();
 
-// "finder_set_path" asked for 30 ms into a reveal in the Icon view.
-void BM_SetPathBehindARevealInTheIconView(benchmark::State& state) {
+// "show_folder" asked for 30 ms into a reveal in the Icon view.
+void BM_ShowFolderBehindARevealInTheIconView(benchmark::State& state) {
     Fixture& f = fixture();
-    f.catalogue->call("finder_set_path", {f.a.string()});
-    f.catalogue->call("finder_iconview", {});
+    f.catalogue->call("show_folder", {f.a.string()});
+    f.catalogue->call("icon_view", {});
     static int i = 0;
     int failed = 0;
     for (auto _ : state) {
         std::thread reveal([&f] {
-            f.catalogue->call("finder_reveal_in_current", {"file" + std::to_string((i++ * 37) % 100) + ".txt"});
+            f.catalogue->call("reveal_in_current_folder", {"file" + std::to_string((i++ * 37) % 100) + ".txt"});
         });
         std::this_thread::sleep_for(std::chrono::milliseconds(30));
         const auto start = std::chrono::steady_clock::now();
-        if (!f.catalogue->call("finder_set_path", {f.b.string()})) ++failed;
+        if (!f.catalogue->call("show_folder", {f.b.string()})) ++failed;
         state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
         reveal.join();
-        f.catalogue->call("finder_set_path", {f.a.string()});
+        f.catalogue->call("show_folder", {f.a.string()});
     }
     state.counters["failed"] = failed;
-    f.catalogue->call("finder_listview", {});
+    f.catalogue->call("list_view", {});
 }
-BENCHMARK(BM_SetPathBehindARevealInTheIconView)
+BENCHMARK(BM_ShowFolderBehindARevealInTheIconView)
     ->Unit(benchmark::kMillisecond)
     ->Iterations(1)
     ->Repetitions(10)

@@ -108,7 +108,7 @@ public:
         // pattern or when there is no candidate (yet).
         std::optional<std::string> completion;
         // Search as you type: a candidate to select in the file manager now
-        // (the controller calls "finder_reveal_in_current" with it). Set only
+        // (the controller calls "reveal_in_current_folder" with it). Set only
         // for relative text, and only when it differs from the candidate
         // revealed last.
         std::optional<std::string> revealName;

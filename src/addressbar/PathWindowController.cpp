@@ -133,12 +133,12 @@ void PathWindowController::show(bool fill) {
 
     BarImage image = BarImage::search();
     if (fill) {
-        setFileManagerLocation(bridge_.call(handlers::getPath));
+        setFileManagerLocation(bridge_.call(handlers::folderPath));
         std::optional<std::string> text;
         if (defaults_.integerForKey(settings::keys::activationPathBehaviour) == 1)
             text = fileManagerLocation_;
         else
-            text = bridge_.call(handlers::getSelection);
+            text = bridge_.call(handlers::selectedItem);
         views_.field->setStringValue(text.value_or(std::string{}));
         stopSpinner();
         if (fileManagerLocation_) image = BarImage::iconForFile(*fileManagerLocation_);
@@ -268,7 +268,7 @@ void PathWindowController::fileManagerLocationFetched(std::optional<std::string>
 }
 
 const std::optional<std::string>& PathWindowController::fileManagerLocation() {
-    if (!fileManagerLocation_) fileManagerLocation_ = bridge_.call(handlers::getPath);
+    if (!fileManagerLocation_) fileManagerLocation_ = bridge_.call(handlers::folderPath);
     return fileManagerLocation_;
 }
 
@@ -359,7 +359,7 @@ bool PathWindowController::handleKeyDown(const KeyEvent& event) {
             case kKey1: bridge_.commandAsync(std::string(handlers::iconView), {}); return true;
             case kKey2: bridge_.commandAsync(std::string(handlers::listView), {}); return true;
             case kKey3: bridge_.commandAsync(std::string(handlers::columnView), {}); return true;
-            case kKey4: bridge_.commandAsync(std::string(handlers::flowView), {}); return true;
+            case kKey4: bridge_.commandAsync(std::string(handlers::galleryView), {}); return true;
             default: break;
         }
     }

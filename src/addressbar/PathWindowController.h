@@ -173,7 +173,7 @@ public:
     // `asked`: the field's text when it was fetched; text typed since stays.
     void fileManagerLocationFetched(std::optional<std::string> path, const std::string& asked);
     // The folder the window shows; when none is stored, asks the file manager
-    // ("finder_get_path") and stores its answer, which may again be none.
+    // ("folder_path") and stores its answer, which may again be none.
     const std::optional<std::string>& fileManagerLocation();
     // For completion: asks in the background (once at a time) and lets the
     // keystroke make do without; the answer completes the text anew.
@@ -239,7 +239,7 @@ public:
     // CompletionEngine::notFound when absent.
     std::size_t indexOfItemWithStringValue(std::string_view value) const;
     // The inline completion of the typed text; reveals the first candidate of
-    // a relative text in the file manager ("finder_reveal_in_current").
+    // a relative text in the file manager ("reveal_in_current_folder").
     std::optional<std::string> completedString(std::string_view typed);
     const std::vector<std::string>& currentCompletions() const { return engine_.currentCompletions(); }
     const CompletionEngine& completionEngine() const { return engine_; }

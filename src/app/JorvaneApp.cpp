@@ -400,7 +400,7 @@ void JorvaneApp::startKeyAction(activation::KeyAction action) {
         case KeyAction::reloadScript: runInBackground([this] { ports_.bridge.call(handlers::reload); }); break;
         case KeyAction::openTerminal:
             runInBackground([this] {
-                if (const std::optional<std::string> folder = ports_.bridge.call(handlers::getPath))
+                if (const std::optional<std::string> folder = ports_.bridge.call(handlers::folderPath))
                     ports_.bridge.call(handlers::openTerminal, {*folder});
             });
             break;

@@ -190,7 +190,7 @@ void FileManagerCommands::commandAsync(std::string name, std::vector<std::string
 void FileManagerCommands::getPathAsync(PathBlock completion) {
     getPathQueue_.cancelAllOperations();
     getPathQueue_.addOperation([core = core_, completion = std::move(completion)] {
-        std::optional<std::string> path = core->call(handlers::getPath, {});
+        std::optional<std::string> path = core->call(handlers::folderPath, {});
         if (completion) dispatch::performOnMainThread([completion, path = std::move(path)] { completion(path); });
     });
 }
@@ -198,7 +198,7 @@ void FileManagerCommands::getPathAsync(PathBlock completion) {
 void FileManagerCommands::revealInCurrentAsync(std::string name) {
     revealQueue_.cancelAllOperations();
     revealQueue_.addOperation(
-        [core = core_, name = std::move(name)] { core->call(handlers::revealInCurrent, {name}); });
+        [core = core_, name = std::move(name)] { core->call(handlers::revealInCurrentFolder, {name}); });
 }
 
 void FileManagerCommands::mountAsync(std::string url, FailureBlock done) {

@@ -11,7 +11,6 @@
 // (Options::folderAnswerLimit), so a folder that does not answer never holds
 // up the navigations after it.
 
-#include <array>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -21,40 +20,10 @@
 #include <vector>
 
 #include "filemanager/HandlerCatalogue.h"
+#include "filemanager/HandlerNames.h"
 #include "util/Dispatch.h"
 
 namespace jorvane {
-
-// Every handler the program calls, with the parameters it is given.
-namespace handlers {
-inline constexpr std::string_view getPath = "finder_get_path";                   // none -> folder of the front window
-inline constexpr std::string_view getSelection = "finder_get_selection";         // none -> selected item's path
-inline constexpr std::string_view isFolderWindow = "is_finder_win";              // none -> notFolderWindow or other
-inline constexpr std::string_view showFolder = "finder_set_path";                // [directory]
-inline constexpr std::string_view reveal = "finder_reveal";                      // [path]
-inline constexpr std::string_view revealInCurrent = "finder_reveal_in_current";  // [name]
-inline constexpr std::string_view selectNames = "finder_select2";                // [directory, names joined]
-inline constexpr std::string_view mount = "finder_mount";                        // [URL]
-inline constexpr std::string_view newWindow = "finder_new_win";                  // [text of the path field]
-inline constexpr std::string_view closeWindow = "close_finder_win";              // none
-inline constexpr std::string_view reload = "reload";                             // none
-inline constexpr std::string_view iconView = "finder_iconview";                  // none
-inline constexpr std::string_view listView = "finder_listview";                  // none
-inline constexpr std::string_view columnView = "finder_columnview";              // none
-inline constexpr std::string_view flowView = "finder_flowview";                  // none
-inline constexpr std::string_view openTerminal = "open_terminal";                // [path]
-
-inline constexpr std::array all = {
-    getPath,   getSelection, isFolderWindow, showFolder, reveal,   revealInCurrent, selectNames, mount,
-    newWindow, closeWindow,  reload,         iconView,   listView, columnView,      flowView,    openTerminal,
-};
-
-// Joins the names of the second parameter of "finder_select2".
-inline constexpr std::string_view itemSeparator = "|!|";
-// The only answer of "is_finder_win" that means "not a browser window"; any
-// other answer, nothing included, means it is one.
-inline constexpr std::string_view notFolderWindow = "NO";
-}  // namespace handlers
 
 // How a navigation ended.
 enum class Navigated {
@@ -106,8 +75,8 @@ public:
     // Navigation on the serial set-path queue: the newest request replaces
     // those still waiting, and one still waiting for the file system; one
     // that has asked the file manager finishes. An existing directory (links
-    // followed) is shown with "finder_set_path", anything else is revealed
-    // with "finder_reveal"; a path the file system says nothing about within
+    // followed) is shown with "show_folder", anything else is revealed
+    // with "reveal"; a path the file system says nothing about within
     // the limit goes to neither. A call that got no answer is tried once
     // more. Then `finishedBlock` runs on the main queue with the outcome,
     // unless a newer navigation replaced this one.
@@ -131,7 +100,7 @@ public:
     void goToAsync(std::string path, ArrivedBlock finishedBlock, std::string asTyped = {});
     // At most this many paths in another case are offered.
     static constexpr std::size_t kMaxCaseChoices = 20;
-    // "finder_reveal" [path] on the same queue and terms; a path naming a
+    // "reveal" [path] on the same queue and terms; a path naming a
     // directory (links followed) gets a trailing "/" first. The block also
     // gets the path as revealed.
     using RevealedBlock = std::function<void(Navigated outcome, const std::string& revealed)>;
@@ -140,14 +109,14 @@ public:
     // `finishedBlock` (may be empty) as above. Never retried: a command
     // like "close the window" must not happen twice.
     void commandAsync(std::string name, std::vector<std::string> params, FinishedBlock finishedBlock = {});
-    // "finder_get_path" on the serial get-path queue, same replacement rule;
+    // "folder_path" on the serial get-path queue, same replacement rule;
     // `completion` gets the answer (maybe nothing) on the main queue.
     void getPathAsync(PathBlock completion);
-    // "finder_reveal_in_current" [name] on the serial reveal queue, same
+    // "reveal_in_current_folder" [name] on the serial reveal queue, same
     // replacement rule: while the user types, only the newest name is still
     // selected when the file manager is slow. Nothing is reported back.
     void revealInCurrentAsync(std::string name);
-    // "finder_mount" [url] on the serial mount queue, same replacement rule.
+    // "mount" [url] on the serial mount queue, same replacement rule.
     // `done` runs on the main queue: with nothing when the server is mounted
     // and shown, else with the reason in a short text for the user (the
     // catalogue's own, or a general one when it gives none). A mount taken

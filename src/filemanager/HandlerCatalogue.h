@@ -29,7 +29,7 @@ public:
     // fails or runs out of time. Callable from any thread.
     virtual std::optional<std::string> call(std::string_view name, const std::vector<std::string>& params) = 0;
     // call() with the reason of a failure, for handlers whose failures the
-    // user must read ("finder_mount"). Catalogues that know no reasons keep
+    // user must read ("mount"). Catalogues that know no reasons keep
     // this one.
     virtual HandlerReply callWithFailure(std::string_view name, const std::vector<std::string>& params) {
         return {call(name, params), {}};

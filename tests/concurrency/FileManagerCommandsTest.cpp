@@ -26,8 +26,8 @@ bool runUntil(const std::function<bool()>& done) { return mainQueue().runUntil(d
 
 struct Bridge {
     Bridge() {
-        catalogue->answer("finder_set_path", "");
-        catalogue->answer("finder_reveal", "");
+        catalogue->answer("show_folder", "");
+        catalogue->answer("reveal", "");
     }
     ~Bridge() {
         catalogue->releaseAll();
@@ -55,31 +55,31 @@ FileManagerCommands::PathBlock into(Completion& c) {
 
 TEST(FileManagerCommands, PassesParametersInOrderLowerCasesTheNameAndAnswersTheHandlersResult) {
     Bridge b;
-    b.catalogue->answer("finder_select2", "done");
-    EXPECT_EQ(b.wrapper.call("Finder_Select2", {"/tmp", "a|!|b"}), "done");
+    b.catalogue->answer("select_names", "done");
+    EXPECT_EQ(b.wrapper.call("Select_Names", {"/tmp", "a|!|b"}), "done");
     EXPECT_EQ(b.wrapper.call("reload"), std::nullopt);
     b.wrapper.openTerminal("/home/me");
     ASSERT_TRUE(b.catalogue->waitForCalls("open_terminal", 1));
     EXPECT_THAT(b.catalogue->calls(),
-                ElementsAre(Call{"finder_select2", {"/tmp", "a|!|b"}, true}, Call{"reload", {}, true},
+                ElementsAre(Call{"select_names", {"/tmp", "a|!|b"}, true}, Call{"reload", {}, true},
                             Call{"open_terminal", {"/home/me"}, false}));
 }
 
 TEST(FileManagerCommands, WithoutACatalogueEveryCallAnswersNothingAndTheSharedOneUsesTheInstalledOne) {
     FileManagerCommands wrapper;
-    EXPECT_EQ(wrapper.call("finder_get_path"), std::nullopt);
+    EXPECT_EQ(wrapper.call("folder_path"), std::nullopt);
     Completion got{false, false, "stale"};
     wrapper.getPathAsync(into(got));
     EXPECT_TRUE(runUntil([&] { return got.called; }));
     EXPECT_EQ(got.path, std::nullopt);
 
     auto catalogue = std::make_shared<FakeHandlerCatalogue>();
-    catalogue->answer("finder_get_path", "/srv");
+    catalogue->answer("folder_path", "/srv");
     {
         test::ScopedSharedCatalogue installed(catalogue);
-        EXPECT_EQ(FileManagerCommands::shared().call("finder_get_path"), "/srv");
+        EXPECT_EQ(FileManagerCommands::shared().call("folder_path"), "/srv");
     }
-    EXPECT_EQ(FileManagerCommands::shared().call("finder_get_path"), std::nullopt);
+    EXPECT_EQ(FileManagerCommands::shared().call("folder_path"), std::nullopt);
 }
 
 TEST(FileManagerCommands, ShowFolderChoosesTheHandlerByWhatThePathIsAndFinishesOnTheMainThread) {
@@ -106,49 +106,48 @@ TEST(FileManagerCommands, ShowFolderChoosesTheHandlerByWhatThePathIsAndFinishesO
 
 TEST(FileManagerCommands, FinishedBlockRunsEvenWhenTheHandlerFails) {
     Bridge b;
-    b.catalogue->answerWith("finder_reveal",
-                            [](auto&) -> std::optional<std::string> { throw std::runtime_error("gone"); });
+    b.catalogue->answerWith("reveal", [](auto&) -> std::optional<std::string> { throw std::runtime_error("gone"); });
     std::optional<Navigated> outcome;
     b.wrapper.showFolderAsync("/no/such/place", [&](Navigated navigated) { outcome = navigated; });
     EXPECT_TRUE(runUntil([&] { return outcome.has_value(); }));
     EXPECT_EQ(outcome, Navigated::fileManagerSilent);
-    EXPECT_EQ(b.catalogue->callCount("finder_reveal"), 2u) << "tried once more";
-    EXPECT_EQ(b.wrapper.call("finder_reveal", {"/x"}), std::nullopt);
+    EXPECT_EQ(b.catalogue->callCount("reveal"), 2u) << "tried once more";
+    EXPECT_EQ(b.wrapper.call("reveal", {"/x"}), std::nullopt);
 }
 
 TEST(FileManagerCommands, NavigationWhileOneRunsDropsTheWaitingRequest) {
     test::TempDir tmp;
     Bridge b;
-    b.catalogue->hold("finder_set_path");
+    b.catalogue->hold("show_folder");
     std::vector<std::string> finished;
     const auto show = [&](const char* name) {
         b.wrapper.showFolderAsync(tmp.dir(name).string(), [&, name](Navigated) { finished.push_back(name); });
     };
     show("one");
-    ASSERT_TRUE(b.catalogue->waitForHeld("finder_set_path", 1));
+    ASSERT_TRUE(b.catalogue->waitForHeld("show_folder", 1));
     show("two");
     show("three");
-    b.catalogue->release("finder_set_path");
+    b.catalogue->release("show_folder");
     ASSERT_TRUE(runUntil([&] { return finished.size() == 2; }));
     b.wrapper.waitUntilIdle();
     mainQueue().drain();
     EXPECT_THAT(finished, ElementsAre("one", "three"));
-    EXPECT_THAT(b.paramsOf("finder_set_path"), ElementsAre("one", "three"));
+    EXPECT_THAT(b.paramsOf("show_folder"), ElementsAre("one", "three"));
 }
 
 TEST(FileManagerCommands, TypingWhileARevealRunsKeepsOnlyTheNewestNameAndNeverHoldsUpNavigation) {
     test::TempDir tmp;
     Bridge b;
-    b.catalogue->hold("finder_reveal_in_current");
+    b.catalogue->hold("reveal_in_current_folder");
     b.wrapper.revealInCurrentAsync("a");
-    ASSERT_TRUE(b.catalogue->waitForHeld("finder_reveal_in_current", 1));
+    ASSERT_TRUE(b.catalogue->waitForHeld("reveal_in_current_folder", 1));
     for (const char* name : {"ab", "abc", "abcd"}) b.wrapper.revealInCurrentAsync(name);
     bool shown = false;
     b.wrapper.showFolderAsync(tmp.dir("there").string(), [&](Navigated) { shown = true; });
     ASSERT_TRUE(runUntil([&] { return shown; }));
-    b.catalogue->release("finder_reveal_in_current");
+    b.catalogue->release("reveal_in_current_folder");
     b.wrapper.waitUntilIdle();
-    EXPECT_THAT(b.paramsOf("finder_reveal_in_current"), ElementsAre("a", "abcd"));
+    EXPECT_THAT(b.paramsOf("reveal_in_current_folder"), ElementsAre("a", "abcd"));
 }
 
 // A file system whose paths under "/hung" do not answer until it opens.
@@ -207,26 +206,26 @@ TEST(FileManagerCommands, APathTheFileSystemDoesNotAnswerForHoldsUpNoNavigationA
         const auto took = std::chrono::steady_clock::now() - start;
         EXPECT_EQ(took >= 300ms, std::string_view(path) == "/hung/b") << path;
     }
-    EXPECT_THAT(b.catalogue->calls(), ElementsAre(Call{"finder_set_path", {"/local"}, false}));
+    EXPECT_THAT(b.catalogue->calls(), ElementsAre(Call{"show_folder", {"/local"}, false}));
     fileSystem->answer();
     wrapper.waitUntilIdle();
 }
 
 TEST(FileManagerCommands, QuickGetPathRequestsWhileOneRunsKeepTheFirstAndTheLast) {
     Bridge b;
-    b.catalogue->hold("finder_get_path");
-    b.catalogue->answerOnce("finder_get_path", "/first");
-    b.catalogue->answerOnce("finder_get_path", "/third");
+    b.catalogue->hold("folder_path");
+    b.catalogue->answerOnce("folder_path", "/first");
+    b.catalogue->answerOnce("folder_path", "/third");
     Completion first, second, third;
     b.wrapper.getPathAsync(into(first));
-    ASSERT_TRUE(b.catalogue->waitForHeld("finder_get_path", 1));
+    ASSERT_TRUE(b.catalogue->waitForHeld("folder_path", 1));
     b.wrapper.getPathAsync(into(second));
     b.wrapper.getPathAsync(into(third));
-    b.catalogue->release("finder_get_path");
+    b.catalogue->release("folder_path");
     ASSERT_TRUE(runUntil([&] { return first.called && third.called; }));
     b.wrapper.waitUntilIdle();
     mainQueue().drain();
-    EXPECT_EQ(b.catalogue->callCount("finder_get_path"), 2u);
+    EXPECT_EQ(b.catalogue->callCount("folder_path"), 2u);
     EXPECT_FALSE(second.called);
     EXPECT_EQ(first.path, "/first");
     EXPECT_EQ(third.path, "/third");

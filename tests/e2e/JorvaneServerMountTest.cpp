@@ -351,7 +351,7 @@ TEST_F(ThunarSftpMount, AKeyFromTheAgentLogsInAndTheSameWindowShowsTheServersFol
     const std::uint32_t window = openWindow(folder("local"));
     // No user in the address: the session's own, as gvfs and ssh find it.
     const std::string server = "sftp://127.0.0.1:" + std::to_string(port_);
-    const HandlerReply reply = catalogue().callWithFailure("finder_mount", {server + files_.string() + "/"});
+    const HandlerReply reply = catalogue().callWithFailure("mount", {server + files_.string() + "/"});
     EXPECT_EQ(reply.answer, "") << reply.failure;
 
     const fs::path view =
@@ -361,7 +361,7 @@ TEST_F(ThunarSftpMount, AKeyFromTheAgentLogsInAndTheSameWindowShowsTheServersFol
     EXPECT_TRUE(fs::exists(shown / "sftp-file.txt", error)) << "the server's file is not in " << shown;
     const std::string title = desktop().title(window);
     EXPECT_TRUE(title == shown.string() + " - Thunar" || title == server + files_.string() + " - Thunar") << title;
-    EXPECT_EQ(call("finder_get_path"), shown.string()) << "the bar completes in the local view";
+    EXPECT_EQ(call("folder_path"), shown.string()) << "the bar completes in the local view";
     EXPECT_EQ(desktop().thunarWindows().size(), 1u);
     desktop().run({"gio", "mount", "-u", server + "/"}, milliseconds(5000));
 }

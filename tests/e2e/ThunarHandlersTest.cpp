@@ -35,29 +35,29 @@ TEST_P(ThunarViews, TheHandlerSwitchesTheViewWhereItemsAreRevealedSelectedAndRea
     const std::uint32_t window = openWindow(other);
     // From a view other than the wanted one.
     const bool wantsDetails = std::string(GetParam().lastView) == "ThunarDetailsView";
-    ASSERT_EQ(call(wantsDetails ? "finder_iconview" : "finder_listview"), "");
+    ASSERT_EQ(call(wantsDetails ? "icon_view" : "list_view"), "");
     ASSERT_EQ(call(GetParam().handler), "");
     const auto expectViewKept = [&] { EXPECT_EQ(desktop().xfconf("thunar", "/last-view"), GetParam().lastView); };
     expectViewKept();
 
-    ASSERT_EQ(call("finder_set_path", {items.string()}), "");
-    EXPECT_EQ(call("finder_get_selection"), "") << "nothing selected";
-    EXPECT_EQ(call("finder_reveal_in_current", {"zeta.txt"}), "");
-    EXPECT_EQ(call("finder_get_selection"), (items / "zeta.txt").string());
-    EXPECT_EQ(call("finder_reveal_in_current", {"sub/"}), "");
-    EXPECT_EQ(call("finder_get_selection"), (items / "sub").string() + "/");
+    ASSERT_EQ(call("show_folder", {items.string()}), "");
+    EXPECT_EQ(call("selected_item"), "") << "nothing selected";
+    EXPECT_EQ(call("reveal_in_current_folder", {"zeta.txt"}), "");
+    EXPECT_EQ(call("selected_item"), (items / "zeta.txt").string());
+    EXPECT_EQ(call("reveal_in_current_folder", {"sub/"}), "");
+    EXPECT_EQ(call("selected_item"), (items / "sub").string() + "/");
 
-    ASSERT_EQ(call("finder_set_path", {other.string()}), "");
-    EXPECT_EQ(call("finder_reveal", {(items / "missing.txt").string()}), std::nullopt);
+    ASSERT_EQ(call("show_folder", {other.string()}), "");
+    EXPECT_EQ(call("reveal", {(items / "missing.txt").string()}), std::nullopt);
     EXPECT_EQ(desktop().title(window), titleOf(other)) << "a missing item leaves the window";
-    EXPECT_EQ(call("finder_reveal", {(items / "file2.txt").string()}), "");
+    EXPECT_EQ(call("reveal", {(items / "file2.txt").string()}), "");
     EXPECT_EQ(desktop().title(window), titleOf(items));
-    EXPECT_EQ(call("finder_get_selection"), (items / "file2.txt").string());
-    EXPECT_EQ(call("finder_reveal", {(items / "sub").string() + "/"}), "");
-    EXPECT_EQ(call("finder_get_selection"), (items / "sub").string() + "/");
+    EXPECT_EQ(call("selected_item"), (items / "file2.txt").string());
+    EXPECT_EQ(call("reveal", {(items / "sub").string() + "/"}), "");
+    EXPECT_EQ(call("selected_item"), (items / "sub").string() + "/");
 
-    ASSERT_EQ(call("finder_set_path", {other.string()}), "");
-    EXPECT_EQ(call("finder_select2", {items.string(), "/file1.txt|!|file3.txt|!|sub/"}), "");
+    ASSERT_EQ(call("show_folder", {other.string()}), "");
+    EXPECT_EQ(call("select_names", {items.string(), "/file1.txt|!|file3.txt|!|sub/"}), "");
     EXPECT_EQ(desktop().title(window), titleOf(items));
     std::vector<std::string> selected = catalogue().selectedItems().value_or(std::vector<std::string>{});
     std::sort(selected.begin(), selected.end());
@@ -68,10 +68,10 @@ TEST_P(ThunarViews, TheHandlerSwitchesTheViewWhereItemsAreRevealedSelectedAndRea
 
 INSTANTIATE_TEST_SUITE_P(
     Handlers, ThunarViews,
-    ::testing::Values(ViewCase{"IconView", "finder_iconview", "ThunarIconView"},
-                      ViewCase{"ListViewGivesDetails", "finder_listview", "ThunarDetailsView"},
-                      ViewCase{"ColumnViewGivesTheCompactList", "finder_columnview", "ThunarCompactView"},
-                      ViewCase{"FlowViewGivesDetailsForLackOfCoverFlow", "finder_flowview", "ThunarDetailsView"}),
+    ::testing::Values(ViewCase{"IconView", "icon_view", "ThunarIconView"},
+                      ViewCase{"ListViewGivesDetails", "list_view", "ThunarDetailsView"},
+                      ViewCase{"ColumnViewGivesTheCompactList", "column_view", "ThunarCompactView"},
+                      ViewCase{"GalleryViewGivesDetailsForLackOfOne", "gallery_view", "ThunarDetailsView"}),
     [](const auto& row) { return std::string(row.param.label); });
 
 using ThunarHandlers = ThunarTest;
@@ -79,7 +79,7 @@ using ThunarHandlers = ThunarTest;
 // With the full path in the title turned off (Thunar's own preference, read
 // when a window opens), the title names the folder only and its path comes
 // from the location entry.
-TEST_F(ThunarHandlers, GetPathReadsTheLocationEntryWhenTheTitleShowsOnlyTheFolderName) {
+TEST_F(ThunarHandlers, FolderPathReadsTheLocationEntryWhenTheTitleShowsOnlyTheFolderName) {
     struct FullPathAgain {
         Desktop& desktop;
         ~FullPathAgain() { desktop.setXfconf("thunar", "/misc-full-path-in-window-title", "bool", "true"); }
@@ -91,7 +91,7 @@ TEST_F(ThunarHandlers, GetPathReadsTheLocationEntryWhenTheTitleShowsOnlyTheFolde
         [&](std::uint32_t w) { return desktop().title(w) == "short title - Thunar"; }, milliseconds(5000));
     ASSERT_TRUE(window.has_value()) << "no window titled by the folder's name";
     catalogue().setFrontWindow(*window);
-    EXPECT_EQ(call("finder_get_path"), target.string());
+    EXPECT_EQ(call("folder_path"), target.string());
 }
 
 // Calls the bar makes for its keys, which no whole-program test drives
@@ -101,11 +101,11 @@ TEST_F(ThunarHandlers, ReloadNewWindowAndTerminalActAndRefusedCallsLeaveTheWindo
     const std::uint32_t window = openWindow(start);
     const std::size_t windowsBefore = desktop().clientWindows().size();
     const std::pair<std::string, std::vector<std::string>> refused[] = {
-        {"finder_set_path", {file("start/document.txt").string()}},
-        {"finder_set_path", {(start / "missing").string()}},
-        {"finder_make_coffee", {}},
-        {"finder_reveal", {"relative/path"}},
-        {"finder_select2", {start.string()}},
+        {"show_folder", {file("start/document.txt").string()}},
+        {"show_folder", {(start / "missing").string()}},
+        {"make_coffee", {}},
+        {"reveal", {"relative/path"}},
+        {"select_names", {start.string()}},
         {"open_terminal", {}},
     };
     for (const auto& [name, params] : refused) EXPECT_EQ(call(name, params), std::nullopt) << name;
@@ -113,8 +113,8 @@ TEST_F(ThunarHandlers, ReloadNewWindowAndTerminalActAndRefusedCallsLeaveTheWindo
 
     file("start/new.txt");
     EXPECT_EQ(call("reload"), "");
-    EXPECT_EQ(call("finder_reveal_in_current", {"new.txt"}), "") << "the reload shows new items";
-    EXPECT_EQ(call("finder_new_win", {target.string()}), "");
+    EXPECT_EQ(call("reveal_in_current_folder", {"new.txt"}), "") << "the reload shows new items";
+    EXPECT_EQ(call("new_window", {target.string()}), "");
     EXPECT_TRUE(desktop().waitForWindow([&](std::uint32_t w) { return desktop().title(w) == titleOf(target); },
                                         milliseconds(5000)));
     EXPECT_EQ(desktop().title(window), titleOf(start));
@@ -156,13 +156,13 @@ protected:
 TEST_F(ThunarHang, AStoppedThunarGetsNothingWithinTheBoundAndRecovers) {
     const fs::path start = folder("start"), target = folder("target");
     const std::uint32_t window = openWindow(start);
-    ASSERT_EQ(call("finder_get_path"), start.string());  // AT-SPI and X are warm
+    ASSERT_EQ(call("folder_path"), start.string());  // AT-SPI and X are warm
 
     ASSERT_TRUE(desktop().suspend(desktop().thunarPid()));
     suspended_ = true;
-    for (const char* handler : {"finder_set_path", "finder_get_selection", "reload", "finder_listview"}) {
+    for (const char* handler : {"show_folder", "selected_item", "reload", "list_view"}) {
         const auto begin = Clock::now();
-        const std::vector<std::string> params = std::string(handler) == "finder_set_path"
+        const std::vector<std::string> params = std::string(handler) == "show_folder"
                                                     ? std::vector<std::string>{target.string()}
                                                     : std::vector<std::string>{};
         EXPECT_EQ(call(handler, params), std::nullopt) << handler;
@@ -170,13 +170,13 @@ TEST_F(ThunarHang, AStoppedThunarGetsNothingWithinTheBoundAndRecovers) {
     }
     // The title lives in the X server, which still answers for the window.
     const auto begin = Clock::now();
-    EXPECT_EQ(call("finder_get_path"), start.string());
-    EXPECT_LT(millisecondsSince(begin), limitFor("finder_get_path"));
+    EXPECT_EQ(call("folder_path"), start.string());
+    EXPECT_LT(millisecondsSince(begin), limitFor("folder_path"));
 
     ASSERT_TRUE(desktop().resume(desktop().thunarPid()));
     suspended_ = false;
     // Thunar works through what it missed; the catalogue serves it again.
-    EXPECT_TRUE(waitUntil([&] { return call("finder_set_path", {target.string()}) == ""; }, milliseconds(15000),
+    EXPECT_TRUE(waitUntil([&] { return call("show_folder", {target.string()}) == ""; }, milliseconds(15000),
                           milliseconds(200)));
     EXPECT_EQ(desktop().title(window), titleOf(target));
 }

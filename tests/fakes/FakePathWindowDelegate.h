@@ -22,7 +22,7 @@ public:
         : log_(std::move(log)) {}
 
     void show() override { log_->add("delegate.show"); }
-    void toggleShowHidden() override { log_->add("delegate.finderToggleShowHidden"); }
+    void toggleShowHidden() override { log_->add("delegate.toggleShowHidden"); }
     void openPreferences() override {
         ++openPreferencesCount_;
         log_->add("delegate.openPreferences");

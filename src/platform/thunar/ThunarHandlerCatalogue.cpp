@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "filemanager/HandlerNames.h"
 #include "platform/linux/ExternalPrograms.h"
 #include "platform/linux/GioServerMount.h"
 #include "platform/thunar/ThunarHandlerWorker.h"
@@ -34,19 +35,19 @@ HandlerReply ThunarHandlerCatalogue::callWithFailure(std::string_view name, cons
         log::inDomain(log::Warn, kLogDomain, "%.*s: no such handler", static_cast<int>(name.size()), name.data());
         return {};
     }
-    if (name == "finder_mount") return mountServer(params);
+    if (name == handlers::mount) return mountServer(params);
     return {worker_->call(name, params, timeoutFor(name)), {}};
 }
 
 void ThunarHandlerCatalogue::cancel(std::string_view name) {
-    if (name == "finder_mount") mounter_->cancel();
+    if (name == handlers::mount) mounter_->cancel();
 }
 
 HandlerReply ThunarHandlerCatalogue::mountServer(const std::vector<std::string>& params) {
     // Runs on the caller's thread: a mount may wait for the user's answer,
     // and the worker serves the other handlers meanwhile.
     if (params.empty() || params.front().empty() || !isValidUtf8(params.front())) {
-        log::inDomain(log::Warn, kLogDomain, "finder_mount: not a server address");
+        log::inDomain(log::Warn, kLogDomain, "mount: not a server address");
         return {std::nullopt, "Not a server address"};
     }
     // The trash, recent files and the network's servers are always there:
@@ -62,12 +63,12 @@ HandlerReply ThunarHandlerCatalogue::mountServer(const std::vector<std::string>&
     // when there is one (completion then works in it like anywhere else).
     if (outcome.localPath) {
         const std::string& path = *outcome.localPath;
-        if (worker_->call(isDirectory(path) ? "finder_set_path" : "finder_reveal", {path}, options_.commandTimeout))
+        if (worker_->call(isDirectory(path) ? handlers::showFolder : handlers::reveal, {path}, options_.commandTimeout))
             return {std::string(), {}};
     } else if (std::optional<std::string> shown = GioServerMount::withoutPassword(address)) {
         if (worker_->call(kEnterLocationCall, {*shown}, options_.commandTimeout)) return {std::string(), {}};
     }
-    log::inDomain(log::Warn, kLogDomain, "finder_mount: mounted, but the window did not show it");
+    log::inDomain(log::Warn, kLogDomain, "mount: mounted, but the window did not show it");
     return {std::nullopt, "Connected, but Thunar did not show the folder"};
 }
 
@@ -86,20 +87,16 @@ void ThunarHandlerCatalogue::setFrontWindow(std::uint32_t xid) { worker_->front.
 std::uint32_t ThunarHandlerCatalogue::frontWindow() const { return worker_->front.load(); }
 
 std::chrono::milliseconds ThunarHandlerCatalogue::timeoutFor(std::string_view name) const {
-    if (name == "finder_get_path" || name == "finder_get_selection" || name == "is_finder_win")
+    if (name == handlers::folderPath || name == handlers::selectedItem || name == handlers::isFolderWindow)
         return options_.queryTimeout;
     // Connecting has its own bound (questions to the user not counted), then
     // the window is shown the folder.
-    if (name == "finder_mount") return options_.mountTimeout + options_.commandTimeout;
+    if (name == handlers::mount) return options_.mountTimeout + options_.commandTimeout;
     return options_.commandTimeout;
 }
 
 const std::vector<std::string>& ThunarHandlerCatalogue::handlerNames() {
-    static const std::vector<std::string> names = {
-        "finder_get_path", "finder_get_selection",     "is_finder_win",   "finder_set_path",
-        "finder_reveal",   "finder_reveal_in_current", "finder_select2",  "finder_mount",
-        "finder_new_win",  "close_finder_win",         "reload",          "finder_iconview",
-        "finder_listview", "finder_columnview",        "finder_flowview", "open_terminal"};
+    static const std::vector<std::string> names(handlers::all.begin(), handlers::all.end());
     return names;
 }
 

@@ -28,8 +28,8 @@
 // Every call runs on one worker thread that owns the X connection and
 // libatspi (neither is thread-safe), and is bounded by a time-out enforced
 // here: the caller gets nothing once it passes, even while Thunar hangs.
-// "finder_mount" connects on the caller's own thread (it may wait for the
-// user) and only the showing goes to the worker; cancel("finder_mount") gives
+// "mount" connects on the caller's own thread (it may wait for the
+// user) and only the showing goes to the worker; cancel("mount") gives
 // it up, and callWithFailure() says why a mount failed.
 // Create one catalogue per process: libatspi is process-wide.
 
@@ -51,11 +51,11 @@ class GioServerMount;
 class ThunarHandlerCatalogue : public HandlerCatalogue {
 public:
     struct Options {
-        // "finder_get_path", "finder_get_selection", "is_finder_win".
+        // "folder_path", "selected_item", "is_folder_window".
         std::chrono::milliseconds queryTimeout{2000};
         // Navigation, selection, views, reload, closing, new windows, terminals.
         std::chrono::milliseconds commandTimeout{5000};
-        // "finder_mount": connecting and logging in, the time the user
+        // "mount": connecting and logging in, the time the user
         // spends answering questions not counted.
         std::chrono::milliseconds mountTimeout{30000};
         // The bound of each single AT-SPI call inside a handler.
@@ -73,20 +73,20 @@ public:
     ThunarHandlerCatalogue(const ThunarHandlerCatalogue&) = delete;
     ThunarHandlerCatalogue& operator=(const ThunarHandlerCatalogue&) = delete;
 
-    // Commands answer "" when done; queries answer their text ("finder_get_path"
-    // a folder without trailing "/", "finder_get_selection" a path with "/"
-    // after a folder or "" for no selection, "is_finder_win" "YES" or "NO").
-    // "finder_mount" answers "" once the window shows the server's folder.
+    // Commands answer "" when done; queries answer their text ("folder_path"
+    // a folder without trailing "/", "selected_item" a path with "/"
+    // after a folder or "" for no selection, "is_folder_window" "YES" or "NO").
+    // "mount" answers "" once the window shows the server's folder.
     std::optional<std::string> call(std::string_view name, const std::vector<std::string>& params) override;
-    // Failures of "finder_mount" come with GIO's reason ("Could not connect
+    // Failures of "mount" come with GIO's reason ("Could not connect
     // to 127.0.0.1: Connection refused") or the login's ("The server refused
     // the login", "Connection cancelled"); other handlers give none.
     HandlerReply callWithFailure(std::string_view name, const std::vector<std::string>& params) override;
-    // "finder_mount" only: the mount in progress gives up and withdraws its
+    // "mount" only: the mount in progress gives up and withdraws its
     // question to the user.
     void cancel(std::string_view name) override;
 
-    // Every selected item of the front window, as "finder_get_selection"
+    // Every selected item of the front window, as "selected_item"
     // writes them; nothing when the selection cannot be read in time.
     std::optional<std::vector<std::string>> selectedItems();
 

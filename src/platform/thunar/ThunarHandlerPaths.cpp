@@ -11,6 +11,7 @@
 
 #include <gio/gio.h>
 
+#include "filemanager/HandlerNames.h"
 #include "util/FileSystemProbe.h"
 
 namespace jorvane::thunar {
@@ -111,14 +112,14 @@ std::optional<std::string> serverLocationPath(std::string_view location) {
     return result;
 }
 
-const std::map<std::string, ToolbarButton, std::less<>>& viewButtons() {
-    // Thunar has no fourth view: Cover Flow was a list of the files under a
-    // strip of large previews, so its closest relative is the Details view.
-    static const std::map<std::string, ToolbarButton, std::less<>> buttons = {
-        {"finder_iconview", ToolbarButton::IconView},
-        {"finder_listview", ToolbarButton::ListView},
-        {"finder_columnview", ToolbarButton::CompactView},
-        {"finder_flowview", ToolbarButton::ListView},
+const std::map<std::string_view, ToolbarButton, std::less<>>& viewButtons() {
+    // Thunar has no gallery view (the files listed under a strip of large
+    // previews); its closest relative is the Details view.
+    static const std::map<std::string_view, ToolbarButton, std::less<>> buttons = {
+        {handlers::iconView, ToolbarButton::IconView},
+        {handlers::listView, ToolbarButton::ListView},
+        {handlers::columnView, ToolbarButton::CompactView},
+        {handlers::galleryView, ToolbarButton::ListView},
     };
     return buttons;
 }

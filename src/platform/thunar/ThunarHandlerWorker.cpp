@@ -9,6 +9,8 @@
 
 #include <glib-unix.h>
 
+#include "filemanager/HandlerNames.h"
+
 namespace jorvane {
 
 using namespace thunar;
@@ -61,7 +63,7 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::call(std::string_view
     job->params = params;
     job->deadline = Clock::now() + timeout;
     job->serial = nextSerial_.fetch_add(1) + 1;
-    const bool reveal = job->name == "finder_reveal_in_current";
+    const bool reveal = job->name == handlers::revealInCurrentFolder;
     if (reveal) {
         job->othersBefore = otherCalls_.load();
     } else {
@@ -101,7 +103,7 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::call(std::string_view
 
 void ThunarHandlerCatalogue::Worker::execute(Call& call) {
     std::optional<std::string> result;
-    const bool reveal = call.name == "finder_reveal_in_current";
+    const bool reveal = call.name == handlers::revealInCurrentFolder;
     runningSerial_.store(call.serial);
     runningReveal_.store(reveal);
     // A call that came after this reveal was asked for has changed what
@@ -122,18 +124,18 @@ void ThunarHandlerCatalogue::Worker::execute(Call& call) {
 
 std::optional<std::string> ThunarHandlerCatalogue::Worker::dispatch(Call& call) {
     const std::string& name = call.name;
-    if (name == "finder_get_path") return getPath(call);
-    if (name == "finder_get_selection" || name == kSelectedItemsCall) return getSelection(call);
-    if (name == "is_finder_win") return isFileManagerWindow(call);
-    if (name == "finder_set_path") return setPath(call);
-    if (name == "finder_reveal") return reveal(call);
-    if (name == "finder_reveal_in_current") return revealInCurrent(call);
-    if (name == "finder_select2") return select2(call);
+    if (name == handlers::folderPath) return folderPath(call);
+    if (name == handlers::selectedItem || name == kSelectedItemsCall) return selection(call);
+    if (name == handlers::isFolderWindow) return isFolderWindow(call);
+    if (name == handlers::showFolder) return showFolder(call);
+    if (name == handlers::reveal) return reveal(call);
+    if (name == handlers::revealInCurrentFolder) return revealInCurrentFolder(call);
+    if (name == handlers::selectNames) return selectNames(call);
     if (name == kEnterLocationCall) return enterLocation(call);
-    if (name == "finder_new_win") return newWindow(call);
-    if (name == "close_finder_win") return closeWindow(call);
-    if (name == "reload") return reload(call);
-    if (name == "open_terminal") return openTerminal(call);
+    if (name == handlers::newWindow) return newWindow(call);
+    if (name == handlers::closeWindow) return closeWindow(call);
+    if (name == handlers::reload) return reload(call);
+    if (name == handlers::openTerminal) return openTerminal(call);
     if (auto view = viewButtons().find(name); view != viewButtons().end()) return setView(call, view->second);
     return fail(call, "no such handler");
 }

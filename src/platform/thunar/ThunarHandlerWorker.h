@@ -72,7 +72,7 @@ std::string expandHome(const std::string& text);
 // The folder of gvfs's local view that a server location stands for.
 std::optional<std::string> serverLocationPath(std::string_view location);
 // The view handlers' names and the toolbar buttons they press.
-const std::map<std::string, ToolbarButton, std::less<>>& viewButtons();
+const std::map<std::string_view, ToolbarButton, std::less<>>& viewButtons();
 ThunarView viewOfButton(ToolbarButton button);
 std::optional<ToolbarButton> buttonOfView(ThunarView view);
 
@@ -167,13 +167,13 @@ private:
                                                           Clock::time_point deadline);
 
     // Handlers.
-    std::optional<std::string> getPath(Call& call);
-    std::optional<std::string> getSelection(Call& call);
-    std::optional<std::string> isFileManagerWindow(Call& call);
-    std::optional<std::string> setPath(Call& call);
+    std::optional<std::string> folderPath(Call& call);
+    std::optional<std::string> selection(Call& call);
+    std::optional<std::string> isFolderWindow(Call& call);
+    std::optional<std::string> showFolder(Call& call);
     std::optional<std::string> reveal(Call& call);
-    std::optional<std::string> revealInCurrent(Call& call);
-    std::optional<std::string> select2(Call& call);
+    std::optional<std::string> revealInCurrentFolder(Call& call);
+    std::optional<std::string> selectNames(Call& call);
     std::optional<std::string> enterLocation(Call& call);
     std::optional<std::string> newWindow(Call& call);
     std::optional<std::string> closeWindow(Call& call);

@@ -13,7 +13,7 @@ namespace jorvane {
 using namespace thunar;
 namespace fs = std::filesystem;
 
-std::optional<std::string> ThunarHandlerCatalogue::Worker::getPath(Call& call) {
+std::optional<std::string> ThunarHandlerCatalogue::Worker::folderPath(Call& call) {
     std::optional<Window> window = frontWindow(true);
     if (!window) return fail(call, "no Thunar browser window");
     std::optional<std::string> folder = folderOf(*window);
@@ -22,7 +22,7 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::getPath(Call& call) {
     return folder;
 }
 
-std::optional<std::string> ThunarHandlerCatalogue::Worker::getSelection(Call& call) {
+std::optional<std::string> ThunarHandlerCatalogue::Worker::selection(Call& call) {
     std::optional<Window> window = frontWindow(true);
     if (!window) return fail(call, "no Thunar browser window");
     std::optional<std::string> folder = folderOf(*window);
@@ -44,13 +44,13 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::getSelection(Call& ca
     return answer;
 }
 
-std::optional<std::string> ThunarHandlerCatalogue::Worker::isFileManagerWindow(Call&) {
+std::optional<std::string> ThunarHandlerCatalogue::Worker::isFolderWindow(Call&) {
     std::optional<Window> window = frontWindow(false);
     if (!window) return std::string("NO");
     return std::string(isThunarBrowserWindow(window->traits) ? "YES" : "NO");
 }
 
-std::optional<std::string> ThunarHandlerCatalogue::Worker::setPath(Call& call) {
+std::optional<std::string> ThunarHandlerCatalogue::Worker::showFolder(Call& call) {
     if (call.params.empty() || call.params.front().empty()) return fail(call, "no folder given");
     const std::string folder = withoutTrailingSlash(expandHome(call.params.front()));
     // A file in Thunar's location entry opens the file (and an error dialog
@@ -75,7 +75,7 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::reveal(Call& call) {
     return std::string();
 }
 
-std::optional<std::string> ThunarHandlerCatalogue::Worker::revealInCurrent(Call& call) {
+std::optional<std::string> ThunarHandlerCatalogue::Worker::revealInCurrentFolder(Call& call) {
     if (call.params.empty()) return fail(call, "no name given");
     const std::string name = withoutTrailingSlash(call.params.front());
     if (name.empty() || name.find('/') != std::string::npos || name == "." || name == "..")
@@ -88,7 +88,7 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::revealInCurrent(Call&
     return std::string();
 }
 
-std::optional<std::string> ThunarHandlerCatalogue::Worker::select2(Call& call) {
+std::optional<std::string> ThunarHandlerCatalogue::Worker::selectNames(Call& call) {
     if (call.params.size() < 2) return fail(call, "needs a folder and a list of names");
     const std::string folder = withoutTrailingSlash(expandHome(call.params[0]));
     if (folder.empty() || folder.front() != '/' || !isDirectory(folder)) return fail(call, "not a folder");

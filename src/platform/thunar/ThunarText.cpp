@@ -142,13 +142,13 @@ std::vector<std::string> splitItemList(std::string_view joined) {
     };
     std::size_t start = 0;
     for (;;) {
-        const std::size_t at = joined.find(kItemSeparator, start);
+        const std::size_t at = joined.find(handlers::itemSeparator, start);
         if (at == std::string_view::npos) {
             add(joined.substr(start));
             break;
         }
         add(joined.substr(start, at - start));
-        start = at + kItemSeparator.size();
+        start = at + handlers::itemSeparator.size();
     }
     return items;
 }

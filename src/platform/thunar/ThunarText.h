@@ -11,10 +11,9 @@
 #include <string_view>
 #include <vector>
 
-namespace jorvane::thunar {
+#include "filemanager/HandlerNames.h"
 
-// The separator of the names in "finder_select2"'s second parameter.
-inline constexpr std::string_view kItemSeparator = "|!|";
+namespace jorvane::thunar {
 
 // The folder a browser window shows, from its title. With xfconf
 // /misc-full-path-in-window-title set Thunar writes "<path> - Thunar", or
@@ -44,7 +43,7 @@ std::string makeValidUtf8(std::string_view bytes);
 // are not UTF-8 repaired and followed by a translated " (invalid encoding)".
 bool displayedNameMatches(std::string_view displayed, std::string_view rawName);
 
-// Splits "finder_select2"'s list of names at kItemSeparator. Empty names are
+// Splits select_names's list of names at handlers::itemSeparator. Empty names are
 // dropped, and so is one leading "/" that the caller left when it cut the
 // folder off a pattern, and a trailing "/" that marks a folder.
 std::vector<std::string> splitItemList(std::string_view joined);

@@ -15,7 +15,7 @@ const std::nullopt_t none = std::nullopt;
 struct EnterRow {
     const char* name;
     const char* text;
-    // The stored folder before; when none, what "finder_get_path" answers.
+    // The stored folder before; when none, what "folder_path" answers.
     std::optional<std::string> location, locationAnswer;
     Strings calls;  // every handler call, in order
     std::optional<std::string> locationAfter;
@@ -27,7 +27,7 @@ class PathEditorEnter : public PathWindowControllerTable<EnterRow> {};
 TEST_P(PathEditorEnter, Row) {
     const EnterRow& row = GetParam();
     const ScopedEnv home("HOME", t("{T}"));
-    if (row.locationAnswer) catalogue_->answer(handlers::getPath, t(*row.locationAnswer));
+    if (row.locationAnswer) catalogue_->answer(handlers::folderPath, t(*row.locationAnswer));
     if (row.location) bar().setFileManagerLocation(t(*row.location));
     views_.completions().setVisible(true);
     views_.field().type(t(row.text), {0, 2});
@@ -44,54 +44,54 @@ TEST_P(PathEditorEnter, Row) {
 
 // clang-format off
 const EnterRow kEnterRows[] = {
-    {"an ftp address is mounted", "ftp://host/pub", "{T}", none, {"finder_mount [ftp://host/pub]"}, "{T}",
+    {"an ftp address is mounted", "ftp://host/pub", "{T}", none, {"mount [ftp://host/pub]"}, "{T}",
      "ftp://host/pub"},
-    {"an smb address is mounted", "smb://host/share", "{T}", none, {"finder_mount [smb://host/share]"}, "{T}",
+    {"an smb address is mounted", "smb://host/share", "{T}", none, {"mount [smb://host/share]"}, "{T}",
      "smb://host/share"},
     {"an upper case FTP address is a name in the folder", "FTP://host", "{T}", none,
-     {"finder_reveal [{T}/FTP:/host]"}, "{T}", "{T}/FTP:/host"},
-    {"the trash is handed to the file manager", "trash:///", "{T}", none, {"finder_mount [trash:///]"}, "{T}",
+     {"reveal [{T}/FTP:/host]"}, "{T}", "{T}/FTP:/host"},
+    {"the trash is handed to the file manager", "trash:///", "{T}", none, {"mount [trash:///]"}, "{T}",
      "trash:///"},
-    {"empty text shows the folder again", "", "{T}", none, {"finder_set_path [{T}]"}, "{T}", "{T}"},
+    {"empty text shows the folder again", "", "{T}", none, {"show_folder [{T}]"}, "{T}", "{T}"},
     {"empty text with the folder unknown asks for it and shows it", "", none, "{T}",
-     {"finder_get_path", "finder_set_path [{T}]"}, "{T}", "{T}"},
-    {"empty text with no folder at all goes nowhere", "", none, none, {"finder_get_path"}, none, ""},
-    {"an absolute folder is shown", "{T}/docs", "{T}", none, {"finder_set_path [{T}/docs]"}, "{T}/docs", "{T}/docs"},
+     {"folder_path", "show_folder [{T}]"}, "{T}", "{T}"},
+    {"empty text with no folder at all goes nowhere", "", none, none, {"folder_path"}, none, ""},
+    {"an absolute folder is shown", "{T}/docs", "{T}", none, {"show_folder [{T}/docs]"}, "{T}/docs", "{T}/docs"},
     {"an absolute file is revealed by the navigation", "{T}/notes.txt", "{T}", none,
-     {"finder_reveal [{T}/notes.txt]"}, "{T}/notes.txt", "{T}/notes.txt"},
-    {"a missing absolute path is revealed by the navigation", "{T}/gone", "{T}", none, {"finder_reveal [{T}/gone]"},
+     {"reveal [{T}/notes.txt]"}, "{T}/notes.txt", "{T}/notes.txt"},
+    {"a missing absolute path is revealed by the navigation", "{T}/gone", "{T}", none, {"reveal [{T}/gone]"},
      "{T}/gone", "{T}/gone"},
-    {"a relative folder is revealed with a trailing slash", "docs", "{T}", none, {"finder_reveal [{T}/docs/]"},
+    {"a relative folder is revealed with a trailing slash", "docs", "{T}", none, {"reveal [{T}/docs/]"},
      "{T}", "{T}/docs/"},
-    {"a relative path joins without a doubled slash", "docs/sub", "{T}/", none, {"finder_reveal [{T}/docs/sub/]"},
+    {"a relative path joins without a doubled slash", "docs/sub", "{T}/", none, {"reveal [{T}/docs/sub/]"},
      "{T}/", "{T}/docs/sub/"},
-    {"a home folder path is shown", "~/docs", "/elsewhere", none, {"finder_set_path [{T}/docs]"}, "{T}/docs",
+    {"a home folder path is shown", "~/docs", "/elsewhere", none, {"show_folder [{T}/docs]"}, "{T}/docs",
      "{T}/docs"},
-    {"a variable in a path is expanded", "$HOME/notes.txt", "/elsewhere", none, {"finder_reveal [{T}/notes.txt]"},
+    {"a variable in a path is expanded", "$HOME/notes.txt", "/elsewhere", none, {"reveal [{T}/notes.txt]"},
      "{T}/notes.txt", "{T}/notes.txt"},
     {"a file URI pasted from a browser is its path", "file://{T}/d%6Fcs", "/elsewhere", none,
-     {"finder_set_path [{T}/docs]"}, "{T}/docs", "{T}/docs"},
+     {"show_folder [{T}/docs]"}, "{T}/docs", "{T}/docs"},
     {"a path in quotes pasted from a terminal is the path", "'{T}/docs'", "/elsewhere", none,
-     {"finder_set_path [{T}/docs]"}, "{T}/docs", "{T}/docs"},
+     {"show_folder [{T}/docs]"}, "{T}/docs", "{T}/docs"},
     {"dot-dot components are followed", "{T}/docs/../notes.txt", "/elsewhere", none,
-     {"finder_reveal [{T}/notes.txt]"}, "{T}/notes.txt", "{T}/notes.txt"},
-    {"a quoted name is a name in the folder", "\"notes.txt\"", "{T}", none, {"finder_reveal [{T}/notes.txt]"},
+     {"reveal [{T}/notes.txt]"}, "{T}/notes.txt", "{T}/notes.txt"},
+    {"a quoted name is a name in the folder", "\"notes.txt\"", "{T}", none, {"reveal [{T}/notes.txt]"},
      "{T}", "{T}/notes.txt"},
     {"a folder typed in another case is the folder on disk", "{T}/DOCS/SUB", "/elsewhere", none,
-     {"finder_set_path [{T}/docs/sub]"}, "{T}/docs/sub", "{T}/docs/sub"},
+     {"show_folder [{T}/docs/sub]"}, "{T}/docs/sub", "{T}/docs/sub"},
     {"a home folder pattern selects in the home folder", "~/*.log", "/elsewhere", none,
-     {"finder_select2 [{T}] [/a.log|!|/bb.log]"}, "{T}", "~/*.log"},
+     {"select_names [{T}] [/a.log|!|/bb.log]"}, "{T}", "~/*.log"},
     {"a relative name with the folder unknown asks for it", "docs", none, "{T}",
-     {"finder_get_path", "finder_reveal [{T}/docs/]"}, "{T}", "{T}/docs/"},
-    {"a relative name with no folder at all does nothing", "docs", none, none, {"finder_get_path"}, none, "docs"},
+     {"folder_path", "reveal [{T}/docs/]"}, "{T}", "{T}/docs/"},
+    {"a relative name with no folder at all does nothing", "docs", none, none, {"folder_path"}, none, "docs"},
     {"a star pattern selects its matches in the folder", "*.log", "{T}", none,
-     {"finder_select2 [{T}] [a.log|!|bb.log]"}, "{T}", "*.log"},
-    {"a pattern without matches selects nothing in the folder", "*.zip", "{T}", none, {"finder_select2 [{T}] []"},
+     {"select_names [{T}] [a.log|!|bb.log]"}, "{T}", "*.log"},
+    {"a pattern without matches selects nothing in the folder", "*.zip", "{T}", none, {"select_names [{T}] []"},
      "{T}", "*.zip"},
     {"an absolute pattern moves to its folder and selects there", "{T}/*.log", "/elsewhere", none,
-     {"finder_select2 [{T}] [/a.log|!|/bb.log]"}, "{T}", "{T}/*.log"},
+     {"select_names [{T}] [/a.log|!|/bb.log]"}, "{T}", "{T}/*.log"},
     {"a pattern with no folder at all selects with no parameters", "*.log", none, none,
-     {"finder_get_path", "finder_get_path", "finder_select2"}, none, "*.log"},
+     {"folder_path", "folder_path", "select_names"}, none, "*.log"},
 };
 // clang-format on
 INSTANTIATE_TEST_SUITE_P(PathWindowController, PathEditorEnter, testing::ValuesIn(kEnterRows), SentenceName{});
@@ -104,7 +104,7 @@ TEST_F(PathWindowControllerTest, AFolderNamedLikeAVariableOrHomeIsTakenAsItStand
         views_.field().type(text);
         bar().pathEditorEnter();
         settle();
-        EXPECT_EQ(handlerCalls().back(), t("finder_set_path [{T}/$HOME ~]")) << text;
+        EXPECT_EQ(handlerCalls().back(), t("show_folder [{T}/$HOME ~]")) << text;
         EXPECT_EQ(views_.field().stringValue(), t("{T}/$HOME ~")) << text;
     }
 }
@@ -180,7 +180,7 @@ TEST(PathWindowControllerParent, NavigateToParentDirectoryEntersTheParentOfTheTe
         const Strings texts = f.log_->entriesStartingWith("field.setStringValue ");
         ASSERT_GE(texts.size(), 2u);
         EXPECT_EQ(texts[texts.size() - 2], "field.setStringValue " + f.t(entered));
-        EXPECT_EQ(f.handlerCalls(), Strings{f.t("finder_set_path [" + std::string(shown) + "]")});
+        EXPECT_EQ(f.handlerCalls(), Strings{f.t("show_folder [" + std::string(shown) + "]")});
         EXPECT_EQ(f.views_.field().stringValue(), f.t(fieldAfter));
     }
 }
@@ -244,14 +244,14 @@ TEST_F(PathWindowControllerTest, ALastingNavigationShowsTheSpinnerAndFinishingAf
 }
 
 TEST_F(PathWindowControllerTest, TheFolderIsAskedForOnlyWhileUnknownAndFetchedInTheBackgroundFillsTheField) {
-    catalogue_->answerOnce(handlers::getPath, std::nullopt);
-    catalogue_->answer(handlers::getPath, "/srv");
+    catalogue_->answerOnce(handlers::folderPath, std::nullopt);
+    catalogue_->answer(handlers::folderPath, "/srv");
     EXPECT_EQ(bar().fileManagerLocation(), std::nullopt);
     EXPECT_EQ(bar().fileManagerLocation(), "/srv");
     EXPECT_EQ(bar().fileManagerLocation(), "/srv");
-    EXPECT_EQ(catalogue_->callCount(handlers::getPath), 2u);
+    EXPECT_EQ(catalogue_->callCount(handlers::folderPath), 2u);
 
-    catalogue_->answer(handlers::getPath, "/data");
+    catalogue_->answer(handlers::folderPath, "/data");
     bar().startSpinnerTimer();
     bar().fetchFileManagerLocation();
     settle();
@@ -266,17 +266,17 @@ TEST_F(PathWindowControllerTest, TheFolderIsAskedForOnlyWhileUnknownAndFetchedIn
 // for in the background, once at a time, and the list follows the answer.
 TEST_F(PathWindowControllerTest, CompletionAsksForAnUnknownFolderInTheBackgroundAndTheListFollowsTheAnswer) {
     tmp_.dir("docs");
-    catalogue_->answer(handlers::getPath, tmp_.str());
-    catalogue_->hold(handlers::getPath);
+    catalogue_->answer(handlers::folderPath, tmp_.str());
+    catalogue_->hold(handlers::folderPath);
     views_.panel().setVisible(true);
     views_.field().type("do");
     bar().showPopup();
     bar().showPopup();
-    ASSERT_TRUE(catalogue_->waitForHeld(handlers::getPath, 1));
+    ASSERT_TRUE(catalogue_->waitForHeld(handlers::folderPath, 1));
     EXPECT_THAT(bar().listRows(), testing::IsEmpty());
-    catalogue_->release(handlers::getPath);
+    catalogue_->release(handlers::folderPath);
     settle();
-    EXPECT_EQ(catalogue_->callCount(handlers::getPath), 1u);
+    EXPECT_EQ(catalogue_->callCount(handlers::folderPath), 1u);
     EXPECT_THAT(bar().listRows(), ElementsAre("docs/"));
 }
 

@@ -46,7 +46,7 @@ public:
         // Commands succeed, as Thunar's do, unless a test says otherwise.
         for (std::string_view command :
              {handlers::showFolder, handlers::reveal, handlers::selectNames, handlers::newWindow, handlers::closeWindow,
-              handlers::reload, handlers::iconView, handlers::listView, handlers::columnView, handlers::flowView})
+              handlers::reload, handlers::iconView, handlers::listView, handlers::columnView, handlers::galleryView})
             catalogue_->answer(command, "");
     }
 

@@ -62,22 +62,22 @@ const ShortcutRow kShortcutRows[] = {
     {"Ctrl H goes to the home folder with a trailing slash", kKeyH, kCmd, true,
      {"field.setStringValue {H}/", "list.hide", "field.setStringValue {H}/"}},
     {"Ctrl N hides, opens a window on the text and opens the new window's bar", kKeyN, kCmd, true,
-     {"panel.hide", "list.hide", "call finder_new_win [{T}/notes.txt]", "delegate.show"}},
+     {"panel.hide", "list.hide", "call new_window [{T}/notes.txt]", "delegate.show"}},
     {"Ctrl W hides and then closes the window", kKeyW, kCmd, true,
-     {"panel.hide", "list.hide", "call close_finder_win"}},
+     {"panel.hide", "list.hide", "call close_window"}},
     {"Ctrl T hides and opens a terminal at the text", kKeyT, kCmd, true, {"panel.hide", "list.hide"},
      std::nullopt, "open_terminal"},
     {"Ctrl R reloads and keeps the bar open", kKeyR, kCmd, true, {"call reload"}},
     {"Ctrl Shift F reopens the bar empty in search form", kKeyF, kCmd | kShift, true,
-     {"field.setStringValue ", "call is_finder_win", "field.setStringValue "}},
+     {"field.setStringValue ", "call is_folder_window", "field.setStringValue "}},
     {"Ctrl Shift period hides and toggles hidden files", kKeyPeriod, kCmd | kShift, true,
-     {"panel.hide", "list.hide", "delegate.finderToggleShowHidden"}},
-    {"Ctrl 1 switches to the icon view", kKey1, kCmd, true, {"call finder_iconview"}},
-    {"Ctrl 2 switches to the list view", kKey2, kCmd, true, {"call finder_listview"}},
-    {"Ctrl 3 switches to the column view", kKey3, kCmd, true, {"call finder_columnview"}},
-    {"Ctrl 4 switches to the flow view", kKey4, kCmd, true, {"call finder_flowview"}},
+     {"panel.hide", "list.hide", "delegate.toggleShowHidden"}},
+    {"Ctrl 1 switches to the icon view", kKey1, kCmd, true, {"call icon_view"}},
+    {"Ctrl 2 switches to the list view", kKey2, kCmd, true, {"call list_view"}},
+    {"Ctrl 3 switches to the column view", kKey3, kCmd, true, {"call column_view"}},
+    {"Ctrl 4 switches to the gallery view", kKey4, kCmd, true, {"call gallery_view"}},
     {"Caps Lock and the keypad bit do not defeat Ctrl 1", kKey1, kCmd | kModifierCapsLock | kModifierNumericPad, true,
-     {"call finder_iconview"}},
+     {"call icon_view"}},
     // Rows where nothing happens.
     {"Ctrl Alt W matches no row", kKeyW, kCmd | kOpt, false, {}},
     {"Ctrl Shift W matches no row", kKeyW, kCmd | kShift, false, {}},
@@ -144,7 +144,7 @@ class EditCommands : public PathWindowControllerTable<CommandRow> {};
 
 TEST_P(EditCommands, Row) {
     const CommandRow& row = GetParam();
-    catalogue_->answer(handlers::getPath, t("{T}"));
+    catalogue_->answer(handlers::folderPath, t("{T}"));
     if (row.location) bar().setFileManagerLocation(t(*row.location));
     if (*row.candidatesOf) bar().updateCompletions(t(row.candidatesOf));
     views_.completions().setContentSilently(bar().currentCompletions());
@@ -218,10 +218,10 @@ const CommandRow kCommandRows[] = {
      "{T}", true, enters("{T}/docs")},
     {"Return on a pattern selects its matches and keeps the bar open", TextCommand::insertNewline, false, -1, "",
      kCaretInside, "*.log", "{T}", true,
-     {"list.hide", "field.setSelectedRange", "call finder_select2 [{T}] [a.log|!|bb.log]", "field.setStringValue *.log"}},
+     {"list.hide", "field.setSelectedRange", "call select_names [{T}] [a.log|!|bb.log]", "field.setStringValue *.log"}},
     {"Return on a pattern equal to the stored folder still keeps the bar open", TextCommand::insertNewline, false, -1,
      "", kCaretInside, "*.log", "*.log", true,
-     {"list.hide", "field.setSelectedRange", "call finder_select2 [*.log] []", "field.setStringValue *.log"}},
+     {"list.hide", "field.setSelectedRange", "call select_names [*.log] []", "field.setStringValue *.log"}},
     {"Tab over an inline completion enters it", TextCommand::insertTab, false, -1, "", kCompletionSelected, "{T}/docs/",
      "{T}", true, enters("{T}/docs/")},
     {"Tab with the list hidden opens it on its first row", TextCommand::insertTab, false, -1, "", kCaretInside, "{T}/c",

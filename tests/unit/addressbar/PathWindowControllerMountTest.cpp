@@ -12,7 +12,7 @@ constexpr const char* kMountedFolder = "/run/user/1000/gvfs/ftp:host=127.0.0.1,p
 
 struct MountRow {
     const char* name;
-    // What "finder_mount" answers, and the reason it gives when it answers nothing.
+    // What "mount" answers, and the reason it gives when it answers nothing.
     std::optional<std::string> answer;
     std::string failure;
     // The bar went away while connecting (a login dialog took the keyboard).
@@ -28,7 +28,7 @@ TEST_P(ServerMountResult, Row) {
     const MountRow& row = GetParam();
     catalogue_->answer(handlers::mount, row.answer);
     catalogue_->failWith(handlers::mount, row.failure);
-    catalogue_->answer(handlers::getPath, std::string(kMountedFolder));
+    catalogue_->answer(handlers::folderPath, std::string(kMountedFolder));
     catalogue_->hold(handlers::mount);
     views_.panel().setVisible(true);
     views_.field().type(kAddress);
@@ -61,7 +61,7 @@ INSTANTIATE_TEST_SUITE_P(PathWindowController, ServerMountResult, testing::Value
 
 TEST_F(PathWindowControllerTest, APlaceWithoutAPathKeepsItsAddressInTheField) {
     catalogue_->answer(handlers::mount, std::string());
-    catalogue_->answer(handlers::getPath, std::nullopt);
+    catalogue_->answer(handlers::folderPath, std::nullopt);
     views_.field().type("trash:///");
     bar().pathEditorEnter();
     settle();
@@ -69,13 +69,13 @@ TEST_F(PathWindowControllerTest, APlaceWithoutAPathKeepsItsAddressInTheField) {
     EXPECT_EQ(views_.field().stringValue(), "trash:///");
 
     // Text typed while the window's folder is asked for stays.
-    catalogue_->hold(handlers::getPath);
+    catalogue_->hold(handlers::folderPath);
     bar().pathEditorEnter();
     bridge_.waitUntilIdle();
     dispatch::mainQueue().drain();
-    ASSERT_TRUE(catalogue_->waitForHeld(handlers::getPath, 1)) << testing::PrintToString(handlerCalls());
+    ASSERT_TRUE(catalogue_->waitForHeld(handlers::folderPath, 1)) << testing::PrintToString(handlerCalls());
     views_.field().type("concerts");
-    catalogue_->release(handlers::getPath);
+    catalogue_->release(handlers::folderPath);
     settle();
     EXPECT_EQ(views_.field().stringValue(), "concerts");
 }
@@ -96,7 +96,7 @@ TEST(ServerMountGivenUp, ByEscapeOrAClosedWindowHidesTheBarWithoutNews) {
         EXPECT_TRUE(f.views_.spinner().isHidden());
         EXPECT_EQ(f.views_.field().problem(), "") << "the cancelled attempt's failure is no news";
         EXPECT_FALSE(f.views_.panel().isVisible());
-        EXPECT_EQ(f.catalogue_->callCount(handlers::getPath), 0u);
+        EXPECT_EQ(f.catalogue_->callCount(handlers::folderPath), 0u);
     }
 }
 

@@ -115,13 +115,13 @@ class Show : public PathWindowControllerTable<ShowRow> {};
 TEST_P(Show, Row) {
     const ShowRow& row = GetParam();
     defaults_->setInteger(row.behaviour, settings::keys::activationPathBehaviour);
-    catalogue_->answer(handlers::getPath, row.folder);
-    catalogue_->answer(handlers::getSelection, row.selection);
+    catalogue_->answer(handlers::folderPath, row.folder);
+    catalogue_->answer(handlers::selectedItem, row.selection);
     views_.field().type("left over");
     bar().show(row.fill);
-    Strings calls{"is_finder_win"};
-    if (row.fill) calls.push_back("finder_get_path");
-    if (row.asksSelection) calls.push_back("finder_get_selection");
+    Strings calls{"is_folder_window"};
+    if (row.fill) calls.push_back("folder_path");
+    if (row.asksSelection) calls.push_back("selected_item");
     EXPECT_EQ(handlerCalls(), calls);
     EXPECT_EQ(views_.field().stringValue(), row.field);
     EXPECT_EQ(views_.field().image(), row.image);
@@ -149,14 +149,13 @@ const ShowRow kShowRows[] = {
 INSTANTIATE_TEST_SUITE_P(PathWindowController, Show, testing::ValuesIn(kShowRows), SentenceName{});
 
 TEST_F(PathWindowControllerTest, ShowOpensTheBarBeforeAskingAndAgainAfterFilling) {
-    catalogue_->answer(handlers::getPath, "/srv");
+    catalogue_->answer(handlers::folderPath, "/srv");
     bar().show();
-    EXPECT_THAT(
-        logged({"panel.raise", "panel.focus", "panel.setFrame", "call ", "field.setStringValue", "field.setImage",
-                "spinner.hide"}),
-        ElementsAre("panel.setFrame 300,829 200x22", "panel.raise", "panel.focus", "call is_finder_win",
-                    "call finder_get_path", "field.setStringValue /srv", "spinner.hide", "field.setImage icon:/srv",
-                    "panel.setFrame 300,829 200x22 animated", "panel.raise", "panel.focus"));
+    EXPECT_THAT(logged({"panel.raise", "panel.focus", "panel.setFrame", "call ", "field.setStringValue",
+                        "field.setImage", "spinner.hide"}),
+                ElementsAre("panel.setFrame 300,829 200x22", "panel.raise", "panel.focus", "call is_folder_window",
+                            "call folder_path", "field.setStringValue /srv", "spinner.hide", "field.setImage icon:/srv",
+                            "panel.setFrame 300,829 200x22 animated", "panel.raise", "panel.focus"));
 }
 
 TEST(PathWindowControllerShow, OnlyAnAnswerOfNoHidesTheBarAndItsArmedSpinner) {
@@ -167,7 +166,7 @@ TEST(PathWindowControllerShow, OnlyAnAnswerOfNoHidesTheBarAndItsArmedSpinner) {
         f.catalogue_->answer(handlers::isFolderWindow, answer);
         f.bar().show();
         EXPECT_EQ(f.views_.panel().isVisible(), !hides);
-        EXPECT_EQ(f.catalogue_->callCount(handlers::getPath), hides ? 0u : 1u);
+        EXPECT_EQ(f.catalogue_->callCount(handlers::folderPath), hides ? 0u : 1u);
         // Only a bar that stays stops the spinner armed on opening; the next opening hides it.
         f.advance(0.3);
         EXPECT_EQ(f.views_.spinner().isHidden(), !hides);
@@ -271,7 +270,7 @@ TEST_F(PathWindowControllerTest, ChoosingARowEntersItAndAClickWithNoRowOrNoCandi
     settle();
     EXPECT_EQ(views_.field().stringValue(), t("{T}/three/ccc"));
     EXPECT_FALSE(views_.completions().isVisible());
-    EXPECT_THAT(handlerCalls(), ElementsAre(t("finder_reveal [{T}/three/ccc]")));
+    EXPECT_THAT(handlerCalls(), ElementsAre(t("reveal [{T}/three/ccc]")));
 }
 
 TEST_F(PathWindowControllerTest, TypingWithTheListOpenKeepsTheChosenRowOrChoosesTheFirst) {

@@ -77,7 +77,7 @@ TEST_F(VisitedFoldersInTheBar, ReturnOnWordsThatNameSomethingInTheFolderStaysThe
     views_.field().type("docs");
     bar().pathEditorEnter();
     settle();
-    EXPECT_THAT(handlerCalls(), Contains("finder_reveal [" + tmp_.str() + "/docs/]"));
+    EXPECT_THAT(handlerCalls(), Contains("reveal [" + tmp_.str() + "/docs/]"));
 }
 
 TEST_F(VisitedFoldersInTheBar, InlineCompletionOffersTheBestVisitedFolderAfterWordsThatNameNothingHere) {
@@ -94,7 +94,7 @@ TEST_F(VisitedFoldersInTheBar, InlineCompletionOffersTheBestVisitedFolderAfterWo
     views_.field().type(offered);
     bar().pathEditorEnter();
     settle();
-    EXPECT_THAT(handlerCalls(), Contains("finder_set_path [" + reports + "]"));
+    EXPECT_THAT(handlerCalls(), Contains("show_folder [" + reports + "]"));
     EXPECT_EQ(views_.field().stringValue(), reports);
 
     // Up from the offer goes to the offered folder's parent.
@@ -102,7 +102,7 @@ TEST_F(VisitedFoldersInTheBar, InlineCompletionOffersTheBestVisitedFolderAfterWo
     views_.field().type(offered);
     bar().navigateToParentDirectory();
     settle();
-    EXPECT_THAT(handlerCalls(), Contains("finder_set_path [" + place("Projects/2026") + "/]"));
+    EXPECT_THAT(handlerCalls(), Contains("show_folder [" + place("Projects/2026") + "/]"));
 }
 
 TEST_F(VisitedFoldersInTheBar, NamesThatOnlyResembleTheTextAreMarkedAndNeverChangeWhatReturnDoes) {
@@ -119,13 +119,13 @@ TEST_F(VisitedFoldersInTheBar, NamesThatOnlyResembleTheTextAreMarkedAndNeverChan
     EXPECT_THAT(views_.completions().groups(), ElementsAre(Group{0, "Similar names"}, Group{1, "Visited folders"}));
     bar().pathEditorEnter();
     settle();
-    EXPECT_THAT(handlerCalls(), Contains("finder_set_path [" + place("Projects/2026/Reports") + "]"));
+    EXPECT_THAT(handlerCalls(), Contains("show_folder [" + place("Projects/2026/Reports") + "]"));
     catalogue_->clearCalls();
     bar().setFileManagerLocation(tmp_.str());
     views_.field().type("dcs");
     bar().pathEditorEnter();
     settle();
-    EXPECT_THAT(handlerCalls(), ElementsAre("finder_reveal [" + tmp_.str() + "/dcs]"));
+    EXPECT_THAT(handlerCalls(), ElementsAre("reveal [" + tmp_.str() + "/dcs]"));
 }
 
 TEST_F(VisitedFoldersInTheBar, TheListOffersLocalBookmarksByNameAfterTheVisitedFoldersWithoutRepeatingOne) {
@@ -148,7 +148,7 @@ TEST_F(VisitedFoldersInTheBar, TheListOffersLocalBookmarksByNameAfterTheVisitedF
 }
 
 TEST_F(VisitedFoldersInTheBar, TheWindowsFolderAndEveryFolderTheBarGoesToAreCounted) {
-    catalogue_->answer(handlers::getPath, tmp_.str());
+    catalogue_->answer(handlers::folderPath, tmp_.str());
     bar().fetchFileManagerLocation();
     settle();
     settleVisits();

@@ -36,7 +36,7 @@ const TapEvent kDrag = mouse(kEventLeftMouseDragged, kOnTitle);
 
 // A new bar is ordered out at once; an opening bar asks whether the window browses, then for its folder.
 const Strings kCreated = {"panel.hide"};
-const Strings kShown = {"call is_finder_win", "call finder_get_path", "field.setStringValue /home/me"};
+const Strings kShown = {"call is_folder_window", "call folder_path", "field.setStringValue /home/me"};
 const Strings kClicked = kCreated + kShown + Strings{"field.selectAll"};
 const Strings kOpened = kCreated + kShown;
 
@@ -90,12 +90,12 @@ const TapRow kRows[] = {
     {"Command R with caps lock still reloads", shortcutsOn, {key(kKeyR, true, kCmd | kCaps)}, {S}, {"call reload"}},
     {"Command Option R passes", shortcutsOn, {key(kKeyR, true, kCmd | kOpt)}, {P}, {}},
     {"Command Shift F opens an empty bar over the focused window", shortcutsOn, {key(kKeyF, true, kCmd | kShift)},
-     {S}, kCreated + Strings{"call is_finder_win", "field.setStringValue "}},
+     {S}, kCreated + Strings{"call is_folder_window", "field.setStringValue "}},
     {"Command T opens a terminal at the window's folder", shortcutsOn, {key(kKeyT, true, kCmd)}, {S},
-     {"call finder_get_path", "call open_terminal [/home/me]"}},
+     {"call folder_path", "call open_terminal [/home/me]"}},
     {"Command T without a folder opens no terminal",
-     [](JorvaneAppFixture& f) { shortcutsOn(f); f.catalogue_->answer(handlers::getPath, std::nullopt); },
-     {key(kKeyT, true, kCmd)}, {S}, {"call finder_get_path"}},
+     [](JorvaneAppFixture& f) { shortcutsOn(f); f.catalogue_->answer(handlers::folderPath, std::nullopt); },
+     {key(kKeyT, true, kCmd)}, {S}, {"call folder_path"}},
     {"Command Shift period flips hidden files and quits the file manager", shortcutsOn,
      {key(kKeyPeriod, true, kCmd | kShift)}, {S},
      {"fm.showsAllFiles", "fm.setShowsAllFiles 1", "fm.quit org.xfce.Thunar"}},

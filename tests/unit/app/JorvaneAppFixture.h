@@ -49,7 +49,7 @@ public:
         window_ = ax_->addWindow(application_, "me - Thunar", kWindowFrame);
         title_ = ax_->addStaticText(window_, "me - Thunar", kTitleFrame);
         ax_->setFocusedWindow(window_);
-        catalogue_->answer(handlers::getPath, "/home/me");
+        catalogue_->answer(handlers::folderPath, "/home/me");
         fileManager_.setPid(kPid);
         defaults_->setBool(true, settings::keys::notFirstLaunch);
     }

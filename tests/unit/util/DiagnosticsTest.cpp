@@ -74,9 +74,9 @@ TEST_F(Diagnostics, TheThresholdsDecideWhetherADomainMessagePrints) {
         lines_.clear();
         log::clearDomainLevels();
         log::setLevel(global);
-        if (domain) log::setDomainLevel("finder", *domain);
+        if (domain) log::setDomainLevel("folders", *domain);
         if (other) log::setDomainLevel("other", *other);
-        log::inDomain(level, "finder", "message");
+        log::inDomain(level, "folders", "message");
         EXPECT_EQ(lines_.size(), printed ? 1u : 0u) << global << " " << domain.value_or(99) << " " << level;
     }
 }
