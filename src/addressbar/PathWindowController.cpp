@@ -112,48 +112,60 @@ ElementRef PathWindowController::titleElement() const { return WindowLookup::tit
 
 void PathWindowController::show() { show(true); }
 
-void PathWindowController::show(bool fill) {
-    // The bar appears before the file manager is asked anything: the calls
-    // below block, and the spinner tells the user why.
+void PathWindowController::show(bool fill, bool selectFilled) {
+    // The bar appears at once, and the file manager is asked in the
+    // background (is it a browser window, its folder, its selection): the
+    // spinner shows when it is slow to answer, and whatever the user types
+    // meanwhile stays.
     startSpinnerTimer();
+    const Opening opening{++openings_, fill, selectFilled,
+                          fill && defaults_.integerForKey(settings::keys::activationPathBehaviour) != 1};
+    views_.field->setStringValue({});
+    if (fill)
+        setFileManagerLocation(std::nullopt);
+    else
+        setCurrentImage(BarImage::search());
     updateSize();
     views_.panel->raise();
     views_.panel->focus();
     // The user may have bookmarked a folder since the bar last opened.
     if (bookmarks_) bookmarks_->refresh();
+    bridge_.describeFrontWindowAsync(fill, opening.withSelection,
+                                     [weak = std::weak_ptr(self_), opening](const auto& window) {
+                                         if (const auto self = weak.lock()) (*self)->frontWindowDescribed(window, opening);
+                                     });
+}
 
-    // Only this exact answer means "not a browser window"; no answer at all
+void PathWindowController::frontWindowDescribed(const FileManagerCommands::FrontWindow& window,
+                                                const Opening& opening) {
+    // The bar was hidden, closed or opened again since it asked.
+    if (closed_ || opening.number != openings_) return;
+    // Only the answer "NO" means "not a browser window"; no answer at all
     // leaves the bar open. The spinner stays armed: it shows in the hidden
-    // panel, and the next show hides it again.
-    if (bridge_.call(handlers::isFolderWindow) == handlers::notFolderWindow) {
+    // panel, and the next opening hides it again.
+    if (!window.isFolderWindow) {
         log::inDomain(log::Debug, "Bar", "the window is not a folder window: no bar");
         hide();
         return;
     }
-
-    BarImage image = BarImage::search();
-    if (fill) {
-        setFileManagerLocation(bridge_.call(handlers::folderPath));
-        std::optional<std::string> text;
-        if (defaults_.integerForKey(settings::keys::activationPathBehaviour) == 1)
-            text = fileManagerLocation_;
-        else
-            text = bridge_.call(handlers::selectedItem);
-        views_.field->setStringValue(text.value_or(std::string{}));
-        stopSpinner();
-        if (fileManagerLocation_) image = BarImage::iconForFile(*fileManagerLocation_);
-    } else {
-        views_.field->setStringValue({});
-        stopSpinner();
+    stopSpinner();
+    if (!opening.fill) return;
+    setFileManagerLocation(window.folder);
+    const std::optional<std::string>& text = opening.withSelection ? window.selection : window.folder;
+    // Text the user typed meanwhile stays.
+    if (views_.field->stringValue().empty() && text && !text->empty()) {
+        views_.field->setStringValue(*text);
+        if (opening.selectFilled) views_.field->selectAll();
     }
-    setCurrentImage(std::move(image));
+    setCurrentImage(window.folder ? BarImage::iconForFile(*window.folder) : BarImage::search());
     // The text has changed, so the width may have too.
     updateSize();
     views_.panel->raise();
-    views_.panel->focus();
 }
 
 void PathWindowController::hide() {
+    // Answers to an earlier opening no longer fill the bar.
+    ++openings_;
     inlineText_.reset();
     views_.panel->hide();
     hideCompletions();

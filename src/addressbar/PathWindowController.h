@@ -20,13 +20,14 @@
 // Threads. The controller is used on the main thread only, and whatever
 // comes back from other threads reaches it through the main queue (guarded
 // by self_, since the controller may be gone by then). Thunar is asked
-// synchronously, through the bridge's bounded calls, only while the bar
-// opens (is it a folder window, its folder, its selection) and for the
-// window's folder when none is stored (fileManagerLocation()). Everything
-// else runs on the bridge's queues: navigations and reveals, the selection
-// of a pattern's matches, the other commands, search as you type, fetching
-// the folder and connecting to a server; navigations, selections and
-// connections show the spinner when they take longer than kSpinnerDelay.
+// synchronously, through the bridge's bounded calls, only for the window's
+// folder when none is stored as a command needs it (fileManagerLocation()).
+// Everything else runs on the bridge's queues: what the bar shows as it
+// opens (is it a folder window, its folder, its selection), navigations and
+// reveals, the selection of a pattern's matches, the other commands, search
+// as you type, fetching the folder and connecting to a server; openings,
+// navigations, selections and connections show the spinner when they take
+// longer than kSpinnerDelay.
 // Completion reads and filters folders on worker threads (CompletionEngine)
 // and waits only its short budget for them; later answers arrive through
 // completionAnswerChanged.
@@ -43,13 +44,13 @@
 #include "addressbar/CompletionEngine.h"
 #include "addressbar/PathFieldEditor.h"
 #include "addressbar/PathWindowViews.h"
+#include "filemanager/FileManagerCommands.h"
 
 namespace jorvane {
 
 class DelayedAction;
 class PathWindowDelegate;
 class Screens;
-class FileManagerCommands;
 enum class Navigated;
 class Workspace;
 namespace settings {
@@ -144,11 +145,21 @@ public:
     // ---- opening, hiding, placement
     // show(true).
     void show();
-    // Opens the bar at once, then asks the file manager whether the window is
-    // a browser window (hides again if it answers "NO"). With `fill` the
-    // field shows the window's folder (or the selection, by preference) and
-    // the folder's icon; without it the field is empty, in search form.
-    void show(bool fill);
+    // Opens the bar at once with an empty field, then asks the file manager
+    // in the background whether the window is a browser window (hides again
+    // if it answers "NO"). With `fill` the field then shows the window's
+    // folder (or the selection, by preference), wholly selected with
+    // `selectFilled`, and the folder's icon, unless the user has typed
+    // meanwhile; without it the field stays empty, in search form.
+    void show(bool fill, bool selectFilled = false);
+    // The answers to an opening, on the main queue.
+    struct Opening {
+        std::uint64_t number = 0;  // the answers of an opening that is not the last are dropped
+        bool fill = true;
+        bool selectFilled = false;
+        bool withSelection = false;  // the field shows the selection rather than the folder
+    };
+    void frontWindowDescribed(const FileManagerCommands::FrontWindow& window, const Opening& opening);
     // Orders out the panel and the completion list.
     void hide();
     // The panel lost key status: the bar disappears.
@@ -327,6 +338,7 @@ private:
     // just connected to (the trash, recent files).
     std::string locationFallback_;
     bool locationAsked_ = false;  // a background question for the folder is on its way
+    std::uint64_t openings_ = 0;  // counts openings and hidings: see frontWindowDescribed
     // A pattern entered while its folder was still being read: its matches
     // are selected once they are all known. Typing, Escape, closing and a
     // folder that stops answering give it up.

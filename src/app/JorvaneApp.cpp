@@ -461,8 +461,7 @@ void JorvaneApp::handleMouseEvent(const TapEvent& event) {
             if (!controller) return;
             log::inDomain(log::Debug, kLog, "a click on the title at %g,%g: its bar shows", event.location.x,
                           event.location.y);
-            controller->show();
-            controller->pathEditor().selectAll();
+            controller->show(true, true);
             refreshSwallowableKeys(false);
             return;
         }

@@ -195,6 +195,20 @@ void FileManagerCommands::getPathAsync(PathBlock completion) {
     });
 }
 
+void FileManagerCommands::describeFrontWindowAsync(bool withFolder, bool withSelection, FrontWindowBlock completion) {
+    frontWindowQueue_.cancelAllOperations();
+    frontWindowQueue_.addOperation([core = core_, withFolder, withSelection, completion = std::move(completion)] {
+        FrontWindow window;
+        window.isFolderWindow = core->call(handlers::isFolderWindow, {}) != handlers::notFolderWindow;
+        if (window.isFolderWindow) {
+            if (withFolder) window.folder = core->call(handlers::folderPath, {});
+            if (withSelection) window.selection = core->call(handlers::selectedItem, {});
+        }
+        if (completion)
+            dispatch::performOnMainThread([completion, window = std::move(window)] { completion(window); });
+    });
+}
+
 void FileManagerCommands::revealInCurrentAsync(std::string name) {
     revealQueue_.cancelAllOperations();
     revealQueue_.addOperation(
@@ -230,6 +244,7 @@ void FileManagerCommands::openTerminal(std::string path) {
 void FileManagerCommands::waitUntilIdle() {
     showFolderQueue_.waitUntilAllOperationsAreFinished();
     getPathQueue_.waitUntilAllOperationsAreFinished();
+    frontWindowQueue_.waitUntilAllOperationsAreFinished();
     revealQueue_.waitUntilAllOperationsAreFinished();
     commandQueue_.waitUntilAllOperationsAreFinished();
     mountQueue_.waitUntilAllOperationsAreFinished();

@@ -112,6 +112,20 @@ public:
     // "folder_path" on the serial get-path queue, same replacement rule;
     // `completion` gets the answer (maybe nothing) on the main queue.
     void getPathAsync(PathBlock completion);
+    // What a bar needs as it opens.
+    struct FrontWindow {
+        // False only when the file manager said the window is not a browser window.
+        bool isFolderWindow = true;
+        std::optional<std::string> folder;
+        // Asked only when wanted.
+        std::optional<std::string> selection;
+    };
+    using FrontWindowBlock = std::function<void(const FrontWindow& window)>;
+    // Asks whether the front window is a browser window, then (unless it is
+    // not) `withFolder` its folder and `withSelection` its selected item, on
+    // the serial front-window queue with the same replacement rule;
+    // `completion` gets the answers on the main queue.
+    void describeFrontWindowAsync(bool withFolder, bool withSelection, FrontWindowBlock completion);
     // "reveal_in_current_folder" [name] on the serial reveal queue, same
     // replacement rule: while the user types, only the newest name is still
     // selected when the file manager is slow. Nothing is reported back.
@@ -140,6 +154,7 @@ private:
     // Declared last: destroyed first, so no operation runs on a dead core.
     dispatch::OperationQueue showFolderQueue_{1};
     dispatch::OperationQueue getPathQueue_{1};
+    dispatch::OperationQueue frontWindowQueue_{1};
     dispatch::OperationQueue revealQueue_{1};
     dispatch::OperationQueue commandQueue_{1};
     dispatch::OperationQueue mountQueue_{1};

@@ -119,6 +119,7 @@ TEST_P(Show, Row) {
     catalogue_->answer(handlers::selectedItem, row.selection);
     views_.field().type("left over");
     bar().show(row.fill);
+    settle();
     Strings calls{"is_folder_window"};
     if (row.fill) calls.push_back("folder_path");
     if (row.asksSelection) calls.push_back("selected_item");
@@ -148,14 +149,52 @@ const ShowRow kShowRows[] = {
 // clang-format on
 INSTANTIATE_TEST_SUITE_P(PathWindowController, Show, testing::ValuesIn(kShowRows), SentenceName{});
 
-TEST_F(PathWindowControllerTest, ShowOpensTheBarBeforeAskingAndAgainAfterFilling) {
+TEST_F(PathWindowControllerTest, ShowOpensTheBarBeforeAskingAndFillsItWhenTheAnswersCome) {
     catalogue_->answer(handlers::folderPath, "/srv");
-    bar().show();
-    EXPECT_THAT(logged({"panel.raise", "panel.focus", "panel.setFrame", "call ", "field.setStringValue",
+    catalogue_->hold(handlers::isFolderWindow);
+    bar().show(true, true);
+    // Open and with the keyboard while the file manager has not answered yet.
+    EXPECT_TRUE(views_.panel().isVisible() && views_.panel().isKey());
+    catalogue_->releaseAll();
+    settle();
+    EXPECT_THAT(handlerCalls(), ElementsAre("is_folder_window", "folder_path"));
+    EXPECT_THAT(logged({"panel.raise", "panel.focus", "panel.setFrame", "field.setStringValue", "field.selectAll",
                         "field.setImage", "spinner.hide"}),
-                ElementsAre("panel.setFrame 300,829 200x22", "panel.raise", "panel.focus", "call is_folder_window",
-                            "call folder_path", "field.setStringValue /srv", "spinner.hide", "field.setImage icon:/srv",
-                            "panel.setFrame 300,829 200x22 animated", "panel.raise", "panel.focus"));
+                ElementsAre("field.setStringValue ", "panel.setFrame 300,829 200x22", "panel.raise", "panel.focus",
+                            "spinner.hide", "field.setStringValue /srv", "field.selectAll", "field.setImage icon:/srv",
+                            "panel.setFrame 300,829 200x22 animated", "panel.raise"));
+}
+
+TEST_F(PathWindowControllerTest, AnswersThatComeLateLeaveTextTypedMeanwhileAndAHiddenOrReopenedBarAlone) {
+    catalogue_->answer(handlers::folderPath, "/srv");
+    const auto openWhileHeld = [&] {
+        catalogue_->hold(handlers::isFolderWindow);
+        bar().show();
+        ASSERT_TRUE(catalogue_->waitForHeld(handlers::isFolderWindow, 1));
+    };
+    // Typed before the answers came: the text stays, the folder is known.
+    openWhileHeld();
+    views_.field().type("proj");
+    catalogue_->releaseAll();
+    settle();
+    EXPECT_EQ(views_.field().stringValue(), "proj");
+    EXPECT_EQ(bar().storedFileManagerLocation(), "/srv");
+    // Hidden before they came: they neither fill nor reopen it.
+    openWhileHeld();
+    bar().hide();
+    catalogue_->releaseAll();
+    settle();
+    EXPECT_FALSE(views_.panel().isVisible());
+    EXPECT_EQ(views_.field().stringValue(), "");
+    // Opened again before they came: only the last opening's answers count.
+    catalogue_->answer(handlers::isFolderWindow, "YES");
+    catalogue_->answerOnce(handlers::isFolderWindow, "NO");
+    openWhileHeld();
+    bar().show();
+    catalogue_->releaseAll();
+    settle();
+    EXPECT_TRUE(views_.panel().isVisible());
+    EXPECT_EQ(views_.field().stringValue(), "/srv");
 }
 
 TEST(PathWindowControllerShow, OnlyAnAnswerOfNoHidesTheBarAndItsArmedSpinner) {
@@ -165,6 +204,7 @@ TEST(PathWindowControllerShow, OnlyAnAnswerOfNoHidesTheBarAndItsArmedSpinner) {
         PathWindowControllerFixture f;
         f.catalogue_->answer(handlers::isFolderWindow, answer);
         f.bar().show();
+        f.settle();
         EXPECT_EQ(f.views_.panel().isVisible(), !hides);
         EXPECT_EQ(f.catalogue_->callCount(handlers::folderPath), hides ? 0u : 1u);
         // Only a bar that stays stops the spinner armed on opening; the next opening hides it.
@@ -172,6 +212,7 @@ TEST(PathWindowControllerShow, OnlyAnAnswerOfNoHidesTheBarAndItsArmedSpinner) {
         EXPECT_EQ(f.views_.spinner().isHidden(), !hides);
         f.catalogue_->answer(handlers::isFolderWindow, "YES");
         f.bar().show();
+        f.settle();
         EXPECT_TRUE(f.views_.spinner().isHidden());
     }
 }

@@ -99,6 +99,7 @@ public:
     void settle() {
         for (int i = 0; i < 3; ++i) {
             if (delegate_) delegate_->waitUntilIdle();
+            bridge_.waitUntilIdle();
             dispatch::mainQueue().drain();
         }
     }
