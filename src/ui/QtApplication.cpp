@@ -3,12 +3,45 @@
 #include <QCoreApplication>
 #include <QGuiApplication>
 #include <QMetaObject>
+#include <QWindow>
+
+#include <cstdlib>
+#include <memory>
+#include <xcb/xcb.h>
+
+#include "util/Diagnostics.h"
 
 namespace jorvane::ui {
 
+namespace {
+
+// The X server's input focus is in one of this program's windows on screen.
+bool keyboardIsInOwnWindow() {
+    auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    xcb_connection_t* connection = x11 ? x11->connection() : nullptr;
+    if (!connection) return false;
+    const std::unique_ptr<xcb_get_input_focus_reply_t, decltype(&std::free)> reply(
+        xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr), &std::free);
+    if (!reply) return false;
+    for (const QWindow* window : QGuiApplication::topLevelWindows())
+        if (window->isVisible() && window->handle() && window->winId() == reply->focus) return true;
+    return false;
+}
+
+}  // namespace
+
 QtApplication::QtApplication(std::function<void()> resignedActive) : resignedActive_(std::move(resignedActive)) {
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
-        if (state != Qt::ApplicationActive && resignedActive_) resignedActive_();
+        if (state == Qt::ApplicationActive || !resignedActive_) return;
+        // Qt's report can come late, after a bar has opened and taken the
+        // keyboard (seen on a loaded desktop right after a click on a
+        // title). That bar has the keyboard and stays; it hides by itself
+        // once it loses the keyboard.
+        if (keyboardIsInOwnWindow()) {
+            log::inDomain(log::Debug, "App", "inactive by Qt, yet the keyboard is in a window of ours: bars stay");
+            return;
+        }
+        resignedActive_();
     });
 }
 

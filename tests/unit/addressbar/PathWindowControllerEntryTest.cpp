@@ -20,6 +20,9 @@ struct EnterRow {
     Strings calls;  // every handler call, in order
     std::optional<std::string> locationAfter;
     const char* fieldAfter;
+    // The folder unknown to the end, a question for it in the background
+    // meets the others in any order.
+    bool anyOrder = false;
 };
 
 class PathEditorEnter : public PathWindowControllerTable<EnterRow> {};
@@ -33,7 +36,10 @@ TEST_P(PathEditorEnter, Row) {
     views_.field().type(t(row.text), {0, 2});
     bar().pathEditorEnter();
     settle();
-    EXPECT_EQ(handlerCalls(), t(row.calls));
+    if (row.anyOrder)
+        EXPECT_THAT(handlerCalls(), testing::UnorderedElementsAreArray(t(row.calls)));
+    else
+        EXPECT_EQ(handlerCalls(), t(row.calls));
     EXPECT_EQ(bar().storedFileManagerLocation(), row.locationAfter ? std::optional(t(*row.locationAfter)) : none);
     EXPECT_EQ(views_.field().stringValue(), t(row.fieldAfter));
     // Every entry closes the list and accepts the inline completion first.
@@ -91,7 +97,7 @@ const EnterRow kEnterRows[] = {
     {"an absolute pattern moves to its folder and selects there", "{T}/*.log", "/elsewhere", none,
      {"select_names [{T}] [/a.log|!|/bb.log]"}, "{T}", "{T}/*.log"},
     {"a pattern with no folder at all selects with no parameters", "*.log", none, none,
-     {"folder_path", "folder_path", "select_names"}, none, "*.log"},
+     {"folder_path", "folder_path", "select_names"}, none, "*.log", true},
 };
 // clang-format on
 INSTANTIATE_TEST_SUITE_P(PathWindowController, PathEditorEnter, testing::ValuesIn(kEnterRows), SentenceName{});
