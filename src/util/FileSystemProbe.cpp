@@ -57,9 +57,10 @@ public:
         // Questions given up on before a thread took them are dropped here.
         std::erase_if(waiting_, [](const std::shared_ptr<Job>& waiting) { return waiting->abandoned; });
         waiting_.push_back(job);
-        if (idle_ > 0) {
-            arrived_.notify_one();
-        } else if (threads_ < kMaxThreads) {
+        arrived_.notify_one();
+        // Idle threads woken for earlier questions may not have taken them
+        // yet: a new thread starts whenever the questions outnumber them.
+        if (waiting_.size() > idle_ && threads_ < kMaxThreads) {
             try {
                 std::thread([this] { serve(); }).detach();
                 ++threads_;

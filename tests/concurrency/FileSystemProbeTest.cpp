@@ -94,4 +94,17 @@ TEST(FileSystemProbe, AtMostItsThreadsWaitOnTheFileSystemAndAFurtherQuestionNeve
     for (std::thread& asker : askers) asker.join();
 }
 
+TEST(FileSystemProbe, QuestionsArrivingTogetherEachGetAThreadWhileThePoolHasRoom) {
+    // A thread left idle by a quick question, then as many questions at once as the pool has threads.
+    ASSERT_EQ(probe::ask<bool>("/probe-together/quick", std::function<bool()>([] { return true; }), 10s), true);
+    Gate gate;
+    std::vector<std::thread> askers;
+    for (std::size_t i = 0; i < probe::kMaxThreads; ++i)
+        askers.emplace_back(
+            [&, i] { probe::ask<bool>("/probe-together/" + std::to_string(i), gate.question(), 30s); });
+    EXPECT_TRUE(gate.waitForStarted(probe::kMaxThreads)) << "a question waited for a thread busy with another";
+    gate.release();
+    for (std::thread& asker : askers) asker.join();
+}
+
 }  // namespace
