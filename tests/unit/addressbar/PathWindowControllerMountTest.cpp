@@ -47,6 +47,8 @@ TEST_P(ServerMountResult, Row) {
     EXPECT_EQ(views_.field().stringValue(), row.fieldAfter);
     EXPECT_EQ(views_.field().problem(), row.problemAfter);
     EXPECT_EQ(views_.panel().isVisible(), row.barVisibleAfter);
+    bar().close();
+    EXPECT_EQ(catalogue_->cancelCount(handlers::mount), 0u) << "a finished connection is given up";
 }
 
 const MountRow kMountRows[] = {

@@ -247,8 +247,10 @@ TEST_F(PathWindowControllerTest, HidingAndLosingKeyStatusOrderOutThePanelAndTheL
 
 TEST_F(PathWindowControllerTest, ClosingDropsTheCompletionDataAndMissingViewsAreRefused) {
     bar().setFileManagerLocation(t("{T}"));
-    bar().updateCompletions(t("{T}/three/"));
+    views_.field().type(t("{T}/three/"));
+    bar().showPopup();
     ASSERT_EQ(bar().currentCompletions().size(), 3u);
+    ASSERT_FALSE(views_.completions().content().empty());
     bar().close();
     EXPECT_TRUE(views_.panel().isClosed());
     EXPECT_TRUE(bar().isClosed());

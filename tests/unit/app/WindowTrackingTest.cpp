@@ -137,6 +137,16 @@ TEST_F(AppDelegateTest, losingTheFrontHidesEveryBarOnlyForTheFileManagerOrThisPr
     EXPECT_FALSE(barVisible(0));
 }
 
+TEST_F(AppDelegateTest, aFileManagerGoneWithItsWindowsHidesEveryBarAndLetsGoOfTheTap) {
+    launched();
+    openBar();
+    fileManager_.setPid(0);
+    workspace_.windowsGone(kPid);
+    EXPECT_FALSE(barVisible());
+    EXPECT_EQ(delegate().fileManagerPid(), 0);
+    EXPECT_THAT(logged({"tap."}), ElementsAre("tap.setEnabled 0", "tap.uninstall"));
+}
+
 TEST_F(AppDelegateTest, aNewFileManagerProcessHidesEveryBarAndGetsTheTap) {
     launched();
     openBar();
