@@ -210,6 +210,13 @@ TEST_F(AppDelegateTest, theTapLearnsChangedKeysFromTheSettingsOrWhenABarOpens) {
     settle();
     EXPECT_EQ(tap_.swallowableKeysCalls(), 3u);
     EXPECT_TRUE(tap_.swallowableKeys().empty());
+    // And a bar the hot key opens.
+    defaults_->setBool(true, settings::keys::activateByHotkey);
+    push(key(kKeyJ, true, kCmd));
+    push(key(kKeyJ, false, kCmd));
+    settle();
+    EXPECT_EQ(tap_.swallowableKeysCalls(), 4u);
+    EXPECT_EQ(FakeEventTap::describe(tap_.swallowableKeys()), "38/0x100000");
 }
 
 }  // namespace
