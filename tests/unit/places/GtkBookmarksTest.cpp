@@ -71,6 +71,9 @@ TEST(BookmarkList, FollowsTheFileAndMatchesWordsOfNameOrFolderInOrder) {
     // A changed file is read again (a size that differs, whatever the clock).
     dir.file("bookmarks", "file:///home/ann/Projects/2026 Work\n");
     EXPECT_EQ(namesMatching(list, "work"), Names{"Work"});
+    // Over a mebibyte it is no bookmarks file, whatever it holds.
+    dir.file("bookmarks", "file:///home/ann/Projects/2026 Work\n" + std::string(1 << 20, '\n'));
+    EXPECT_EQ(namesMatching(list, "work"), Names{});
     std::filesystem::remove(dir.path() / "bookmarks");
     EXPECT_EQ(namesMatching(list, "work"), Names{});
 }
