@@ -326,6 +326,10 @@ void JorvaneApp::onApplicationQuit(const WorkspaceNotification& notification) {
 }
 
 void JorvaneApp::attachFileManager(std::int32_t pid) {
+    // The process attached already (a file manager that lives on without
+    // windows, whose first window came): its tap and bars stay. Taking the
+    // tap down and up again would lose the keys pressed in between.
+    if (pid == fileManagerPid_ && ports_.eventTap.isInstalled()) return;
     hideAll();
     fileManagerPid_ = pid;
     // The tap follows the process. The observer follows windows, whichever

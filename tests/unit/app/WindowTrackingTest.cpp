@@ -8,6 +8,7 @@ namespace {
 
 using appcore::PrintTo;
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 TEST_F(AppDelegateTest, twoElementObjectsOfOneWindowShareOneBar) {
     launched();
@@ -145,6 +146,15 @@ TEST_F(AppDelegateTest, aFileManagerGoneWithItsWindowsHidesEveryBarAndLetsGoOfTh
     EXPECT_FALSE(barVisible());
     EXPECT_EQ(delegate().fileManagerPid(), 0);
     EXPECT_THAT(logged({"tap."}), ElementsAre("tap.setEnabled 0", "tap.uninstall"));
+}
+
+TEST_F(AppDelegateTest, aFileManagerWhoseFirstWindowCameAfterItHadNoneKeepsItsTapAndBars) {
+    launched();
+    openBar();
+    workspace_.windowsGone(kPid);  // it lives on without windows
+    workspace_.launched(kPid);
+    EXPECT_THAT(logged({"tap."}), IsEmpty()) << "a key pressed while the tap was down and up again would be lost";
+    EXPECT_TRUE(barVisible());
 }
 
 TEST_F(AppDelegateTest, aNewFileManagerProcessHidesEveryBarAndGetsTheTap) {
