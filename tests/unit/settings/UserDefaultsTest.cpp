@@ -84,6 +84,11 @@ TEST_F(UserDefaultsTest, AnotherProcessesEditIsSeenOnceStaleOrAtSynchronizeAndRe
     store_->edit(dict(R"({"hotkey_keycode": 19})"));
     defaults->reload();
     EXPECT_EQ(defaults->integerForKey(keys::hotkeyKeycode), 19);
+    // What the stale read finds wrong is reported too.
+    store_->edit(dict(R"({"hotkey_keycode": "twenty"})"));
+    time_.clock.advance(UserDefaults::kStaleAfter);
+    EXPECT_EQ(defaults->integerForKey(keys::hotkeyKeycode), 5);
+    EXPECT_EQ(warnings_.size(), 1u);
 }
 
 TEST_F(UserDefaultsTest, OurWriteKeepsAKeySomeoneElseChangedMeanwhile) {
