@@ -9,6 +9,7 @@
 #include <limits>
 #include <mutex>
 #include <semaphore>
+#include <vector>
 
 using namespace std::chrono_literals;
 using namespace jorvane::dispatch;
@@ -171,4 +172,26 @@ TEST(RealTimeSource, FiresOnItsThreadAndStopsAtOnceWithATimerStillAnHourAway) {
         time.schedule(time.now() + 1ms, {}, [&] { fired.release(); });
         EXPECT_TRUE(fired.try_acquire_for(10s));
     }  // would sleep the hour if stopping did not wake the thread
+}
+
+TEST(RealTimeSource, TimersDueTogetherFireInTheOrderOfTheirDeadlines) {
+    std::binary_semaphore entered{0}, blocking{0}, done{0};
+    std::vector<int> order;
+    RealTimeSource time;
+    // Its thread is held in a fire while three timers fall due, scheduled out of order.
+    time.schedule(time.now(), {}, [&] {
+        entered.release();
+        blocking.acquire();
+    });
+    ASSERT_TRUE(entered.try_acquire_for(10s));
+    const TimePoint past = time.now() - 1s;
+    time.schedule(past + 2ms, {}, [&] { order.push_back(2); });
+    time.schedule(past + 1ms, {}, [&] { order.push_back(1); });
+    time.schedule(past + 3ms, {}, [&] {
+        order.push_back(3);
+        done.release();
+    });
+    blocking.release();
+    ASSERT_TRUE(done.try_acquire_for(10s));
+    EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
 }
