@@ -111,6 +111,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Row{"spaces around quotes go", "  '/tmp/a b'  \n", path, "/tmp/a b"},
                     Row{"one blank after a quote goes", "'/tmp/a b' ", path, "/tmp/a b"},
                     Row{"an unclosed quote is plain text", "'/tmp/a", path, "'/tmp/a"},
+                    Row{"an escaped quote at the end closes nothing", "\"/tmp/a\\\"", path, "\"/tmp/a\\\""},
                     Row{"two quoted words are plain text", "'/a' '/b'", path, "'/a' '/b'"},
                     Row{"a backslash without an escaped space is a letter", "/tmp/a\\b", path, "/tmp/a\\b"},
                     Row{"a quoted URL is a URL", "'sftp://host/a b'", location, "sftp://host/a b"}),
