@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "unit/ScopedEnv.h"
 
 #include <pwd.h>
@@ -166,6 +168,30 @@ TEST(Paths, CaseInsensitivePrefix) {
         if (row.pattern.find_first_of("*?") == std::string::npos) {
             EXPECT_EQ(paths::isCaseInsensitiveLike(row.text, row.pattern + "*"), row.matches) << row.text;
         }
+    }
+}
+
+TEST(Paths, DecodesWellFormedUtf8AndTakesAnythingElseByteByByte) {
+    const std::vector<std::tuple<const char*, std::string, char32_t, std::size_t>> rows = {
+        {"ASCII", "a", U'a', 1},
+        {"two bytes", "\xC3\xA4", U'\u00E4', 2},
+        {"three bytes", "\xE2\x82\xAC", U'\u20AC', 3},
+        {"four bytes, the text's last", "\xF0\x9F\x98\x80", U'\U0001F600', 4},
+        {"the last code point", "\xF4\x8F\xBF\xBF", U'\U0010FFFF', 4},
+        {"a two-byte overlong form", "\xC1\xBF", paths::kInvalidByte + 0xC1, 1},
+        {"a three-byte overlong form", "\xE0\x9F\xBF", paths::kInvalidByte + 0xE0, 1},
+        {"a surrogate", "\xED\xA0\x80", paths::kInvalidByte + 0xED, 1},
+        {"a four-byte overlong form", "\xF0\x8F\xBF\xBF", paths::kInvalidByte + 0xF0, 1},
+        {"beyond the last code point", "\xF4\x90\x80\x80", paths::kInvalidByte + 0xF4, 1},
+        {"a five-byte lead", "\xF8\x88\x80\x80", paths::kInvalidByte + 0xF8, 1},
+        {"a lone continuation byte", "\x80\x80\x80\x80", paths::kInvalidByte + 0x80, 1},
+        {"four bytes cut short", "\xF0\x9F\x98", paths::kInvalidByte + 0xF0, 1},
+    };
+    for (const auto& [name, text, character, length] : rows) {
+        SCOPED_TRACE(name);
+        std::size_t i = 0;
+        EXPECT_EQ(paths::decodeCharacter(text, i), character);
+        EXPECT_EQ(i, length);
     }
 }
 
