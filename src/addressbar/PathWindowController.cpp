@@ -132,7 +132,8 @@ void PathWindowController::show(bool fill, bool selectFilled) {
     if (bookmarks_) bookmarks_->refresh();
     bridge_.describeFrontWindowAsync(fill, opening.withSelection,
                                      [weak = std::weak_ptr(self_), opening](const auto& window) {
-                                         if (const auto self = weak.lock()) (*self)->frontWindowDescribed(window, opening);
+                                         if (const auto self = weak.lock())
+                                             (*self)->frontWindowDescribed(window, opening);
                                      });
 }
 
@@ -263,10 +264,10 @@ void PathWindowController::stopSpinner() {
 // ---- the window's folder
 
 void PathWindowController::fetchFileManagerLocation() {
-    bridge_.getPathAsync([weak = std::weak_ptr(self_), asked = views_.field->stringValue()](
-                             std::optional<std::string> path) {
-        if (const auto self = weak.lock()) (*self)->fileManagerLocationFetched(std::move(path), asked);
-    });
+    bridge_.getPathAsync(
+        [weak = std::weak_ptr(self_), asked = views_.field->stringValue()](std::optional<std::string> path) {
+            if (const auto self = weak.lock()) (*self)->fileManagerLocationFetched(std::move(path), asked);
+        });
 }
 
 void PathWindowController::fileManagerLocationFetched(std::optional<std::string> path, const std::string& asked) {

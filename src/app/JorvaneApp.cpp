@@ -458,7 +458,10 @@ void JorvaneApp::handleMouseEvent(const TapEvent& event) {
             if (title) WindowLookup::getWindowFrame(title, titleFrame);
             if (!title || !activation::widenedTitleFrame(titleFrame).containsPoint(event.location)) {
                 log::inDomain(log::Debug, kLog, "a click at %g,%g is on no title (%s)", event.location.x,
-                              event.location.y, !window ? "no window" : !title ? "no title" : "outside it");
+                              event.location.y,
+                              !window  ? "no window"
+                              : !title ? "no title"
+                                       : "outside it");
                 return;
             }
             PathWindowController* controller = barFor(window, true);

@@ -204,8 +204,7 @@ void FileManagerCommands::describeFrontWindowAsync(bool withFolder, bool withSel
             if (withFolder) window.folder = core->call(handlers::folderPath, {});
             if (withSelection) window.selection = core->call(handlers::selectedItem, {});
         }
-        if (completion)
-            dispatch::performOnMainThread([completion, window = std::move(window)] { completion(window); });
+        if (completion) dispatch::performOnMainThread([completion, window = std::move(window)] { completion(window); });
     });
 }
 

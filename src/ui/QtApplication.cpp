@@ -5,9 +5,9 @@
 #include <QMetaObject>
 #include <QWindow>
 
+#include <xcb/xcb.h>
 #include <cstdlib>
 #include <memory>
-#include <xcb/xcb.h>
 
 #include "util/Diagnostics.h"
 

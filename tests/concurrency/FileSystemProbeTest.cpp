@@ -100,8 +100,7 @@ TEST(FileSystemProbe, QuestionsArrivingTogetherEachGetAThreadWhileThePoolHasRoom
     Gate gate;
     std::vector<std::thread> askers;
     for (std::size_t i = 0; i < probe::kMaxThreads; ++i)
-        askers.emplace_back(
-            [&, i] { probe::ask<bool>("/probe-together/" + std::to_string(i), gate.question(), 30s); });
+        askers.emplace_back([&, i] { probe::ask<bool>("/probe-together/" + std::to_string(i), gate.question(), 30s); });
     EXPECT_TRUE(gate.waitForStarted(probe::kMaxThreads)) << "a question waited for a thread busy with another";
     gate.release();
     for (std::thread& asker : askers) asker.join();

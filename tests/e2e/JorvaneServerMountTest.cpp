@@ -221,8 +221,7 @@ TEST_P(JorvaneServerMount, Row) {
         const std::string server = expand(row.server);
         const auto showsServer = [&] {
             const std::string title = desktop().title(window_);
-            return title == titleOf(folder) ||
-                   (title.starts_with(server) && title.ends_with(" - Thunar"));
+            return title == titleOf(folder) || (title.starts_with(server) && title.ends_with(" - Thunar"));
         };
         EXPECT_TRUE(waitUntil(showsServer, kConnectWait, milliseconds(50)))
             << "the window shows " << desktop().title(window_);
@@ -354,8 +353,7 @@ TEST_F(ThunarSftpMount, AKeyFromTheAgentLogsInAndTheSameWindowShowsTheServersFol
     const HandlerReply reply = catalogue().callWithFailure("mount", {server + files_.string() + "/"});
     EXPECT_EQ(reply.answer, "") << reply.failure;
 
-    const fs::path view =
-        desktop().root() / "run" / "gvfs" / ("sftp:host=127.0.0.1,port=" + std::to_string(port_));
+    const fs::path view = desktop().root() / "run" / "gvfs" / ("sftp:host=127.0.0.1,port=" + std::to_string(port_));
     const fs::path shown = view / files_.relative_path();
     std::error_code error;
     EXPECT_TRUE(fs::exists(shown / "sftp-file.txt", error)) << "the server's file is not in " << shown;
