@@ -21,6 +21,7 @@
 #include "ui/QtPathWindowViews.h"
 #include "ui/QtScreens.h"
 #include "ui/X11KeyboardMap.h"
+#include "util/Diagnostics.h"
 
 namespace jorvane::ui {
 
@@ -38,9 +39,10 @@ int rounded(double value) { return static_cast<int>(std::lround(value)); }
 void takeKeyboardNow(const QWidget& window) {
     auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
     if (!x11 || !x11->connection()) return;
-    xcb_set_input_focus(x11->connection(), XCB_INPUT_FOCUS_PARENT, static_cast<xcb_window_t>(window.winId()),
-                        XCB_CURRENT_TIME);
+    const auto id = static_cast<xcb_window_t>(window.winId());
+    xcb_set_input_focus(x11->connection(), XCB_INPUT_FOCUS_PARENT, id, XCB_CURRENT_TIME);
     xcb_flush(x11->connection());
+    log::inDomain(log::Debug, "Bar", "the bar (window 0x%x) takes the keyboard", id);
 }
 
 }  // namespace

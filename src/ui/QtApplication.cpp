@@ -15,16 +15,19 @@ namespace jorvane::ui {
 
 namespace {
 
-// The X server's input focus is in one of this program's windows on screen.
-bool keyboardIsInOwnWindow() {
+// The window that has the X server's input focus; 0 when unknown.
+xcb_window_t keyboardWindow() {
     auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
     xcb_connection_t* connection = x11 ? x11->connection() : nullptr;
-    if (!connection) return false;
+    if (!connection) return XCB_NONE;
     const std::unique_ptr<xcb_get_input_focus_reply_t, decltype(&std::free)> reply(
         xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr), &std::free);
-    if (!reply) return false;
+    return reply ? reply->focus : XCB_NONE;
+}
+
+bool isOwnVisibleWindow(xcb_window_t id) {
     for (const QWindow* window : QGuiApplication::topLevelWindows())
-        if (window->isVisible() && window->handle() && window->winId() == reply->focus) return true;
+        if (window->isVisible() && window->handle() && window->winId() == id) return true;
     return false;
 }
 
@@ -37,10 +40,12 @@ QtApplication::QtApplication(std::function<void()> resignedActive) : resignedAct
         // keyboard (seen on a loaded desktop right after a click on a
         // title). That bar has the keyboard and stays; it hides by itself
         // once it loses the keyboard.
-        if (keyboardIsInOwnWindow()) {
+        const xcb_window_t keyboard = keyboardWindow();
+        if (isOwnVisibleWindow(keyboard)) {
             log::inDomain(log::Debug, "App", "inactive by Qt, yet the keyboard is in a window of ours: bars stay");
             return;
         }
+        log::inDomain(log::Debug, "App", "inactive by Qt; the keyboard is in window 0x%x", keyboard);
         resignedActive_();
     });
 }

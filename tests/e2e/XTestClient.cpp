@@ -211,7 +211,34 @@ void XTestClient::rootMessage(xcb_window_t window, const char* type, std::vector
     sync();
 }
 
-void XTestClient::activate(xcb_window_t window) { rootMessage(window, "_NET_ACTIVE_WINDOW", {2, XCB_CURRENT_TIME}); }
+xcb_timestamp_t XTestClient::serverTime() {
+    if (clock_ == XCB_NONE) {
+        clock_ = xcb_generate_id(c_);
+        const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+        xcb_create_window(c_, 0, clock_, root_, -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT,
+                          XCB_CW_EVENT_MASK, &mask);
+        made_.push_back(clock_);
+    }
+    const xcb_atom_t property = atom("JORVANE_TEST_CLOCK");
+    xcb_change_property(c_, XCB_PROP_MODE_APPEND, clock_, property, XCB_ATOM_STRING, 8, 0, "");
+    xcb_flush(c_);
+    // Only this window's property changes are asked for on this connection.
+    for (int events = 0; events < 1000; ++events) {
+        xcb_generic_event_t* event = xcb_wait_for_event(c_);
+        if (!event) break;
+        const bool ours = (event->response_type & 0x7f) == XCB_PROPERTY_NOTIFY &&
+                          reinterpret_cast<xcb_property_notify_event_t*>(event)->window == clock_;
+        const xcb_timestamp_t time = ours ? reinterpret_cast<xcb_property_notify_event_t*>(event)->time : 0;
+        std::free(event);
+        if (ours) return time;
+    }
+    return XCB_CURRENT_TIME;
+}
+
+// Stamped with the server's time, as a task bar's click is: a client that
+// hands the focus on (GTK's answer to the window manager) then stamps its own
+// request with that time too, and a later request of another client wins.
+void XTestClient::activate(xcb_window_t window) { rootMessage(window, "_NET_ACTIVE_WINDOW", {2, serverTime()}); }
 void XTestClient::iconify(xcb_window_t window) { rootMessage(window, "WM_CHANGE_STATE", {3}); }  // IconicState
 void XTestClient::close(xcb_window_t window) { rootMessage(window, "_NET_CLOSE_WINDOW", {XCB_CURRENT_TIME, 2}); }
 

@@ -100,8 +100,12 @@ public:
 private:
     void setTitle(xcb_window_t window, const std::string& title);
     void rootMessage(xcb_window_t window, const char* type, std::vector<std::uint32_t> data);
+    // The X server's time now, as a user's click would carry it (read from
+    // a property change on a window of our own); CurrentTime when none comes.
+    xcb_timestamp_t serverTime();
 
     xcb_connection_t* c_ = nullptr;
+    xcb_window_t clock_ = XCB_NONE;  // the window serverTime() changes
     xcb_screen_t* screen_ = nullptr;
     xcb_window_t root_ = XCB_NONE;
     std::vector<xcb_window_t> made_;
