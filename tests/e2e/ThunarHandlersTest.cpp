@@ -9,6 +9,7 @@
 #include <algorithm>
 
 #include "ThunarTestSupport.h"
+#include "util/Diagnostics.h"
 
 namespace jorvane::e2e {
 namespace {
@@ -140,7 +141,13 @@ TEST_F(ThunarHandlers, ReloadNewWindowAndTerminalActAndRefusedCallsLeaveTheWindo
 
 class ThunarHang : public ThunarTest {
 protected:
+    // The worker's timings say where the time went when a bound is missed.
+    void SetUp() override {
+        ThunarTest::SetUp();
+        log::setDomainLevel("Thunar", log::Debug);
+    }
     void TearDown() override {
+        log::clearDomainLevels();
         if (!startError().empty()) return;
         if (suspended_) desktop().resume(desktop().thunarPid());
         if (desktop().thunarPid() <= 0) desktop().restartThunar();

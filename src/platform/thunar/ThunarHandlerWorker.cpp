@@ -109,6 +109,7 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::call(std::string_view
 void ThunarHandlerCatalogue::Worker::execute(Call& call) {
     std::optional<std::string> result;
     const bool reveal = call.name == handlers::revealInCurrentFolder;
+    const Clock::time_point started = Clock::now();
     runningSerial_.store(call.serial);
     runningReveal_.store(reveal);
     // A call that came after this reveal was asked for has changed what
@@ -121,6 +122,9 @@ void ThunarHandlerCatalogue::Worker::execute(Call& call) {
     x_.processEvents([this](std::uint32_t xid) { noteActive(xid); });
     runningReveal_.store(false);
     runningSerial_.store(0);
+    log::inDomain(log::Debug, kLogDomain, "%s: ran %lld ms, %lld ms past its deadline", call.name.c_str(),
+                  static_cast<long long>(std::chrono::duration_cast<milliseconds>(Clock::now() - started).count()),
+                  static_cast<long long>(std::chrono::duration_cast<milliseconds>(Clock::now() - call.deadline).count()));
     std::lock_guard lock(call.mutex);
     call.result = std::move(result);
     call.finished = true;
