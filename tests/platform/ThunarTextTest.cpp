@@ -95,11 +95,6 @@ TEST(SelectedNameFromStatus, ReadsTheOneSelectedEntry) {
     for (const auto& [status, name] : rows) EXPECT_EQ(selectedNameFromStatus(status, entries), name) << status;
 }
 
-TEST(StripMnemonic, RemovesSingleUnderscoresAndKeepsDoubledOnes) {
-    EXPECT_EQ(stripMnemonic("_Icon View"), "Icon View");
-    EXPECT_EQ(stripMnemonic("A__B_c"), "A_Bc");
-}
-
 TEST(WindowKinds, AreToldApart) {
     // The traits, then whether it is Thunar's and whether it is a browser window.
     const std::tuple<const char*, WindowTraits, bool, bool> rows[] = {

@@ -1,8 +1,8 @@
 // The preferences window on the offscreen platform: Tab recorded as a hot
 // key, the recorder's buttons, the check boxes and the choice written at once,
-// closing saves and deletes the window. (A hot key recorded with a click and a
-// chord is the whole-program preferences test's; the about window's uninstall,
-// the first-launch test's.)
+// closing saves and deletes the window. (Its title and a hot key recorded with
+// a click and a chord are the whole-program preferences test's; the about
+// window's uninstall, the first-launch test's.)
 #include <gtest/gtest.h>
 
 #include <QCheckBox>
@@ -48,18 +48,6 @@ protected:
     int settingsChanges_ = 0;
 };
 
-TEST_F(PreferencesWindowTest, ShowsTheStoredSettings) {
-    EXPECT_EQ(window_->windowTitle(), "Jorvane Preferences");
-    EXPECT_TRUE(window_->testAttribute(Qt::WA_DeleteOnClose));
-    EXPECT_EQ(window_->recorder()->cell().displayText(), "Ctrl+G");
-    EXPECT_TRUE(window_->hotkeyBox()->isChecked());
-    EXPECT_TRUE(window_->titlebarBox()->isChecked());
-    EXPECT_FALSE(window_->shortcutsBox()->isChecked());
-    EXPECT_TRUE(window_->folderChoice()->isChecked());
-    EXPECT_FALSE(window_->autostartBox()->isChecked());
-    EXPECT_EQ(window_->autostartBox()->text(), "Start Jorvane at login");
-}
-
 TEST_F(PreferencesWindowTest, TabIsRecordedRatherThanMovingTheFocus) {
     ShortcutRecorderWidget* recorder = window_->recorder();
     QTest::mouseClick(recorder, Qt::LeftButton, {}, QPoint(20, recorder->height() / 2));
@@ -70,6 +58,7 @@ TEST_F(PreferencesWindowTest, TabIsRecordedRatherThanMovingTheFocus) {
 
 TEST_F(PreferencesWindowTest, TheRemoveButtonClearsAndTheSnapBackButtonKeeps) {
     ShortcutRecorderWidget* recorder = window_->recorder();
+    EXPECT_EQ(recorder->cell().displayText(), "Ctrl+G") << "the stored hot key, in Linux's names";
     QTest::mouseClick(recorder, Qt::LeftButton, {}, QPoint(20, recorder->height() / 2));
     ASSERT_TRUE(recorder->cell().isRecording());
     QTest::mouseClick(recorder, Qt::LeftButton, {}, recorder->snapBackButtonRect().center());
