@@ -29,19 +29,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct FreeDeleter {
-    void operator()(void* p) const { std::free(p); }
-};
 template <class T>
-using Reply = std::unique_ptr<T, FreeDeleter>;
+using Reply = x11::XcbReply<T>;
 
-template <class T>
-struct GUnref {
-    void operator()(T* p) const {
-        if (p) g_object_unref(p);
-    }
-};
-using AccessibleRef = std::unique_ptr<AtspiAccessible, GUnref<AtspiAccessible>>;
+using AccessibleRef = thunar::AtspiRef;
 
 }  // namespace
 
@@ -61,26 +52,6 @@ struct JorvaneDriver::Atspi {
     void pump() {
         while (g_main_context_iteration(context, FALSE)) {
         }
-    }
-
-    AccessibleRef application(pid_t pid) {
-        AccessibleRef desktop(atspi_get_desktop(0));
-        if (!desktop) return nullptr;
-        GError* error = nullptr;
-        const int count = atspi_accessible_get_child_count(desktop.get(), &error);
-        g_clear_error(&error);
-        for (int i = 0; i < count; ++i) {
-            AccessibleRef app(atspi_accessible_get_child_at_index(desktop.get(), i, &error));
-            g_clear_error(&error);
-            if (!app) continue;
-            const guint appPid = atspi_accessible_get_process_id(app.get(), &error);
-            if (error) {
-                g_clear_error(&error);
-                continue;
-            }
-            if (static_cast<pid_t>(appPid) == pid) return app;
-        }
-        return nullptr;
     }
 
     // The first element at or below `root` (down to `maxDepth`) that
@@ -106,28 +77,33 @@ struct JorvaneDriver::Atspi {
         return nullptr;
     }
 
-    // The program's element named exactly `name`, below its application
-    // (which bears the program's name itself).
-    AccessibleRef named(pid_t pid, const std::string& name) {
+    // The first element below the program's application that `matches`.
+    template <typename Matches>
+    AccessibleRef find(pid_t pid, const Matches& matches, int maxDepth) {
         pump();
-        AccessibleRef app = application(pid);
+        AccessibleRef app = thunar::ThunarAtspi::applicationFor(pid);
         if (!app) return nullptr;
-        auto isNamed = [&name, self = app.get()](AtspiAccessible* element) {
-            if (element == self) return false;
-            GError* error = nullptr;
-            gchar* own = atspi_accessible_get_name(element, &error);
-            const bool match = own && name == own;
-            g_free(own);
-            g_clear_error(&error);
-            return match;
-        };
-        return findFirst(app.get(), isNamed, 0, 12);
+        return findFirst(app.get(), [&](AtspiAccessible* e) { return e != app.get() && matches(e); }, 0, maxDepth);
     }
 
-    // The first element below `root` with a Text interface and role "text".
+    // The element named exactly `name` (the application bears the program's name itself).
+    AccessibleRef named(pid_t pid, const std::string& name) {
+        return find(
+            pid,
+            [&name](AtspiAccessible* element) {
+                GError* error = nullptr;
+                gchar* own = atspi_accessible_get_name(element, &error);
+                const bool match = own && name == own;
+                g_free(own);
+                g_clear_error(&error);
+                return match;
+            },
+            12);
+    }
+
     // The first text field, on a window that shows when there is one (the
     // program keeps one hidden bar per Thunar window it has seen).
-    AccessibleRef findText(AtspiAccessible* root, int depth) {
+    AccessibleRef textField(pid_t pid) {
         auto text = [](AtspiAccessible* element) {
             GError* error = nullptr;
             const bool match = atspi_accessible_get_role(element, &error) == ATSPI_ROLE_TEXT && !error;
@@ -141,8 +117,8 @@ struct JorvaneDriver::Atspi {
             if (states) g_object_unref(states);
             return showing;
         };
-        if (AccessibleRef shown = findFirst(root, showingText, depth, 10)) return shown;
-        return findFirst(root, text, depth, 10);
+        if (AccessibleRef shown = find(pid, showingText, 10)) return shown;
+        return find(pid, text, 10);
     }
 };
 
@@ -256,24 +232,26 @@ bool JorvaneDriver::waitForLog(const std::string& text, milliseconds timeout) {
 // ---- X
 
 // The program's viewable windows on the root, topmost first: its list (of
-// type TOOLTIP) or the others.
-std::vector<std::uint32_t> JorvaneDriver::shownWindows(bool lists) {
+// type TOOLTIP) or the others (`overrideRedirect`: those alone).
+std::vector<std::uint32_t> JorvaneDriver::shownWindows(bool lists, bool overrideRedirect) {
     std::vector<std::uint32_t> shown;
-    if (!x_->ok() || pid_ <= 0) return shown;
+    if (pid_ <= 0) return shown;
     const xcb_atom_t tooltip = x_->atom("_NET_WM_WINDOW_TYPE_TOOLTIP");
     const std::vector<xcb_window_t> stack = x_->children(x_->root());
-    for (auto it = stack.rbegin(); it != stack.rend(); ++it) {
-        if (!x_->isViewable(*it) || x_->pid(*it) != pid_) continue;
-        const std::vector<std::uint32_t> types = x_->values(*it, "_NET_WM_WINDOW_TYPE");
-        if ((std::find(types.begin(), types.end(), tooltip) != types.end()) == lists) shown.push_back(*it);
+    const auto shapes = x11::readWindowShapes(x_->display(), stack);
+    for (std::size_t i = stack.size(); i-- > 0;) {
+        const xcb_window_t w = stack[i];
+        if (!shapes[i] || !shapes[i]->viewable || (overrideRedirect && !shapes[i]->overrideRedirect)) continue;
+        if (x_->pid(w) != pid_) continue;
+        const std::vector<std::uint32_t> types = x_->values(w, "_NET_WM_WINDOW_TYPE");
+        if ((std::find(types.begin(), types.end(), tooltip) != types.end()) == lists) shown.push_back(w);
     }
     return shown;
 }
 
 // The bar is one line high; a menu is taller.
 std::optional<BarWindow> JorvaneDriver::bar(bool menu) {
-    for (std::uint32_t window : shownWindows(false)) {
-        if (!x_->isOverrideRedirect(window)) continue;
+    for (std::uint32_t window : shownWindows(false, true)) {
         const std::optional<WindowGeometry> geometry = x_->geometry(window);
         if (geometry && (geometry->height > 60) == menu) return BarWindow{window, *geometry};
     }
@@ -311,25 +289,22 @@ bool JorvaneDriver::waitForBarHidden(milliseconds timeout) {
     return waitUntil([&] { return !bar(); }, timeout, milliseconds(5));
 }
 
-JorvaneDriver::Extents JorvaneDriver::frameExtents(std::uint32_t client) {
-    const std::vector<std::uint32_t> v = x_->frameExtents(client);
-    if (v.size() != 4) return {};
-    return {static_cast<int>(v[0]), static_cast<int>(v[1]), static_cast<int>(v[2]), static_cast<int>(v[3])};
+std::optional<x11::ClientFrame> JorvaneDriver::frame(std::uint32_t client) {
+    return x11::readClientFrames(x_->display(), {client}).front();
 }
 
 std::optional<std::pair<int, int>> JorvaneDriver::titlePoint(std::uint32_t client) {
-    const std::optional<WindowGeometry> geometry = x_->geometry(client);
-    if (!geometry) return std::nullopt;
-    const Extents extents = frameExtents(client);
-    if (extents.top <= 0) return std::nullopt;
+    const std::optional<x11::ClientFrame> f = frame(client);
+    if (!f || f->extents.top == 0) return std::nullopt;
     // The title text is centred in the title bar; its middle row is safe
     // from the resize grip at the top.
-    return std::pair{geometry->x + geometry->width / 2, geometry->y - extents.top / 2};
+    return std::pair{static_cast<int>(f->client.origin.x + f->client.size.width / 2),
+                     static_cast<int>(f->client.origin.y - f->extents.top / 2)};
 }
 
 std::optional<std::uint8_t> JorvaneDriver::keycodeOf(const std::string& keysym) {
     const xkb_keysym_t wanted = xkb_keysym_from_name(keysym.c_str(), XKB_KEYSYM_NO_FLAGS);
-    if (wanted == XKB_KEY_NoSymbol || !x_->ok()) return std::nullopt;
+    if (wanted == XKB_KEY_NoSymbol) return std::nullopt;
     return x_->keycode(wanted);
 }
 
@@ -366,11 +341,10 @@ bool JorvaneDriver::key(const std::string& keysym, const std::vector<std::string
     const auto sym = [](const std::string& name) { return xkb_keysym_from_name(name.c_str(), XKB_KEYSYM_NO_FLAGS); };
     std::vector<xcb_keysym_t> held;
     for (const std::string& modifier : modifiers) held.push_back(sym(modifier));
-    return x_->ok() && x_->chord(held, sym(keysym));
+    return x_->chord(held, sym(keysym));
 }
 
 bool JorvaneDriver::keySteps(const std::vector<KeyStep>& steps, milliseconds pace) {
-    if (!x_->ok()) return false;
     for (const KeyStep& step : steps) {
         if (!x_->key(xkb_keysym_from_name(step.keysym.c_str(), XKB_KEYSYM_NO_FLAGS), step.press)) return false;
         std::this_thread::sleep_for(pace);
@@ -384,7 +358,6 @@ bool JorvaneDriver::type(const std::string& text) {
 }
 
 void JorvaneDriver::watchKeys(std::uint32_t window) {
-    if (!x_->ok()) return;
     xcb_connection_t* c = x_->connection();
     // GTK takes its keys through XInput 2, and the server hands an event to
     // core listeners only when no XInput 2 client wants it: listen the same way.
@@ -413,7 +386,6 @@ void JorvaneDriver::watchKeys(std::uint32_t window) {
 
 std::vector<JorvaneDriver::SeenKey> JorvaneDriver::seenKeys() {
     std::vector<SeenKey> seen;
-    if (!x_->ok()) return seen;
     xcb_connection_t* c = x_->connection();
     x_->sync();
     const xcb_query_extension_reply_t* xinput = xcb_get_extension_data(c, &xcb_input_id);
@@ -466,10 +438,7 @@ std::optional<bool> JorvaneDriver::elementChecked(const std::string& name) {
 std::optional<FieldText> JorvaneDriver::fieldText() {
     Atspi* atspi = accessibility();
     if (!atspi) return std::nullopt;
-    atspi->pump();
-    AccessibleRef app = atspi->application(pid_);
-    if (!app) return std::nullopt;
-    AccessibleRef field = atspi->findText(app.get(), 0);
+    AccessibleRef field = atspi->textField(pid_);
     if (!field) return std::nullopt;
     AtspiText* text = atspi_accessible_get_text_iface(field.get());
     if (!text) return std::nullopt;
@@ -499,22 +468,24 @@ std::optional<FieldText> JorvaneDriver::fieldText() {
     return result;
 }
 
-bool JorvaneDriver::waitForFieldText(const std::string& text, milliseconds timeout) {
+bool JorvaneDriver::waitForField(const std::function<bool(const FieldText&)>& condition, milliseconds timeout,
+                                 FieldText* last) {
     return waitUntil(
         [&] {
             const std::optional<FieldText> field = fieldText();
-            return field && field->text == text;
+            if (field && last) *last = *field;
+            return field && condition(*field);
         },
         timeout, milliseconds(20));
 }
 
+bool JorvaneDriver::waitForFieldText(const std::string& text, milliseconds timeout) {
+    return waitForField([&](const FieldText& field) { return field.text == text; }, timeout);
+}
+
 bool JorvaneDriver::waitForInlineCompletion(milliseconds timeout) {
-    return waitUntil(
-        [&] {
-            const std::optional<FieldText> field = fieldText();
-            return field && field->selectionStart > 0 && field->selectionEnd > field->selectionStart;
-        },
-        timeout, milliseconds(20));
+    return waitForField([](const FieldText& f) { return f.selectionStart > 0 && f.selectionEnd > f.selectionStart; },
+                        timeout);
 }
 
 std::optional<std::vector<std::string>> JorvaneDriver::thunarSelection(std::uint32_t client) {

@@ -11,12 +11,14 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "Desktop.h"
+#include "platform/x11/X11Windows.h"
 
 namespace jorvane::e2e {
 
@@ -98,10 +100,8 @@ public:
     bool waitForBarHidden(milliseconds timeout);
 
     // ---- Thunar's windows
-    struct Extents {  // _NET_FRAME_EXTENTS
-        int left = 0, right = 0, top = 0, bottom = 0;
-    };
-    Extents frameExtents(std::uint32_t client);
+    // The client's area and the frame's extents around it.
+    std::optional<x11::ClientFrame> frame(std::uint32_t client);
     // The middle of the window's title bar, in root coordinates.
     std::optional<std::pair<int, int>> titlePoint(std::uint32_t client);
     // Whether another client (the tap) holds a grab of Ctrl+key (Ctrl+Shift+key) on the window.
@@ -140,6 +140,9 @@ public:
     // Whether the named element is checked; nothing when there is none.
     std::optional<bool> elementChecked(const std::string& name);
     std::optional<FieldText> fieldText();
+    // Until the field meets the condition; `last`: what it held last.
+    bool waitForField(const std::function<bool(const FieldText&)>& condition, milliseconds timeout,
+                      FieldText* last = nullptr);
     bool waitForFieldText(const std::string& text, milliseconds timeout);
     // Until the field shows an inline completion (a selection that does not start at its beginning).
     bool waitForInlineCompletion(milliseconds timeout);
@@ -149,7 +152,7 @@ public:
     struct Atspi;
 
 private:
-    std::vector<std::uint32_t> shownWindows(bool lists);
+    std::vector<std::uint32_t> shownWindows(bool lists, bool overrideRedirect = false);
     // Set up on first use; nullptr when not there (or, `ofProgram`, when the program does not run).
     Atspi* accessibility(bool ofProgram = true);
     pid_t spawnProgram(const Options& options, const std::string& logName);

@@ -117,12 +117,7 @@ TEST_F(JorvaneHungFolder, KeysOtherBarsAndReturnWorkWhileTheFolderHangsAndTheNam
     ASSERT_TRUE(driver().key("a", {"Control_L"}));
     ASSERT_TRUE(driver().type(projects));
     // Typed to its end (completion may add the folder's "/").
-    ASSERT_TRUE(waitUntil(
-        [&] {
-            const std::optional<FieldText> field = driver().fieldText();
-            return field && field->text.starts_with(projects);
-        },
-        kWait));
+    ASSERT_TRUE(driver().waitForField([&](const FieldText& field) { return field.text.starts_with(projects); }, kWait));
     auto start = Clock::now();
     ASSERT_TRUE(driver().key("Return"));
     EXPECT_TRUE(desktop().waitForTitle(first, titleOf(projects), kWait));
@@ -132,12 +127,7 @@ TEST_F(JorvaneHungFolder, KeysOtherBarsAndReturnWorkWhileTheFolderHangsAndTheNam
     ASSERT_TRUE(driver().key("a", {"Control_L"}));
     ASSERT_TRUE(driver().type(slow + "file01"));
     ASSERT_TRUE(driver().key("Return"));
-    EXPECT_TRUE(waitUntil(
-        [] {
-            const std::optional<FieldText> field = driver().fieldText();
-            return field && field->problem == "The folder does not answer";
-        },
-        kWait));
+    EXPECT_TRUE(driver().waitForField([](const FieldText& f) { return f.problem == "The folder does not answer"; }, kWait));
 
     // Escape closes the bar at once.
     start = Clock::now();

@@ -62,9 +62,9 @@ TEST_P(JorvaneScale, theBarLandsOnTheTitleAndWorks) {
     ASSERT_TRUE(clickTitle(window)) << driver().log();
     const std::optional<BarWindow> bar = driver().bar();
     ASSERT_TRUE(bar);
-    const std::optional<WindowGeometry> client = desktop().geometry(window);
-    ASSERT_TRUE(client);
-    const int frameTop = client->y - driver().frameExtents(window).top;
+    const std::optional<x11::ClientFrame> frame = driver().frame(window);
+    ASSERT_TRUE(frame);
+    const int frameTop = static_cast<int>(frame->outer().minY());
     const WindowGeometry& shown = bar->geometry;
     EXPECT_LE(std::abs(shown.y - frameTop), 2) << "bar at y " << shown.y << ", frame at " << frameTop;
     EXPECT_TRUE(shown.x <= title->first && title->first < shown.x + static_cast<int>(shown.width) &&

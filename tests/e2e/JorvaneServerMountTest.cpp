@@ -238,26 +238,18 @@ TEST_P(JorvaneServerMount, Row) {
         if (row.dialogInput.empty()) {
             // The folder; or, when gvfs has no local view of the server yet
             // and the window was given the address, the address.
-            std::optional<FieldText> field;
-            EXPECT_TRUE(waitUntil(
-                [&] {
-                    field = driver().fieldText();
-                    return field && (field->text == folder.string() || field->text == address);
-                },
-                kWait, milliseconds(20)))
-                << "the bar shows where the window went, not " << (field ? field->text : std::string("(unreadable)"));
+            FieldText field;
+            EXPECT_TRUE(driver().waitForField(
+                [&](const FieldText& f) { return f.text == folder.string() || f.text == address; }, kWait, &field))
+                << "the bar shows where the window went, not " << field.text;
             EXPECT_FALSE(loginDialog(milliseconds(0))) << "nothing was asked";
         }
     } else {
-        std::optional<FieldText> field;
-        EXPECT_TRUE(waitUntil(
-            [&] {
-                field = driver().fieldText();
-                return field && field->problem == row.problem;
-            },
-            kConnectWait, milliseconds(100)))
-            << "the bar says " << (field ? "\"" + field->problem + "\"" : std::string("nothing readable"));
-        EXPECT_EQ(field ? field->text : std::string(), address) << "the address stays for correcting";
+        FieldText field;
+        EXPECT_TRUE(driver().waitForField([&](const FieldText& f) { return f.problem == row.problem; }, kConnectWait,
+                                          &field))
+            << "the bar says \"" << field.problem << "\"";
+        EXPECT_EQ(field.text, address) << "the address stays for correcting";
         EXPECT_TRUE(driver().bar()) << "the bar stays open";
         EXPECT_EQ(desktop().title(window_), titleOf(demo_)) << "the window stays where it was";
         EXPECT_TRUE(driver().waitForLog(row.problem, kWait)) << "the log says it too";

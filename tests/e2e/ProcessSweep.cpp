@@ -1,20 +1,18 @@
 #include "ProcessSweep.h"
 
 #include <dirent.h>
-#include <spawn.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <thread>
 
-extern char** environ;
+#include "platform/linux/Subprocess.h"
 
 namespace jorvane::e2e {
 
@@ -30,19 +28,11 @@ std::vector<pid_t> processesWithMarker(const std::string& marker) {
         const long pid = std::strtol(entry->d_name, &end, 10);
         if (pid <= 1 || !end || *end != '\0') continue;
         std::ifstream environ(std::string("/proc/") + entry->d_name + "/environ", std::ios::binary);
-        if (!environ) continue;
-        const std::string contents((std::istreambuf_iterator<char>(environ)), std::istreambuf_iterator<char>());
         // Entries are NUL-terminated; match a whole entry.
-        std::size_t at = 0;
-        while ((at = contents.find(needle, at)) != std::string::npos) {
-            const bool starts = at == 0 || contents[at - 1] == '\0';
-            const std::size_t after = at + needle.size();
-            const bool ends = after == contents.size() || contents[after] == '\0';
-            if (starts && ends) {
-                found.push_back(static_cast<pid_t>(pid));
-                break;
-            }
-            at = after;
+        for (std::string variable; std::getline(environ, variable, '\0');) {
+            if (variable != needle) continue;
+            found.push_back(static_cast<pid_t>(pid));
+            break;
         }
     }
     closedir(proc);
@@ -120,11 +110,9 @@ std::vector<fs::path> mountsBelow(const fs::path& root) {
     for (std::string line; std::getline(info, line);) {
         // id parent major:minor root mount-point ...; the kernel writes
         // spaces and backslashes in the mount point as octal escapes.
-        std::size_t at = 0;
-        for (int field = 0; field < 4 && at != std::string::npos; ++field) at = line.find(' ', at + 1);
-        if (at == std::string::npos) continue;
-        const std::size_t end = line.find(' ', at + 1);
-        const std::string escaped = line.substr(at + 1, end == std::string::npos ? std::string::npos : end - at - 1);
+        std::istringstream fields(line);
+        std::string escaped;
+        for (int field = 0; field < 5; ++field) fields >> escaped;
         std::string point;
         for (std::size_t i = 0; i < escaped.size(); ++i) {
             if (escaped[i] == '\\' && i + 3 < escaped.size()) {
@@ -145,18 +133,8 @@ std::vector<fs::path> mountsBelow(const fs::path& root) {
 // helper, which lets a user unmount what the user mounted.
 void detach(const fs::path& point) {
     if (umount2(point.c_str(), MNT_DETACH) == 0) return;
-    for (const char* helper : {"fusermount3", "fusermount"}) {
-        std::vector<std::string> args = {helper, "-u", "-z", point.string()};
-        std::vector<char*> argv;
-        for (std::string& arg : args) argv.push_back(arg.data());
-        argv.push_back(nullptr);
-        pid_t pid = -1;
-        if (posix_spawnp(&pid, helper, nullptr, nullptr, argv.data(), environ) != 0) continue;
-        int status = 0;
-        while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-        }
-        if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return;
-    }
+    for (const char* helper : {"fusermount3", "fusermount"})
+        if (subprocess::run({helper, "-u", "-z", point.string()}, std::chrono::seconds(10)).exitCode == 0) return;
 }
 
 // Removes `path` and what lies below it on the same file system; never

@@ -8,8 +8,6 @@
 // shortcut recorder's probe for a combination another program holds.
 #include <gtest/gtest.h>
 
-#include <poll.h>
-
 #include <xcb/xcb.h>
 
 #include <algorithm>
@@ -31,7 +29,6 @@ namespace jorvane::x11 {
 namespace {
 
 using namespace std::chrono_literals;
-using e2e::Clock;
 
 constexpr auto kWait = 5s;  // bound of every wait for something that must happen
 
@@ -58,18 +55,14 @@ public:
     }
     // Until the window has had `count` presses of the key.
     bool waitForPresses(xcb_keycode_t key, std::size_t count = 1) {
-        const auto deadline = Clock::now() + kWait;
-        for (;;) {
+        return eventually([&] {
             while (xcb_generic_event_t* e = xcb_poll_for_event(x_.connection())) {
                 if ((e->response_type & 0x7f) == XCB_KEY_PRESS)
                     presses_.push_back(reinterpret_cast<xcb_key_press_event_t*>(e)->detail);
                 std::free(e);
             }
-            if (presses(key) >= count) return true;
-            if (Clock::now() >= deadline) return false;
-            pollfd p{xcb_get_file_descriptor(x_.connection()), POLLIN, 0};
-            poll(&p, 1, 20);
-        }
+            return presses(key) >= count;
+        });
     }
     std::size_t presses(xcb_keycode_t key) const {
         return std::size_t(std::count(presses_.begin(), presses_.end(), key));
@@ -81,9 +74,7 @@ private:
     std::vector<xcb_keycode_t> presses_;
 };
 
-// ---------------------------------------------------------------------------
-// What the tap's callback saw.
-
+// What the tap's callback saw (it runs on the tap's thread).
 class Observed {
 public:
     EventTap::Callback callback(std::function<EventTap::Decision(const TapEvent&)> decide = nullptr) {
@@ -92,39 +83,23 @@ public:
                 std::lock_guard lock(mutex_);
                 events_.push_back(event);
             }
-            changed_.notify_all();
             return decide ? decide(event) : EventTap::Decision::Pass;
         };
     }
-    bool waitFor(const std::function<bool(const std::vector<TapEvent>&)>& done,
-                 std::chrono::milliseconds timeout = kWait) {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, timeout, [&] { return done(events_); });
-    }
-    bool waitForCount(EventType type, std::size_t count) {
-        return waitFor([&](const std::vector<TapEvent>& events) { return countOf(events, type) >= count; });
-    }
-    std::vector<TapEvent> events() const {
+    std::vector<TapEvent> of(std::optional<EventType> type = std::nullopt) const {
         std::lock_guard lock(mutex_);
-        return events_;
-    }
-    std::vector<TapEvent> of(EventType type) const {
-        std::vector<TapEvent> result = events();
-        std::erase_if(result, [&](const TapEvent& e) { return e.type != type; });
+        std::vector<TapEvent> result = events_;
+        if (type) std::erase_if(result, [&](const TapEvent& e) { return e.type != *type; });
         return result;
     }
+    bool waitForCount(EventType type, std::size_t count) { return eventually([&] { return of(type).size() >= count; }); }
     void clear() {
         std::lock_guard lock(mutex_);
         events_.clear();
     }
-    static std::size_t countOf(const std::vector<TapEvent>& events, EventType type) {
-        return std::size_t(
-            std::count_if(events.begin(), events.end(), [&](const TapEvent& e) { return e.type == type; }));
-    }
 
 private:
     mutable std::mutex mutex_;
-    std::condition_variable changed_;
     std::vector<TapEvent> events_;
 };
 
@@ -198,7 +173,7 @@ TEST_F(X11EventTapTest, aDragThatStartsOnTheWindowIsReportedUntilItsReleaseOutsi
     hands_->moveTo(x + 30, y + 30);
     hands_->moveTo(x + 60, y + 60);
     tap_->sync();
-    EXPECT_TRUE(observed_.events().empty());
+    EXPECT_TRUE(observed_.of().empty());
 
     hands_->moveTo(x + 20, y - 10);  // take the title bar, as for a move: openbox grabs the pointer
     EXPECT_TRUE(hands_->button(1, true, kWait));
@@ -212,7 +187,7 @@ TEST_F(X11EventTapTest, aDragThatStartsOnTheWindowIsReportedUntilItsReleaseOutsi
     EXPECT_TRUE(hands_->button(1, false, kWait));
     tap_->sync();
 
-    const std::vector<TapEvent> events = observed_.events();
+    const std::vector<TapEvent> events = observed_.of();
     ASSERT_EQ(events.size(), 8u);
     EXPECT_EQ(events.front().type, kEventLeftMouseDown);
     EXPECT_EQ(events.front().location, (Point{double(x + 20), double(y - 10)}));

@@ -9,36 +9,30 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <stdexcept>
 
 namespace jorvane::e2e {
 
 namespace {
 
-struct FreeDeleter {
-    void operator()(void* p) const { std::free(p); }
-};
 template <class T>
-using Reply = std::unique_ptr<T, FreeDeleter>;
+using Reply = x11::XcbReply<T>;
 
 constexpr milliseconds kManageWait{5000};
 
 }  // namespace
 
-XTestClient::XTestClient(const std::string& display) : c_(xcb_connect(display.c_str(), nullptr)) {
-    if (xcb_connection_has_error(c_)) return;
-    screen_ = xcb_setup_roots_iterator(xcb_get_setup(c_)).data;
-    root_ = screen_->root;
+XTestClient::XTestClient(const std::string& display) : display_(x11::XcbDisplay::connect(display)) {
+    if (!display_) throw std::runtime_error("cannot connect to " + display);
+    c_ = display_->connection();
+    root_ = display_->root();
 }
 
 XTestClient::~XTestClient() {
-    if (ok()) {
-        for (const xcb_window_t w : made_) xcb_destroy_window(c_, w);
-        sync();  // gone before whatever the test does next
-    }
-    xcb_disconnect(c_);
+    if (!ok()) return;
+    for (const xcb_window_t w : made_) xcb_destroy_window(c_, w);
+    sync();  // gone before whatever the test does next
 }
-
-bool XTestClient::ok() const { return !xcb_connection_has_error(c_); }
 
 void XTestClient::sync() { std::free(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr)); }
 
@@ -60,41 +54,28 @@ std::vector<std::uint32_t> XTestClient::values(xcb_window_t window, const char* 
     return {v, v + xcb_get_property_value_length(reply.get()) / 4};
 }
 
-std::optional<std::string> XTestClient::bytes(xcb_window_t window, xcb_atom_t property, xcb_atom_t type) {
+bool XTestClient::hasProperty(xcb_window_t window, const char* property) {
     Reply<xcb_get_property_reply_t> reply(
-        xcb_get_property_reply(c_, xcb_get_property(c_, 0, window, property, type, 0, 16384), nullptr));
-    if (!reply || reply->type != type || reply->format != 8) return std::nullopt;
-    return std::string(static_cast<const char*>(xcb_get_property_value(reply.get())),
-                       static_cast<std::size_t>(xcb_get_property_value_length(reply.get())));
+        xcb_get_property_reply(c_, xcb_get_property(c_, 0, window, atom(property), XCB_ATOM_ANY, 0, 0), nullptr));
+    return reply && reply->type != XCB_ATOM_NONE;
 }
 
-std::string XTestClient::title(xcb_window_t window) {
-    if (std::optional<std::string> name = bytes(window, atom("_NET_WM_NAME"), atom("UTF8_STRING"))) return *name;
-    return bytes(window, XCB_ATOM_WM_NAME, XCB_ATOM_STRING).value_or("");
-}
-
-std::string XTestClient::wmClass(xcb_window_t window) {
-    // "instance\0class\0"
-    const std::string value = bytes(window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING).value_or("");
-    const std::size_t nul = value.find('\0');
-    if (nul == std::string::npos) return value;
-    const std::string rest = value.substr(nul + 1);
-    return rest.substr(0, rest.find('\0'));
+x11::ClientProperties XTestClient::properties(xcb_window_t window) {
+    return x11::readClientProperties(*display_, {window}).front().value_or(x11::ClientProperties{});
 }
 
 std::optional<std::int32_t> XTestClient::pid(xcb_window_t window) {
-    const std::vector<std::uint32_t> pid = values(window, "_NET_WM_PID");
-    if (pid.empty()) return std::nullopt;
-    return static_cast<std::int32_t>(pid.front());
+    const std::int32_t pid = x11::readClientProperties(*display_, {window}, x11::kClientPid).front().value_or(
+        x11::ClientProperties{}).pid;
+    return pid > 0 ? std::optional(pid) : std::nullopt;
 }
 
-bool XTestClient::isManaged(xcb_window_t window) {
-    const std::vector<xcb_window_t> list = clientList();
-    return std::find(list.begin(), list.end(), window) != list.end();
+std::vector<xcb_window_t> XTestClient::windows(xcb_atom_t property) {
+    return x11::readWindowsProperty(*display_, root_, property).value_or(std::vector<xcb_window_t>{});
 }
 
 xcb_window_t XTestClient::activeWindow() {
-    const std::vector<std::uint32_t> active = values(root_, "_NET_ACTIVE_WINDOW");
+    const std::vector<xcb_window_t> active = windows(display_->atoms().netActiveWindow);
     return active.empty() ? 0 : active.front();
 }
 
@@ -106,34 +87,9 @@ std::optional<WindowGeometry> XTestClient::geometry(xcb_window_t window) {
     return WindowGeometry{origin->dst_x, origin->dst_y, size->width, size->height};
 }
 
-std::optional<WindowGeometry> XTestClient::frameGeometry(xcb_window_t window) {
-    Reply<xcb_get_geometry_reply_t> g(xcb_get_geometry_reply(c_, xcb_get_geometry(c_, parent(window)), nullptr));
-    if (!g) return std::nullopt;
-    return WindowGeometry{g->x, g->y, g->width + 2 * g->border_width, g->height + 2 * g->border_width};
-}
-
 std::vector<xcb_window_t> XTestClient::children(xcb_window_t window) {
-    Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(c_, xcb_query_tree(c_, window), nullptr));
-    if (!tree) return {};
-    const xcb_window_t* children = xcb_query_tree_children(tree.get());
-    return {children, children + xcb_query_tree_children_length(tree.get())};
-}
-
-xcb_window_t XTestClient::parent(xcb_window_t window) {
-    Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(c_, xcb_query_tree(c_, window), nullptr));
-    return tree ? tree->parent : XCB_NONE;
-}
-
-bool XTestClient::isOverrideRedirect(xcb_window_t window) {
-    Reply<xcb_get_window_attributes_reply_t> a(
-        xcb_get_window_attributes_reply(c_, xcb_get_window_attributes(c_, window), nullptr));
-    return a && a->override_redirect;
-}
-
-bool XTestClient::isViewable(xcb_window_t window) {
-    Reply<xcb_get_window_attributes_reply_t> a(
-        xcb_get_window_attributes_reply(c_, xcb_get_window_attributes(c_, window), nullptr));
-    return a && a->map_state == XCB_MAP_STATE_VIEWABLE;
+    const std::optional<x11::WindowTree> tree = x11::queryTrees(*display_, {window}).front();
+    return tree ? tree->children : std::vector<xcb_window_t>{};
 }
 
 xcb_window_t XTestClient::inputFocus() {
@@ -142,19 +98,23 @@ xcb_window_t XTestClient::inputFocus() {
 }
 
 bool XTestClient::focusIsIn(xcb_window_t window) {
-    for (xcb_window_t w = inputFocus(); w != XCB_NONE && w != root_; w = parent(w))
-        if (w == window) return true;
-    return false;
+    xcb_window_t focus = inputFocus();
+    for (int step = 0; step < 8 && focus != XCB_NONE && focus != root_ && focus != window; ++step) {
+        const std::optional<x11::WindowTree> tree = x11::queryTrees(*display_, {focus}).front();
+        focus = tree ? tree->parent : XCB_NONE;
+    }
+    return focus == window && window != XCB_NONE;
 }
 
 // ---- Windows of our own
 
 xcb_window_t XTestClient::create(const WindowSpec& shape) {
     const xcb_window_t w = xcb_generate_id(c_);
-    const std::uint32_t attributes[] = {screen_->white_pixel, shape.eventMask};
+    const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c_)).data;
+    const std::uint32_t attributes[] = {screen->white_pixel, shape.eventMask};
     xcb_create_window(c_, XCB_COPY_FROM_PARENT, w, root_, static_cast<std::int16_t>(shape.x),
                       static_cast<std::int16_t>(shape.y), static_cast<std::uint16_t>(shape.width),
-                      static_cast<std::uint16_t>(shape.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen_->root_visual,
+                      static_cast<std::uint16_t>(shape.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
                       XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, attributes);
     const std::string wmClass = "jorvane-test" + std::string(1, '\0') + shape.wmClass + std::string(1, '\0');
     xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
@@ -168,7 +128,10 @@ xcb_window_t XTestClient::create(const WindowSpec& shape) {
     const std::uint32_t hints[18] = {1 | 2, static_cast<std::uint32_t>(shape.x), static_cast<std::uint32_t>(shape.y),
                                      static_cast<std::uint32_t>(shape.width), static_cast<std::uint32_t>(shape.height)};
     xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS, 32, 18, hints);
-    setTitle(w, shape.title);
+    for (const auto& [property, encoding] : {std::pair{atom("_NET_WM_NAME"), atom("UTF8_STRING")},
+                                         std::pair<xcb_atom_t, xcb_atom_t>{XCB_ATOM_WM_NAME, XCB_ATOM_STRING}})
+        xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, property, encoding, 8,
+                            static_cast<std::uint32_t>(shape.title.size()), shape.title.data());
     made_.push_back(w);
     // The frame extents are set on this very window: the client list alone
     // can still name an earlier window of the same id (the server reuses ids).
@@ -178,18 +141,15 @@ xcb_window_t XTestClient::create(const WindowSpec& shape) {
     for (int attempt = 0; attempt < 3 && !managed; ++attempt) {
         xcb_map_window(c_, w);
         xcb_flush(c_);
-        managed = waitUntil([&] { return isManaged(w) && frameExtents(w).size() == 4; }, kManageWait / 3);
+        managed = waitUntil(
+            [&] {
+                const std::vector<xcb_window_t> list = clientList();
+                return std::count(list.begin(), list.end(), w) && frameExtents(w).size() == 4;
+            },
+            kManageWait / 3);
     }
     EXPECT_TRUE(managed) << "the window manager did not take window " << shape.title;
     return w;
-}
-
-void XTestClient::setTitle(xcb_window_t window, const std::string& title) {
-    const auto length = static_cast<std::uint32_t>(title.size());
-    xcb_change_property(c_, XCB_PROP_MODE_REPLACE, window, atom("_NET_WM_NAME"), atom("UTF8_STRING"), 8, length,
-                        title.data());
-    xcb_change_property(c_, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, length, title.data());
-    xcb_flush(c_);
 }
 
 bool XTestClient::focus(xcb_window_t window) {

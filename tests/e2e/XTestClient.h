@@ -10,11 +10,13 @@
 #include <chrono>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "Desktop.h"
+#include "platform/x11/X11Windows.h"
 
 namespace jorvane::e2e {
 
@@ -28,40 +30,38 @@ struct WindowSpec {
 
 class XTestClient {
 public:
+    // Throws std::runtime_error when the display cannot be reached.
     explicit XTestClient(const std::string& display);
     ~XTestClient();
     XTestClient(const XTestClient&) = delete;
     XTestClient& operator=(const XTestClient&) = delete;
 
-    bool ok() const;
+    bool ok() const { return !display_->hasError(); }
     xcb_connection_t* connection() const { return c_; }
     xcb_window_t root() const { return root_; }
+    // The connection as the program's own X11 readers take it (platform/x11/X11Windows).
+    const x11::XcbDisplay& display() const { return *display_; }
     // A round trip: the server has acted on everything sent before.
     void sync();
     xcb_atom_t atom(const char* name);
 
-    // ---- Looking at windows
+    // ---- Looking at windows (read as the program reads them)
 
     // The 32-bit values of a property of any type; empty when it is absent.
     std::vector<std::uint32_t> values(xcb_window_t window, const char* property);
-    // An 8-bit property of the given type; nothing when absent.
-    std::optional<std::string> bytes(xcb_window_t window, xcb_atom_t property, xcb_atom_t type);
-    std::string title(xcb_window_t window);    // _NET_WM_NAME, else WM_NAME
-    std::string wmClass(xcb_window_t window);  // the class part ("Thunar")
+    bool hasProperty(xcb_window_t window, const char* property);
+    // Title, class, pid ...; the defaults for a window that is gone.
+    x11::ClientProperties properties(xcb_window_t window);
+    std::string title(xcb_window_t window) { return properties(window).name; }
+    std::string wmClass(xcb_window_t window) { return properties(window).wmClass; }
     std::optional<std::int32_t> pid(xcb_window_t window);
-    std::vector<xcb_window_t> clientList() { return values(root_, "_NET_CLIENT_LIST"); }
-    bool isManaged(xcb_window_t window);
+    std::vector<xcb_window_t> clientList() { return windows(display_->atoms().netClientList); }
     xcb_window_t activeWindow();
     std::vector<std::uint32_t> frameExtents(xcb_window_t window) { return values(window, "_NET_FRAME_EXTENTS"); }
 
     // The window's own area in root coordinates.
     std::optional<WindowGeometry> geometry(xcb_window_t window);
-    // Its parent's rectangle with the border (the frame, for a managed window).
-    std::optional<WindowGeometry> frameGeometry(xcb_window_t window);
     std::vector<xcb_window_t> children(xcb_window_t window);
-    xcb_window_t parent(xcb_window_t window);
-    bool isOverrideRedirect(xcb_window_t window);
-    bool isViewable(xcb_window_t window);
     xcb_window_t inputFocus();
     // The focus is on the window or one of its children.
     bool focusIsIn(xcb_window_t window);
@@ -83,7 +83,6 @@ public:
 
     // The key that types the keysym, first levels first ("g" is not found as Shift+something).
     std::optional<xcb_keycode_t> keycode(xcb_keysym_t keysym);
-    void keyCode(xcb_keycode_t code, bool press);
     bool key(xcb_keysym_t keysym, bool press);
     // Presses the modifiers in order, the key, then releases the key and the
     // modifiers in reverse order.
@@ -98,16 +97,17 @@ public:
     bool click(int x, int y, std::uint8_t button = 1, std::chrono::milliseconds settle = {});
 
 private:
-    void setTitle(xcb_window_t window, const std::string& title);
+    std::vector<xcb_window_t> windows(xcb_atom_t property);  // a window list on the root
+    void keyCode(xcb_keycode_t code, bool press);
     void rootMessage(xcb_window_t window, const char* type, std::vector<std::uint32_t> data);
     // The X server's time now, as a user's click would carry it (read from
     // a property change on a window of our own); CurrentTime when none comes.
     xcb_timestamp_t serverTime();
 
+    std::unique_ptr<x11::XcbDisplay> display_;
     xcb_connection_t* c_ = nullptr;
-    xcb_window_t clock_ = XCB_NONE;  // the window serverTime() changes
-    xcb_screen_t* screen_ = nullptr;
     xcb_window_t root_ = XCB_NONE;
+    xcb_window_t clock_ = XCB_NONE;  // the window serverTime() changes
     std::vector<xcb_window_t> made_;
     std::map<std::string, xcb_atom_t> atoms_;
 };

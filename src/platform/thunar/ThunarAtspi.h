@@ -90,6 +90,9 @@ public:
     static std::string translated(const char* msgid);
     static std::string formatPrefix(const char* msgid);
 
+    // The accessible application of the process; nothing when it has none.
+    static AtspiRef applicationFor(int pid);
+
 private:
     struct WindowElements {
         AtspiRef frame;
@@ -102,7 +105,6 @@ private:
         std::map<ToolbarButton, AtspiRef> buttons;
         AtspiRef statusBar;
     };
-    AtspiRef applicationFor(int pid);
     AtspiRef findFrame(int pid, const std::string& title, const std::optional<XRect>& frame);
     AtspiRef findFrameIn(AtspiAccessible* app, const std::string& title, const std::optional<XRect>& frame);
     AtspiRef currentPane();

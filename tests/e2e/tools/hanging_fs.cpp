@@ -37,8 +37,7 @@ static int fileNumber(const char* path) {
     return number >= 1 && number <= kFiles ? number : 0;
 }
 
-static int getattrOf(const char* path, struct stat* status, struct fuse_file_info* info) {
-    (void)info;
+static int getattrOf(const char* path, struct stat* status, struct fuse_file_info*) {
     waitForTheGate(path);
     memset(status, 0, sizeof *status);
     if (strcmp(path, "/") == 0 || strcmp(path, "/slow") == 0) {
@@ -54,17 +53,13 @@ static int getattrOf(const char* path, struct stat* status, struct fuse_file_inf
     return -ENOENT;
 }
 
-static int openFolder(const char* path, struct fuse_file_info* info) {
-    (void)info;
+static int openFolder(const char* path, struct fuse_file_info*) {
     waitForTheGate(path);
     return strcmp(path, "/") == 0 || strcmp(path, "/slow") == 0 ? 0 : -ENOTDIR;
 }
 
-static int list(const char* path, void* buffer, fuse_fill_dir_t fill, off_t offset, struct fuse_file_info* info,
-                enum fuse_readdir_flags flags) {
-    (void)offset;
-    (void)info;
-    (void)flags;
+static int list(const char* path, void* buffer, fuse_fill_dir_t fill, off_t, struct fuse_file_info*,
+                enum fuse_readdir_flags) {
     waitForTheGate(path);
     fill(buffer, ".", nullptr, 0, static_cast<fuse_fill_dir_flags>(0));
     fill(buffer, "..", nullptr, 0, static_cast<fuse_fill_dir_flags>(0));
@@ -81,20 +76,12 @@ static int list(const char* path, void* buffer, fuse_fill_dir_t fill, off_t offs
     return 0;
 }
 
-static int openFile(const char* path, struct fuse_file_info* info) {
-    (void)info;
+static int openFile(const char* path, struct fuse_file_info*) {
     waitForTheGate(path);
     return fileNumber(path) ? 0 : -ENOENT;
 }
 
-static int readFile(const char* path, char* buffer, size_t size, off_t offset, struct fuse_file_info* info) {
-    (void)path;
-    (void)buffer;
-    (void)size;
-    (void)offset;
-    (void)info;
-    return 0;
-}
+static int readFile(const char*, char*, size_t, off_t, struct fuse_file_info*) { return 0; }
 
 // Nothing is cached in the kernel: a cached "slow" (from a listing of the
 // root a moment before) would answer a stat while the gate is closed, as a
