@@ -1,7 +1,8 @@
 // Thunar comes and goes while the program runs, as in a real session: the
-// program started before Thunar (from login, also by its autostart entry),
-// Thunar crashing and killed twice in a row, quit entirely and started again. After each, a click on a new window's
-// title opens the bar, a folder typed there with Return shows in that window, and Ctrl+G opens the bar.
+// program started before Thunar (as at login), Thunar crashing, killed and
+// started again, quit entirely and started later. After each, a click on a
+// new window's title opens the bar, a folder typed there with Return shows in
+// that window, and Ctrl+G opens the bar.
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -22,7 +23,6 @@
 
 #include "JorvaneTest.h"
 #include "XTestClient.h"
-#include "settings/LoginItems.h"
 
 namespace jorvane::e2e {
 namespace {
@@ -65,10 +65,10 @@ protected:
     }
 
     // Restarts the program while no Thunar runs, as at login.
-    static void startProgramWithoutThunar(const JorvaneDriver::Options& options = {}) {
+    static void startProgramWithoutThunar() {
         desktop().closeThunarWindows();
         desktop().stopThunar();
-        EXPECT_TRUE(driver().start(options)) << driver().why();
+        EXPECT_TRUE(driver().start({})) << driver().why();
         EXPECT_TRUE(driver().waitForLog("waiting for Thunar", kWait)) << driver().log();
     }
     static std::optional<std::uint32_t> windowOnTheFolder() {
@@ -162,23 +162,6 @@ TEST_F(ThunarLifecycle, aHotKeyGrabRefusedForAMomentIsTriedAgain) {
 
     EXPECT_TRUE(driver().waitForGrab(*window, "g", kWait)) << "the refused grab was not tried again";
     desktop().closeThunarWindows();
-}
-
-// The login: the program started by its autostart entry's Exec line as a
-// desktop runs it, Thunar afterwards.
-TEST_F(ThunarLifecycle, startedByItsAutostartEntryBeforeThunarItWorks) {
-    // The desktop's own configuration is this process's: the entry the
-    // welcome writes, read back as a desktop reads it, and removed again.
-    const std::string program = fs::canonical(kJorvaneBinary).string();
-    LoginItem::InstallLoginItemWithPath(program);
-    const std::vector<std::string> programs = autostartPrograms(LoginItem::autostartDirectory());
-    LoginItem::RemoveLoginItemWithPath(program);
-    ASSERT_EQ(programs.size(), 1u);
-    JorvaneDriver::Options options;
-    options.program = programs.front();
-    startProgramWithoutThunar(options);
-    desktop().startThunar();
-    EXPECT_EQ(worksOn(desktop().openThunarWindow(folder_)), "");
 }
 
 // The soak: Thunar killed and started again many times while the program

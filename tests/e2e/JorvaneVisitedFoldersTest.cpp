@@ -1,7 +1,8 @@
 // Folders visited before, in Thunar or through the bar, are reached again by
-// a few words of their path, Thunar's bookmarks by their name, and every way
-// a user writes a place goes there: the whole program, the real Thunar, the
-// history file in the session's own data folder.
+// a few words of their path, Thunar's bookmarks by their name, and a place
+// written as a user writes it (its forms are the place text's unit tests')
+// goes there: the whole program, the real Thunar, the history file in the
+// session's own data folder.
 
 #include "JorvaneTest.h"
 
@@ -65,11 +66,11 @@ TEST_F(JorvaneVisitedFolders, TwoWordsOfAFolderVisitedBeforeGoBackThere) {
     ASSERT_TRUE(driver().key("Escape"));
 }
 
-TEST_F(JorvaneVisitedFolders, EveryWayOfWritingAPlaceAndABookmarksNameGoThere) {
+TEST_F(JorvaneVisitedFolders, PlacesAsUsersWriteThemAndABookmarksNameGoThere) {
     const fs::path home = desktop().home();
     const fs::path files = home / "Places/My Files", deep = home / "Places/Deep";
     fs::create_directories(files);
-    fs::create_directories(deep / "Inner");
+    fs::create_directories(deep);
     fs::create_directories(home / ".config/gtk-3.0");
     std::ofstream(home / ".config/gtk-3.0/bookmarks") << "file://" << (root_ / "Music/Live").string() << " Concerts\n";
 
@@ -78,10 +79,6 @@ TEST_F(JorvaneVisitedFolders, EveryWayOfWritingAPlaceAndABookmarksNameGoThere) {
     ASSERT_TRUE(openBarOf(*window));
     const std::pair<std::string, fs::path> rows[] = {
         {"~/Places/My Files", files},
-        {"$HOME/Places/Deep", deep},
-        {"'" + files.string() + "'", files},
-        {"${HOME}/Places/Deep/./Inner/..", deep},
-        {"file://" + (home / "Places/My%20Files").string(), files},
         {(home / "places/deep").string(), deep},  // the wrong case, one folder on disk
     };
     for (const auto& [text, shown] : rows) {
