@@ -26,6 +26,11 @@ protected:
     void SetUp() override {
         if (!startError_.empty()) GTEST_FAIL() << "the desktop did not start: " << startError_;
     }
+    // From a suite's SetUpTestSuite; false (and its tests fail) when the desktop did not start.
+    static bool startDesktop() {
+        DesktopTest::SetUpTestSuite();
+        return startError_.empty();
+    }
     static Desktop& desktop() { return Desktop::shared(); }
     // Why the desktop did not start; empty when it runs.
     static const std::string& startError() { return startError_; }

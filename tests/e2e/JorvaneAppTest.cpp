@@ -20,8 +20,7 @@ namespace fs = std::filesystem;
 class JorvaneApp : public JorvaneTest {
 protected:
     static void SetUpTestSuite() {
-        DesktopTest::SetUpTestSuite();
-        if (!startError().empty()) return;
+        if (!startDesktop()) return;
         Desktop& d = desktop();
         demo_ = d.dataDir() / "demo";
         for (const char* folder : {"Music", "Rows/One", "Rows/Two"})

@@ -22,8 +22,7 @@ struct Row {
 class JorvaneCommandLine : public JorvaneTest {
 protected:
     static void SetUpTestSuite() {
-        DesktopTest::SetUpTestSuite();
-        if (!startError().empty()) return;
+        if (!startDesktop()) return;
         startProgram();
     }
 
@@ -46,9 +45,10 @@ TEST_F(JorvaneCommandLine, answersWithoutADisplay) {
         const RunResult result = runWithoutDisplay(row.arguments);
         EXPECT_EQ(result.exitCode, row.exitCode);
         EXPECT_NE(result.output.find(row.says), std::string::npos) << result.output;
+        if (row.exitCode != 0) {
+            EXPECT_EQ(result.output.find('\n'), result.output.size() - 1) << "an error is one line";
+        }
     }
-    EXPECT_EQ(runWithoutDisplay({"--bogus"}).output.find('\n'), runWithoutDisplay({"--bogus"}).output.size() - 1)
-        << "an error is one line";
 }
 
 TEST_F(JorvaneCommandLine, opensTheRunningOnesPreferencesAndQuitsIt) {

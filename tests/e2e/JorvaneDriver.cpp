@@ -175,26 +175,20 @@ bool JorvaneDriver::start(const Options& options, milliseconds timeout) {
     return true;
 }
 
-std::vector<std::string> JorvaneDriver::overrides(const Options& options) const {
+pid_t JorvaneDriver::spawnProgram(const Options& options, const std::string& logName) {
     // JORVANE_E2E_LOG raises the program's log for a diagnosis.
     const char* asked = std::getenv("JORVANE_E2E_LOG");
     std::string level = asked && *asked ? asked : options.logLevel;
     // The launch and the bars' life are the program's own info lines.
     if (level.find("debug") == std::string::npos) level += ",Jorvane=info";
-    std::vector<std::string> variables{"JORVANE_LOG=" + level};
-    if (options.accessible) variables.emplace_back("QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1");
+    // Qt's accessibility bridge, so that the bar's text can be read.
+    std::vector<std::string> variables{"JORVANE_LOG=" + level, "QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1"};
     if (options.home) {
         variables.push_back("HOME=" + options.home->string());
         variables.push_back("XDG_CONFIG_HOME=" + (*options.home / ".config").string());
         variables.push_back("XDG_DATA_HOME=" + (*options.home / ".local" / "share").string());
     }
     variables.insert(variables.end(), options.environment.begin(), options.environment.end());
-    return variables;
-}
-
-pid_t JorvaneDriver::spawnProgram(const Options& options, const std::string& logName) {
-    std::vector<std::string> variables = overrides(options);
-    if (!options.accessible) variables.emplace_back("QT_LINUX_ACCESSIBILITY_ALWAYS_ON");  // removed
     return desktop_.spawn({options.program ? options.program->string() : std::string(kJorvaneBinary)}, logName,
                           std::nullopt, variables);
 }

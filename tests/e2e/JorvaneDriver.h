@@ -53,8 +53,6 @@ std::vector<std::string> autostartPrograms(const std::filesystem::path& folder);
 class JorvaneDriver {
 public:
     struct Options {
-        // Qt's accessibility bridge, so that the bar's text can be read.
-        bool accessible = true;
         std::string logLevel = "info";
         // A home folder of its own, where the program starts as on a new
         // machine; else the desktop's, marked as past its first launch.
@@ -156,7 +154,6 @@ private:
     // Set up on first use; nullptr when not there (or, `ofProgram`, when the program does not run).
     Atspi* accessibility(bool ofProgram = true);
     pid_t spawnProgram(const Options& options, const std::string& logName);
-    std::vector<std::string> overrides(const Options& options) const;
 
     Desktop& desktop_;
     pid_t pid_ = -1;

@@ -49,8 +49,7 @@ std::vector<std::string> trashOf(const fs::path& home) { return listing(home / "
 class JorvaneFirstLaunch : public DesktopTest {
 protected:
     static void SetUpTestSuite() {
-        DesktopTest::SetUpTestSuite();
-        if (!startError().empty()) return;
+        if (!startDesktop()) return;
         // The program needs Thunar running once it is past the welcome.
         desktop().openThunarWindow(desktop().home());
     }

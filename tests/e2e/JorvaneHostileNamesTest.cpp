@@ -41,8 +41,7 @@ void PrintTo(const NameRow& row, std::ostream* out) { *out << row.label; }
 class HostileFolderNames : public JorvaneTest, public ::testing::WithParamInterface<NameRow> {
 protected:
     static void SetUpTestSuite() {
-        DesktopTest::SetUpTestSuite();
-        if (!startError().empty()) return;
+        if (!startDesktop()) return;
         base_ = desktop().dataDir() / "hostile";
         fs::create_directories(base_);
         // Thunar's selection can be read in its Details view only.

@@ -30,8 +30,7 @@ protected:
             skipReason_ = "mounting a FUSE file system needs root and /dev/fuse";
             return;
         }
-        DesktopTest::SetUpTestSuite();
-        if (!startError().empty()) return;
+        if (!startDesktop()) return;
         Desktop& d = desktop();
         home_ = d.dataDir() / "hung";
         mount_ = home_ / "mnt";

@@ -22,8 +22,7 @@ namespace fs = std::filesystem;
 class JorvanePreferences : public JorvaneTest {
 protected:
     static void SetUpTestSuite() {
-        DesktopTest::SetUpTestSuite();
-        if (!startError().empty()) return;
+        if (!startDesktop()) return;
         folder_ = desktop().dataDir() / "preferences";
         fs::create_directories(folder_ / "Inside");
         desktop().openThunarWindow(folder_);

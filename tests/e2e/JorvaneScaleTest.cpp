@@ -27,8 +27,7 @@ struct Scale {
 class JorvaneScale : public JorvaneTest, public testing::WithParamInterface<Scale> {
 protected:
     static void SetUpTestSuite() {
-        DesktopTest::SetUpTestSuite();
-        if (!startError().empty()) return;
+        if (!startDesktop()) return;
         folder_ = desktop().dataDir() / "scale";
         fs::create_directories(folder_ / "Inside");
         startProgram();

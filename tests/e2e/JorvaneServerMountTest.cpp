@@ -98,8 +98,7 @@ void PrintTo(const ServerRow& row, std::ostream* out) { *out << row.name; }
 class JorvaneServerMount : public JorvaneTest, public ::testing::WithParamInterface<ServerRow> {
 protected:
     static void SetUpTestSuite() {
-        DesktopTest::SetUpTestSuite();
-        if (!startError().empty()) return;
+        if (!startDesktop()) return;
         Desktop& d = desktop();
         demo_ = d.dataDir() / "servers" / "local";
         fs::create_directories(demo_);
@@ -288,8 +287,7 @@ class ThunarSftpMount : public ThunarTest {
 protected:
     static void SetUpTestSuite() {
         prepareAgentSocket();
-        DesktopTest::SetUpTestSuite();
-        if (!startError().empty()) return;
+        if (!startDesktop()) return;
         Desktop& d = desktop();
         if (const char* socket = std::getenv("SSH_AUTH_SOCK"); !socket || socket != agentSocket()) {
             failure_ = "the desktop started before the agent's socket was set";

@@ -32,8 +32,7 @@ namespace fs = std::filesystem;
 class ThunarLifecycle : public JorvaneTest {
 protected:
     static void SetUpTestSuite() {
-        DesktopTest::SetUpTestSuite();
-        if (!startError().empty()) return;
+        if (!startDesktop()) return;
         folder_ = desktop().dataDir() / "lifecycle";
         fs::create_directories(folder_ / "Inside");
         startProgram();

@@ -17,8 +17,7 @@ namespace fs = std::filesystem;
 class JorvaneVisitedFolders : public JorvaneTest {
 protected:
     static void SetUpTestSuite() {
-        DesktopTest::SetUpTestSuite();
-        if (!startError().empty()) return;
+        if (!startDesktop()) return;
         root_ = desktop().dataDir() / "visited";
         for (const char* folder : {"Projects/2026/Reports", "Music/Live", "Notes", "Start", "Live"})
             fs::create_directories(root_ / folder);

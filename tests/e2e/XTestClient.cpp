@@ -116,7 +116,7 @@ xcb_window_t XTestClient::create(const WindowSpec& shape) {
                       static_cast<std::int16_t>(shape.y), static_cast<std::uint16_t>(shape.width),
                       static_cast<std::uint16_t>(shape.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
                       XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, attributes);
-    const std::string wmClass = "jorvane-test" + std::string(1, '\0') + shape.wmClass + std::string(1, '\0');
+    const std::string wmClass("jorvane-test\0JorvaneTest\0", 25);
     xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
                         static_cast<std::uint32_t>(wmClass.size()), wmClass.data());
     const auto pid = static_cast<std::uint32_t>(shape.pid == -1 ? getpid() : shape.pid);

@@ -22,7 +22,6 @@ namespace jorvane::e2e {
 
 struct WindowSpec {
     std::string title = "Jorvane test window";
-    std::string wmClass = "JorvaneTest";
     std::int32_t pid = -1;  // _NET_WM_PID; -1: this process
     int x = 200, y = 150, width = 400, height = 240;
     std::uint32_t eventMask = XCB_EVENT_MASK_EXPOSURE;  // what this connection hears of the window
