@@ -324,8 +324,8 @@ void Desktop::startAccessibilityBus() {
     const fs::path launcher = "/usr/libexec/at-spi-bus-launcher";
     if (!fs::exists(launcher)) throw std::runtime_error("at-spi-bus-launcher is missing (install at-spi2-core)");
     spawn({launcher.string(), "--launch-immediately"}, "at-spi-bus-launcher");
-    const bool up = waitUntil([this] { return x_->hasProperty(x_->root(), "AT_SPI_BUS"); }, kStartTimeout,
-                              milliseconds(20));
+    const bool up =
+        waitUntil([this] { return x_->hasProperty(x_->root(), "AT_SPI_BUS"); }, kStartTimeout, milliseconds(20));
     if (!up || !nameHasOwner("org.a11y.Bus")) throw std::runtime_error("the accessibility bus did not start");
 }
 

@@ -23,8 +23,7 @@ protected:
         if (!startDesktop()) return;
         Desktop& d = desktop();
         demo_ = d.dataDir() / "demo";
-        for (const char* folder : {"Music", "Rows/One", "Rows/Two"})
-            fs::create_directories(demo_ / folder);
+        for (const char* folder : {"Music", "Rows/One", "Rows/Two"}) fs::create_directories(demo_ / folder);
         for (const char* file : {"alpha.txt", "beta.txt", "gamma.txt", "delta.log"})
             std::ofstream(demo_ / file) << file << "\n";
         // Selections can be read in the Details view only.

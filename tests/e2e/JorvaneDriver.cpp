@@ -83,7 +83,8 @@ struct JorvaneDriver::Atspi {
         pump();
         AccessibleRef app = thunar::ThunarAtspi::applicationFor(pid);
         if (!app) return nullptr;
-        return findFirst(app.get(), [&](AtspiAccessible* e) { return e != app.get() && matches(e); }, 0, maxDepth);
+        return findFirst(
+            app.get(), [&](AtspiAccessible* e) { return e != app.get() && matches(e); }, 0, maxDepth);
     }
 
     // The element named exactly `name` (the application bears the program's name itself).

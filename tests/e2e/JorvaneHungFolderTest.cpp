@@ -126,7 +126,8 @@ TEST_F(JorvaneHungFolder, KeysOtherBarsAndReturnWorkWhileTheFolderHangsAndTheNam
     ASSERT_TRUE(driver().key("a", {"Control_L"}));
     ASSERT_TRUE(driver().type(slow + "file01"));
     ASSERT_TRUE(driver().key("Return"));
-    EXPECT_TRUE(driver().waitForField([](const FieldText& f) { return f.problem == "The folder does not answer"; }, kWait));
+    EXPECT_TRUE(
+        driver().waitForField([](const FieldText& f) { return f.problem == "The folder does not answer"; }, kWait));
 
     // Escape closes the bar at once.
     start = Clock::now();

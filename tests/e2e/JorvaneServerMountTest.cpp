@@ -245,8 +245,8 @@ TEST_P(JorvaneServerMount, Row) {
         }
     } else {
         FieldText field;
-        EXPECT_TRUE(driver().waitForField([&](const FieldText& f) { return f.problem == row.problem; }, kConnectWait,
-                                          &field))
+        EXPECT_TRUE(
+            driver().waitForField([&](const FieldText& f) { return f.problem == row.problem; }, kConnectWait, &field))
             << "the bar says \"" << field.problem << "\"";
         EXPECT_EQ(field.text, address) << "the address stays for correcting";
         EXPECT_TRUE(driver().bar()) << "the bar stays open";

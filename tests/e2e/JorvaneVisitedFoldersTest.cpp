@@ -77,8 +77,7 @@ TEST_F(JorvaneVisitedFolders, PlacesAsUsersWriteThemAndABookmarksNameGoThere) {
     ASSERT_TRUE(window);
     ASSERT_TRUE(openBarOf(*window));
     const std::pair<std::string, fs::path> rows[] = {
-        {"~/Places/My Files", files},
-        {(home / "places/deep").string(), deep},  // the wrong case, one folder on disk
+        {"~/Places/My Files", files}, {(home / "places/deep").string(), deep},  // the wrong case, one folder on disk
     };
     for (const auto& [text, shown] : rows) {
         EXPECT_TRUE(enter(*window, text, shown)) << text << " showed " << desktop().title(*window);

@@ -92,7 +92,9 @@ public:
         if (type) std::erase_if(result, [&](const TapEvent& e) { return e.type != *type; });
         return result;
     }
-    bool waitForCount(EventType type, std::size_t count) { return eventually([&] { return of(type).size() >= count; }); }
+    bool waitForCount(EventType type, std::size_t count) {
+        return eventually([&] { return of(type).size() >= count; });
+    }
     void clear() {
         std::lock_guard lock(mutex_);
         events_.clear();

@@ -65,8 +65,8 @@ x11::ClientProperties XTestClient::properties(xcb_window_t window) {
 }
 
 std::optional<std::int32_t> XTestClient::pid(xcb_window_t window) {
-    const std::int32_t pid = x11::readClientProperties(*display_, {window}, x11::kClientPid).front().value_or(
-        x11::ClientProperties{}).pid;
+    const std::int32_t pid =
+        x11::readClientProperties(*display_, {window}, x11::kClientPid).front().value_or(x11::ClientProperties{}).pid;
     return pid > 0 ? std::optional(pid) : std::nullopt;
 }
 
@@ -129,7 +129,7 @@ xcb_window_t XTestClient::create(const WindowSpec& shape) {
                                      static_cast<std::uint32_t>(shape.width), static_cast<std::uint32_t>(shape.height)};
     xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS, 32, 18, hints);
     for (const auto& [property, encoding] : {std::pair{atom("_NET_WM_NAME"), atom("UTF8_STRING")},
-                                         std::pair<xcb_atom_t, xcb_atom_t>{XCB_ATOM_WM_NAME, XCB_ATOM_STRING}})
+                                             std::pair<xcb_atom_t, xcb_atom_t>{XCB_ATOM_WM_NAME, XCB_ATOM_STRING}})
         xcb_change_property(c_, XCB_PROP_MODE_REPLACE, w, property, encoding, 8,
                             static_cast<std::uint32_t>(shape.title.size()), shape.title.data());
     made_.push_back(w);
