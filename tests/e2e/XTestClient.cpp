@@ -60,13 +60,12 @@ bool XTestClient::hasProperty(xcb_window_t window, const char* property) {
     return reply && reply->type != XCB_ATOM_NONE;
 }
 
-x11::ClientProperties XTestClient::properties(xcb_window_t window) {
-    return x11::readClientProperties(*display_, {window}).front().value_or(x11::ClientProperties{});
+x11::ClientProperties XTestClient::properties(xcb_window_t window, unsigned mask) {
+    return x11::readClientProperties(*display_, {window}, mask).front().value_or(x11::ClientProperties{});
 }
 
 std::optional<std::int32_t> XTestClient::pid(xcb_window_t window) {
-    const std::int32_t pid =
-        x11::readClientProperties(*display_, {window}, x11::kClientPid).front().value_or(x11::ClientProperties{}).pid;
+    const std::int32_t pid = properties(window, x11::kClientPid).pid;
     return pid > 0 ? std::optional(pid) : std::nullopt;
 }
 

@@ -50,9 +50,9 @@ public:
     std::vector<std::uint32_t> values(xcb_window_t window, const char* property);
     bool hasProperty(xcb_window_t window, const char* property);
     // Title, class, pid ...; the defaults for a window that is gone.
-    x11::ClientProperties properties(xcb_window_t window);
-    std::string title(xcb_window_t window) { return properties(window).name; }
-    std::string wmClass(xcb_window_t window) { return properties(window).wmClass; }
+    x11::ClientProperties properties(xcb_window_t window, unsigned mask = x11::kClientAll);
+    std::string title(xcb_window_t window) { return properties(window, x11::kClientName).name; }
+    std::string wmClass(xcb_window_t window) { return properties(window, x11::kClientClass).wmClass; }
     std::optional<std::int32_t> pid(xcb_window_t window);
     std::vector<xcb_window_t> clientList() { return windows(display_->atoms().netClientList); }
     xcb_window_t activeWindow();
