@@ -120,7 +120,7 @@ TEST_F(CurlHttpClientTest, PlainHttpAndOtherSchemesAreRefusedBeforeAnyConnection
     EXPECT_FALSE(client.get("http://127.0.0.1:" + std::to_string(port_) + "/feed", 2));
     EXPECT_FALSE(client.get("file:///etc/hostname", 2));
     EXPECT_FALSE(client.get("ftp://127.0.0.1/feed", 2));
-    // Allowed, a plain http:// address is tried (and here fails: the server speaks TLS only).
+    // Allowing plain http:// lets no other scheme in.
     auto options = trusting();
     options.allowPlainHttp = true;
     EXPECT_FALSE(CurlHttpClient(options).get("file:///etc/hostname", 2));
