@@ -182,8 +182,8 @@ pid_t JorvaneDriver::spawnProgram(const Options& options, const std::string& log
     std::string level = asked && *asked ? asked : options.logLevel;
     // The launch and the bars' life are the program's own info lines.
     if (level.find("debug") == std::string::npos) level += ",Jorvane=info";
-    // Qt's accessibility bridge, so that the bar's text can be read.
-    std::vector<std::string> variables{"JORVANE_LOG=" + level, "QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1"};
+    std::vector<std::string> variables{"JORVANE_LOG=" + level};
+    if (options.accessible) variables.emplace_back("QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1");
     if (options.home) {
         variables.push_back("HOME=" + options.home->string());
         variables.push_back("XDG_CONFIG_HOME=" + (*options.home / ".config").string());

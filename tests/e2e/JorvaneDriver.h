@@ -53,6 +53,9 @@ std::vector<std::string> autostartPrograms(const std::filesystem::path& folder);
 class JorvaneDriver {
 public:
     struct Options {
+        // Qt's accessibility bridge, so that the bar's text can be read (a
+        // benchmark measures the program as users run it, without).
+        bool accessible = true;
         std::string logLevel = "info";
         // A home folder of its own, where the program starts as on a new
         // machine; else the desktop's, marked as past its first launch.

@@ -1,8 +1,10 @@
 #include "XTestClient.h"
 
 #include <gtest/gtest.h>
+#include <xcb/xcbext.h>
 #include <xcb/xtest.h>
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -35,6 +37,27 @@ XTestClient::~XTestClient() {
 }
 
 void XTestClient::sync() { std::free(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr)); }
+
+bool XTestClient::answers(milliseconds within) {
+    const unsigned int request = xcb_get_input_focus(c_).sequence;
+    xcb_flush(c_);
+    const auto deadline = std::chrono::steady_clock::now() + within;
+    for (;;) {
+        void* reply = nullptr;
+        xcb_generic_error_t* error = nullptr;
+        if (xcb_poll_for_reply(c_, request, &reply, &error)) {
+            std::free(reply);
+            std::free(error);
+            return true;
+        }
+        if (std::chrono::steady_clock::now() >= deadline) {
+            xcb_discard_reply(c_, request);
+            return false;
+        }
+        pollfd readable{xcb_get_file_descriptor(c_), POLLIN, 0};
+        ::poll(&readable, 1, 10);
+    }
+}
 
 xcb_atom_t XTestClient::atom(const char* name) {
     xcb_atom_t& known = atoms_[name];

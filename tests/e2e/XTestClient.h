@@ -42,6 +42,9 @@ public:
     const x11::XcbDisplay& display() const { return *display_; }
     // A round trip: the server has acted on everything sent before.
     void sync();
+    // A round trip that gives up after `within`: false while another client
+    // holds the server grabbed (the late reply is dropped when it comes).
+    bool answers(std::chrono::milliseconds within);
     xcb_atom_t atom(const char* name);
 
     // ---- Looking at windows (read as the program reads them)
