@@ -16,6 +16,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <variant>
 #include <vector>
 
@@ -119,7 +120,8 @@ struct World {
     }
     ElementNode deepestAt(ElementNode n, Point p, int depth) {
         if (depth > kMaxDepth) return n;
-        const auto children = read<std::vector<ElementNode>>(n, Attribute::Children).value_or(std::vector<ElementNode>{});
+        const auto children =
+            read<std::vector<ElementNode>>(n, Attribute::Children).value_or(std::vector<ElementNode>{});
         for (auto it = children.rbegin(); it != children.rend(); ++it) {
             const std::optional<Rect> f = frame(*it);
             if (f && f->containsPoint(p)) return deepestAt(*it, p, depth + 1);
@@ -252,17 +254,13 @@ public:
         return top;
     }
     void setAttribute(ElementNode node, Attribute attribute, FakeAttributeValue value) {
-        std::lock_guard lock(world_->mutex);
-        World::set(world_->get(node), attribute, std::move(value));
+        locked([&] { World::set(world_->get(node), attribute, std::move(value)); });
     }
     void removeAttribute(ElementNode node, Attribute attribute) {
-        std::lock_guard lock(world_->mutex);
-        auto& attributes = world_->get(node).attributes;
-        if (auto it = attributes.find(attribute); it != attributes.end()) attributes.erase(it);
+        locked([&] { world_->get(node).attributes.erase(attribute); });
     }
     void setFrame(ElementNode node, Rect frame) {
-        std::lock_guard lock(world_->mutex);
-        world_->setFrame(node, frame);
+        locked([&] { world_->setFrame(node, frame); });
     }
     void setTitle(ElementNode node, std::string title) { setAttribute(node, Attribute::Title, std::move(title)); }
     // The node goes away: it answers nothing and leaves its parent's lists, the stack and the placements.
@@ -280,8 +278,7 @@ public:
 
     // ---- the screen
     void setMouseLocation(Point location) {
-        std::lock_guard lock(world_->mutex);
-        world_->mouse = location;
+        locked([&] { world_->mouse = location; });
     }
     // Moves a window to the front of the stack.
     void raise(ElementNode window) {
@@ -293,18 +290,15 @@ public:
     }
     // Another program's window, in front of every window so far. Owner "Dock" plays a panel.
     void addForeignWindow(WindowInfo info) {
-        std::lock_guard lock(world_->mutex);
-        world_->stack.insert(world_->stack.begin(), World::StackEntry{ElementNode{}, std::move(info)});
+        locked([&] { world_->stack.insert(world_->stack.begin(), World::StackEntry{ElementNode{}, std::move(info)}); });
     }
     // Replaces the derived window list; nullopt derives it again.
     void setWindowList(std::optional<std::vector<WindowInfo>> list) {
-        std::lock_guard lock(world_->mutex);
-        world_->windowListOverride = std::move(list);
+        locked([&] { world_->windowListOverride = std::move(list); });
     }
     // Whatever lies in `area` is `node` (no node: nothing at all), above everything placed before.
     void placeElement(Rect area, ElementNode node) {
-        std::lock_guard lock(world_->mutex);
-        world_->placements.emplace_back(area, node);
+        locked([&] { world_->placements.emplace_back(area, node); });
     }
     // The focused application becomes the window's application and its focused window the window;
     // no node clears both.
@@ -332,22 +326,18 @@ public:
     }
     // Attribute reads so far, by attribute name (missing ones included).
     std::size_t readCount(Attribute attribute) const {
-        std::lock_guard lock(world_->mutex);
-        auto it = world_->reads.find(attribute);
-        return it == world_->reads.end() ? 0 : it->second;
+        return locked([&] { return world_->reads.contains(attribute) ? world_->reads.at(attribute) : 0; });
     }
 
     // ---- AccessibilityAPI
     ElementRef systemWideElement() override { return element(world_->systemWide); }
     // Null for a pid without an application node.
     ElementRef applicationElement(std::int32_t pid) override {
-        std::lock_guard lock(world_->mutex);
-        auto it = world_->applications.find(pid);
-        return it == world_->applications.end() ? nullptr : element(it->second);
+        return locked(
+            [&] { return world_->applications.contains(pid) ? element(world_->applications[pid]) : nullptr; });
     }
     ElementRef elementAtPosition(float x, float y) override {
-        std::lock_guard lock(world_->mutex);
-        return element(world_->hitTest(Point{x, y}));
+        return locked([&] { return element(world_->hitTest(Point{x, y})); });
     }
     std::vector<WindowInfo> windowList() override {
         std::lock_guard lock(world_->mutex);
@@ -373,13 +363,17 @@ public:
         return list;
     }
     Point mouseLocation() override {
-        std::lock_guard lock(world_->mutex);
-        return world_->mouse;
+        return locked([&] { return world_->mouse; });
     }
 
 private:
     using World = fake_ax::World;
     using Node = World::Node;
+    template <class F>
+    std::invoke_result_t<F> locked(F f) const {
+        std::lock_guard lock(world_->mutex);
+        return f();
+    }
     // Shared with the element objects, which may outlive the fake.
     std::shared_ptr<World> world_ = std::make_shared<World>();
 };

@@ -6,6 +6,7 @@
 // "fm.quit <identifier>", "fm.launch", "fm.bringToFront <pid>". processExists is counted, not logged.
 
 #include <mutex>
+#include <type_traits>
 
 #include "app/FileManagerProcess.h"
 #include "fakes/FakePathWindowViews.h"
@@ -27,9 +28,7 @@ public:
         return pid();
     }
     bool processExists(std::int32_t pid) override {
-        std::lock_guard lock(mutex_);
-        ++processExistsCount_;
-        return pid > 0 && (pid == pid_ || (linger_ && pid == quitPid_));
+        return locked([&] { return ++processExistsCount_, pid > 0 && (pid == pid_ || (linger_ && pid == quitPid_)); });
     }
     bool showsAllFiles() override {
         log_->add("fm.showsAllFiles");
@@ -37,8 +36,7 @@ public:
     }
     void setShowsAllFiles(bool show) override {
         log_->add(std::string("fm.setShowsAllFiles ") + (show ? "1" : "0"));
-        std::lock_guard lock(mutex_);
-        showsAllFiles_ = show;
+        locked([&] { showsAllFiles_ = show; });
     }
     int quitApplication(std::string_view bundleIdentifier) override {
         log_->add("fm.quit " + std::string(bundleIdentifier));
@@ -64,36 +62,35 @@ public:
     void setOpensMiddleClickedFolderInNewWindow(bool opens) { opensMiddleClicks_ = opens; }
     // The running process (0: not running).
     void setPid(std::int32_t pid) {
-        std::lock_guard lock(mutex_);
-        pid_ = pid;
+        locked([&] { pid_ = pid; });
     }
     std::int32_t pid() const {
-        std::lock_guard lock(mutex_);
-        return pid_;
+        return locked([&] { return pid_; });
     }
     bool showsAllFilesValue() const {
-        std::lock_guard lock(mutex_);
-        return showsAllFiles_;
+        return locked([&] { return showsAllFiles_; });
     }
     // What the next quits answer when a process is running (noErr by default).
     void setQuitResult(int result) {
-        std::lock_guard lock(mutex_);
-        quitResult_ = result;
+        locked([&] { quitResult_ = result; });
     }
     void lingerAfterQuit(bool linger) {
-        std::lock_guard lock(mutex_);
-        linger_ = linger;
+        locked([&] { linger_ = linger; });
     }
     int processExistsCount() const {
-        std::lock_guard lock(mutex_);
-        return processExistsCount_;
+        return locked([&] { return processExistsCount_; });
     }
     int launchCount() const {
-        std::lock_guard lock(mutex_);
-        return launchCount_;
+        return locked([&] { return launchCount_; });
     }
 
 private:
+    template <class F>
+    std::invoke_result_t<F> locked(F f) const {
+        std::lock_guard lock(mutex_);
+        return f();
+    }
+
     std::shared_ptr<EventLog> log_;
     mutable std::mutex mutex_;
     std::int32_t pid_ = 0, quitPid_ = 0, nextPid_ = 5000;

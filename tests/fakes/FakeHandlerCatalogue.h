@@ -72,25 +72,22 @@ public:
 
     // ---- what was asked
     std::vector<Call> calls() const {
-        std::lock_guard lock(mutex_);
-        return calls_;
+        return locked([this] { return calls_; });
     }
     std::size_t callCount(std::string_view name) const {
-        std::lock_guard lock(mutex_);
-        return countOf(name);
+        return locked([&] { return countOf(name); });
     }
     std::optional<Call> lastCall(std::string_view name) const {
-        std::lock_guard lock(mutex_);
-        const auto it = std::find_if(calls_.rbegin(), calls_.rend(), [&](const Call& c) { return c.name == name; });
-        return it == calls_.rend() ? std::nullopt : std::optional(*it);
+        const std::vector<Call> all = calls();
+        const auto it = std::find_if(all.rbegin(), all.rend(), [&](const Call& c) { return c.name == name; });
+        return it == all.rend() ? std::nullopt : std::optional(*it);
     }
     // How often cancel() was asked for the handler.
     std::size_t cancelCount(std::string_view name) const {
         return read(name, [](const Script* s) { return s ? s->cancels : 0; });
     }
     void clearCalls() {
-        std::lock_guard lock(mutex_);
-        calls_.clear();
+        locked([this] { calls_.clear(); });
     }
     // Bounded waits for other threads (main-queue work is waited for with MainQueue::runUntil).
     bool waitForCalls(std::string_view name, std::size_t count, Timeout timeout = std::chrono::seconds(10)) const {
@@ -167,6 +164,11 @@ private:
         std::lock_guard lock(mutex_);
         change(script(name));
         changed_.notify_all();
+    }
+    template <class F>
+    std::invoke_result_t<F> locked(F f) const {
+        std::lock_guard lock(mutex_);
+        return f();
     }
     template <class F>
     std::invoke_result_t<F, const Script*> read(std::string_view name, F get) const {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "settings/DefaultsStorage.h"
@@ -21,33 +22,31 @@ public:
 
     // What the last save left (or the initial values).
     settings::Dictionary values() const {
-        std::lock_guard lock(mutex_);
-        return values_;
+        return locked([&] { return values_; });
     }
     int saveCount() const {
-        std::lock_guard lock(mutex_);
-        return saves_;
+        return locked([&] { return saves_; });
     }
     // Replaces the values as another process would; the domain sees it at its next check.
     void edit(settings::Dictionary values) {
-        std::lock_guard lock(mutex_);
-        values_ = std::move(values);
-        ++version_;
+        locked([&] { values_ = std::move(values), ++version_; });
     }
     // Saves fail with this reason until called again with an empty one.
     void failSaves(std::string reason) {
-        std::lock_guard lock(mutex_);
-        failure_ = std::move(reason);
+        locked([&] { failure_ = std::move(reason); });
     }
     // A warning the next load reports (as a damaged file would).
     void warnAtNextLoad(std::string warning) {
-        std::lock_guard lock(mutex_);
-        loadWarnings_.push_back(std::move(warning));
-        ++version_;
+        locked([&] { loadWarnings_.push_back(std::move(warning)), ++version_; });
     }
 
 private:
     friend class MemoryDefaultsStorage;
+    template <class F>
+    std::invoke_result_t<F> locked(F f) const {
+        std::lock_guard lock(mutex_);
+        return f();
+    }
     mutable std::mutex mutex_;
     settings::Dictionary values_;
     int saves_ = 0;

@@ -1,13 +1,15 @@
 #pragma once
 
 // What the decision-table fixtures share: rows named and printed by their sentence, the event log filtered
-// by prefix, and a handler catalogue that logs its calls.
+// by prefix, a handler catalogue that logs its calls, and one fake Thunar window.
 
 #include <ostream>
 #include <type_traits>
 
+#include "fakes/FakeAccessibility.h"
 #include "fakes/FakeHandlerCatalogue.h"
 #include "fakes/FakePathWindowViews.h"
+#include "fakes/VirtualTime.h"
 #include "filemanager/HandlerCatalogue.h"
 #include "util/Dispatch.h"
 
@@ -73,6 +75,34 @@ private:
     std::shared_ptr<FakeHandlerCatalogue> inner_;
     std::shared_ptr<EventLog> log_;
     Calls logged_;
+};
+
+// One Thunar process (pid 4242) with one window, 600 x 400 at (100, 50), whose title text is 120 points wide
+// at (340, 53); the main queue is bound to the test's thread, time is virtual, fakes log into one EventLog.
+class OneThunarWindow {
+public:
+    static constexpr std::int32_t kPid = 4242;
+    static constexpr Rect kWindowFrame{{100, 50}, {600, 400}};
+    static constexpr Rect kTitleFrame{{340, 53}, {120, 16}};
+
+    explicit OneThunarWindow(const std::string& title) {
+        dispatch::mainQueue().bindToCurrentThread();
+        dispatch::mainQueue().drain();
+        application_ = ax_->addApplication(kPid);
+        window_ = ax_->addWindow(application_, title, kWindowFrame);
+        title_ = ax_->addStaticText(window_, title, kTitleFrame);
+    }
+
+    // The log, keeping only entries that begin with one of the prefixes.
+    std::vector<std::string> logged(const std::vector<std::string>& prefixes) const {
+        return entriesStartingWithAny(*log_, prefixes);
+    }
+
+    VirtualTime time_;
+    std::shared_ptr<EventLog> log_ = std::make_shared<EventLog>();
+    std::shared_ptr<FakeAccessibility> ax_ = std::make_shared<FakeAccessibility>();
+    ElementNode application_, window_, title_;
+    std::shared_ptr<FakeHandlerCatalogue> catalogue_ = std::make_shared<FakeHandlerCatalogue>();
 };
 
 }  // namespace jorvane::test

@@ -1,20 +1,17 @@
 #pragma once
 
-// One address bar over one fake Thunar window, every port faked: views and application record into one
-// EventLog, the catalogue answers what the test scripts, time is virtual. The window is 600 x 400 at
-// (100, 50) with a 120-point title text; the screen is 1440 x 900. "{T}" in texts is a temporary folder of
+// One address bar over OneThunarWindow, every port faked: views and application record into its EventLog,
+// the catalogue answers what the test scripts. The screen is 1440 x 900. "{T}" in texts is a temporary folder of
 // docs/ (with sub/), notes.txt, a.log, bb.log, c.txt, empty/, three/ (a, bb, ccc) and nine/ (file1..9).
 
 #include <gtest/gtest.h>
 
 #include "addressbar/PathWindowController.h"
-#include "fakes/FakeAccessibility.h"
 #include "fakes/FakeHandlerCatalogue.h"
 #include "fakes/FakePathWindowDelegate.h"
 #include "fakes/FakePathWindowViews.h"
 #include "fakes/MemoryDefaults.h"
 #include "fakes/TestSupport.h"
-#include "fakes/VirtualTime.h"
 #include "filemanager/FileManagerCommands.h"
 #include "places/VisitedFolders.h"
 #include "unit/TableSupport.h"
@@ -22,19 +19,12 @@
 
 namespace jorvane::test {
 
-class PathWindowControllerFixture {
+class PathWindowControllerFixture : public OneThunarWindow {
 public:
-    static constexpr Rect kWindowFrame{{100, 50}, {600, 400}};
-    static constexpr Rect kTitleFrame{{340, 53}, {120, 16}};
     static constexpr Rect kScreen{{0, 0}, {1440, 900}};
     static constexpr double kPanelHeight = 22;
 
-    PathWindowControllerFixture() {
-        dispatch::mainQueue().bindToCurrentThread();
-        dispatch::mainQueue().drain();
-        application_ = ax_->addApplication(4242);
-        window_ = ax_->addWindow(application_, "folder - Thunar", kWindowFrame);
-        title_ = ax_->addStaticText(window_, "folder - Thunar", kTitleFrame);
+    PathWindowControllerFixture() : OneThunarWindow("folder - Thunar") {
         views_.panel().setFrameSilently({{0, 0}, {0, kPanelHeight}});
         views_.spinner().setOriginSilently({0, 3});
 
@@ -88,10 +78,6 @@ public:
         return out;
     }
 
-    std::vector<std::string> logged(const std::vector<std::string>& prefixes) const {
-        return entriesStartingWithAny(*log_, prefixes);
-    }
-
     // Compares the bar's own actions, in order, and the handler calls ("call ..." in `expected`), in order
     // too: commands run on the bridge's queues, so their moment among the actions is not fixed.
     // `background` is a further call made from a queue of its own, in any order.
@@ -137,11 +123,6 @@ public:
     CompletionEngine::Options completion_ = completionOptions();
     places::VisitedFolders* visited_ = nullptr;
     places::BookmarkList* bookmarks_ = nullptr;
-    VirtualTime time_;
-    std::shared_ptr<EventLog> log_ = std::make_shared<EventLog>();
-    std::shared_ptr<FakeAccessibility> ax_ = std::make_shared<FakeAccessibility>();
-    ElementNode application_, window_, title_;
-    std::shared_ptr<FakeHandlerCatalogue> catalogue_ = std::make_shared<FakeHandlerCatalogue>();
     FileManagerCommands bridge_{
         std::make_shared<LoggingCatalogue>(catalogue_, log_, LoggingCatalogue::Calls::onMainThread)};
     std::unique_ptr<settings::UserDefaults> defaults_ = makeMemoryDefaults();

@@ -73,13 +73,6 @@ TEST_F(VisitedFoldersInTheBar, TheListOffersMatchingVisitedFoldersAfterTheFolder
     }
 }
 
-TEST_F(VisitedFoldersInTheBar, ReturnOnWordsThatNameSomethingInTheFolderStaysThere) {
-    views_.field().type("docs");
-    bar().pathEditorEnter();
-    settle();
-    EXPECT_THAT(handlerCalls(), Contains("reveal [" + tmp_.str() + "/docs/]"));
-}
-
 TEST_F(VisitedFoldersInTheBar, InlineCompletionOffersTheBestVisitedFolderAfterWordsThatNameNothingHere) {
     const std::string reports = place("Projects/2026/Reports") + "/";
     const std::string offered = "proj rep \u2014 " + reports;
@@ -160,12 +153,13 @@ TEST_F(VisitedFoldersInTheBar, TheWindowsFolderAndEveryFolderTheBarGoesToAreCoun
     settleVisits();
     EXPECT_EQ(scoreOf(place("Music")), 1);
 
-    // A relative name that turns out to be a folder.
+    // A relative name that turns out to be a folder: words that name something in the folder stay there.
     bar().setFileManagerLocation(tmp_.str());
     views_.field().type("docs");
     bar().pathEditorEnter();
     settle();
     settleVisits();
+    EXPECT_THAT(handlerCalls(), Contains("reveal [" + tmp_.str() + "/docs/]"));
     EXPECT_EQ(scoreOf(tmp_.str() + "/docs"), 1);
 }
 

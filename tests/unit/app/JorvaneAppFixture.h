@@ -1,10 +1,7 @@
 #pragma once
 
-// The application delegate with every port faked: one file-manager process
-// (pid 4242) with one window, 600 x 400 at (100, 50), whose title text is
-// 120 points wide at (340, 53) and which is focused; the window's folder is
-// "/home/me". Bars are real PathWindowControllers over recording views. All
-// fakes write into one EventLog; time is virtual.
+// The application delegate with every port faked, over OneThunarWindow, which is focused; the window's
+// folder is "/home/me". Bars are real PathWindowControllers over recording views.
 
 #include <gtest/gtest.h>
 
@@ -14,17 +11,14 @@
 
 #include "addressbar/PathWindowController.h"
 #include "app/JorvaneApp.h"
-#include "fakes/FakeAccessibility.h"
 #include "fakes/FakeAlerts.h"
 #include "fakes/FakeApplication.h"
 #include "fakes/FakeEventTap.h"
 #include "fakes/FakeFileManagerProcess.h"
-#include "fakes/FakeHandlerCatalogue.h"
 #include "fakes/FakePathWindowDelegate.h"
 #include "fakes/FakePathWindowViews.h"
 #include "fakes/FakeWindowObserver.h"
 #include "fakes/MemoryDefaults.h"
-#include "fakes/VirtualTime.h"
 #include "filemanager/FileManagerCommands.h"
 #include "settings/UserDefaults.h"
 #include "unit/TableSupport.h"
@@ -35,19 +29,11 @@ namespace jorvane::test::appcore {
 using test::PrintTo;
 using test::SentenceName;
 
-class JorvaneAppFixture {
+class JorvaneAppFixture : public OneThunarWindow {
 public:
-    static constexpr std::int32_t kPid = 4242;
-    static constexpr Rect kWindowFrame{{100, 50}, {600, 400}};
-    static constexpr Rect kTitleFrame{{340, 53}, {120, 16}};
     static constexpr Point kOnTitle{400, 60};
 
-    JorvaneAppFixture() {
-        dispatch::mainQueue().bindToCurrentThread();
-        dispatch::mainQueue().drain();
-        application_ = ax_->addApplication(kPid);
-        window_ = ax_->addWindow(application_, "me - Thunar", kWindowFrame);
-        title_ = ax_->addStaticText(window_, "me - Thunar", kTitleFrame);
+    JorvaneAppFixture() : OneThunarWindow("me - Thunar") {
         ax_->setFocusedWindow(window_);
         catalogue_->answer(handlers::folderPath, "/home/me");
         fileManager_.setPid(kPid);
@@ -126,20 +112,10 @@ public:
         return delegate_->barFor(ax_->element(window_), false);
     }
 
-    // The log, keeping only entries that begin with one of the prefixes.
-    std::vector<std::string> logged(const std::vector<std::string>& prefixes) const {
-        return entriesStartingWithAny(*log_, prefixes);
-    }
-
     bool barVisible(std::size_t index = 0) const { return views_.at(index)->panel().isVisible(); }
 
-    VirtualTime time_;
-    std::shared_ptr<EventLog> log_ = std::make_shared<EventLog>();
-    std::shared_ptr<FakeAccessibility> ax_ = std::make_shared<FakeAccessibility>();
     ScopedAccessibility installed_{ax_};
     ObservableAccessibility accessibility_{ax_, log_};
-    ElementNode application_, window_, title_;
-    std::shared_ptr<FakeHandlerCatalogue> catalogue_ = std::make_shared<FakeHandlerCatalogue>();
     FileManagerCommands bridge_{std::make_shared<LoggingCatalogue>(catalogue_, log_, LoggingCatalogue::Calls::all)};
     std::unique_ptr<settings::UserDefaults> defaults_ = std::make_unique<settings::UserDefaults>(nullptr);
     FakeEventTap tap_{log_};

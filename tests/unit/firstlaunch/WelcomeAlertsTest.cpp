@@ -55,6 +55,7 @@ struct WelcomeRow {
     bool goesOn;
     bool moveUnderWay = true;
     std::vector<std::string> steps;  // login-item calls and the move, with whether "notfirstlaunch" was saved
+    const char* executable = kHere;
 };
 
 void PrintTo(const WelcomeRow& row, std::ostream* out) { *out << row.name; }
@@ -80,7 +81,7 @@ TEST_P(Welcome, Row) {
         .alerts = alerts_,
         .defaults = *defaults_,
         .names = PlatformNames{},
-        .executable = kHere,
+        .executable = row.executable,
         .offerMove = row.offerMove,
         .localApplicationsDirectory = "/opt",
         .hasLoginItemWithPath =
@@ -121,28 +122,12 @@ const WelcomeRow kWelcomeRows[] = {
      true, true, {kAlert, "install " + std::string(kHere) + " (saved)"}},
     {"start without the offer shows no box and only adds the login item", false, kAlertFirstButton, true,
      false, true, true, {kAlert, "install " + std::string(kHere) + " (saved)"}},
+    {"start without a path of its own adds no login item", false, kAlertFirstButton, true, false, true, false,
+     {kAlert}, ""},
 };
 // clang-format on
 
 INSTANTIATE_TEST_SUITE_P(Rows, Welcome, testing::ValuesIn(kWelcomeRows), SentenceName{});
-
-TEST(WelcomeWithoutAPath, AddsNoLoginItem) {
-    auto defaults = makeMemoryDefaults();
-    FakeAlerts alerts;
-    std::vector<std::string> installed;
-    EXPECT_TRUE(WelcomeAlerts::runWelcome({
-        .alerts = alerts,
-        .defaults = *defaults,
-        .names = PlatformNames{},
-        .executable = "",
-        .offerMove = false,
-        .localApplicationsDirectory = "/opt",
-        .hasLoginItemWithPath = [](std::string_view) { return false; },
-        .installLoginItemWithPath = [&](std::string_view path) { installed.emplace_back(path); },
-        .installSystemWide = [] { return false; },
-    }));
-    EXPECT_TRUE(installed.empty());
-}
 
 class Reopen : public appcore::AppDelegateTest {
 protected:
