@@ -71,7 +71,6 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::call(std::string_view
         if (runningReveal_.load()) abandonedSerial_.store(runningSerial_.load());
     }
     pending_.fetch_add(1);
-    const Clock::time_point handing = Clock::now();
     g_main_context_invoke_full(
         // Ahead of the reveals that wait.
         context_, reveal ? G_PRIORITY_DEFAULT : G_PRIORITY_HIGH,
@@ -93,10 +92,6 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::call(std::string_view
             delete self;
         });
 
-    // Handing a job over is meant to be immediate: say so when it was not.
-    if (const auto handed = std::chrono::duration_cast<milliseconds>(Clock::now() - handing); handed > timeout)
-        log::inDomain(log::Warn, kLogDomain, "%s: handing the call to the worker took %lld ms", job->name.c_str(),
-                      static_cast<long long>(handed.count()));
     std::unique_lock lock(job->mutex);
     if (!job->done.wait_until(lock, job->deadline, [&] { return job->finished; })) {
         log::inDomain(log::Warn, kLogDomain, "%s: no answer within %lld ms", job->name.c_str(),

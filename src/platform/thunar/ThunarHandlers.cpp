@@ -110,11 +110,18 @@ std::optional<std::string> ThunarHandlerCatalogue::Worker::enterLocation(Call& c
     if (!atspi_.hasLocationEntry() && !openLocationEntryWithKeys(*window, call.deadline))
         return fail(call, "the window has no location entry");
     const std::string& address = call.params.front();
+    const std::string shownBefore(titleLocation(window->title));
     if (!atspi_.enterLocation(address)) return fail(call, "the location was not entered");
-    // Done once the title names a built-in place, so that the window's
-    // location read right after is the new one.
-    if (isBuiltInLocation(address)) {
-        while (!(refreshTitle(*window) && titleLocation(window->title) == address)) {
+    // Done once the title names a built-in place, or has left the place the
+    // window showed for a server's, so that the window's location read
+    // right after is the new one.
+    const auto arrived = [&] {
+        if (!refreshTitle(*window)) return false;
+        const std::string_view shown = titleLocation(window->title);
+        return isBuiltInLocation(address) ? shown == address : shown != shownBefore;
+    };
+    if (isBuiltInLocation(address) || withoutTrailingSlash(shownBefore) != withoutTrailingSlash(address)) {
+        while (!arrived()) {
             if (expired(call.deadline)) return fail(call, "the window did not show the place");
             pause(milliseconds(2));
         }
