@@ -67,11 +67,16 @@ TEST(BookmarkList, FollowsTheFileAndMatchesWordsOfNameOrFolderInOrder) {
     EXPECT_EQ(namesMatching(list, "year work"), Names{}) << "words in the order typed";
     EXPECT_EQ(namesMatching(list, "srv mus"), Names{"Tunes"}) << "words of the folder";
     EXPECT_EQ(namesMatching(list, "  "), Names{}) << "no words, no bookmarks";
+    EXPECT_EQ(namesMatching(list, "w"), Names{"Work this year"}) << "a word at a name's very start";
 
     // A changed file is read again (a size that differs, whatever the clock).
     dir.file("bookmarks", "file:///home/ann/Projects/2026 Work\n");
     EXPECT_EQ(namesMatching(list, "work"), Names{"Work"});
-    // Over a mebibyte it is no bookmarks file, whatever it holds.
+    // Up to a mebibyte it is read; over it, it is no bookmarks file, whatever it holds.
+    std::string full = "file:///home/ann/Projects/2026 Work\n";
+    full.resize(1 << 20, '\n');
+    dir.file("bookmarks", full);
+    EXPECT_EQ(namesMatching(list, "work"), Names{"Work"});
     dir.file("bookmarks", "file:///home/ann/Projects/2026 Work\n" + std::string(1 << 20, '\n'));
     EXPECT_EQ(namesMatching(list, "work"), Names{});
     std::filesystem::remove(dir.path() / "bookmarks");
