@@ -136,6 +136,7 @@ TEST(WindowCoverage, DecidesWhetherTheTitleBandIsCovered) {
         {{}, false},
         {{entry("xterm", 77, 300, 90, 200, 50)}, true},
         {{entry("xterm", 77, 300, 200, 200, 50)}, false},
+        {{entry("xterm", 77, 300, 123, 200, 50)}, false},  // starts where the band (99 to 123) ends
         {{entry("Dock", 77, 0, 90, 1280, 30)}, false},
         {{entry("Jorvane", self, 200, 99, 400, 24)}, false},
         {{entry("xterm", 77, 300, 110, 200, 0)}, false},  // no height, no cover
