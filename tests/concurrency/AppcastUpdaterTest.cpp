@@ -134,16 +134,23 @@ TEST_F(AppcastUpdaterTest, ANewCheckIsNotStartedWhileOneIsRunning) {
     EXPECT_FALSE(updater_->isCheckScheduled());
 }
 
-TEST_F(AppcastUpdaterTest, AnEmptyFeedUrlMeansNoCheckAndNoNetwork) {
+TEST_F(AppcastUpdaterTest, AnEmptyFeedUrlOrNoHttpClientMeansNoCheckAndNoNetwork) {
     auto http = std::make_shared<ScriptedFeed>(std::nullopt);
-    CountingQueue background;
-    make(http, "1", 1.0, background, "");
-    updater_->checkForUpdatesInBackground();
-    pass(100000s);
-    EXPECT_EQ(background.tasks, 0);
+    for (const bool withClient : {true, false}) {
+        SCOPED_TRACE(withClient ? "no feed" : "a feed but no HTTP client");
+        CountingQueue background;
+        if (withClient)
+            make(http, "1", 1.0, background, "");
+        else
+            make(nullptr, "1", 1.0, background);
+        updater_->checkForUpdatesInBackground();
+        pass(100000s);
+        EXPECT_EQ(background.tasks, 0);
+        EXPECT_FALSE(updater_->isCheckScheduled());
+        EXPECT_EQ(clock_.scheduledCount(), 0u);
+        updater_.reset();
+    }
     EXPECT_EQ(http->requests, 0);
-    EXPECT_FALSE(updater_->isCheckScheduled());
-    EXPECT_EQ(clock_.scheduledCount(), 0u);
 }
 
 TEST_F(AppcastUpdaterTest, WithoutAnIntervalOnlyTheAskedCheckRuns) {
