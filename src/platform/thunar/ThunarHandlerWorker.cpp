@@ -117,9 +117,10 @@ void ThunarHandlerCatalogue::Worker::execute(Call& call) {
     x_.processEvents([this](std::uint32_t xid) { noteActive(xid); });
     runningReveal_.store(false);
     runningSerial_.store(0);
-    log::inDomain(log::Debug, kLogDomain, "%s: ran %lld ms, %lld ms past its deadline", call.name.c_str(),
-                  static_cast<long long>(std::chrono::duration_cast<milliseconds>(Clock::now() - started).count()),
-                  static_cast<long long>(std::chrono::duration_cast<milliseconds>(Clock::now() - call.deadline).count()));
+    log::inDomain(
+        log::Debug, kLogDomain, "%s: ran %lld ms, %lld ms past its deadline", call.name.c_str(),
+        static_cast<long long>(std::chrono::duration_cast<milliseconds>(Clock::now() - started).count()),
+        static_cast<long long>(std::chrono::duration_cast<milliseconds>(Clock::now() - call.deadline).count()));
     std::lock_guard lock(call.mutex);
     call.result = std::move(result);
     call.finished = true;

@@ -197,8 +197,8 @@ TEST_P(RejectedLine, IsCountedAndSkippedWhileTheOthersAreKept) {
 INSTANTIATE_TEST_SUITE_P(
     HistoryText, RejectedLine,
     testing::Values(LineRow{"only two fields", "3\t/x"}, LineRow{"a score that is no number", "x\t1\t/x"},
-                    LineRow{"a zero score", "0\t1\t/x"}, LineRow{"an empty score", "\t1\t/x"}, LineRow{"a negative score", "-2\t1\t/x"},
-                    LineRow{"an infinite score", "inf\t1\t/x"},
+                    LineRow{"a zero score", "0\t1\t/x"}, LineRow{"an empty score", "\t1\t/x"},
+                    LineRow{"a negative score", "-2\t1\t/x"}, LineRow{"an infinite score", "inf\t1\t/x"},
                     LineRow{"a score too large for a double", "1e400\t1\t/x"},
                     LineRow{"a fractional time", "1\t1.5\t/x"}, LineRow{"a time with trailing text", "1\t15s\t/x"},
                     LineRow{"a relative path", "1\t1\tx/y"}, LineRow{"an empty path", "1\t1\t"},
