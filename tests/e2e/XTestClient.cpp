@@ -41,7 +41,7 @@ void XTestClient::sync() { std::free(xcb_get_input_focus_reply(c_, xcb_get_input
 bool XTestClient::answers(milliseconds within) {
     const unsigned int request = xcb_get_input_focus(c_).sequence;
     xcb_flush(c_);
-    const auto deadline = std::chrono::steady_clock::now() + within;
+    const auto deadline = Clock::now() + within;
     for (;;) {
         void* reply = nullptr;
         xcb_generic_error_t* error = nullptr;
@@ -50,7 +50,7 @@ bool XTestClient::answers(milliseconds within) {
             std::free(error);
             return true;
         }
-        if (std::chrono::steady_clock::now() >= deadline) {
+        if (Clock::now() >= deadline) {
             xcb_discard_reply(c_, request);
             return false;
         }

@@ -117,10 +117,12 @@ void ThunarHandlerCatalogue::Worker::execute(Call& call) {
     x_.processEvents([this](std::uint32_t xid) { noteActive(xid); });
     runningReveal_.store(false);
     runningSerial_.store(0);
-    log::inDomain(
-        log::Debug, kLogDomain, "%s: ran %lld ms, %lld ms past its deadline", call.name.c_str(),
-        static_cast<long long>(std::chrono::duration_cast<milliseconds>(Clock::now() - started).count()),
-        static_cast<long long>(std::chrono::duration_cast<milliseconds>(Clock::now() - call.deadline).count()));
+    const Clock::time_point ended = Clock::now();
+    const auto ms = [](Clock::duration d) {
+        return static_cast<long long>(std::chrono::duration_cast<milliseconds>(d).count());
+    };
+    log::inDomain(log::Debug, kLogDomain, "%s: ran %lld ms, %lld ms past its deadline", call.name.c_str(),
+                  ms(ended - started), ms(ended - call.deadline));
     std::lock_guard lock(call.mutex);
     call.result = std::move(result);
     call.finished = true;
